@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# usage: docsExampleTest.sh PROGRAM OUTPUT_FILE
+# The program ends well and prints what the document says.
+set -euo pipefail
+cd "$(mktemp -d)"
+trap 'rm -rf "$PWD"' EXIT
+"$1" > printed
+[[ ! -e $2 ]] || diff --unified --label document "$2" --label program printed
