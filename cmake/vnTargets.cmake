@@ -14,10 +14,15 @@ add_library(vn_options INTERFACE)
 target_compile_features(vn_options INTERFACE cxx_std_17)
 # No fused multiply-add: computed values are the same on every machine and at every level of optimisation.
 target_compile_options(vn_options INTERFACE -ffp-contract=off)
+# Messages that name a source file name it as it stands in the project, wherever the project lies.
+target_compile_options(vn_options INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(VN_SANITIZE)
     target_compile_options(vn_options INTERFACE -fsanitize=${VN_SANITIZE} -fno-omit-frame-pointer
                                                 -fno-sanitize-recover=all)
     target_link_options(vn_options INTERFACE -fsanitize=${VN_SANITIZE})
+endif()
+if(VN_FUZZ)
+    target_compile_options(vn_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(VN_COVERAGE)
     target_compile_options(vn_options INTERFACE --coverage)
