@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnSharedMemory.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+/// The blocks of elements behind the arrays: raw memory of the library's allocator with all of its elements
+/// constructed. Used by the containers; programs use those.
+///
+/// Elements start value-initialized, so plain numbers start as 0.
+template <class T>
+class vnBlock
+{
+public:
+    /// `size` new elements; null for 0.
+    static T* create(unsigned int size) { return createCopy(nullptr, 0, size); }
+
+    /// Copies of `count` elements, then new ones up to `size`.
+    static T* createCopy(const T* source, unsigned int count, unsigned int size)
+    {
+        return build(size, count, source, [source](T* to, unsigned int i) { new (to) T(source[i]); });
+    }
+
+    /// The same with the elements moved when moving can't fail, and copied otherwise; the source stays to be
+    /// destroyed.
+    static T* createMoved(T* source, unsigned int count, unsigned int size)
+    {
+        return build(size, count, source,
+                     [source](T* to, unsigned int i) { new (to) T(std::move_if_noexcept(source[i])); });
+    }
+
+    static void destroy(T* block, unsigned int size)
+    {
+        if (!block)
+            return;
+        destroyElements(block, size);
+        release(block);
+    }
+
+private:
+    template <class Placer>
+    static T* build(unsigned int size, unsigned int count, const T* source, Placer place)
+    {
+        if (size == 0)
+            return nullptr;
+        T* block = allocate(size);
+        if constexpr (std::is_trivially_copyable_v<T> && std::is_trivially_default_constructible_v<T>)
+        {
+            if (count)
+                std::memcpy(static_cast<void*>(block), static_cast<const void*>(source), count * sizeof(T));
+            std::memset(static_cast<void*>(block + count), 0, (size - count) * sizeof(T));
+        }
+        else
+        {
+            unsigned int done = 0;
+            try
+            {
+                for (; done < count; ++done)
+                    place(block + done, done);
+                for (; done < size; ++done)
+                    new (block + done) T();
+            }
+            catch (...)
+            {
+                destroyElements(block, done);
+                release(block);
+                throw;
+            }
+        }
+        return block;
+    }
+
+    static void destroyElements(T* block, unsigned int size)
+    {
+        if constexpr (!std::is_trivially_destructible_v<T>)
+            while (size > 0)
+                block[--size].~T();
+    }
+
+    static constexpr bool needsAlignment()
+    {
+        return alignof(T) > alignof(std::max_align_t) || std::is_base_of_v<vnQuadWordAlignedMemory, T>;
+    }
+
+    static T* allocate(unsigned int size)
+    {
+        const unsigned int bytes = vnCheckedSize(size, sizeof(T));
+        if constexpr (needsAlignment())
+        {
+            constexpr std::size_t alignment = std::max<std::size_t>(alignof(T), 16);
+            void* block = vn_malloc_aligned(bytes, static_cast<unsigned int>(alignment));
+            if (!block)
+                vnThrowBadAlloc(__FILE__, __LINE__);
+            return static_cast<T*>(block);
+        }
+        else
+        {
+            return static_cast<T*>(vn_new(bytes));
+        }
+    }
+
+    static void release(T* block)
+    {
+        if constexpr (needsAlignment())
+            vn_free_aligned(block);
+        else
+            vn_delete(block);
+    }
+};

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnMutex.h>
+#include <vnBase/vnRefList.h>
+#include <vnBase/vnReference.h>
+
+#include <atomic>
+
+/// A condition variable together with its mutex. `fire()` sets no state: with no sleeper it is lost, so users
+/// test a condition of their own under the mutex:
+///
+///     vnBodyGuard guard(*event);
+///     while (!ready)
+///         event->waitAndLock(1000, 1);
+///
+/// Time-outs are milliseconds on a monotonic clock. As a `vnReference` it is thread-safe: its own mutex
+/// guards the count.
+///
+/// Thread-safety: all operations, on any thread.
+class VN_BASE_API vnEvent : public vnReference, public vnMutex
+{
+public:
+    vnEvent() noexcept = default;
+    vnEvent(const vnEvent& other) noexcept : vnReference(other), vnMutex(other) {}
+    vnEvent& operator=(const vnEvent&) = default;
+    ~vnEvent() noexcept(false) override;
+
+    void ref() override;
+    void unref() override;
+    unsigned int unrefNoDelete() override;
+    unsigned char checkDelete() override;
+    unsigned int getRef() const override;
+
+    /// Wakes all sleepers.
+    void fire();
+
+    /// Wakes one sleeper.
+    void fireOnlyOne();
+
+    /// Sleeps until woken or until `milliseconds` have passed; non-zero when woken, 0 at the time-out. With
+    /// `locked` the caller holds the mutex, and has one hold less afterwards. All holds are given up while it
+    /// sleeps.
+    unsigned char wait(unsigned int milliseconds, unsigned char locked);
+
+    /// The same, but the caller holds the mutex afterwards: one hold when it came without, as many as before
+    /// with `locked`.
+    unsigned char waitAndLock(unsigned int milliseconds, unsigned char locked);
+
+    /// Waits for any of `events`: the first that fired, or null after `milliseconds`. It costs a thread for
+    /// each event; an event fired before its thread sleeps is missed.
+    static vnEvent* wait(const vnRefList<vnEvent>& events, unsigned int milliseconds);
+
+private:
+    friend class vnEventWaiter;
+
+    unsigned char sleepReleased(unsigned int milliseconds, unsigned int retakeCount, unsigned int heldCount);
+
+    std::atomic<unsigned int> m_fired{0}; // counts the wake-ups, so that one between unlock and sleep is seen
+    std::atomic<unsigned int> m_sleepers{0}; // a fire with none costs one load
+};

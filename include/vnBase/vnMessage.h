@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnString.h>
+
+#include <atomic>
+
+/// The severity of a message and its flags. Severities compare by plain integer order.
+using vnMessageLevel = unsigned int;
+
+enum : vnMessageLevel
+{
+    VN_MESSAGE_MEMORY = 0x1000,
+    VN_MESSAGE_PERF = 0x1001,
+    VN_MESSAGE_DEBUG = 0x2000,
+    VN_MESSAGE_NOTICE = 0x3000, // the threshold at the start
+    VN_MESSAGE_WARNING = 0x4000,
+    VN_MESSAGE_FATAL = 0x5000,
+    VN_MESSAGE_ASSERT = 0x6000,
+    VN_MESSAGE_ALWAYS = 0x7000,
+
+    VN_MESSAGE_INTERNAL = 0x800, // for developers of the library; shown when the threshold has this flag too
+    VN_MESSAGE_FINAL = 0x400,    // the text is not formatted
+    VN_MESSAGE_UNTRANSLATED = 0x200, // the text is not translated
+    VN_MESSAGE_SEVERITY = 0xF07F,    // the mask that removes the flags
+    VN_MESSAGE_TRACE = 0x2201        // what `vnTrace` posts
+};
+
+/// Receives messages. An instance removes itself when it is destroyed.
+class VN_BASE_API vnMessageReceiverInterface
+{
+public:
+    virtual ~vnMessageReceiverInterface() noexcept(false);
+
+    /// Called on the thread that posts, on several threads at once, under the read lock of the message
+    /// system: it must not add or remove receivers, nor set the translator. It may post messages itself.
+    virtual void onMessage(const vnString& sender, vnMessageLevel level, const char* message) = 0;
+};
+
+/// Translates texts; asked for each message of at least Notice level that is not marked as translated.
+class VN_BASE_API vnMessageTranslatorInterface
+{
+public:
+    virtual ~vnMessageTranslatorInterface() noexcept(false) = default;
+
+    /// An empty answer drops the message.
+    virtual vnString translate(const vnString& sender, vnMessageLevel level, const vnString& text) = 0;
+    virtual void setTranslation(const vnString& language, const vnString& sender, const vnString& text,
+                                const vnString& translation) = 0;
+
+    /// The language that translators translate to, "eng" at the start.
+    static vnString getCurrentLanguage();
+    static void setCurrentLanguage(const vnString& language);
+
+    /// Installs (1) or removes (0) the default translator.
+    static void useDefaultTranslator(unsigned char enable);
+
+private:
+    static vnString s_currentLanguage;
+};
+
+/// The one channel for all reports of the library and of programs that use it.
+///
+///     vnMessage::message("loader", VN_MESSAGE_WARNING, "Could not read '%s'", name);
+///
+/// A message below the threshold costs one test. Others are translated, formatted and handed to each
+/// receiver, in the order in which they were added, on the calling thread. Until a program adds a receiver of
+/// its own, a default receiver writes to standard output and to the debug stream of the platform.
+///
+/// Thread-safety: any thread. Delivery holds the read side of one lock, so many threads deliver at once.
+class VN_BASE_API vnMessage
+{
+public:
+    template <class... Args>
+    static void message(const vnString& sender, vnMessageLevel level, const char* format, const Args&... args)
+    {
+        if (isWanted(level))
+            post(sender, level, format, vnArgumentPack<sizeof...(Args)>(args...));
+    }
+    template <class... Args>
+    static void message(const vnString& sender, vnMessageLevel level, const char16_t* format,
+                        const Args&... args)
+    {
+        if (isWanted(level))
+            post(sender, level, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+    }
+
+    /// Posts under the default sender "VantorSDK".
+    template <class... Args>
+    static void message(vnMessageLevel level, const char* format, const Args&... args)
+    {
+        if (isWanted(level))
+            post(getDefaultSender(), level, format, vnArgumentPack<sizeof...(Args)>(args...));
+    }
+    template <class... Args>
+    static void message(vnMessageLevel level, const char16_t* format, const Args&... args)
+    {
+        if (isWanted(level))
+            post(getDefaultSender(), level, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+    }
+
+    /// 1 when a message of this level would be delivered: it is not below the threshold, and the threshold
+    /// has the internal flag if the level has it.
+    static bool isWanted(vnMessageLevel level) noexcept
+    {
+        const vnMessageLevel threshold = s_level.load(std::memory_order_relaxed);
+        return level >= (threshold & VN_MESSAGE_SEVERITY) && !(level & ~threshold & VN_MESSAGE_INTERNAL);
+    }
+
+    /// The threshold with its flags. A level of 0x7001 or more is ignored.
+    static vnMessageLevel getMessageLevel() noexcept { return s_level.load(std::memory_order_relaxed); }
+    static void setMessageLevel(vnMessageLevel level) noexcept;
+
+    /// The first receiver that a program adds replaces the default receiver for good;
+    /// `getDefaultMessageReceiver()` may be added explicitly. A receiver in the list is not added twice. The
+    /// list holds plain pointers.
+    static void addMessageReceiver(vnMessageReceiverInterface* receiver);
+    static void removeMessageReceiver(vnMessageReceiverInterface* receiver);
+    static vnMessageReceiverInterface* getDefaultMessageReceiver();
+
+    /// The translator is not owned. Null removes it and lets the default translator read its language file
+    /// again when it is installed next.
+    static void setMessageTranslator(vnMessageTranslatorInterface* translator);
+    static vnMessageTranslatorInterface* getMessageTranslator();
+    static vnMessageTranslatorInterface* getDefaultMessageTranslator();
+
+    /// The text in the current language; the text itself when no translator is set.
+    static vnString translate(const vnString& sender, const vnString& text);
+    static void setTranslation(const vnString& language, const vnString& sender, const vnString& text,
+                               const vnString& translation);
+
+    /// Holds all delivery off, except on the calling thread, until `unLock()`.
+    static void waitLock();
+    static void unLock();
+
+    /// `waitLock()` that gives up after `milliseconds` and answers whether it holds the lock.
+    static unsigned char tryLock(unsigned int milliseconds);
+
+    static const vnString& getDefaultSender();
+
+private:
+    static void post(const vnString& sender, vnMessageLevel level, const char* format,
+                     const vnArgumentList& arguments);
+
+    static std::atomic<vnMessageLevel> s_level;
+};

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnReference.h>
+
+#include <cstddef>
+#include <utility>
+
+/// Holds a reference-counted object, or null.
+///
+///     vnRefPointer<vnThing> thing(new vnThing);
+///
+/// Constructing a pointer from another pointer copies as the object's copy mode says: an object whose
+/// `useDeepCopy()` answers 1 is cloned, any other is shared. Assigning never clones. Moving never clones and
+/// never touches the count.
+///
+/// Thread-safety: one pointer belongs to one thread at a time; the object is as safe as its class.
+template <class T>
+class vnRefPointer
+{
+public:
+    vnRefPointer(T* object = nullptr) : m_object(object)
+    {
+        if (m_object)
+            m_object->ref();
+    }
+
+    vnRefPointer(const vnRefPointer& other) : m_object(copied(other.m_object))
+    {
+        if (m_object)
+            m_object->ref();
+    }
+
+    vnRefPointer(vnRefPointer&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
+
+    virtual ~vnRefPointer() noexcept(false)
+    {
+        if (m_object)
+            m_object->unref();
+    }
+
+    vnRefPointer& operator=(T* object)
+    {
+        if (object == m_object)
+            return *this;
+        if (object)
+            object->ref();
+        T* old = std::exchange(m_object, object);
+        if (old)
+            old->unref();
+        return *this;
+    }
+
+    vnRefPointer& operator=(const vnRefPointer& other) { return *this = other.m_object; }
+
+    vnRefPointer& operator=(vnRefPointer&& other)
+    {
+        if (this == &other)
+            return *this;
+        T* old = std::exchange(m_object, std::exchange(other.m_object, nullptr));
+        if (old)
+            old->unref();
+        return *this;
+    }
+
+    /// Hands the mode on to the held object, if there is one.
+    virtual void setCopyMode(const vnCopyMode& mode)
+    {
+        if (m_object)
+            m_object->setCopyMode(mode);
+    }
+
+    T* get() const noexcept { return m_object; }
+    T* operator->() const noexcept { return m_object; }
+    T& operator*() const noexcept { return *m_object; }
+    operator T*() const noexcept { return m_object; }
+
+private:
+    // clone() answers the root of the class tree; a class whose clone is of another class breaks its
+    // contract.
+    static T* copied(T* object)
+    {
+        if (!object || !object->useDeepCopy())
+            return object;
+        return static_cast<T*>(object->clone());
+    }
+
+    T* m_object;
+};

@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnArgument.h>
+#include <vnBase/vnArray.h>
+#include <vnBase/vnType.h>
+#include <vnBase/vnUtf.h>
+
+#include <cstring>
+
+/// The text type of the library: 8-bit, at most 65535 bytes, with its hash stored. The text is normally
+/// UTF-8; an 8-bit text that is not is accepted and told apart when it matters (`isAsciiString`).
+///
+///     vnString path("models/");
+///     path += name;
+///     if (path.isLast(".png", 0))
+///         ...
+///     vnString line = vnString::formatString("%s: %d bytes", path, size);
+///
+/// Each string owns its bytes, and a copy copies them; only an interned string (see `vnUniqueString`) shares
+/// its text with the intern table. Comparing for equality is one compare of hashes, or of ids for two
+/// interned strings. Indexes and lengths are in bytes.
+///
+/// An exhausted heap is reported and throws `std::bad_alloc`; the string keeps its old text. Index faults
+/// throw `vnFatalError`.
+///
+/// Thread-safety: none for one string. Comparing writes: an ordinary string that equals an interned one
+/// becomes interned, also through a const reference.
+class VN_BASE_API vnString
+{
+public:
+    static constexpr unsigned int VN_MAX_LENGTH = 65535;
+
+    vnString() noexcept = default;
+
+    /// A text that ends with NUL, its first 65535 bytes at most. Null gives the empty string.
+    vnString(const char* text);
+
+    /// Exactly `length` bytes, NUL bytes included; not scanned.
+    vnString(const char* text, unsigned short length);
+    vnString(const vnString& other);
+    vnString(vnString&& other) noexcept;
+
+    /// A 16-bit text that ends with NUL. Each unit is encoded by itself, so a pair of surrogates becomes two
+    /// characters.
+    vnString(const char16_t* text);
+
+    /// `count` units. With `ascii` the low byte of each, exactly `count` bytes; otherwise UTF-8.
+    vnString(const char16_t* text, unsigned short count, unsigned char ascii);
+
+    /// An integer in `radix` 2 to 62, padded with "0" to `minDigits`.
+    vnString(vnInt64 value, unsigned char radix, unsigned short minDigits);
+
+    /// A number through `format`; an empty format means "%f".
+    vnString(double value, const vnString& format);
+
+    static vnType s_type;
+    static vnType* getClassType() { return &s_type; }
+    virtual vnType* getType() const { return &s_type; }
+    virtual ~vnString();
+
+    vnString& operator=(const vnString& other);
+    vnString& operator=(vnString&& other) noexcept;
+    vnString& operator=(const char* text);
+
+    /// Lets go of the text.
+    void clear() noexcept;
+
+    /// Concatenation. A NUL character adds nothing, a `char16_t` is added as UTF-8. Only the `const char*`
+    /// forms test the length and throw `vnFatalError` with "Too many characters in vnString" beyond 65535
+    /// bytes; in the others the length is taken modulo 65536 and the joined text is cut there.
+    vnString operator+(const vnString& other) const;
+    vnString operator+(const char* text) const;
+    vnString operator+(char character) const;
+    vnString operator+(char16_t character) const;
+    vnString& operator+=(const vnString& other);
+    vnString& operator+=(const char* text);
+    vnString& operator+=(char character);
+    vnString& operator+=(char16_t character);
+
+    unsigned short length() const noexcept { return m_length; }
+    unsigned char isEmpty() const noexcept { return m_length == 0; }
+
+    /// True when there is no text or it starts with NUL.
+    bool operator!() const noexcept { return !m_text || !*m_text; }
+
+    /// The hash of the text as it was set last; equal on all hosts.
+    unsigned int hash() const noexcept { return m_hash; }
+
+    /// The hash of any bytes. A `length` of 0 scans to the NUL, 65535 bytes at most.
+    static unsigned int hash(const char* text, unsigned int length);
+
+    /// A 64-bit hash made by shifting and folding each byte.
+    vnUInt64 wrapHash() const noexcept;
+
+    /// The text, ended by NUL; never null.
+    const char* getString() const noexcept { return m_text ? m_text : s_empty; }
+    operator const char*() const noexcept { return getString(); }
+
+    /// A writable byte. It does not renew the hash, and on an interned string it would write to the shared
+    /// text, which is copied first. An index at or past the length throws.
+    char& operator()(unsigned short index);
+
+    /// `len` bytes from `index`, cut at the end of the text. `len` 0 gives the empty string; otherwise an
+    /// index at or past the length throws.
+    vnString operator()(unsigned short index, unsigned short len) const;
+
+    /// The first `n` bytes, or with `invert` all but those.
+    vnString left(unsigned short n, unsigned char invert = 0) const;
+
+    /// The last `n` bytes, or with `invert` all but those.
+    vnString right(unsigned short n, unsigned char invert = 0) const;
+
+    /// The text before the first match of `pattern`, or with `first` 0 before the last; empty when there is
+    /// none.
+    vnString leftOf(const vnString& pattern, unsigned char first = 1, unsigned char caseSensitive = 1) const;
+
+    /// The text behind the first match of `pattern`, or with `last` behind the last; empty when there is
+    /// none.
+    vnString rightOf(const vnString& pattern, unsigned char last = 0, unsigned char caseSensitive = 1) const;
+
+    /// The index of the first byte at or after `from` that equals `byte`, or the length. A `from` at or past
+    /// the length is returned as it is.
+    unsigned short find(unsigned char byte, unsigned short from = 0) const noexcept;
+
+    /// 1 when `pattern` stands at or after `from`; its place goes to `pos`. The empty pattern is found at 0;
+    /// an empty text holds nothing.
+    unsigned char contains(const vnString& pattern, unsigned short from = 0, unsigned char caseSensitive = 1,
+                           unsigned short* pos = nullptr) const;
+
+    /// 1 when all of `other` stands at the start of this text; `matched` receives how many bytes agree.
+    unsigned char compare(const vnString& other, unsigned char caseSensitive = 1,
+                          unsigned short* matched = nullptr) const;
+
+    /// 1 when the text begins, or ends, with the pattern.
+    unsigned char isFirst(const vnString& pattern, unsigned char caseSensitive = 1) const;
+    unsigned char isFirst(char character, unsigned char caseSensitive = 1) const noexcept;
+    unsigned char isLast(const vnString& pattern, unsigned char caseSensitive = 1) const;
+    unsigned char isLast(char character, unsigned char caseSensitive = 1) const noexcept;
+
+    /// The text without leading and trailing `character`s, or without tabs, line feeds, carriage returns,
+    /// blanks.
+    vnString strip(char character, unsigned char atStart = 1, unsigned char atEnd = 1) const;
+    vnString stripWhiteSpace(unsigned char atStart = 1, unsigned char atEnd = 1) const;
+
+    /// Replaces each `from` in place and returns how many there were. The hash is not renewed.
+    unsigned short substitute(char from, char to);
+
+    /// A copy in which the first `from` is replaced.
+    vnString substitute(const vnString& from, const vnString& to) const;
+
+    /// ASCII letters only; bytes above 127 stay.
+    vnString toLower() const;
+    vnString toUpper() const;
+
+    /// Turns the bytes round in place. The hash is not renewed.
+    void reverse();
+
+    /// `n` times `c`.
+    static vnString spaces(unsigned short n, char c = ' ');
+
+    /// A number that orders like the text: the sum of byte i (from 1) times 256 to the power of -i.
+    double sortval() const noexcept;
+
+    /// Assigns `value` in letters, see `vnULtoIdent`.
+    vnString& identifier(vnInt64 value);
+
+    /// XORs the 16-bit characters with a running key. Twice with one key restores the text, as long as no
+    /// character becomes 0.
+    vnString& scramble(unsigned int key);
+
+    /// The length in one byte, then the text; of a longer text 255, its first 252 bytes and three dots.
+    vnArray<unsigned char> getBSTR() const;
+
+    /// The count in one unit, then the 16-bit text.
+    vnArray<char16_t> getWideBSTR() const;
+
+    /// 1 when the text is 8-bit text that is no valid UTF-8. Plain 7-bit text and the empty text answer 0:
+    /// the name means code page text, and the format engine and the converters rely on this reading.
+    unsigned char isAsciiString() const noexcept;
+
+    /// 1 when any byte has its top bit set.
+    unsigned char hasEscapedUTF8Chars() const noexcept;
+
+    /// 8-bit text as UTF-8, each byte a character; anything else is copied.
+    vnString convertAsciiToUTF8() const;
+
+    /// Valid UTF-8 with each character cut to its low byte; 8-bit text is copied.
+    vnString convertUTF8ToAscii() const;
+
+    /// Control characters, quotes, question mark and backslash as backslash forms; with `escapeBlank` also
+    /// the blank, as \040.
+    vnString convertCtrlToText(unsigned char escapeBlank = 0) const;
+
+    /// The reverse. A backslash before any other character stays.
+    vnString convertTextToCtrl() const;
+
+    /// Each character as a number through `format`, joined by `separator`.
+    vnString convertUTF8ToNumList(const vnString& format, const vnString& separator) const;
+
+    /// The characters of the text read as UTF-8, up to the first malformed sequence.
+    unsigned short getWideStringLength() const noexcept;
+
+    /// Decodes into the caller's buffer, the low 16 bits of each character, with a NUL when `terminate` is
+    /// set, and returns the count without it.
+    unsigned short getWideString(char16_t* buffer, unsigned char terminate) const noexcept;
+
+    /// Decodes into a buffer of the calling thread with room for `length` + 1 units, or for the whole text
+    /// when `length` is 0, and ends it with NUL. A longer text is cut. Valid through the thread's next 9
+    /// calls.
+    const char16_t* getWideString(unsigned short length = 0) const;
+
+    /// Assigns the formatted text. The language of formats is described with the format engine in
+    /// docs/core.md.
+    template <class... Args>
+    vnString& format(const vnString& format, const Args&... args)
+    {
+        return assignFormat(format.getString(), format.m_length, vnArgumentPack<sizeof...(Args)>(args...));
+    }
+    template <class... Args>
+    vnString& format(const char* format, const Args&... args)
+    {
+        return assignFormat(format, scannedLength(format), vnArgumentPack<sizeof...(Args)>(args...));
+    }
+
+    /// The formatted text as a new string; two names for one thing.
+    template <class F, class... Args>
+    static vnString formatString(const F& format, const Args&... args)
+    {
+        vnString result;
+        result.format(format, args...);
+        return result;
+    }
+    template <class F, class... Args>
+    static vnString str(const F& format, const Args&... args)
+    {
+        return formatString(format, args...);
+    }
+
+    /// For operations that take a `vnArgumentList` themselves. `format` is not scanned.
+    vnString& assignFormat(const char* format, unsigned short length, const vnArgumentList& arguments);
+
+    /// Interns the text, under the id that is given when it is not 0. See `vnUniqueString`.
+    unsigned char makeUnique(unsigned short id = 0);
+    unsigned char isUnique() const noexcept { return m_uniqueID != 0; }
+    unsigned short getUniqueID() const noexcept { return m_uniqueID; }
+
+    /// Becomes interned when the text already is, and answers whether it is.
+    unsigned char checkUnique();
+
+private:
+    friend VN_BASE_API bool operator==(const vnString& left, const vnString& right);
+
+    static unsigned short scannedLength(const char* text) noexcept;
+    bool equalText(const vnString& other) const noexcept;
+    void adopt(const vnString& unique) const noexcept;
+
+    static const char s_empty[4];
+
+    // Mutable, since an equal comparison against an interned string interns this one.
+    mutable char* m_text = nullptr;
+    unsigned short m_length = 0;
+    mutable unsigned short m_uniqueID = 0;
+    unsigned int m_hash = 0;
+};
+
+/// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
+/// are equal and exactly one is interned, the other becomes so too.
+inline bool operator==(const vnString& left, const vnString& right)
+{
+    if (left.m_uniqueID && right.m_uniqueID)
+        return left.m_uniqueID == right.m_uniqueID;
+    if (left.m_hash != right.m_hash && left.m_text && right.m_text)
+        return false;
+    return left.equalText(right);
+}
+
+/// Bytes only; interns nothing. Null reads as empty.
+VN_BASE_API bool operator==(const vnString& left, const char* right);
+
+/// Order by signed bytes; a proper prefix is the smaller one.
+VN_BASE_API bool operator<(const vnString& left, const vnString& right);
+VN_BASE_API bool operator<(const vnString& left, const char* right);
+VN_BASE_API bool operator<(const char* left, const vnString& right);
+
+inline bool operator==(const char* left, const vnString& right)
+{
+    return right == left;
+}
+inline bool operator!=(const vnString& left, const vnString& right)
+{
+    return !(left == right);
+}
+inline bool operator!=(const vnString& left, const char* right)
+{
+    return !(left == right);
+}
+inline bool operator!=(const char* left, const vnString& right)
+{
+    return !(right == left);
+}
+inline bool operator>(const vnString& left, const vnString& right)
+{
+    return right < left;
+}
+inline bool operator>(const vnString& left, const char* right)
+{
+    return right < left;
+}
+inline bool operator>(const char* left, const vnString& right)
+{
+    return right < left;
+}
+inline bool operator<=(const vnString& left, const vnString& right)
+{
+    return left == right || left < right;
+}
+inline bool operator<=(const vnString& left, const char* right)
+{
+    return left == right || left < right;
+}
+inline bool operator<=(const char* left, const vnString& right)
+{
+    return left == right || left < right;
+}
+inline bool operator>=(const vnString& left, const vnString& right)
+{
+    return right <= left;
+}
+inline bool operator>=(const vnString& left, const char* right)
+{
+    return right <= left;
+}
+inline bool operator>=(const char* left, const vnString& right)
+{
+    return right <= left;
+}
+
+/// "yes" or "no", or with `capitalised` "Yes" or "No".
+VN_BASE_API const char* vnYesNo(unsigned char value, unsigned char capitalised = 0);
+
+/// Copies at most `size` - 1 bytes and ends them with NUL; does nothing for size 0. Null reads as empty.
+VN_BASE_API void strcpy_safe(char* to, const char* from, unsigned short size);
+
+/// The bytes before the NUL, `max` at most; 0 for null.
+VN_BASE_API unsigned short strlen_safe(const char* text, unsigned short max = 65535);
