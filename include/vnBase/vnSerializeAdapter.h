@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnCompareInterface.h>
+#include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnNameInterface.h>
+#include <vnBase/vnQueue.h>
+#include <vnBase/vnRefDict.h>
+#include <vnBase/vnRefPointer.h>
+#include <vnBase/vnSerializeData.h>
+#include <vnBase/vnString.h>
+
+#include <memory>
+
+/// What an adapter is opened for.
+enum vnSerializeAction : unsigned int
+{
+    VN_SERIALIZE_OUTPUT = 1,
+    VN_SERIALIZE_INPUT = 2,
+    VN_SERIALIZE_APPEND = 3 // for files: output behind what exists
+};
+
+/// Where a `seek` counts from.
+enum vnOriginPos : unsigned int
+{
+    VN_ORIGIN_SET = 0,
+    VN_ORIGIN_CURRENT = 1,
+    VN_ORIGIN_END = 2
+};
+
+/// Bits of the adapter flags; their users name further ones.
+enum : vnUInt64
+{
+    VN_ADAPTER_SILENT = 0x1,       // no message on failure
+    VN_ADAPTER_NO_EXPANSION = 0x10 // input files: the name is used as it is
+};
+
+/// The shared instances written to a stream: object to id.
+using vnRefInstanceDictionary = vnRefDict<vnInstanceCompareInterface, vnReference>;
+
+/// The shared instances read from a stream: id to object.
+using vnRefInstanceArray = vnDynamicArray<vnRefPointer<vnReference>>;
+
+/// The one byte stream of the library. Every source and sink of bytes (a file, a memory block, a socket, an
+/// encoder in front of another adapter, ...) is a class derived from it, and whatever reads or writes bytes
+/// takes an adapter and does not know what stands behind it.
+///
+///     vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterFile("a.txt", VN_SERIALIZE_INPUT, 0,
+///     0)); while (adapter->hasData())
+///         use(adapter->read());
+///     if (adapter->hasError())
+///         ...
+///
+/// Users call `read`, `write`, `pushBack`, `hasData` and `length`; a derived class implements `read_imp`,
+/// `write_imp`, `length_imp` and `hasData_imp`. Bytes that were read too far are pushed back and come again,
+/// the byte pushed last first.
+///
+/// Errors: the operations don't throw for a source that ends or a sink that is full. The first cause to know
+/// is the error string, which stays until it is set anew; nothing here tests it, so ask `hasError()`. Lengths
+/// are 32-bit.
+///
+/// Thread-safety: one adapter belongs to one thread at a time; only its reference count is guarded.
+class VN_BASE_API vnSerializeAdapter : public vnThreadSafeReference, public vnNameInterface
+{
+public:
+    vnSerializeAdapter();
+    vnSerializeAdapter(const vnSerializeAdapter&) = delete;
+    vnSerializeAdapter& operator=(const vnSerializeAdapter&) = delete;
+    VN_TYPE(vnSerializeAdapter)
+    ~vnSerializeAdapter() noexcept(false) override;
+
+    /// Whether `seek` works.
+    virtual unsigned char canSeek();
+
+    /// Tells a reading adapter that its user is going to seek, so that reading ahead does not pay.
+    virtual void setSeekMode(unsigned char mode);
+
+    /// Moves the position and returns it; 0xFFFFFFFF when that can't be done. Bytes pushed back stay.
+    virtual unsigned int seek(int offset, vnOriginPos origin);
+
+    /// Whether the adapter can be used for `action`.
+    virtual unsigned char supportAction(vnSerializeAction action);
+
+    /// Holds `data` as the associated data in place of the earlier one; null is ignored.
+    virtual void mergeAssociatedData(vnReference* data);
+
+    /// Writing adapters put out what they buffer. The base drops the bytes pushed back.
+    virtual void flush();
+
+    /// Asked before a user closes the stream; 0 declines.
+    virtual unsigned char aboutToClose(unsigned char force);
+    virtual unsigned char isActive();
+    virtual unsigned char hasError();
+    virtual vnString getError();
+
+    /// An empty text clears the error.
+    virtual void setError(const vnString& error);
+
+    /// The tables of shared instances, created on first use. An adapter in front of another one hands these
+    /// on.
+    virtual vnRefInstanceDictionary& getRefInstanceDictionary();
+    virtual vnRefInstanceArray& getRefInstanceArray();
+
+    /// 0, 1, 2, ...
+    virtual unsigned int getNewSharedInstanceID();
+
+    /// Starts the ids again at 0 and empties the dictionary; the array stays.
+    virtual void clearSharedRefs();
+
+    /// The extension that this adapter prefers in place of the one given.
+    virtual vnString useExtension(const vnString& extension);
+
+    /// The next byte, from the bytes pushed back or from the source. What a source without data gives is told
+    /// by its class.
+    unsigned char read() { return m_pushBack.isEmpty() ? read_imp() : m_pushBack.pop(); }
+
+    /// Reads up to `count` bytes and returns how many came. With `data` null it skips `count` bytes, one by
+    /// one, and returns `count` whatever the source held.
+    unsigned int read(unsigned char* data, unsigned int count);
+
+    /// Writing does not touch the bytes pushed back.
+    void write(unsigned char byte) { write_imp(byte); }
+    void write(unsigned char* data, unsigned int count) { write_imp(data, count); }
+    void write(const unsigned char* data, unsigned int count)
+    {
+        write_imp(const_cast<unsigned char*>(data), count);
+    }
+
+    /// Puts bytes in front of the source. After `pushBack("abc", 3)` the next reads yield a, b, c.
+    void pushBack(unsigned char byte) { m_pushBack.push(byte); }
+    void pushBack(const unsigned char* data, unsigned int count);
+
+    /// A hint ahead of a large push-back: raises the growth chunk of the store to `extra` and the bytes now
+    /// held.
+    void allocPushBack(unsigned int extra);
+
+    /// Moves everything that the source reports as its length into the push-back store; the order of delivery
+    /// stays.
+    void pushBackAdapterData();
+
+    /// The bytes known to be there: pushed back and in the source.
+    unsigned int length() { return m_pushBack.getCount() + length_imp(); }
+
+    /// Whether at least `count` bytes can be read. A source that does not know its length is probed by
+    /// reading them and pushing them back; that may block as its reading does.
+    unsigned char hasData(unsigned int count = 1);
+
+    /// Writes the item for `VN_SERIALIZE_OUTPUT` and reads it for `VN_SERIALIZE_INPUT`; does nothing for any
+    /// other action. So one function of a class serves both directions.
+    void serialize(vnSerializeData* data, vnSerializeAction action);
+
+    /// The parts of the URL glued together: base, path and name, then "?" and the attributes if there are
+    /// any.
+    vnString getURL() const;
+
+    /// Makes tables and id counter of the shared instances copies of the other's.
+    void copySharedRefData(const vnSerializeAdapter& other);
+
+    vnUInt64 getAdapterFlags() const noexcept { return m_flags; }
+    void setAdapterFlags(vnUInt64 flags) noexcept { m_flags = flags; }
+
+    /// The version of the stream format that the users of this adapter agreed on; 0 at the start.
+    unsigned int getAdapterVersion() const noexcept { return m_version; }
+    void setAdapterVersion(unsigned int version) noexcept { m_version = version; }
+
+    /// The scheme of the URL with its colon ("file:"), its directory part with the trailing slash, and its
+    /// query without the question mark. The name of the adapter is the last component.
+    const vnString& getURLBase() const noexcept { return m_urlBase; }
+    void setURLBase(const vnString& base) { m_urlBase = base; }
+    const vnString& getDefaultPath() const noexcept { return m_defaultPath; }
+    void setDefaultPath(const vnString& path) { m_defaultPath = path; }
+    const vnString& getAttributes() const noexcept { return m_attributes; }
+    void setAttributes(const vnString& attributes) { m_attributes = attributes; }
+    const vnString& getPassword() const noexcept { return m_password; }
+    void setPassword(const vnString& password) { m_password = password; }
+
+    /// One object that travels with the stream; null at the start.
+    vnReference* getAssociatedData() const noexcept { return m_associatedData; }
+    void setAssociatedData(vnReference* data) { m_associatedData = data; }
+
+protected:
+    virtual void write_imp(unsigned char* data, unsigned int count);
+    virtual void write_imp(unsigned char byte) = 0;
+    virtual unsigned int read_imp(unsigned char* data, unsigned int count);
+    virtual unsigned char read_imp() = 0;
+    virtual unsigned int length_imp();
+    virtual unsigned char hasData_imp();
+
+private:
+    static constexpr unsigned int VN_PUSH_BACK_CHUNK = 8;
+
+    vnUInt64 m_flags = 0;
+    unsigned int m_version = 0;
+    vnString m_urlBase;
+    vnString m_defaultPath;
+    vnString m_password;
+    vnString m_attributes;
+    vnRefPointer<vnReference> m_associatedData;
+    vnQueue<unsigned char> m_pushBack{VN_QUEUE_LIFO, VN_PUSH_BACK_CHUNK};
+    vnString m_error;
+    std::unique_ptr<vnRefInstanceDictionary> m_instanceDictionary;
+    std::unique_ptr<vnRefInstanceArray> m_instanceArray;
+    unsigned int m_nextInstanceID = 0;
+};
+
+/// A further URL scheme. An instance is registered under its scheme with the URL factory.
+class VN_BASE_API vnSerializeURLManagerInterface : public vnThreadSafeReference
+{
+public:
+    /// A new adapter with the reference count 0, or null to let the next manager or the built-in schemes try.
+    virtual vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction action, vnUInt64 flags,
+                                              const vnString& password, vnString* error) = 0;
+};
+
+/// What a long-running reader hangs in the associated data of its stream to show progress.
+class VN_BASE_API vnSerializeAdapterProgressInfo : public vnReference
+{
+public:
+    VN_TYPE(vnSerializeAdapterProgressInfo)
+
+    const vnString& getBanner() const noexcept { return m_banner; }
+    void setBanner(const vnString& banner) { m_banner = banner; }
+
+    /// Seconds of `vnTime::systemSeconds()`.
+    double getTime() const noexcept { return m_time; }
+    void setTime(double time) noexcept { m_time = time; }
+    unsigned int getTotalLength() const noexcept { return m_totalLength; }
+    void setTotalLength(unsigned int length) noexcept { m_totalLength = length; }
+
+private:
+    vnString m_banner;
+    double m_time = 0;
+    unsigned int m_totalLength = 0;
+};
