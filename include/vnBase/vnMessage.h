@@ -27,14 +27,16 @@ enum : vnMessageLevel
     VN_MESSAGE_TRACE = 0x2201        // what `vnTrace` posts
 };
 
-/// Receives messages. An instance removes itself when it is destroyed.
+/// Receives messages. An instance removes itself when it is destroyed; a class whose `onMessage` uses state
+/// of its own removes itself first thing in its destructor.
 class VN_BASE_API vnMessageReceiverInterface
 {
 public:
     virtual ~vnMessageReceiverInterface() noexcept(false);
 
     /// Called on the thread that posts, on several threads at once, under the read lock of the message
-    /// system: it must not add or remove receivers, nor set the translator. It may post messages itself.
+    /// system: it must not add or remove receivers, nor set the translator, which throws `vnFatalError`. It
+    /// may post messages itself. What it throws reaches the one who posted.
     virtual void onMessage(const vnString& sender, vnMessageLevel level, const char* message) = 0;
 };
 
@@ -59,6 +61,17 @@ public:
 private:
     static vnString s_currentLanguage;
 };
+
+/// The answer to a failed assertion.
+enum vnAssertAnswer : unsigned int
+{
+    VN_ASSERT_ABORT = 0,  // ends the program with the code 99
+    VN_ASSERT_RETRY = 1,  // throws `vnFatalError` "breakpoint" with the code 9999
+    VN_ASSERT_IGNORE = 2, // goes on
+};
+
+/// Asks somebody what to do about a failed assertion; may run on several threads at once.
+using vnAssertDialogue = vnAssertAnswer (*)(const vnString& title, const vnString& body);
 
 /// The one channel for all reports of the library and of programs that use it.
 ///
@@ -133,6 +146,11 @@ public:
     /// Holds all delivery off, except on the calling thread, until `unLock()`.
     static void waitLock();
     static void unLock();
+
+    /// Replaces the dialogue in which the default receiver presents an Assert message, and returns the one
+    /// before. Null brings back the one at the start: a prompt on the controlling terminal, or without one
+    /// the answer in the environment variable VANTOR_ASSERT (abort, retry, ignore; ignore when unset).
+    static vnAssertDialogue setAssertDialogue(vnAssertDialogue dialogue) noexcept;
 
     /// `waitLock()` that gives up after `milliseconds` and answers whether it holds the lock.
     static unsigned char tryLock(unsigned int milliseconds);

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDebugInterface.h>
+
+#include <vnBase/vnMessage.h>
+
+void vnDebugInterface::debugOutput(vnString base, vnString, vnDebugFlags)
+{
+    vnMessage::message(VN_MESSAGE_DEBUG, "%sDefault debug() called for instance 0x%lx", base,
+                       static_cast<const void*>(this));
+}
+
+void vnDebugInterface::debugOutputTraverse(vnString, vnString, vnDebugFlags) {}
+
+void vnDebugInterface::debug(vnDebugFlags flags)
+{
+    debugOutput("", "", flags);
+    debugOutputTraverse("", "", flags);
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "vnMessagePlatform.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <syslog.h>
+#include <unistd.h>
+
+namespace
+{
+struct CloseFile
+{
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<FILE, CloseFile>;
+
+struct AnswerName
+{
+    const char* name;
+    vnAssertAnswer answer;
+};
+
+constexpr AnswerName answers[] = {
+    {"abort", VN_ASSERT_ABORT},
+    {"retry", VN_ASSERT_RETRY},
+    {"ignore", VN_ASSERT_IGNORE},
+};
+
+vnAssertAnswer answerOfEnvironment()
+{
+    const char* value = std::getenv("VANTOR_ASSERT");
+    for (const AnswerName& entry : answers)
+        if (value && std::strcmp(value, entry.name) == 0)
+            return entry.answer;
+    return VN_ASSERT_IGNORE;
+}
+
+// Null also for a process in the background, which would be stopped when it reads.
+File openTerminal()
+{
+    File terminal(std::fopen("/dev/tty", "r+e"));
+    if (terminal && tcgetpgrp(fileno(terminal.get())) != getpgrp())
+        terminal.reset();
+    return terminal;
+}
+} // namespace
+
+void vnPlatformDebugOutput(const char* prefix, const char* text)
+{
+    syslog(LOG_USER | LOG_DEBUG, "%s%s\n", prefix, text ? text : "");
+}
+
+vnAssertAnswer vnPlatformAssertDialogue(const vnString& title, const vnString& body)
+{
+    const File terminal = openTerminal();
+    if (!terminal)
+        return answerOfEnvironment();
+
+    char line[64];
+    do
+    {
+        std::fprintf(terminal.get(), "\n%s\n%s\n\n(a)bort, (r)etry, (i)gnore? ", title.getString(),
+                     body.getString());
+        std::fflush(terminal.get());
+        if (!std::fgets(line, sizeof line, terminal.get()))
+            return VN_ASSERT_IGNORE;
+        for (const AnswerName& entry : answers)
+            if (line[0] == entry.name[0])
+                return entry.answer;
+    } while (true);
+}
