@@ -2,10 +2,12 @@
 #pragma once
 
 #include <vnBase/vnMutex.h>
-#include <vnBase/vnRefList.h>
 #include <vnBase/vnReference.h>
 
 #include <atomic>
+
+template <class T>
+class vnRefList;
 
 /// A condition variable together with its mutex. `fire()` sets no state: with no sleeper it is lost, so users
 /// test a condition of their own under the mutex:
@@ -23,7 +25,12 @@ class VN_BASE_API vnEvent : public vnReference, public vnMutex
 public:
     vnEvent() noexcept = default;
     vnEvent(const vnEvent& other) noexcept : vnReference(other), vnMutex(other) {}
-    vnEvent& operator=(const vnEvent&) = default;
+    vnEvent& operator=(const vnEvent& other) noexcept
+    {
+        vnReference::operator=(other);
+        vnMutex::operator=(other);
+        return *this;
+    }
     ~vnEvent() noexcept(false) override;
 
     void ref() override;
@@ -35,7 +42,7 @@ public:
     /// Wakes all sleepers.
     void fire();
 
-    /// Wakes one sleeper.
+    /// Wakes one sleeper. Others that are only just falling asleep may wake with it.
     void fireOnlyOne();
 
     /// Sleeps until woken or until `milliseconds` have passed; non-zero when woken, 0 at the time-out. With
@@ -47,14 +54,14 @@ public:
     /// with `locked`.
     unsigned char waitAndLock(unsigned int milliseconds, unsigned char locked);
 
-    /// Waits for any of `events`: the first that fired, or null after `milliseconds`. It costs a thread for
-    /// each event; an event fired before its thread sleeps is missed.
+    /// Waits for any of `events` (include vnRefList.h): the first that fired, or null after `milliseconds`.
+    /// It costs a thread for each event; an event fired before its thread sleeps is missed.
     static vnEvent* wait(const vnRefList<vnEvent>& events, unsigned int milliseconds);
 
 private:
     friend class vnEventWaiter;
 
-    unsigned char sleepReleased(unsigned int milliseconds, unsigned int retakeCount, unsigned int heldCount);
+    unsigned char sleepReleased(unsigned int milliseconds, unsigned char keep);
 
     std::atomic<unsigned int> m_fired{0}; // counts the wake-ups, so that one between unlock and sleep is seen
     std::atomic<unsigned int> m_sleepers{0}; // a fire with none costs one load

@@ -53,7 +53,7 @@ public:
     unsigned int getOwnerThreadID() const noexcept { return m_trackOwner ? holder() : 0; }
 
     /// How many times the owner holds the lock.
-    unsigned int getSpinLockCount() const noexcept { return m_count.load(std::memory_order_relaxed); }
+    unsigned int getSpinLockCount() const noexcept { return m_lockCount.load(std::memory_order_relaxed); }
 
 protected:
     /// For `vnEvent`: gives all holds of the calling thread back at once and returns how many there were.
@@ -77,7 +77,7 @@ private:
 
     mutable std::atomic<unsigned int> m_word{
         0}; // 0, or the owner's id; the top bit tells that others may sleep
-    mutable std::atomic<unsigned int> m_count{0}; // written by the owner alone
+    mutable std::atomic<unsigned int> m_lockCount{0}; // written by the owner alone
     unsigned char m_trackOwner;
 };
 
@@ -123,12 +123,12 @@ inline unsigned char vnMutex::take(vnThreadState& self) const noexcept
     if (m_word.compare_exchange_strong(expected, self.id, std::memory_order_acquire,
                                        std::memory_order_relaxed))
     {
-        m_count.store(1, std::memory_order_relaxed);
+        m_lockCount.store(1, std::memory_order_relaxed);
         return 1;
     }
     if ((expected & ~VN_MUTEX_WAITERS) == self.id)
     {
-        m_count.store(m_count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        m_lockCount.store(m_lockCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
         return 1;
     }
     vnKillGuard::leave(self);
@@ -152,8 +152,8 @@ inline void vnMutex::unLock() const
     vnThreadState& self = vnCurrentThreadState();
     if (holder() != self.id)
         return;
-    const unsigned int count = m_count.load(std::memory_order_relaxed) - 1;
-    m_count.store(count, std::memory_order_relaxed);
+    const unsigned int count = m_lockCount.load(std::memory_order_relaxed) - 1;
+    m_lockCount.store(count, std::memory_order_relaxed);
     if (count == 0 && (m_word.exchange(0, std::memory_order_release) & VN_MUTEX_WAITERS))
         wakeOne();
     vnKillGuard::leave(self);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <vnBase/vnConfig.h>
 #include <vnBase/vnThreadID.h>
 
 #include <atomic>
@@ -48,23 +49,69 @@ public:
     unsigned int setMaxLockCount(unsigned int maxLockCount);
 
 private:
+    static constexpr vnUInt64 VN_SEMAPHORE_WAITERS = 0x80000000u;
+    static constexpr unsigned int VN_SEMAPHORE_COUNT = 0x7FFFFFFFu;
+
     static unsigned int owner(vnUInt64 state) noexcept { return static_cast<unsigned int>(state >> 32); }
-    static unsigned int count(vnUInt64 state) noexcept { return static_cast<unsigned int>(state); }
+    static unsigned int count(vnUInt64 state) noexcept
+    {
+        return static_cast<unsigned int>(state) & VN_SEMAPHORE_COUNT;
+    }
     static vnUInt64 pack(unsigned int ownerValue, unsigned int lockCount) noexcept
     {
         return static_cast<vnUInt64>(ownerValue) << 32 | lockCount;
     }
 
+    bool isAvailable(vnUInt64 state, unsigned int value) const noexcept
+    {
+        const unsigned int maxLockCount = m_maxLockCount.load(std::memory_order_relaxed);
+        return (count(state) == 0 || owner(state) == value) &&
+               (maxLockCount == 0 || count(state) < maxLockCount) && count(state) < VN_SEMAPHORE_COUNT;
+    }
+    const void* countAddress() const noexcept;
     bool attempt(unsigned int value) const noexcept;
     void waitLockSlow(unsigned int value) const;
-    void sleep(unsigned int milliseconds, unsigned int wakeUps) const;
+    void sleep(unsigned int value, unsigned int milliseconds) const;
     void wakeAll() const;
 
-    mutable std::atomic<vnUInt64> m_state; // owner value and lock count, changed together
-    mutable std::atomic<unsigned int> m_wakeUps{0};
-    mutable std::atomic<unsigned int> m_sleepers{0};
+    // Owner value above, lock count below, and between them the bit that tells that others may sleep; all
+    // changed together.
+    mutable std::atomic<vnUInt64> m_state;
     std::atomic<unsigned int> m_maxLockCount;
 };
+
+inline bool vnSemaphore::attempt(unsigned int value) const noexcept
+{
+    // The hold is counted before it can be there, so that no thread is ended between the two.
+    vnThreadState& self = vnThisThread;
+    self.shared = self.shared + 1;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    vnUInt64 state = m_state.load(std::memory_order_relaxed);
+    while (isAvailable(state, value))
+    {
+        const vnUInt64 taken = pack(value, count(state) + 1) | (state & VN_SEMAPHORE_WAITERS);
+        if (m_state.compare_exchange_weak(state, taken, std::memory_order_acquire, std::memory_order_relaxed))
+            return true;
+    }
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    self.shared = self.shared - 1;
+    return false;
+}
+
+inline void vnSemaphore::unLock() const
+{
+    vnUInt64 state = m_state.load(std::memory_order_relaxed);
+    vnUInt64 left;
+    do
+        left = count(state) > 1 ? state - 1 : 0;
+    while (!m_state.compare_exchange_weak(state, left, std::memory_order_release, std::memory_order_relaxed));
+    if (left == 0 && (state & VN_SEMAPHORE_WAITERS))
+        wakeAll();
+    // A hold may be given back by another thread than took it: neither count goes below 0.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (count(state) > 0 && vnThisThread.shared > 0)
+        vnThisThread.shared = vnThisThread.shared - 1;
+}
 
 /// Many readers, or many shared writers, or one exclusive writer. The writer may lock again, also for
 /// reading; each lock is given back by one `unLock()`. A reader that asks for a write lock waits for itself:

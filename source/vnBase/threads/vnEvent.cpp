@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnEvent.h>
+
+#include "vnLockPlatform.h"
+
+vnEvent::~vnEvent() noexcept(false) = default;
+
+void vnEvent::ref()
+{
+    waitLock();
+    ++m_count;
+    unLock();
+}
+
+void vnEvent::unref()
+{
+    waitLock();
+    // The error deliberately leaves the mutex locked: a broken count stays where it was found.
+    if (m_count == 0)
+        throwZeroCountNoDelete();
+    const unsigned int count = --m_count;
+    unLock();
+    if (count == 0)
+        checkDelete();
+}
+
+unsigned int vnEvent::unrefNoDelete()
+{
+    waitLock();
+    if (m_count == 0)
+        throwZeroCountNoDelete(); // locked, see unref()
+    const unsigned int count = --m_count;
+    unLock();
+    return count;
+}
+
+unsigned char vnEvent::checkDelete()
+{
+    if (getRef() != 0)
+        return 0;
+    delete this;
+    return 1;
+}
+
+unsigned int vnEvent::getRef() const
+{
+    waitLock();
+    const unsigned int count = m_count;
+    unLock();
+    return count;
+}
+
+void vnEvent::fire()
+{
+    if (m_sleepers.load(std::memory_order_seq_cst) == 0)
+        return;
+    m_fired.fetch_add(1, std::memory_order_seq_cst);
+    vnLockWake(&m_fired, VN_LOCK_ALL);
+}
+
+void vnEvent::fireOnlyOne()
+{
+    if (m_sleepers.load(std::memory_order_seq_cst) == 0)
+        return;
+    // The word changes only when nobody sleeps on it yet, since that wakes all who are about to.
+    if (vnLockWake(&m_fired, 1) != 0)
+        return;
+    m_fired.fetch_add(1, std::memory_order_seq_cst);
+    vnLockWake(&m_fired, 1);
+}
+
+unsigned char vnEvent::wait(unsigned int milliseconds, unsigned char locked)
+{
+    if (!locked)
+        waitLock();
+    return sleepReleased(milliseconds, 0);
+}
+
+unsigned char vnEvent::waitAndLock(unsigned int milliseconds, unsigned char locked)
+{
+    if (!locked)
+        waitLock();
+    return sleepReleased(milliseconds, 1);
+}
+
+// Called with the mutex held. Gives all holds back, since a hold that a recursive caller kept would shut out
+// whoever is to fire, sleeps, and takes them again: all with `keep`, one less without.
+unsigned char vnEvent::sleepReleased(unsigned int milliseconds, unsigned char keep)
+{
+    const unsigned int fired = m_fired.load(std::memory_order_relaxed);
+    m_sleepers.fetch_add(1, std::memory_order_seq_cst);
+    // A caller that claims to hold the mutex and does not has none to give back.
+    const unsigned int held = releaseAll();
+    bool woken = false;
+    if (milliseconds != 0)
+    {
+        const vnInt64 deadline = vnLockDeadline(milliseconds);
+        vnLockSleepResult result;
+        do
+            result = vnLockSleep(&m_fired, fired, deadline);
+        while (result == VN_LOCK_CHANGED && m_fired.load(std::memory_order_acquire) == fired);
+        woken = result != VN_LOCK_TIMED_OUT;
+    }
+    woken = woken || m_fired.load(std::memory_order_acquire) != fired;
+    m_sleepers.fetch_sub(1, std::memory_order_seq_cst);
+    retake(held > 0 ? held : 1);
+    if (!keep)
+        unLock();
+    return woken;
+}

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnMutex.h>
+
+#include "vnLockPlatform.h"
+
+#include <vnBase/vnMessage.h>
+
+namespace
+{
+// Most locks of the library are held for less than a microsecond: to spin about that long is cheaper than to
+// sleep.
+constexpr unsigned int spins = 60;
+} // namespace
+
+vnMutex::~vnMutex() noexcept(false)
+{
+    const unsigned int count = getSpinLockCount();
+    if (count == 0)
+        return;
+    // The holds go with the lock, but the lock itself is not repaired.
+    vnThreadState& self = vnCurrentThreadState();
+    for (unsigned int i = 0; holder() == self.id && i < count; ++i)
+        vnKillGuard::leave(self);
+    vnMessage::message(VN_MESSAGE_WARNING | VN_MESSAGE_UNTRANSLATED,
+                       "vnMutex (%x) deleted with unbalanced Lock/unLock", static_cast<const void*>(this));
+}
+
+void vnMutex::waitLockSlow(vnThreadState& self) const
+{
+    for (unsigned int i = 0; i < spins; ++i)
+    {
+        vnLockRelax();
+        if (m_word.load(std::memory_order_relaxed) == 0 && take(self))
+            return;
+    }
+    self.waitingFor = this;
+    for (;;)
+    {
+        unsigned int word = m_word.load(std::memory_order_relaxed);
+        if (word == 0)
+        {
+            vnKillGuard::enter(self);
+            // It takes the lock with the bit set, since others may sleep beside it.
+            if (m_word.compare_exchange_strong(word, self.id | VN_MUTEX_WAITERS, std::memory_order_acquire,
+                                               std::memory_order_relaxed))
+                break;
+            vnKillGuard::leave(self);
+            continue;
+        }
+        if (!(word & VN_MUTEX_WAITERS) &&
+            !m_word.compare_exchange_strong(word, word | VN_MUTEX_WAITERS, std::memory_order_relaxed))
+            continue;
+        vnLockSleep(&m_word, word | VN_MUTEX_WAITERS, VN_LOCK_FOREVER);
+    }
+    self.waitingFor = nullptr;
+    m_lockCount.store(1, std::memory_order_relaxed);
+}
+
+void vnMutex::wakeOne() const
+{
+    vnLockWake(&m_word, 1);
+}
+
+unsigned int vnMutex::releaseAll() const
+{
+    vnThreadState& self = vnCurrentThreadState();
+    if (holder() != self.id)
+        return 0;
+    const unsigned int count = m_lockCount.load(std::memory_order_relaxed);
+    m_lockCount.store(0, std::memory_order_relaxed);
+    if (m_word.exchange(0, std::memory_order_release) & VN_MUTEX_WAITERS)
+        wakeOne();
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    self.guarded = self.guarded - static_cast<int>(count);
+    return count;
+}
+
+void vnMutex::retake(unsigned int count) const
+{
+    if (count == 0)
+        return;
+    waitLock();
+    m_lockCount.store(count, std::memory_order_relaxed);
+    vnThreadState& self = vnCurrentThreadState();
+    self.guarded = self.guarded + static_cast<int>(count - 1);
+}
+
+vnRecursiveBodyGuard::~vnRecursiveBodyGuard()
+{
+    if (*m_counter != 0)
+    {
+        --*m_counter;
+        return;
+    }
+    vnMessage::message(VN_MESSAGE_WARNING, "RECURSIVE MISMATCH ! Left recursion with zero recursion count.");
+}
