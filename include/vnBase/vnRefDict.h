@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnDict.h>
+#include <vnBase/vnReference.h>
+
+#include <utility>
+
+/// A `vnDict` that holds a reference on each of its values.
+///
+/// A copy of the dictionary clones the values whose `useDeepCopy()` answers 1 and shares the others. A
+/// removed value that nobody else holds is gone when the removal returns its address, unless
+/// `setKeepLast(1)` keeps the value removed last alive until the next removal or `clear()`.
+///
+/// Thread-safety: none.
+template <class K, class V>
+class vnRefDict : public vnDict<K, V>
+{
+public:
+    using Entry = vnDictEntry<K, V>;
+
+    explicit vnRefDict(unsigned int hashSize = vnDict<K, V>::VN_DEFAULT_HASH_SIZE) noexcept
+        : vnDict<K, V>(hashSize)
+    {
+    }
+    vnRefDict(const vnRefDict& other) : vnDict<K, V>(other.getHashSize()), m_keepLast(other.m_keepLast)
+    {
+        this->copyEntries(other);
+    }
+    vnRefDict& operator=(const vnRefDict& other)
+    {
+        m_keepLast = other.m_keepLast;
+        vnDict<K, V>::operator=(other);
+        return *this;
+    }
+    ~vnRefDict() noexcept(false) override { vnRefDict::clear(); }
+
+    void onInsertItem(V* value) override
+    {
+        if (value)
+            value->ref();
+    }
+    void onRemoveItem(V* value) override
+    {
+        if (m_keepLast)
+            hold(value);
+        if (value)
+            value->unref();
+    }
+    Entry* copyEntry(Entry* entry) override
+    {
+        Entry* copy = vnDict<K, V>::copyEntry(entry);
+        V* value = entry->getValue();
+        if (!value)
+            return copy;
+        try
+        {
+            if (value->useDeepCopy())
+                copy->setValue(static_cast<V*>(value->clone()));
+        }
+        catch (...)
+        {
+            this->dropEntry(copy);
+            throw;
+        }
+        return copy;
+    }
+
+    /// Hands the mode on to every value.
+    virtual void setCopyMode(const vnCopyMode& mode)
+    {
+        for (const Entry& entry : *this)
+            if (entry.getValue())
+                entry.getValue()->setCopyMode(mode);
+    }
+
+    /// Removes all entries and lets go of the held value.
+    virtual void clear()
+    {
+        vnDict<K, V>::clear();
+        hold(nullptr);
+    }
+
+    void setKeepLast(unsigned char enable) noexcept { m_keepLast = enable; }
+    unsigned char getKeepLast() const noexcept { return m_keepLast; }
+
+    /// The value removed last while keep-last was on; null when there is none.
+    V* getHeldItem() const noexcept { return m_held; }
+
+private:
+    void hold(V* value)
+    {
+        if (value)
+            value->ref();
+        V* old = std::exchange(m_held, value);
+        if (old)
+            old->unref();
+    }
+
+    V* m_held = nullptr;
+    unsigned char m_keepLast = 0;
+};
