@@ -18,9 +18,11 @@ public:
     vnCleanupReference(const vnCleanupReference& other);
     ~vnCleanupReference() noexcept(false) override;
 
+    /// Shares the object of `other`.
     vnCleanupReference& operator=(const vnCleanupReference& other);
 
-    /// Holds `object` and enters the list anew; null lets go and leaves the entry where it is.
+    /// Holds `object` and enters the list anew, with its own priority; null lets go and leaves the entry
+    /// where it is.
     vnCleanupReference& operator=(vnReference* object);
 
     int getPriority() const noexcept { return m_priority; }
@@ -30,5 +32,9 @@ public:
     static void cleanUpReferences(int priority);
 
 private:
+    void enter();
+    void letGo();
+
     int m_priority;
+    bool m_entered = false; // guarded by the lock of the list
 };

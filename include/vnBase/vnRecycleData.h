@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnCleanupReference.h>
+#include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnMemoryCheck.h>
+#include <vnBase/vnRefData.h>
+#include <vnBase/vnRefList.h>
+
+#include <new>
+
+/// Borrows a value of type `T` from a pool of used ones for a scope, so that hot code finds its scratch with
+/// its memory already grown. A derived class says how a value is prepared:
+///
+///     class vnScratch : public vnRecycleData_vnBase<vnDynamicArray<unsigned char>>
+///     {
+///         void onNewItem(vnDynamicArray<unsigned char>& bytes) const override { bytes.setChunkSize(1000); }
+///         void onInitItem(vnDynamicArray<unsigned char>& bytes) const override { bytes.setSize(0); }
+///     };
+///
+/// The hooks run at the first access, not at construction: `onNewItem` for a value that was just made, then
+/// `onInitItem` for each one. A new value that was never accessed is not pooled. All classes that borrow one
+/// `T` share one pool, which lives until the statics are destroyed or the cleanup references are let go;
+/// borrowing works later as well, without a pool.
+///
+/// Thread-safety: a borrower belongs to one thread at a time; any threads may borrow.
+template <class T>
+class vnRecycleData_vnBase
+{
+public:
+    vnRecycleData_vnBase() : m_flags(VN_PENDING)
+    {
+        Pool& shared = pool();
+        if (!shared.lock.isValidMemory())
+        {
+            makeItem();
+            return;
+        }
+        vnBodyGuard guard(shared.lock);
+        if (!shared.isOpened)
+            open(shared);
+        if (vnRefData<T>* head = shared.free.getHead())
+        {
+            m_item = head;
+            shared.free.removeHead();
+            return;
+        }
+        makeItem();
+    }
+    virtual ~vnRecycleData_vnBase() noexcept(false)
+    {
+        Pool& shared = pool();
+        if (!shared.lock.isValidMemory())
+            return;
+        vnBodyGuard guard(shared.lock);
+        if (!(m_flags & VN_NEW) && shared.isEnabled && shared.free.getCount() < shared.limit)
+            giveBack(shared);
+        m_item = nullptr;
+    }
+    vnRecycleData_vnBase(const vnRecycleData_vnBase&) = delete;
+    vnRecycleData_vnBase& operator=(const vnRecycleData_vnBase&) = delete;
+
+    /// Prepares a value that was just made.
+    virtual void onNewItem(T&) const {}
+
+    /// Prepares a value for this borrower.
+    virtual void onInitItem(T&) const {}
+
+    /// The value; each of these prepares it when it is the first access.
+    T& getData() const
+    {
+        if (m_flags & VN_PENDING)
+            prepare();
+        return m_item->getData();
+    }
+    operator T&() const { return getData(); }
+    T& operator*() const { return getData(); }
+    T* operator->() const { return &getData(); }
+
+    /// The limit of values that wait in the pool of `T`; none at the start.
+    static void setPoolLimit(unsigned int limit)
+    {
+        Pool& shared = pool();
+        vnBodyGuard guard(shared.lock);
+        shared.limit = limit;
+    }
+
+private:
+    enum Flags : unsigned char
+    {
+        VN_PENDING = 1, // not accessed yet
+        VN_NEW = 2      // made by this borrower, and not accessed yet
+    };
+
+    struct Pool
+    {
+        vnMemCheck<vnMutex> lock; // guards the rest
+        unsigned char isEnabled = 1;
+        bool isOpened = false;
+        unsigned int limit = 0xFFFFFFFFu;
+        vnRefList<vnRefData<T>> free;
+        // Behind what it empties, so that it is destroyed first.
+        vnCleanupReference cleanup{nullptr, 0};
+    };
+
+    // Ends the pool: of its own when the statics are destroyed, or earlier through the cleanup references.
+    class vnRecycleCleanup : public vnReference
+    {
+    public:
+        explicit vnRecycleCleanup(Pool& pool) noexcept : m_pool(pool) {}
+        ~vnRecycleCleanup() noexcept(false) override
+        {
+            if (!m_pool.lock.isValidMemory())
+                return;
+            vnBodyGuard guard(m_pool.lock);
+            m_pool.isEnabled = 0;
+            m_pool.free.clear();
+        }
+
+    private:
+        Pool& m_pool;
+    };
+
+    static Pool& pool()
+    {
+        static Pool shared;
+        return shared;
+    }
+
+    static void open(Pool& shared)
+    {
+        shared.free.setReuseNodes(1);
+        shared.cleanup = new vnRecycleCleanup(shared);
+        shared.isOpened = true;
+    }
+
+    void makeItem()
+    {
+        m_item = new vnRefData<T>;
+        m_flags |= VN_NEW;
+    }
+
+    // A value for whose place there is no memory is simply not kept.
+    void giveBack(Pool& shared)
+    {
+        try
+        {
+            shared.free.insertHead(m_item.get());
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+    }
+
+    void prepare() const
+    {
+        const unsigned char flags = m_flags;
+        m_flags = 0;
+        if (flags & VN_NEW)
+            onNewItem(m_item->getData());
+        onInitItem(m_item->getData());
+    }
+
+    vnRefPointer<vnRefData<T>> m_item;
+    mutable unsigned char m_flags;
+};
+
+/// Scratch bytes that grow by 1000 and begin empty.
+class vnCacheData : public vnReference, public vnRecycleData_vnBase<vnDynamicArray<unsigned char>>
+{
+public:
+    void onNewItem(vnDynamicArray<unsigned char>& bytes) const override { bytes.setChunkSize(1000); }
+    void onInitItem(vnDynamicArray<unsigned char>& bytes) const override { bytes.setSize(0); }
+};

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnReference.h>
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnMessage.h>
+
+#include <exception>
+
+vnType vnReference::s_type(nullptr, "vnReference");
+
+vnReference::~vnReference() noexcept(false)
+{
+    if (m_count == 0)
+        return;
+    const char* text = "REFERENCE MISMATCH ! Deleted referenced object with nonzero reference count";
+    // A second exception on its way would end the process.
+    if (std::uncaught_exceptions() > 0)
+        vnMessage::message(VN_MESSAGE_FATAL, text);
+    else
+        throwFatalException(text, nullptr);
+}
+
+vnReference* vnReference::clone() const
+{
+    throwFatalException("Unimplemented clone called for type '%s'", getTypeName());
+}
+
+void vnReference::setCopyMode(const vnCopyMode& mode)
+{
+    m_copyMode = mode;
+}
+
+unsigned char vnReference::useDeepCopy()
+{
+    return m_copyMode == VN_COPY_DEEP;
+}
+
+void vnReference::ref()
+{
+    ++m_count;
+}
+
+void vnReference::unref()
+{
+    if (m_count == 0)
+        throwZeroCount();
+    if (--m_count == 0)
+        delete this;
+}
+
+unsigned int vnReference::unrefNoDelete()
+{
+    if (m_count == 0)
+        throwZeroCountNoDelete();
+    return --m_count;
+}
+
+unsigned char vnReference::checkDelete()
+{
+    if (m_count != 0)
+        return 0;
+    delete this;
+    return 1;
+}
+
+unsigned char vnReference::releaseRefs()
+{
+    return 1;
+}
+
+unsigned int vnReference::getRef() const
+{
+    return m_count;
+}
+
+// Two spellings, on purpose: the text tells which path caught the mismatch.
+void vnReference::throwZeroCount()
+{
+    throwFatalException("REFERENCE MISMATCH ! Unref an object with zero reference count.", nullptr);
+}
+
+void vnReference::throwZeroCountNoDelete()
+{
+    throwFatalException("REFRENCE MISMATCH ! Unref an object with zero reference count.", nullptr);
+}
+
+void vnReference::throwFatalException(const char* format, const char* text)
+{
+    vnExceptionThrows::vnThrowFatal(format, text);
+}
+
+vnThreadSafeReference::~vnThreadSafeReference() noexcept(false) = default;
+
+void vnThreadSafeReference::ref()
+{
+    m_mutex.waitLock();
+    ++m_count;
+    m_mutex.unLock();
+}
+
+// In the operations below a count of 0 leaves the mutex locked, deliberately: the object is in use after its
+// end, and whoever comes next is to stop there.
+void vnThreadSafeReference::unref()
+{
+    m_mutex.waitLock();
+    if (m_count == 0)
+        throwZeroCountNoDelete();
+    const unsigned int count = --m_count;
+    m_mutex.unLock();
+    if (count == 0)
+        checkDelete();
+}
+
+unsigned int vnThreadSafeReference::unrefNoDelete()
+{
+    m_mutex.waitLock();
+    if (m_count == 0)
+        throwZeroCountNoDelete();
+    const unsigned int count = --m_count;
+    m_mutex.unLock();
+    return count;
+}
+
+unsigned char vnThreadSafeReference::checkDelete()
+{
+    // Another thread may have taken a reference since the count fell to 0; the object lives on then.
+    m_mutex.waitLock();
+    const unsigned int count = m_count;
+    m_mutex.unLock();
+    if (count != 0)
+        return 0;
+    delete this;
+    return 1;
+}
+
+unsigned int vnThreadSafeReference::getRef() const
+{
+    m_mutex.waitLock();
+    const unsigned int count = m_count;
+    m_mutex.unLock();
+    return count;
+}
