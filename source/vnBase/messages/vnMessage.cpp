@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnMessage.h>
 
+#include "core/vnEternal.h"
 #include "vnMessagePlatform.h"
-#include "vnNeverDestroyed.h"
 
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnMemoryCheck.h>
@@ -43,8 +43,8 @@ __thread unsigned int s_readDepth __attribute__((tls_model("initial-exec"))) = 0
 
 Registry& registry()
 {
-    static vnNeverDestroyed<Registry> instance;
-    return instance.get();
+    static vnEternal<Registry> instance;
+    return instance.value;
 }
 
 class ReadScope
@@ -112,6 +112,13 @@ const char* prefixOf(vnMessageLevel level)
         if (prefix.severity == (level & VN_MESSAGE_SEVERITY))
             return internal ? prefix.internal : prefix.plain;
     return internal ? " Internal::" : "::";
+}
+
+// Never destroyed, so that messages find it at any time.
+const vnString& createSender()
+{
+    vnPrivateMemoryScope scope;
+    return *new vnString("VantorSDK");
 }
 
 vnString translated(const char* text)
@@ -351,6 +358,6 @@ vnAssertDialogue vnMessage::setAssertDialogue(vnAssertDialogue dialogue) noexcep
 
 const vnString& vnMessage::getDefaultSender()
 {
-    static vnNeverDestroyed<vnString> sender("VantorSDK");
-    return sender.get();
+    static const vnString& sender = createSender();
+    return sender;
 }

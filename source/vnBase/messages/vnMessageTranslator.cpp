@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnMessage.h>
 
-#include "vnNeverDestroyed.h"
+#include "core/vnEternal.h"
 
 #include <vnBase/vnSemaphore.h>
 
@@ -9,8 +9,8 @@ namespace
 {
 vnReadWriteMutex& languageMutex()
 {
-    static vnNeverDestroyed<vnReadWriteMutex> mutex;
-    return mutex.get();
+    static vnEternal<vnReadWriteMutex> mutex;
+    return mutex.value;
 }
 } // namespace
 

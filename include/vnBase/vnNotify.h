@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnNotifyChannel.h>
+
+/// The sender's side of notification: a list of subscribers, and a queue of data that is handed to them in
+/// passes. `Master` is the class that derives from it, `Slave` the receiving class (which derives from
+/// `vnNotifySlave` over the same three types), `Data` what is sent.
+///
+///     class Clock : public vnNotifyMaster<Clock, ClockListener, int> {};
+///     class ClockListener : public vnNotifySlave<Clock, ClockListener, int>
+///     {
+///         void onNotify(Clock* clock, int& second, vnUInt64 source) override;
+///     };
+///     clock.addSubscriber(&listener);
+///     clock.post(59, 0);
+///
+/// Subscribing and leaving take effect at the start of the next pass, so both are possible from within
+/// `onNotify`. One pass runs at a time; a pass that is asked for from within one delivers nothing, so what is
+/// posted there waits for the next.
+///
+/// Thread-safety: any thread may post, subscribe, unsubscribe and trigger. Posting doesn't wait for a running
+/// pass. Callbacks run on the thread that triggers. A master or a slave may be destroyed on any thread, also
+/// from within a callback: its destructor waits for a pass of another thread. Since the derived part is gone
+/// by then, a class whose callbacks use it calls `endSubscriptions()` first thing in its own destructor.
+template <class Master, class Slave, class Data>
+class vnNotifyMaster
+{
+public:
+    vnNotifyMaster() : m_channel(new Channel(this)) {}
+    vnNotifyMaster(const vnNotifyMaster&) = delete;
+    vnNotifyMaster& operator=(const vnNotifyMaster&) = delete;
+
+    /// Ends all subscriptions; what is queued is dropped.
+    virtual ~vnNotifyMaster() noexcept(false)
+    {
+        m_channel->close(true);
+        m_channel->releaseByMaster();
+    }
+
+    /// Tells what became of a subscription. Called under the locks of the pass.
+    virtual void onNotifyStatus(Slave*, vnNotifyState) {}
+
+    /// Asks for the data whose source id is `filter`, or for all with 0. A slave may subscribe with several
+    /// filters; 0 replaces them all.
+    void addSubscriber(Slave* slave, vnUInt64 filter = 0)
+    {
+        if (slave)
+            m_channel->addSubscriber(static_cast<Master*>(this), slave, filter);
+    }
+
+    /// Asks for the end of all subscriptions of the slave that were asked for before.
+    void removeSubscriber(Slave* slave)
+    {
+        if (slave)
+            m_channel->removeSubscriber(slave);
+    }
+
+    /// Queues data, behind all data of the same or a higher priority. It is dropped when it is not delivered
+    /// within `lifetime` seconds (0: never), and not delivered before `earliest`, in seconds of
+    /// `vnTime::systemSeconds` (0: at once). With `trigger`, or when this master delivers at once, a pass
+    /// runs before the call returns. The data is assigned, so an object behind a pointer is shared.
+    void post(const Data& data, vnUInt64 source, const double& lifetime = 0, const double& earliest = 0,
+              unsigned int priority = 0, unsigned char trigger = 0)
+    {
+        m_channel->post(data, source, lifetime, earliest, priority);
+        if (trigger || getDeliverAtOnce())
+            triggerNotify();
+    }
+
+    /// Runs a pass. What a subscriber throws ends the pass and comes out here; the item that it was given
+    /// counts as delivered, the others wait for the next pass.
+    void triggerNotify() { m_channel->trigger(); }
+
+    /// Whether each post runs a pass; 1 at the start.
+    void setDeliverAtOnce(unsigned char deliverAtOnce) noexcept
+    {
+        m_deliverAtOnce.store(deliverAtOnce, std::memory_order_relaxed);
+    }
+    unsigned char getDeliverAtOnce() const noexcept
+    {
+        return m_deliverAtOnce.load(std::memory_order_relaxed);
+    }
+
+protected:
+    /// Ends all subscriptions, also those not yet in effect, and drops what is queued.
+    void endSubscriptions() { m_channel->close(false); }
+
+private:
+    using Channel = vnNotifyChannel<Master, Slave, Data>;
+    friend Channel;
+
+    // Not a counted pointer: a pass in which the master dies lets go of the channel when it ends.
+    Channel* m_channel;
+    std::atomic<unsigned char> m_deliverAtOnce{1};
+};
+
+/// The receiving side; see `vnNotifyMaster`.
+template <class Master, class Slave, class Data>
+class vnNotifySlave
+{
+public:
+    vnNotifySlave() : m_member(new Membership(this)) {}
+
+    /// A copy is subscribed to nothing; assignment changes no subscription.
+    vnNotifySlave(const vnNotifySlave&) : vnNotifySlave() {}
+    vnNotifySlave& operator=(const vnNotifySlave&) noexcept { return *this; }
+
+    /// Ends all subscriptions; each master is told with `VN_NOTIFY_DESTROYED`.
+    virtual ~vnNotifySlave() noexcept(false) { m_member->close(); }
+
+    /// Receives an item. All subscribers of the pass get the same `data`, one after the other.
+    virtual void onNotify(Master* master, Data& data, vnUInt64 source) = 0;
+
+    /// Tells what became of a subscription of `slave`, this object. Called under its lock.
+    virtual void onNotifyStatus(Master*, Slave*, vnNotifyState) {}
+
+protected:
+    /// What the destructor does, for the destructors of derived classes. The object can't subscribe again.
+    void endSubscriptions() { m_member->close(); }
+
+private:
+    using Membership = vnNotifyMembership<Master, Slave, Data>;
+    friend class vnNotifyChannel<Master, Slave, Data>;
+
+    vnRefPointer<Membership> m_member;
+};

@@ -1,0 +1,404 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnNotifyManager.h>
+
+#include <vnBase/vnRefData.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+class Listener;
+
+// Writes what it is told of subscriptions to a log: "m" and the state.
+class Sender : public vnNotifyMaster<Sender, Listener, int>
+{
+public:
+    explicit Sender(std::string* log = nullptr) : m_log(log) {}
+    ~Sender() noexcept(false) override { endSubscriptions(); }
+    void onNotifyStatus(Listener* listener, vnNotifyState state) override
+    {
+        if (m_log)
+            *m_log += "m" + std::to_string(state) + " ";
+        if (onStatus)
+            onStatus(listener, state);
+    }
+
+    std::function<void(Listener*, vnNotifyState)> onStatus;
+
+private:
+    std::string* m_log;
+};
+
+class Listener : public vnNotifySlave<Sender, Listener, int>
+{
+public:
+    explicit Listener(std::string* log = nullptr) : m_log(log) {}
+    ~Listener() noexcept(false) override { endSubscriptions(); }
+    void onNotify(Sender*, int& data, vnUInt64) override
+    {
+        received.push_back(data);
+        if (onData)
+            onData(data);
+    }
+    void onNotifyStatus(Sender* sender, Listener* self, vnNotifyState state) override
+    {
+        EXPECT_NE(sender, nullptr);
+        EXPECT_EQ(self, this);
+        if (m_log)
+            *m_log += "s" + std::to_string(state) + " ";
+    }
+
+    std::vector<int> received;
+    std::function<void(int)> onData;
+
+private:
+    std::string* m_log;
+};
+
+using Data = std::vector<int>;
+
+class Object : public vnReference
+{
+public:
+    unsigned char useDeepCopy() override { return 0; }
+};
+
+class Panel : public vnNotifyInterface
+{
+public:
+    ~Panel() noexcept(false) override { endSubscriptions(); }
+    void onNotify(vnNotifyManager*, vnRefPointer<vnNotifyMessage>& message, vnUInt64 source) override
+    {
+        messages.push_back(message);
+        sources.push_back(source);
+    }
+    std::vector<vnRefPointer<vnNotifyMessage>> messages;
+    std::vector<vnUInt64> sources;
+};
+} // namespace
+
+TEST(vnNotify, DeliversHigherPrioritiesFirstAndEqualOnesAsTheyCame)
+{
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener listener;
+    sender.addSubscriber(&listener);
+    sender.post(10, 0, 0, 0, 1);
+    sender.post(50, 0, 0, 0, 5);
+    sender.post(51, 0, 0, 0, 5);
+    sender.post(70, 0, 0, 0, 0xFFFFFFFFu);
+    sender.post(52, 0, 0, 0, 5);
+    sender.post(0, 0);
+    sender.post(11, 0, 0, 0, 1, 1); // triggers
+    EXPECT_EQ(listener.received, (Data{70, 50, 51, 52, 10, 11, 0}));
+}
+
+TEST(vnNotify, DeliversAtOnceUnlessToldNotTo)
+{
+    Sender sender;
+    Listener listener;
+    sender.addSubscriber(&listener);
+    sender.post(1, 0);
+    sender.setDeliverAtOnce(0);
+    sender.post(2, 0);
+    EXPECT_EQ(listener.received, (Data{1}));
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{1, 2}));
+}
+
+TEST(vnNotify, GivesASubscriberWhatItsFiltersLetThrough)
+{
+    Sender sender;
+    Listener listener;
+    sender.addSubscriber(&listener, 7);
+    sender.addSubscriber(&listener, 7); // changes nothing
+    sender.addSubscriber(&listener, 8);
+    sender.post(70, 7);
+    sender.post(80, 8);
+    sender.post(90, 9);
+    EXPECT_EQ(listener.received, (Data{70, 80}));
+    sender.addSubscriber(&listener); // replaces both
+    sender.addSubscriber(&listener, 7);
+    sender.post(71, 7);
+    sender.post(91, 9);
+    EXPECT_EQ(listener.received, (Data{70, 80, 71, 91}));
+    sender.removeSubscriber(&listener);
+    sender.post(92, 9);
+    EXPECT_EQ(listener.received, (Data{70, 80, 71, 91}));
+}
+
+TEST(vnNotify, TellsTheStateOfSubscriptions)
+{
+    std::string log;
+    Sender sender(&log);
+    sender.setDeliverAtOnce(0);
+    {
+        Listener listener(&log);
+        sender.addSubscriber(&listener, 1);
+        sender.addSubscriber(&listener, 2);
+        EXPECT_EQ(log, ""); // nothing changes before the next pass
+        sender.triggerNotify();
+        EXPECT_EQ(std::exchange(log, ""), "s0 m0 s0 m0 ");
+        sender.addSubscriber(&listener, 3);
+        sender.removeSubscriber(&listener);
+        sender.addSubscriber(&listener, 4); // asked for behind the removal: stays
+        sender.triggerNotify();
+        EXPECT_EQ(std::exchange(log, ""), "s3 m1 s3 m3 s3 m3 s0 m0 ");
+        sender.addSubscriber(&listener, 4);
+        sender.triggerNotify();
+        EXPECT_EQ(std::exchange(log, ""), ""); // covered already
+    }
+    EXPECT_EQ(std::exchange(log, ""), "s3 m3 m5 ");
+
+    Listener survivor(&log);
+    {
+        Sender other(&log);
+        other.addSubscriber(&survivor);
+        other.post(1, 0);
+        log.clear();
+    }
+    EXPECT_EQ(log, "s3 m3 ");
+}
+
+TEST(vnNotify, AppliesWhatASubscriberAsksForBehindTheRunningPass)
+{
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener first;
+    Listener second;
+    first.onData = [&](int)
+    {
+        sender.addSubscriber(&second);
+        sender.removeSubscriber(&first);
+        sender.triggerNotify(); // enters second, but delivers nothing
+        sender.post(99, 0);
+    };
+    sender.addSubscriber(&first);
+    sender.post(1, 0);
+    sender.post(2, 0);
+    sender.triggerNotify();
+    EXPECT_EQ(first.received, (Data{1})); // has left
+    EXPECT_EQ(second.received, Data{});   // receives nothing of the running pass
+    sender.triggerNotify();
+    EXPECT_EQ(second.received, (Data{99}));
+}
+
+TEST(vnNotify, BearsASlaveThatDiesInItsOwnNotification)
+{
+    std::string log;
+    Sender sender(&log);
+    sender.setDeliverAtOnce(0);
+    auto dying = std::make_unique<Listener>();
+    auto next = std::make_unique<Listener>();
+    Listener last;
+    sender.addSubscriber(dying.get());
+    sender.addSubscriber(next.get());
+    sender.addSubscriber(&last);
+    dying->onData = [&](int)
+    {
+        next.reset();
+        dying.reset();
+    };
+    sender.post(1, 0);
+    sender.post(2, 0);
+    sender.triggerNotify();
+    EXPECT_EQ(last.received, (Data{1, 2}));
+    EXPECT_EQ(log, "m0 m0 m0 m3 m5 m3 m5 ");
+}
+
+TEST(vnNotify, BearsAMasterThatDiesInItsOwnPass)
+{
+    auto sender = std::make_unique<Sender>();
+    Listener first;
+    Listener second;
+    first.onData = [&](int) { sender.reset(); };
+    sender->setDeliverAtOnce(0);
+    sender->addSubscriber(&first);
+    sender->addSubscriber(&second);
+    sender->post(1, 0);
+    sender->post(2, 0);
+    sender->triggerNotify();
+    EXPECT_EQ(first.received, (Data{1}));
+    EXPECT_EQ(second.received, Data{});
+}
+
+TEST(vnNotify, BearsAMasterThatDestroysTheSlaveItIsToldOf)
+{
+    Sender sender;
+    auto listener = std::make_unique<Listener>();
+    sender.onStatus = [&](Listener*, vnNotifyState state)
+    {
+        if (state == VN_NOTIFY_UNSUBSCRIBED)
+            listener.reset();
+    };
+    sender.addSubscriber(listener.get(), 1);
+    sender.addSubscriber(listener.get(), 2);
+    sender.post(1, 1);
+    sender.removeSubscriber(listener.get());
+    sender.post(2, 1);
+    EXPECT_EQ(listener, nullptr);
+}
+
+TEST(vnNotify, EndsAlthoughStatusCallsContradictEachOther)
+{
+    Sender sender;
+    Listener listener;
+    unsigned int calls = 0;
+    sender.onStatus = [&](Listener* told, vnNotifyState state)
+    {
+        ++calls;
+        if (state == VN_NOTIFY_SUBSCRIBED)
+            sender.removeSubscriber(told);
+        else if (state == VN_NOTIFY_UNSUBSCRIBED)
+            sender.addSubscriber(told);
+    };
+    sender.addSubscriber(&listener);
+    sender.triggerNotify();
+    EXPECT_EQ(calls, 1u);
+    sender.triggerNotify();
+    EXPECT_EQ(calls, 2u);
+    sender.onStatus = nullptr;
+}
+
+TEST(vnNotify, KeepsDataForItsTimeAndDropsItAfterwards)
+{
+    Sender sender;
+    Listener listener;
+    sender.addSubscriber(&listener);
+    const double now = vnTime::systemSeconds();
+    sender.post(1, 0, 0, now + 1000);
+    sender.post(2, 0, -1); // was over before it was posted
+    sender.post(3, 0, 1000, now - 1);
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{3}));
+    sender.post(4, 0, 0, now + 0.02);
+    while (listener.received.size() < 2 && vnTime::systemSeconds() < now + 60)
+        sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{3, 4}));
+}
+
+TEST(vnNotify, DeliversTheRestAfterASubscriberThrew)
+{
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener listener;
+    sender.addSubscriber(&listener);
+    listener.onData = [](int data)
+    {
+        if (data == 2)
+            throw std::runtime_error("two");
+    };
+    for (int i = 1; i <= 3; ++i)
+        sender.post(i, 0);
+    EXPECT_THROW(sender.triggerNotify(), std::runtime_error);
+    EXPECT_EQ(listener.received, (Data{1, 2}));
+    std::thread([&] { sender.triggerNotify(); }).join(); // no lock was left behind
+    EXPECT_EQ(listener.received, (Data{1, 2, 3}));
+}
+
+TEST(vnNotify, LosesNothingBetweenThreadsThatPostSubscribeAndDie)
+{
+    constexpr int perThread = 1000;
+    Sender sender;
+    Listener constant;
+    sender.addSubscriber(&constant);
+    const auto post = [&]
+    {
+        for (int i = 0; i < perThread; ++i)
+            sender.post(i, 0, 0, 0, i % 3);
+    };
+    std::thread first(post);
+    std::thread second(post);
+    for (int i = 0; i < 200; ++i)
+    {
+        Listener passing;
+        sender.addSubscriber(&passing);
+        sender.addSubscriber(&passing, 5);
+        if (i % 2)
+            sender.triggerNotify();
+    }
+    first.join();
+    second.join();
+    sender.triggerNotify();
+    EXPECT_EQ(constant.received.size(), 2u * perThread);
+}
+
+TEST(vnNotify, LetsMasterAndSlaveDieAtTheSameTime)
+{
+    for (int i = 0; i < 200; ++i)
+    {
+        auto sender = std::make_unique<Sender>();
+        auto listener = std::make_unique<Listener>();
+        sender->addSubscriber(listener.get());
+        if (i % 2)
+            sender->triggerNotify();
+        std::atomic<bool> go{false};
+        std::thread other(
+            [&]
+            {
+                while (!go)
+                    std::this_thread::yield();
+                listener.reset();
+            });
+        go = true;
+        sender.reset();
+        other.join();
+    }
+}
+
+TEST(vnNotifyManager, SendsMessagesWhenItIsTriggered)
+{
+    vnNotifyManager manager;
+    Panel panel;
+    Object object;
+    Object other;
+    vnRefPointer<Object> data(new Object);
+    manager.addSubscriber(&panel, vnNotifyManager::getSource(&object));
+    manager.notify("moved", 0, 0, &object, data, 3000000000u);
+    manager.notify("lost", 0, 0, &other);
+    EXPECT_TRUE(panel.messages.empty());
+    manager.notify("sized", 1, 10, &object, nullptr, 0, 1);
+    ASSERT_EQ(panel.messages.size(), 2u);
+    const vnNotifyMessage& sized = *panel.messages[0];
+    const vnNotifyMessage& moved = *panel.messages[1];
+    EXPECT_EQ(sized.getCommand(), "sized");
+    EXPECT_DOUBLE_EQ(sized.getLastValidTime() - sized.getTime(), 10.0);
+    EXPECT_EQ(moved.getCommand(), "moved");
+    EXPECT_EQ(moved.getSender(), &object);
+    EXPECT_EQ(moved.getData().get(), data.get());
+    EXPECT_EQ(moved.getNumber(), 3000000000.0);
+    EXPECT_EQ(moved.getLastValidTime().seconds(), 1.7976931348623157e308);
+    EXPECT_EQ(panel.sources[0], vnNotifyManager::getSource(&object));
+}
+
+TEST(vnNotifyManager, ClonesDataThatWantsToBe)
+{
+    vnRefPointer<vnReference> text(new vnRefData<vnString>("t"));
+    vnRefPointer<vnReference> shared(new Object);
+    const vnNotifyMessage first("a", 0, nullptr, text, 1);
+    const vnNotifyMessage second("b", 5, nullptr, shared, 2);
+    vnRefPointer<vnNotifyMessage> firstCopy(static_cast<vnNotifyMessage*>(first.clone()));
+    vnRefPointer<vnNotifyMessage> secondCopy(static_cast<vnNotifyMessage*>(second.clone()));
+    EXPECT_NE(firstCopy->getData().get(), text.get());
+    EXPECT_EQ(static_cast<vnRefData<vnString>*>(firstCopy->getData().get())->getData(), "t");
+    EXPECT_EQ(secondCopy->getData().get(), shared.get());
+    EXPECT_EQ(secondCopy->getCommand(), "b");
+    EXPECT_EQ(secondCopy->getTime(), second.getTime());
+}
+
+TEST(vnNotifyManager, SendsATextThroughTheProcessesManager)
+{
+    Panel panel;
+    vnNotifyManager::getManager()->addSubscriber(&panel);
+    notify_vnString("say", "hello", nullptr, 1);
+    ASSERT_EQ(panel.messages.size(), 1u);
+    EXPECT_EQ(static_cast<vnRefData<vnString>*>(panel.messages[0]->getData().get())->getData(), "hello");
+}
