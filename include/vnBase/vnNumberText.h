@@ -37,7 +37,8 @@ VN_BASE_API void vnDtoA(char16_t* to, double value, short precision, unsigned sh
 /// `minLength`.
 VN_BASE_API void vnULtoIdent(char* to, vnUInt64 value, short minLength, unsigned short* length = nullptr);
 
-/// 10 to the power of `exponent`, for -307 to 308; below and above it is 0 and infinity.
+/// 10 to the power of `exponent`. From -307 to 308 it comes from a table made by repeated multiplication, so
+/// it is a little off far from 1; below it is the product of two of the table's values, above it is infinity.
 VN_BASE_API double vnPow10(short exponent);
 
 /// `value` cut to `decimals` decimals; with `round` half a unit is added first.

@@ -3,6 +3,7 @@
 
 #include <vnBase/vnArgument.h>
 #include <vnBase/vnArray.h>
+#include <vnBase/vnMemory.h>
 #include <vnBase/vnType.h>
 #include <vnBase/vnUtf.h>
 
@@ -56,8 +57,8 @@ public:
 
     static vnType s_type;
     static vnType* getClassType() { return &s_type; }
-    virtual vnType* getType() const { return &s_type; }
-    virtual ~vnString();
+    virtual vnType* getType() const;
+    virtual ~vnString() { release(); }
 
     vnString& operator=(const vnString& other);
     vnString& operator=(vnString&& other) noexcept;
@@ -252,8 +253,22 @@ private:
     friend VN_BASE_API bool operator==(const vnString& left, const vnString& right);
 
     static unsigned short scannedLength(const char* text) noexcept;
+    static char* allocate(unsigned int length);
     bool equalText(const vnString& other) const noexcept;
     void adopt(const vnString& unique) const noexcept;
+    void release() const noexcept
+    {
+        if (m_text && !m_uniqueID)
+            vn_free(m_text);
+    }
+    void take(char* text, unsigned short length, unsigned int hash) noexcept;
+    void assignBytes(const char* text, unsigned int length);
+    void assignJoined(const char* left, unsigned int leftLength, const char* right, unsigned int rightLength);
+    void assignWide(const char16_t* text, unsigned int count);
+    void assignCharacters(const char32_t* text, unsigned int count);
+    char* ownText();
+    unsigned char makeUniqueById(unsigned short id);
+    bool findPlace(const vnString& pattern, bool first, bool caseSensitive, unsigned short* pos) const;
 
     static const char s_empty[4];
 

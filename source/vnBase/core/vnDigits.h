@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnConfig.h>
+
+/// The digit writers below vnNumberText.h and the format engine. None of them writes a NUL.
+namespace vnDigits
+{
+/// The most digits that a 64-bit value takes, in radix 2.
+constexpr unsigned int VN_MAX_DIGITS = 64;
+
+/// Writes the digits of `value` so that they end before `end`, and returns the first. Radix 2 to 62.
+char* writeBackwards(char* end, vnUInt64 value, unsigned int radix, bool upper) noexcept;
+
+/// The most characters of `writeAutomatic`.
+constexpr unsigned int VN_MAX_AUTOMATIC = 420;
+
+/// A finite, not negative value up to 2^64 with as many decimals as show `significant` digits, without
+/// trailing zeros; `signLength` is taken off them. Returns the end.
+char* writeAutomatic(char* to, double value, int significant, int signLength) noexcept;
+
+/// The same with exactly `decimals` decimals, rounded half up: up to 22 + `decimals` characters.
+char* writeFixed(char* to, double value, unsigned int decimals) noexcept;
+
+/// `value` times 10 to the power of `exponent`, also where that power is outside the table of vnPow10.
+double scaled(double value, int exponent) noexcept;
+
+/// The largest value that is written in fixed notation, 2^64.
+constexpr double VN_MAX_FIXED = 18446744073709551616.0;
+} // namespace vnDigits

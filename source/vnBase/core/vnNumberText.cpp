@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnNumberText.h>
+
+#include <core/vnDigits.h>
+
+#include <vnBase/vnMessage.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace
+{
+constexpr char identLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+constexpr int lowestPower = -307;
+constexpr int highestPower = 308;
+
+// Made by repeated multiplication and so a little off far from 1: the exponent form of numbers is defined
+// over these very values.
+struct PowerTable
+{
+    double values[highestPower - lowestPower + 1] = {};
+
+    constexpr PowerTable()
+    {
+        values[-lowestPower] = 1.0;
+        for (int i = 1; i <= highestPower; ++i)
+            values[i - lowestPower] = values[i - 1 - lowestPower] * 10.0;
+        for (int i = -1; i >= lowestPower; --i)
+            values[i - lowestPower] = values[i + 1 - lowestPower] * 0.1;
+    }
+};
+constexpr PowerTable powers;
+
+struct FreeBlock
+{
+    void operator()(char* block) const { vn_free(block); }
+};
+
+template <class Char>
+void writeInteger(Char* to, vnUInt64 magnitude, bool negative, unsigned char radix, short minDigits,
+                  unsigned short* length, unsigned char upper)
+{
+    if (radix < 2 || radix > 62)
+    {
+        *to = 0;
+        return;
+    }
+    char digits[vnDigits::VN_MAX_DIGITS];
+    char* const end = digits + sizeof digits;
+    const char* const first = vnDigits::writeBackwards(end, magnitude, radix, upper != 0);
+    Char* out = to;
+    if (negative)
+        *out++ = '-';
+    if (minDigits > end - first)
+        out = std::fill_n(out, minDigits - (end - first), static_cast<Char>('0'));
+    out = std::copy(first, static_cast<const char*>(end), out);
+    *out = 0;
+    if (length)
+        *length = static_cast<unsigned short>(out - to);
+}
+
+vnUInt64 magnitudeOf(vnInt64 value)
+{
+    return value < 0 ? 0 - static_cast<vnUInt64>(value) : static_cast<vnUInt64>(value);
+}
+
+char* writeWord(char* to, const char* word)
+{
+    return std::copy(word, word + 5, to);
+}
+
+// Null when the value is too large.
+char* writeDouble(char* to, double value, short precision, int significant)
+{
+    const bool negative = value < 0;
+    if (negative)
+    {
+        *to++ = '-';
+        value = -value;
+    }
+    if (std::isnan(value))
+        return writeWord(to, "<nan>");
+    if (std::isinf(value))
+        return writeWord(to, "<inf>");
+    if (value > vnDigits::VN_MAX_FIXED)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING | VN_MESSAGE_INTERNAL, "Too large number for vnDtoA");
+        return nullptr;
+    }
+    return precision < 0 ? vnDigits::writeAutomatic(to, value, significant, negative)
+                         : vnDigits::writeFixed(to, value, static_cast<unsigned int>(precision));
+}
+} // namespace
+
+void vnLtoA(char* to, vnInt64 value, unsigned char radix, short minDigits, unsigned short* length,
+            unsigned char upper)
+{
+    writeInteger(to, magnitudeOf(value), value < 0, radix, minDigits, length, upper);
+}
+
+void vnLtoA(char16_t* to, vnInt64 value, unsigned char radix, short minDigits, unsigned short* length,
+            unsigned char upper)
+{
+    writeInteger(to, magnitudeOf(value), value < 0, radix, minDigits, length, upper);
+}
+
+void vnULtoA(char* to, vnUInt64 value, unsigned char radix, short minDigits, unsigned short* length,
+             unsigned char upper)
+{
+    writeInteger(to, value, false, radix, minDigits, length, upper);
+}
+
+void vnULtoA(char16_t* to, vnUInt64 value, unsigned char radix, short minDigits, unsigned short* length,
+             unsigned char upper)
+{
+    writeInteger(to, value, false, radix, minDigits, length, upper);
+}
+
+void vnDtoA(char* to, double value, short precision, unsigned short* length, int significant)
+{
+    char* const end = writeDouble(to, value, precision, significant);
+    *(end ? end : to) = 0;
+    if (end && length)
+        *length = static_cast<unsigned short>(end - to);
+}
+
+void vnDtoA(char16_t* to, double value, short precision, unsigned short* length, int significant)
+{
+    char nearby[512];
+    std::unique_ptr<char, FreeBlock> block;
+    char* text = nearby;
+    if (precision > 100)
+    {
+        block.reset(static_cast<char*>(vn_new(static_cast<unsigned int>(precision) + 64)));
+        text = block.get();
+    }
+    const char* const end = writeDouble(text, value, precision, significant);
+    if (!end)
+    {
+        *to = 0;
+        return;
+    }
+    *std::copy(static_cast<const char*>(text), end, to) = 0;
+    if (length)
+        *length = static_cast<unsigned short>(end - text);
+}
+
+void vnULtoIdent(char* to, vnUInt64 value, short minLength, unsigned short* length)
+{
+    char* out = to;
+    do
+    {
+        *out++ = identLetters[value % 52];
+        value /= 52;
+    } while (value != 0);
+    while (out - to < minLength)
+        *out++ = ' ';
+    *out = 0;
+    if (length)
+        *length = static_cast<unsigned short>(out - to);
+}
+
+double vnPow10(short exponent)
+{
+    if (exponent > highestPower)
+        return HUGE_VAL;
+    // What lies below the table still has its value as long as a double can hold it.
+    if (exponent < lowestPower)
+        return exponent < 2 * lowestPower ? 0.0 : vnPow10(lowestPower) * vnPow10(exponent - lowestPower);
+    return powers.values[exponent - lowestPower];
+}
+
+double vnPrecision(double value, unsigned int decimals, unsigned char round)
+{
+    const double power = vnPow10(static_cast<short>(std::min(decimals, 400u)));
+    const double scaled = value * power + (round ? 0.5 : 0.0);
+    // A value that leaves no room for decimals in 64 bits has none to cut.
+    if (!(std::fabs(scaled) < 9223372036854775808.0))
+        return value;
+    return static_cast<double>(static_cast<vnInt64>(scaled)) / power;
+}
+
+double vnDigits::scaled(double value, int exponent) noexcept
+{
+    const int near = std::clamp(exponent, lowestPower, highestPower);
+    value *= powers.values[near - lowestPower];
+    return exponent == near ? value : value * vnPow10(static_cast<short>(exponent - near));
+}

@@ -1,0 +1,353 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnString.h>
+
+#include <core/vnUtfScan.h>
+
+#include <vnBase/vnCleanupReference.h>
+#include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnMemoryCheck.h>
+#include <vnBase/vnThreadData.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace
+{
+struct FreeBlock
+{
+    void operator()(void* block) const { vn_free(block); }
+};
+
+// Scratch for one text; small ones need no block.
+template <class T>
+class Scratch
+{
+public:
+    explicit Scratch(unsigned int count)
+    {
+        if (count > sizeof m_nearby / sizeof(T))
+            m_block.reset(static_cast<T*>(vn_new(vnCheckedSize(count, sizeof(T)))));
+    }
+    T* get() { return m_block ? m_block.get() : m_nearby; }
+
+private:
+    std::unique_ptr<T, FreeBlock> m_block;
+    T m_nearby[512];
+};
+
+// Calls `receive` with each character of a text up to the first malformed sequence.
+template <class Receive>
+void eachCharacter(const char* text, unsigned int length, Receive receive)
+{
+    for (unsigned int i = 0; i < length;)
+    {
+        const unsigned char size = vnUtf::sequenceSize(text + i);
+        if (size == 0)
+            return;
+        receive(vnUtf::decode(text + i, size));
+        i += size;
+    }
+}
+
+// The letter of the backslash form; 0 when the character has none.
+char controlLetter(char character)
+{
+    switch (character)
+    {
+    case 0:
+        return '0';
+    case 7:
+        return 'a';
+    case 8:
+        return 'b';
+    case 9:
+        return 't';
+    case 10:
+        return 'n';
+    case 11:
+        return 'v';
+    case 12:
+        return 'f';
+    case 13:
+        return 'r';
+    case '"':
+    case '\'':
+    case '?':
+    case '\\':
+        return character;
+    default:
+        return 0;
+    }
+}
+
+// The character that a letter behind a backslash means. False for an unlisted one.
+bool controlOfLetter(char letter, char& character)
+{
+    constexpr char letters[] = "0abtnvfr\"'?\\";
+    constexpr char characters[] = "\0\a\b\t\n\v\f\r\"'?\\";
+    const char* const found = letter ? std::strchr(letters, letter) : nullptr;
+    if (!found)
+        return false;
+    character = characters[found - letters];
+    return true;
+}
+
+using WideStringData = vnThreadData<vnDynamicArray<char16_t>>;
+
+constexpr unsigned int wideStringRing = 10;
+
+vnMemCheck<WideStringData>& wideStringData()
+{
+    static vnMemCheck<WideStringData> data(wideStringRing);
+    return data;
+}
+
+// Lets go of the buffers of all threads, with the statics or already with the cleanup references.
+class WideStringDataCleanup : public vnReference
+{
+public:
+    ~WideStringDataCleanup() noexcept(false) override
+    {
+        if (wideStringData().isValidMemory())
+            wideStringData().clear();
+    }
+};
+
+vnDynamicArray<char16_t>& nextWideString()
+{
+    // The buffers belong to the library, whoever asked first.
+    vnPrivateMemoryScope scope;
+    vnMemCheck<WideStringData>& data = wideStringData();
+    static vnCleanupReference cleanup(new WideStringDataCleanup, 0);
+    return data.get();
+}
+
+template <class Char>
+unsigned int encodedSize(const Char* text, unsigned int& count)
+{
+    unsigned int size = 0;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const unsigned int next = size + vnUtf::sizeOf(static_cast<unsigned int>(text[i]));
+        if (next > vnString::VN_MAX_LENGTH)
+        {
+            count = i;
+            break;
+        }
+        size = next;
+    }
+    return size;
+}
+
+template <class Char>
+void encodeAll(char* to, const Char* text, unsigned int count)
+{
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const unsigned char size = vnUtf::sizeOf(static_cast<unsigned int>(text[i]));
+        vnUtf::encode(to, static_cast<unsigned int>(text[i]), size);
+        to += size;
+    }
+    *to = 0;
+}
+} // namespace
+
+// Each unit by itself, so that surrogates become two characters. A text of more than 65535 bytes is cut
+// between two characters.
+void vnString::assignWide(const char16_t* text, unsigned int count)
+{
+    const unsigned int size = encodedSize(text, count);
+    if (size == 0)
+    {
+        clear();
+        return;
+    }
+    char* const bytes = allocate(size);
+    encodeAll(bytes, text, count);
+    take(bytes, static_cast<unsigned short>(size), hash(bytes, size));
+}
+
+void vnString::assignCharacters(const char32_t* text, unsigned int count)
+{
+    const unsigned int size = encodedSize(text, count);
+    if (size == 0)
+    {
+        clear();
+        return;
+    }
+    char* const bytes = allocate(size);
+    encodeAll(bytes, text, count);
+    take(bytes, static_cast<unsigned short>(size), hash(bytes, size));
+}
+
+vnString& vnString::scramble(unsigned int key)
+{
+    Scratch<char16_t> scratch(m_length);
+    char16_t* const units = scratch.get();
+    const unsigned int count = getWideString(units, 0);
+    const char16_t step = static_cast<char16_t>(key);
+    char16_t running = step;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        units[i] = static_cast<char16_t>(units[i] ^ running);
+        running = static_cast<char16_t>(running + step);
+    }
+    assignWide(units, count);
+    return *this;
+}
+
+vnArray<char16_t> vnString::getWideBSTR() const
+{
+    vnArray<char16_t> result(getWideStringLength() + 1u);
+    result[0] = static_cast<char16_t>(getWideString(result.data() + 1, 0));
+    return result;
+}
+
+unsigned char vnString::isAsciiString() const noexcept
+{
+    return !vnUtf::isValid(getString(), m_length);
+}
+
+unsigned char vnString::hasEscapedUTF8Chars() const noexcept
+{
+    return vnUtf::plainLength(getString(), m_length) != m_length;
+}
+
+vnString vnString::convertAsciiToUTF8() const
+{
+    if (!isAsciiString())
+        return *this;
+    Scratch<char16_t> scratch(m_length);
+    std::transform(m_text, m_text + m_length, scratch.get(),
+                   [](char byte) { return static_cast<char16_t>(static_cast<unsigned char>(byte)); });
+    return vnString(scratch.get(), m_length, 0);
+}
+
+vnString vnString::convertUTF8ToAscii() const
+{
+    if (isAsciiString())
+        return *this;
+    vnString result;
+    if (m_length == 0)
+        return result;
+    Scratch<char16_t> scratch(m_length);
+    const unsigned short count = getWideString(scratch.get(), 0);
+    return vnString(scratch.get(), count, 1);
+}
+
+vnString vnString::convertCtrlToText(unsigned char escapeBlank) const
+{
+    const auto formSize = [escapeBlank](char byte) {
+        return controlLetter(byte) ? 2u : byte == ' ' && escapeBlank ? 4u : 1u;
+    };
+
+    // What does not fit any more is left out, whole forms only.
+    unsigned int size = 0;
+    unsigned int count = 0;
+    while (count < m_length && size + formSize(m_text[count]) <= VN_MAX_LENGTH)
+        size += formSize(m_text[count++]);
+    vnString result;
+    if (size == 0)
+        return result;
+    char* const text = allocate(size);
+    char* to = text;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const char byte = m_text[i];
+        if (const char letter = controlLetter(byte))
+        {
+            *to++ = '\\';
+            *to++ = letter;
+        }
+        else if (byte == ' ' && escapeBlank)
+            to = std::copy_n("\\040", 4, to);
+        else
+            *to++ = byte;
+    }
+    *to = 0;
+    result.take(text, static_cast<unsigned short>(size), hash(text, size));
+    return result;
+}
+
+vnString vnString::convertTextToCtrl() const
+{
+    if (find('\\') == m_length)
+        return *this;
+    vnString result;
+    char* const text = allocate(m_length);
+    char* to = text;
+    for (unsigned int i = 0; i < m_length; ++i)
+    {
+        char character;
+        if (m_text[i] != '\\' || i + 1 == m_length || !controlOfLetter(m_text[i + 1], character))
+        {
+            // A backslash before an unlisted letter stays too, so that the text stays readable.
+            *to++ = m_text[i];
+            continue;
+        }
+        *to++ = character;
+        ++i;
+    }
+    *to = 0;
+    const unsigned int size = static_cast<unsigned int>(to - text);
+    result.take(text, static_cast<unsigned short>(size), hash(text, size));
+    return result;
+}
+
+vnString vnString::convertUTF8ToNumList(const vnString& format, const vnString& separator) const
+{
+    Scratch<char16_t> scratch(m_length);
+    const unsigned int count = getWideString(scratch.get(), 0);
+    vnDynamicArray<char> list(1000);
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const vnString number(static_cast<double>(scratch.get()[i]), format);
+        const unsigned int parting = i == 0 ? 0 : separator.length();
+        if (list.getSize() + parting + number.length() > VN_MAX_LENGTH)
+            break;
+        list.append(separator.getString(), parting);
+        list.append(number.getString(), number.length());
+    }
+    return vnString(list.data(), static_cast<unsigned short>(list.getSize()));
+}
+
+unsigned short vnString::getWideStringLength() const noexcept
+{
+    unsigned short count = 0;
+    eachCharacter(getString(), m_length, [&count](unsigned int) { ++count; });
+    return count;
+}
+
+unsigned short vnString::getWideString(char16_t* buffer, unsigned char terminate) const noexcept
+{
+    if (!buffer)
+        return 0;
+    char16_t* to = buffer;
+    eachCharacter(getString(), m_length,
+                  [&to](unsigned int character) { *to++ = static_cast<char16_t>(character); });
+    if (terminate)
+        *to = 0;
+    return static_cast<unsigned short>(to - buffer);
+}
+
+const char16_t* vnString::getWideString(unsigned short length) const
+{
+    const unsigned int count = length ? length : getWideStringLength();
+    vnDynamicArray<char16_t>& units = nextWideString();
+    {
+        vnPrivateMemoryScope scope;
+        units.setSize(count + 1);
+    }
+    char16_t* to = units.data();
+    char16_t* const end = to + count;
+    for (unsigned int i = 0; i < m_length && to != end;)
+    {
+        const unsigned char size = vnUtf::sequenceSize(m_text + i);
+        if (size == 0)
+            break;
+        *to++ = static_cast<char16_t>(vnUtf::decode(m_text + i, size));
+        i += size;
+    }
+    *to = 0;
+    return units.data();
+}
