@@ -304,7 +304,8 @@ public:
                 member->forget(this);
                 return;
             }
-            m_master = master;
+            if (!m_master)
+                m_master = master;
             subscription.sequence = m_sequence;
             append(m_adds.list, subscription);
             ++m_sequence;
@@ -708,7 +709,7 @@ private:
 
     vnMutex m_deliveryLock; // all that follows up to the data lock
     Sender* m_sender;
-    Master* m_master = nullptr;
+    Master* m_master = nullptr; // set once, by the first subscription, under the subscriber lock
     unsigned int m_frames = 0;
     bool m_busy = false;
     bool m_closed = false; // written under the subscriber lock too

@@ -62,6 +62,7 @@ std::string printed(const char* sender, vnMessageLevel level, const char* text)
 #define EXPECT_PROCESS(statement, code, pattern)                                                             \
     EXPECT_EXIT(                                                                                             \
         {                                                                                                    \
+            std::fflush(stdout); /* what the framework has printed */                                        \
             dup2(2, 1);                                                                                      \
             statement;                                                                                       \
             std::exit(0);                                                                                    \
@@ -84,12 +85,19 @@ TEST(vnMessage, DeliversWhatTheThresholdLetsThrough)
         bool delivered;
     };
     const Row rows[] = {
-        {0x3000, 0x2000, false}, {0x3000, 0x3000, true},  {0x3000, 0x4000, true},  {0x1001, 0x1000, false},
-        {0x7000, 0x6000, false}, {0x7000, 0x7000, true},  {0x3000, 0x4800, false}, // internal
-        {0x3800, 0x4800, true},  {0x3800, 0x3000, true}, // the flag of the threshold is no part of its
-                                                         // severity
+        {0x3000, 0x2000, false},
+        {0x3000, 0x3000, true},
+        {0x3000, 0x4000, true},
+        {0x1001, 0x1000, false},
+        {0x7000, 0x6000, false},
+        {0x7000, 0x7000, true},
+        {0x3000, 0x4800, false}, // internal
+        {0x3800, 0x4800, true},
+        {0x3800, 0x3000, true},  // the flag of the threshold is no part of its
+                                 // severity
         {0x3800, 0x2C00, false}, // the flags of the message stay on, but don't lift it to the next severity
-        {0x3F80, 0x3000, true},  {0x3001, 0x3000, false},
+        {0x3F80, 0x3000, true},
+        {0x3001, 0x3000, false},
     };
     Recorder recorder;
     for (const Row& row : rows)
@@ -324,15 +332,15 @@ TEST(vnTrace, PostsBehindItsPrefixAndFormatsTwice)
     EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|2201|[TRACE] 1", "me|2201|[TRACE] <%>"}));
 }
 
-TEST(vnDebugInterface, DescribesItsAddress)
+TEST(vnDebugInterface, DescribesTheLowHalfOfItsAddress)
 {
     Recorder recorder;
     vnMessage::setMessageLevel(0x2000);
     vnDebugInterface object;
     object.debug(0);
     char expected[100];
-    std::snprintf(expected, sizeof expected, "VantorSDK|2000|Default debug() called for instance 0x%lx",
-                  reinterpret_cast<unsigned long>(&object));
+    std::snprintf(expected, sizeof expected, "VantorSDK|2000|Default debug() called for instance 0x%x",
+                  static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&object)));
     EXPECT_EQ(recorder.take(), (Lines{expected}));
 }
 

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnPerformance.h>
+#include <vnBase/vnTime.h>
+
+#include "vnMessageRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+namespace
+{
+// Runs the function on a thread of its own, with sections on, and returns that thread's id.
+template <class F>
+unsigned int onThread(const F& function, bool stop = true)
+{
+    unsigned int id = 0;
+    vnEnablePerformanceSections(1);
+    std::thread(
+        [&]
+        {
+            id = vnCurrentThreadID();
+            vnStartPerformanceThread();
+            function();
+            if (stop)
+                vnStopPerformanceThread();
+        })
+        .join();
+    vnEnablePerformanceSections(0);
+    return id;
+}
+
+void section(
+    const char* name, void (*inside)() = [] {})
+{
+    vnPerformanceBody body(name);
+    inside();
+}
+
+void burn(double seconds)
+{
+    const double end = vnTime::systemSeconds() + seconds;
+    while (vnTime::systemSeconds() < end)
+        ;
+}
+
+Lines namesOf(unsigned int thread)
+{
+    vnRefList<vnSectionInfo> sections;
+    vnGetAllPerformanceSections(sections, thread);
+    Lines names;
+    for (const vnSectionInfo* info : sections)
+        names.push_back(info->getName().getString());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The lines of a report from the thread of the name on, without the numbers that differ from run to run.
+Lines reportOf(const char* threadName, vnPerformanceDumpFlags flags)
+{
+    Recorder recorder;
+    vnMessage::setMessageLevel(0x1000);
+    vnDumpPerformanceInfo(flags);
+    const Lines all = recorder.take();
+    auto line = std::find_if(all.begin(), all.end(),
+                             [&](const std::string& text)
+                             { return text.find(std::string("  Name: ") + threadName) != text.npos; });
+    Lines lines;
+    for (++line; line < all.end() && line->find("Name: ") == line->npos && line->find("End") == line->npos;
+         ++line)
+        if (line->find("Time") == line->npos)
+            lines.push_back(line->substr(15)); // behind sender and level
+    return lines;
+}
+
+class Monitor : public vnPerformanceMonitorInterface
+{
+public:
+    void enter(const vnString& name) override { log += std::string("+") + name.getString(); }
+    void leave(const vnString& name) override { log += std::string("-") + name.getString(); }
+    std::string log;
+};
+} // namespace
+
+TEST(vnPerformance, ReportsEachPathAndTheSumOfEachName)
+{
+    onThread(
+        []
+        {
+            vnSetPerformanceThreadName("paths%d");
+            for (int i = 0; i < 2; ++i)
+                section("a", [] { section("c"); });
+            section("b", [] { section("c", [] { section("c"); }); });
+        });
+    // In the order of the dictionaries.
+    EXPECT_EQ(
+        reportOf("paths%d", VN_PERFORMANCE_STOPPED | VN_PERFORMANCE_HIERARCHICAL),
+        (Lines{"    - Hierarchical sections", "      - Section       : a", "        Iterations    : 2",
+               "        - Section       : c", "          Iterations    : 2", "      - Section       : b",
+               "        Iterations    : 1", "        - Section       : c", "          Iterations    : 1",
+               "          - Section       : c", "            Iterations    : 1"}));
+    EXPECT_EQ(
+        reportOf("paths%d", VN_PERFORMANCE_STOPPED | VN_PERFORMANCE_ACCUMULATED),
+        (Lines{"    - Accumulated sections", "      - Section       : a", "        Iterations    : 2 (rec:0)",
+               "        Callers       : 1", "      - Section       : c", "        Iterations    : 4 (rec:1)",
+               "        Callers       : 3", "      - Section       : b", "        Iterations    : 1 (rec:0)",
+               "        Callers       : 1"}));
+}
+
+TEST(vnPerformance, MeasuresTheTimeBetweenEnterAndLeave)
+{
+    const unsigned int thread =
+        onThread([] { section("measured outer", [] { section("measured inner", [] { burn(0.01); }); }); });
+    const vnSectionResult outer = vnGetSectionResult("measured outer", thread);
+    const vnSectionResult inner = vnGetSectionResult("measured inner", thread);
+    EXPECT_GE(inner.time, 0.0099); // less what a double loses
+    EXPECT_GE(outer.time, inner.time);
+    EXPECT_EQ(outer.count, 1u);
+}
+
+TEST(vnPerformance, DoesNothingWhileOffOrAtTheRoot)
+{
+    vnEnterPerformanceSection("off");
+    vnLeavePerformanceSection();
+    EXPECT_EQ(vnGetSectionResult("off").count, 0u);
+    const unsigned int thread = onThread(
+        []
+        {
+            vnLeavePerformanceSection();
+            section("root");
+            vnLeavePerformanceSection();
+            section("root");
+        });
+    EXPECT_EQ(namesOf(thread), (Lines{"root"}));
+    EXPECT_EQ(vnGetSectionResult("root", thread).count, 2u);
+}
+
+TEST(vnPerformance, ClearsASectionAlsoWhileItIsMeasured)
+{
+    const unsigned int thread = onThread(
+        []
+        {
+            section("cleared");
+            section("cleared", [] { vnClearPerformanceSection("cleared", vnCurrentThreadID()); });
+        });
+    EXPECT_EQ(vnGetSectionResult("cleared", thread).count, 1u);
+}
+
+TEST(vnPerformance, NestsNoDeeperThanItsLimit)
+{
+    vnSetPerformanceDepth(3);
+    const unsigned int thread = onThread(
+        []
+        {
+            for (int i = 0; i < 100000; ++i)
+                vnEnterPerformanceSection("deep");
+            for (int i = 0; i < 100000; ++i)
+                vnLeavePerformanceSection();
+            section("flat");
+        });
+    vnSetPerformanceDepth(500);
+    EXPECT_EQ(vnGetSectionResult("deep", thread).count, 3u);
+    EXPECT_EQ(vnGetSectionResult("flat", thread).count, 1u);
+}
+
+TEST(vnPerformance, LetsOthersReadATreeWhileItGrows)
+{
+    Recorder recorder;
+    vnMessage::setMessageLevel(0x1000);
+    vnEnablePerformanceSections(1);
+    std::atomic<bool> done{false};
+    std::thread worker(
+        [&]
+        {
+            for (int i = 0; i < 2000; ++i)
+            {
+                vnPerformanceBody outer(vnString::formatString("grow %d", i % 50));
+                vnPerformanceBody inner(vnString::formatString("grow %d", i));
+            }
+            done = true;
+        });
+    do
+    {
+        vnDumpPerformanceInfo();
+        vnClearPerformanceSection("grow 7");
+    } while (!done);
+    worker.join();
+    vnEnablePerformanceSections(0);
+    EXPECT_EQ(vnGetSectionResult("grow 8").count, 41u);
+}
+
+TEST(vnPerformance, FramesTheReport)
+{
+    Recorder recorder;
+    vnMessage::setMessageLevel(0x1000);
+    vnDumpPerformanceInfo(0);
+    Lines lines = recorder.take();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].substr(0, 47), "VantorSDK|1001|----------- Performance Dump (20");
+    EXPECT_EQ(lines[1], "VantorSDK|1001|-------------------- End Performance Dump ---------------------");
+    EXPECT_EQ(vnCreatePerfLineInfo("a.cpp", 12), "a.cpp:12");
+}
+
+TEST(vnPerformanceMonitor, ReceivesWhatIsMonitored)
+{
+    Monitor monitor;
+    vnEnterMonitor("none"); // no monitor yet
+    vnPerformanceMonitorInterface::setPerformanceMonitor(&monitor);
+    {
+        vnMonitorBody body("body");
+        vnEnterMonitor("x");
+    }
+    vnPerformanceMonitorInterface::setPerformanceMonitor(nullptr);
+    vnLeaveMonitor("none");
+    EXPECT_EQ(monitor.log, "+body+x-body");
+}
