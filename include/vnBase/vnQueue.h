@@ -86,6 +86,19 @@ public:
         m_tail = tail;
     }
 
+    /// Makes room for `count` elements behind the newest and returns the place, which holds elements of
+    /// unspecified value and stays valid until the next operation; `commit` pushes the first ones of them as
+    /// they were written there.
+    T* reserve(unsigned int count)
+    {
+        restartWhenDrained();
+        const unsigned int tail = vnCheckedSize(static_cast<std::size_t>(m_tail) + count);
+        if (tail > m_storage.getSize())
+            m_storage.setSize(tail);
+        return m_storage.data() + m_tail;
+    }
+    void commit(unsigned int count) noexcept { m_tail += count; }
+
     T pop()
     {
         if (isEmpty())

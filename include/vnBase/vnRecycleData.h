@@ -85,6 +85,16 @@ public:
         shared.limit = limit;
     }
 
+    /// Frees the values that wait in the pool of `T`.
+    static void emptyPool()
+    {
+        Pool& shared = pool();
+        if (!shared.lock.isValidMemory())
+            return;
+        vnBodyGuard guard(shared.lock);
+        shared.free.clear();
+    }
+
 private:
     enum Flags : unsigned char
     {
