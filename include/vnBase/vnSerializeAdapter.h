@@ -5,11 +5,13 @@
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnNameInterface.h>
 #include <vnBase/vnQueue.h>
+#include <vnBase/vnRefData.h>
 #include <vnBase/vnRefDict.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnSerializeData.h>
 #include <vnBase/vnString.h>
 
+#include <cstring>
 #include <memory>
 
 /// What an adapter is opened for.
@@ -45,10 +47,10 @@ using vnRefInstanceArray = vnDynamicArray<vnRefPointer<vnReference>>;
 /// encoder in front of another adapter, ...) is a class derived from it, and whatever reads or writes bytes
 /// takes an adapter and does not know what stands behind it.
 ///
-///     vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterFile("a.txt", VN_SERIALIZE_INPUT, 0,
-///     0)); while (adapter->hasData())
-///         use(adapter->read());
-///     if (adapter->hasError())
+///     vnRefPointer<vnSerializeAdapter> in(new vnSerializeAdapterFile("a.txt", VN_SERIALIZE_INPUT, 0, 0));
+///     while (in->hasData())
+///         use(in->read());
+///     if (in->hasError())
 ///         ...
 ///
 /// Users call `read`, `write`, `pushBack`, `hasData` and `length`; a derived class implements `read_imp`,
@@ -59,6 +61,11 @@ using vnRefInstanceArray = vnDynamicArray<vnRefPointer<vnReference>>;
 /// is the error string, which stays until it is set anew; nothing here tests it, so ask `hasError()`. Lengths
 /// are 32-bit.
 ///
+/// A derived class that has its next bytes, or room for them, in memory may lay them open as a window;
+/// reading and writing there is a matter of a few instructions. Its `read_imp` and `write_imp` are called
+/// when the window is used up, or too small for a block. So a class derived from one with windows that wants
+/// to see each byte closes them (`setReadWindow(nullptr, nullptr)`) and overrides all forms.
+///
 /// Thread-safety: one adapter belongs to one thread at a time; only its reference count is guarded.
 class VN_BASE_API vnSerializeAdapter : public vnThreadSafeReference, public vnNameInterface
 {
@@ -68,6 +75,9 @@ public:
     vnSerializeAdapter& operator=(const vnSerializeAdapter&) = delete;
     VN_TYPE(vnSerializeAdapter)
     ~vnSerializeAdapter() noexcept(false) override;
+
+    /// Answers 0: a stream has no clone, so that pointers to it share it.
+    unsigned char useDeepCopy() override { return 0; }
 
     /// Whether `seek` works.
     virtual unsigned char canSeek();
@@ -112,22 +122,41 @@ public:
 
     /// The next byte, from the bytes pushed back or from the source. What a source without data gives is told
     /// by its class.
-    unsigned char read() { return m_pushBack.isEmpty() ? read_imp() : m_pushBack.pop(); }
+    unsigned char read() { return m_readNext != m_readEnd ? *m_readNext++ : readByte(); }
 
     /// Reads up to `count` bytes and returns how many came. With `data` null it skips `count` bytes, one by
     /// one, and returns `count` whatever the source held.
-    unsigned int read(unsigned char* data, unsigned int count);
+    unsigned int read(unsigned char* data, unsigned int count)
+    {
+        // A count of 0 wraps, so that it never takes the way with the copy.
+        if (!data || count - 1 >= static_cast<std::size_t>(m_readEnd - m_readNext))
+            return readBlock(data, count);
+        std::memcpy(data, m_readNext, count);
+        m_readNext += count;
+        return count;
+    }
 
     /// Writing does not touch the bytes pushed back.
-    void write(unsigned char byte) { write_imp(byte); }
-    void write(unsigned char* data, unsigned int count) { write_imp(data, count); }
+    void write(unsigned char byte)
+    {
+        if (m_writeNext != m_writeEnd)
+            *m_writeNext++ = byte;
+        else
+            write_imp(byte);
+    }
     void write(const unsigned char* data, unsigned int count)
     {
-        write_imp(const_cast<unsigned char*>(data), count);
+        if (count - 1 >= static_cast<std::size_t>(m_writeEnd - m_writeNext))
+        {
+            write_imp(const_cast<unsigned char*>(data), count);
+            return;
+        }
+        std::memmove(m_writeNext, data, count);
+        m_writeNext += count;
     }
 
     /// Puts bytes in front of the source. After `pushBack("abc", 3)` the next reads yield a, b, c.
-    void pushBack(unsigned char byte) { m_pushBack.push(byte); }
+    void pushBack(unsigned char byte);
     void pushBack(const unsigned char* data, unsigned int count);
 
     /// A hint ahead of a large push-back: raises the growth chunk of the store to `extra` and the bytes now
@@ -138,12 +167,15 @@ public:
     /// stays.
     void pushBackAdapterData();
 
-    /// The bytes known to be there: pushed back and in the source.
-    unsigned int length() { return m_pushBack.getCount() + length_imp(); }
+    /// The bytes known to be there: pushed back and in the source. 0xFFFFFFFF stands for that many and more.
+    unsigned int length();
 
     /// Whether at least `count` bytes can be read. A source that does not know its length is probed by
     /// reading them and pushing them back; that may block as its reading does.
-    unsigned char hasData(unsigned int count = 1);
+    unsigned char hasData(unsigned int count = 1)
+    {
+        return count <= static_cast<std::size_t>(m_readEnd - m_readNext) || probe(count);
+    }
 
     /// Writes the item for `VN_SERIALIZE_OUTPUT` and reads it for `VN_SERIALIZE_INPUT`; does nothing for any
     /// other action. So one function of a class serves both directions.
@@ -186,8 +218,47 @@ protected:
     virtual unsigned int length_imp();
     virtual unsigned char hasData_imp();
 
+    /// Lays the bytes from `next` to `end` open as those that the source gives next. They stay where they are
+    /// until the window is set anew. Null for both closes it.
+    void setReadWindow(const unsigned char* next, const unsigned char* end) noexcept;
+
+    /// What is left of the window; null when none is open.
+    const unsigned char* getReadNext() const noexcept
+    {
+        return m_pushBack.isEmpty() ? m_readNext : m_heldNext;
+    }
+
+    /// Lays the place from `next` to `end` open for the bytes written next.
+    void setWriteWindow(unsigned char* next, unsigned char* end) noexcept
+    {
+        m_writeNext = next;
+        m_writeEnd = end;
+    }
+    unsigned char* getWriteNext() const noexcept { return m_writeNext; }
+
 private:
+    using InstanceDictionary = vnRefData<vnRefInstanceDictionary>;
+    using InstanceArray = vnRefData<vnRefInstanceArray>;
+
     static constexpr unsigned int VN_PUSH_BACK_CHUNK = 8;
+
+    unsigned char readByte();
+    unsigned int readBlock(unsigned char* data, unsigned int count);
+    unsigned int skip(unsigned int count);
+    unsigned char probe(unsigned int count);
+    unsigned char probeByReading(unsigned int count);
+    unsigned char* reservePushBack(unsigned int count);
+    void commitPushBack(unsigned int count) noexcept;
+    void resumeWindowWhenDrained() noexcept;
+
+    // While bytes are pushed back the window is held back here and closed there, so that one test tells where
+    // the next byte comes from.
+    const unsigned char* m_readNext = nullptr;
+    const unsigned char* m_readEnd = nullptr;
+    unsigned char* m_writeNext = nullptr;
+    unsigned char* m_writeEnd = nullptr;
+    const unsigned char* m_heldNext = nullptr;
+    const unsigned char* m_heldEnd = nullptr;
 
     vnUInt64 m_flags = 0;
     unsigned int m_version = 0;
@@ -198,8 +269,8 @@ private:
     vnRefPointer<vnReference> m_associatedData;
     vnQueue<unsigned char> m_pushBack{VN_QUEUE_LIFO, VN_PUSH_BACK_CHUNK};
     vnString m_error;
-    std::unique_ptr<vnRefInstanceDictionary> m_instanceDictionary;
-    std::unique_ptr<vnRefInstanceArray> m_instanceArray;
+    std::unique_ptr<InstanceDictionary> m_instanceDictionary;
+    std::unique_ptr<InstanceArray> m_instanceArray;
     unsigned int m_nextInstanceID = 0;
 };
 

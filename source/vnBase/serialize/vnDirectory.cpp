@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDirectory.h>
+
+#include "vnDirectoryPlatform.h"
+
+#include <vnBase/vnFile.h>
+#include <vnBase/vnMemoryCheck.h>
+#include <vnBase/vnMutex.h>
+
+namespace
+{
+bool exists(const vnString& name)
+{
+    return vnFileExist(name) || vnDirExist(name);
+}
+
+// Empty when the path is too long for a string.
+vnString joined(const vnString& directory, const vnString& name)
+{
+    if (directory.length() + 1u + name.length() > vnString::VN_MAX_LENGTH)
+        return vnString();
+    return directory + "/" + name;
+}
+
+// `name` in the first directory of the list that has it; `name` itself when none does.
+vnString searched(const vnString& list, const vnString& name)
+{
+    const unsigned char separator = list.contains(";") ? ';' : ',';
+    unsigned int begin = 0;
+    while (begin < list.length())
+    {
+        const unsigned short end = list.find(separator, static_cast<unsigned short>(begin));
+        const vnString item(list.getString() + begin, static_cast<unsigned short>(end - begin));
+        begin = end + 1u;
+        vnString directory = item.stripWhiteSpace();
+        if (directory.isEmpty())
+            continue;
+        if (directory.isLast('/'))
+            directory = directory.right(1, 1);
+        const vnString path = joined(directory, name);
+        if (exists(path))
+            return path;
+    }
+    return name;
+}
+
+// The last question with its answer, and the list of directories once it was read.
+struct SearchState
+{
+    vnMutex mutex;
+    vnString name;
+    vnString answer;
+    vnString list;
+    bool hasList = false;
+};
+
+vnString extended(const vnString& name, SearchState& state)
+{
+    const vnString file = name.isFirst("file:") ? name.left(5, 1) : name;
+    if (exists(file) || vnIsAbsoluteName(file))
+        return file;
+    if (!state.hasList)
+    {
+        state.list = vnGetUserSearchPath();
+        state.hasList = true;
+    }
+    return searched(state.list, file);
+}
+} // namespace
+
+vnDirectoryEntry::vnDirectoryEntry(const vnString& directory, const vnString& name, unsigned char isDirectory)
+    : m_name(name), m_path(joined(directory, name)), m_isDirectory(isDirectory)
+{
+}
+
+vnDirectoryIterator::vnDirectoryIterator(const vnString& path, unsigned char withDots)
+    : m_path(path.isLast('/') ? path.right(1, 1) : path), m_handle(vnDirectoryOpen(path)),
+      m_withDots(withDots)
+{
+    try
+    {
+        ++*this;
+    }
+    catch (...)
+    {
+        if (m_handle)
+            vnDirectoryClose(m_handle);
+        throw;
+    }
+}
+
+vnDirectoryIterator::~vnDirectoryIterator()
+{
+    if (m_handle)
+        vnDirectoryClose(m_handle);
+}
+
+vnDirectoryIterator& vnDirectoryIterator::operator++()
+{
+    vnString name;
+    int isDirectory = 0;
+    m_found = 0;
+    while (m_handle && vnDirectoryReadNext(m_handle, name, isDirectory))
+    {
+        if (!m_withDots && (name == "." || name == ".."))
+            continue;
+        m_entry = vnDirectoryEntry(m_path, name, isDirectory > 0);
+        if (m_entry.getPath().isEmpty())
+            continue;
+        if (isDirectory < 0)
+            m_entry = vnDirectoryEntry(m_path, name, vnDirExist(m_entry.getPath()));
+        m_found = 1;
+        return *this;
+    }
+    return *this;
+}
+
+vnString vnDirectory::getExtendedFileName(const vnString& name)
+{
+    if (name.isEmpty())
+        return name;
+    static vnMemCheck<SearchState> state;
+    if (!state.isValidMemory())
+    {
+        SearchState own; // files are opened until the very end of a program
+        return extended(name, own);
+    }
+    vnBodyGuard guard(state.mutex);
+    if (name == state.name)
+        return state.answer;
+    const vnString answer = extended(name, state);
+    state.name = name;
+    state.answer = answer;
+    return answer;
+}

@@ -1,0 +1,352 @@
+// SPDX-License-Identifier: MIT
+#include "vnFilePlatform.h"
+
+#include <vnBase/vnSystem.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <memory>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+class vnFile : public vnSharedMemory
+{
+public:
+    int descriptor;
+    bool opensForAppend;
+    bool appends; // what the descriptor is set to now
+    bool hasSize;
+    bool canSeek;
+};
+
+namespace
+{
+constexpr vnUInt64 VN_MAX_SIZE = 0xFFFFFFFFu;
+
+// Linux transfers at most this much in one request; other systems fail above 2 GiB.
+constexpr unsigned int VN_MAX_TRANSFER = 0x7FFFF000u;
+
+// A write past the limit on file sizes, or to a pipe that nobody reads, raises a signal that ends the
+// process. It is held off for the calling thread while it writes, and taken away again, so that only the
+// error of the call tells.
+class WriteSignalHold
+{
+public:
+    WriteSignalHold()
+    {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGPIPE);
+        sigaddset(&m_signals, SIGXFSZ);
+        sigset_t pending;
+        sigpending(&pending);
+        if (sigismember(&pending, SIGPIPE) || sigismember(&pending, SIGXFSZ))
+            return; // somebody holds them off already and waits for them
+        m_holds = pthread_sigmask(SIG_BLOCK, &m_signals, &m_before) == 0;
+    }
+    ~WriteSignalHold()
+    {
+        if (!m_holds)
+            return;
+        const int error = errno;
+        if (error == EPIPE || error == EFBIG)
+        {
+            const timespec atOnce{};
+            while (sigtimedwait(&m_signals, nullptr, &atOnce) < 0 && errno == EINTR)
+            {
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+        errno = error;
+    }
+    WriteSignalHold(const WriteSignalHold&) = delete;
+    WriteSignalHold& operator=(const WriteSignalHold&) = delete;
+
+private:
+    sigset_t m_signals;
+    sigset_t m_before;
+    bool m_holds = false;
+};
+
+unsigned char fail(int error)
+{
+    errno = error;
+    return 0;
+}
+
+bool isName(const vnString& name)
+{
+    if (std::memchr(name.getString(), 0, name.length()) == nullptr)
+        return true;
+    errno = EINVAL; // the system would take the text before the NUL
+    return false;
+}
+
+bool status(const vnString& name, struct stat& result)
+{
+    return isName(name) && ::stat(name.getString(), &result) == 0;
+}
+
+int openDescriptor(const vnString& name, int flags)
+{
+    if (!isName(name))
+        return -1;
+    int descriptor;
+    do
+        descriptor = ::open(name.getString(), flags | O_CLOEXEC | O_NOCTTY, 0666);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+// Closes a descriptor that did not become a file.
+class DescriptorGuard
+{
+public:
+    explicit DescriptorGuard(int descriptor) : m_descriptor(descriptor) {}
+    ~DescriptorGuard()
+    {
+        if (m_descriptor < 0)
+            return;
+        const int error = errno;
+        ::close(m_descriptor);
+        errno = error;
+    }
+    DescriptorGuard(const DescriptorGuard&) = delete;
+    DescriptorGuard& operator=(const DescriptorGuard&) = delete;
+    void release() { m_descriptor = -1; }
+
+private:
+    int m_descriptor;
+};
+
+vnFile* refuse(int error)
+{
+    errno = error;
+    return nullptr;
+}
+
+// Takes over the descriptor. What can't be used as a file gives null.
+vnFile* createFile(int descriptor, bool append, unsigned int* size)
+{
+    if (descriptor < 0)
+        return nullptr;
+    DescriptorGuard guard(descriptor);
+    struct stat found;
+    if (::fstat(descriptor, &found) != 0)
+        return nullptr;
+    if (S_ISDIR(found.st_mode))
+        return refuse(EISDIR);
+    const vnUInt64 bytes = S_ISREG(found.st_mode) ? static_cast<vnUInt64>(found.st_size) : 0;
+    if (bytes > VN_MAX_SIZE)
+        return refuse(EFBIG);
+    const bool canSeek = ::lseek(descriptor, 0, SEEK_CUR) >= 0 && !S_ISCHR(found.st_mode);
+    std::unique_ptr<vnFile> file(new vnFile);
+    file->descriptor = descriptor;
+    file->opensForAppend = file->appends = append;
+    file->hasSize = bytes > 0;
+    file->canSeek = canSeek;
+    guard.release();
+    if (size)
+        *size = static_cast<unsigned int>(bytes);
+    return file.release();
+}
+
+// Sets whether writes go to the end of the file, wherever it is.
+bool setAppends(vnFile& file, bool appends)
+{
+    if (file.appends == appends)
+        return true;
+    const int flags = ::fcntl(file.descriptor, F_GETFL);
+    const int wanted = appends ? flags | O_APPEND : flags & ~O_APPEND;
+    if (flags < 0 || ::fcntl(file.descriptor, F_SETFL, wanted) != 0)
+        return false;
+    file.appends = appends;
+    return true;
+}
+
+unsigned char seekTo(vnFile* file, vnInt64 offset, int origin)
+{
+    if (!file)
+        return fail(EBADF);
+    if (::lseek(file->descriptor, static_cast<off_t>(offset), origin) < 0)
+        return 0;
+    const bool toEnd = offset == 0 && origin == SEEK_END;
+    return !file->opensForAppend || setAppends(*file, toEnd);
+}
+
+unsigned int cutSize(off_t size)
+{
+    return static_cast<unsigned int>(std::min(static_cast<vnUInt64>(size), VN_MAX_SIZE));
+}
+} // namespace
+
+vnFile* vnFileOpenRead(const vnString& name, unsigned int* size)
+{
+    return createFile(openDescriptor(name, O_RDONLY), false, size);
+}
+
+vnFile* vnFileOpenWrite(const vnString& name, unsigned char append)
+{
+    const int flags = O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);
+    vnFile* file = createFile(openDescriptor(name, flags), append, nullptr);
+    if (file)
+        ::lseek(file->descriptor, 0, SEEK_END);
+    return file;
+}
+
+unsigned char vnFileClose(vnFile* file)
+{
+    if (!file)
+        return 1;
+    const int descriptor = file->descriptor;
+    delete file;
+    return ::close(descriptor) == 0 || errno == EINTR; // the descriptor is gone in that case too
+}
+
+unsigned char vnFileFlush(vnFile* file)
+{
+    return file ? 1 : fail(EBADF);
+}
+
+unsigned int vnFileRead(vnFile* file, void* data, unsigned int count)
+{
+    unsigned int done = 0;
+    while (done < count)
+    {
+        const unsigned int got = vnFileReadSome(file, static_cast<char*>(data) + done, count - done);
+        if (got == 0)
+            break;
+        done += got;
+    }
+    return done;
+}
+
+unsigned int vnFileReadSome(vnFile* file, void* data, unsigned int count)
+{
+    if (!file)
+        return fail(EBADF);
+    ssize_t got;
+    do
+        got = ::read(file->descriptor, data, std::min(count, VN_MAX_TRANSFER));
+    while (got < 0 && errno == EINTR);
+    if (got == 0)
+        errno = 0;
+    return got > 0 ? static_cast<unsigned int>(got) : 0;
+}
+
+unsigned int vnFileWrite(vnFile* file, const void* data, unsigned int count)
+{
+    if (!file)
+        return fail(EBADF);
+    const WriteSignalHold hold;
+    unsigned int done = 0;
+    while (done < count)
+    {
+        const ssize_t put = ::write(file->descriptor, static_cast<const char*>(data) + done,
+                                    std::min(count - done, VN_MAX_TRANSFER));
+        if (put > 0)
+            done += static_cast<unsigned int>(put);
+        else if (put == 0 || errno != EINTR)
+            break;
+    }
+    return done;
+}
+
+unsigned char vnFileSeek(vnFile* file, int offset, vnOriginPos origin)
+{
+    switch (origin)
+    {
+    case VN_ORIGIN_SET:
+        return seekTo(file, offset, SEEK_SET);
+    case VN_ORIGIN_CURRENT:
+        return seekTo(file, offset, SEEK_CUR);
+    case VN_ORIGIN_END:
+        return seekTo(file, offset, SEEK_END);
+    }
+    return fail(EINVAL);
+}
+
+unsigned char vnFileReset(vnFile* file, int position)
+{
+    return seekTo(file, static_cast<unsigned int>(position), SEEK_SET);
+}
+
+unsigned int vnFileTell(vnFile* file)
+{
+    const off_t position = file ? ::lseek(file->descriptor, 0, SEEK_CUR) : -1;
+    return position < 0 ? ~0u : cutSize(position);
+}
+
+unsigned int vnFileSize(vnFile* file)
+{
+    struct stat found;
+    if (!file || ::fstat(file->descriptor, &found) != 0)
+        return 0;
+    return S_ISREG(found.st_mode) ? cutSize(found.st_size) : 0;
+}
+
+unsigned int vnFileSize(const vnString& name)
+{
+    struct stat found;
+    return status(name, found) && S_ISREG(found.st_mode) ? cutSize(found.st_size) : 0;
+}
+
+unsigned char vnFileExist(const vnString& name)
+{
+    struct stat found;
+    return status(name, found) && !S_ISDIR(found.st_mode);
+}
+
+unsigned char vnFileDelete(const vnString& name)
+{
+    return isName(name) && ::unlink(name.getString()) == 0;
+}
+
+unsigned char vnDirExist(const vnString& name)
+{
+    struct stat found;
+    return status(name, found) && S_ISDIR(found.st_mode);
+}
+
+unsigned char vnMakeDir(const vnString& name)
+{
+    return isName(name) && ::mkdir(name.getString(), 0777) == 0;
+}
+
+vnString vnGetCWD()
+{
+    char path[vnString::VN_MAX_LENGTH + 1];
+    return ::getcwd(path, sizeof path) ? vnString(path) : vnString();
+}
+
+vnString vnGetProcessName()
+{
+    char path[4096]; // the kernel answers no longer path
+    const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? vnString(path, static_cast<unsigned short>(length)) : vnString();
+}
+
+unsigned char vnFileHasSize(vnFile* file)
+{
+    return file->hasSize;
+}
+
+unsigned char vnFileCanSeek(vnFile* file)
+{
+    return file->canSeek;
+}
+
+unsigned char vnFileIsReady(vnFile* file)
+{
+    pollfd request{file->descriptor, POLLIN, 0};
+    return ::poll(&request, 1, 0) > 0;
+}
+
+vnString vnFileTooLargeDescription()
+{
+    return vnGetSysErrorDescription(EFBIG);
+}

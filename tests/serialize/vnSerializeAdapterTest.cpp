@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapter.h>
+
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+#include <vector>
+
+namespace
+{
+// A source of unknown length, like a socket: gives its text byte by byte and counts what it is asked.
+class Source : public vnSerializeAdapter
+{
+public:
+    explicit Source(std::string text) : m_text(std::move(text)) {}
+
+    unsigned int m_asked = 0;
+    std::string m_written;
+
+protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
+    void write_imp(unsigned char byte) override { m_written += static_cast<char>(byte); }
+    unsigned char read_imp() override
+    {
+        return m_next < m_text.size() ? static_cast<unsigned char>(m_text[m_next++]) : 0;
+    }
+    unsigned char hasData_imp() override
+    {
+        ++m_asked;
+        return m_next < m_text.size();
+    }
+
+private:
+    std::string m_text;
+    std::size_t m_next = 0;
+};
+
+std::string readAll(vnSerializeAdapter& adapter, unsigned int most = 100)
+{
+    std::string text(most, '\0');
+    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), most));
+    return text;
+}
+
+void pushBack(vnSerializeAdapter& adapter, const char* text)
+{
+    adapter.pushBack(reinterpret_cast<const unsigned char*>(text),
+                     static_cast<unsigned int>(std::strlen(text)));
+}
+
+class Item : public vnSerializeData
+{
+public:
+    void write(vnSerializeAdapter* adapter) override { adapter->write('w'); }
+    void read(vnSerializeAdapter* adapter) override { m_read = adapter->read(); }
+    void pushBack(vnSerializeAdapter* adapter) override { adapter->pushBack(m_read); }
+    unsigned int getDataSize(vnSerializeAdapter*) const override { return 1; }
+
+    unsigned char m_read = 0;
+};
+} // namespace
+
+TEST(vnSerializeAdapter, DeliversWhatWasPushedBackLastFirst)
+{
+    unsigned char block[] = "source";
+    vnSerializeAdapterMemory memory(block, 6);
+    Source plain("source");
+    for (vnSerializeAdapter* adapter :
+         {static_cast<vnSerializeAdapter*>(&memory), static_cast<vnSerializeAdapter*>(&plain)})
+    {
+        EXPECT_EQ(adapter->read(), 's'); // opens a window, where there is one
+        pushBack(*adapter, "abc");
+        adapter->pushBack('X');
+        EXPECT_TRUE(adapter->hasData(4));
+        EXPECT_EQ(adapter->read(), 'X');
+        EXPECT_EQ(readAll(*adapter, 2), "ab");
+        pushBack(*adapter, "");
+        EXPECT_EQ(readAll(*adapter), "cource"); // across the border to the source
+    }
+}
+
+TEST(vnSerializeAdapter, CountsPushedBackBytesInItsLengthButNotInThePosition)
+{
+    unsigned char block[] = "abc";
+    vnSerializeAdapterMemory adapter(block, 3);
+    adapter.read();
+    adapter.pushBack('x');
+    EXPECT_EQ(adapter.length(), 3u);
+    EXPECT_EQ(adapter.getCurrentPos(), 1u);
+    EXPECT_EQ(adapter.seek(2, VN_ORIGIN_SET), 2u); // pushed back bytes outlast a seek
+    EXPECT_EQ(readAll(adapter, 2), "xc");
+}
+
+TEST(vnSerializeAdapter, ForgetsPushedBackBytesOnFlush)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    adapter.write('a');
+    adapter.pushBack('x');
+    adapter.flush();
+    EXPECT_EQ(adapter.read(), 'a');
+}
+
+TEST(vnSerializeAdapter, SkipsAsManyBytesAsAskedWhateverIsThere)
+{
+    unsigned char block[] = "ab";
+    vnSerializeAdapterMemory adapter(block, 2);
+    adapter.pushBack('x');
+    EXPECT_EQ(adapter.read(nullptr, 2), 2u);
+    EXPECT_EQ(adapter.read(), 'b');
+    EXPECT_FALSE(adapter.hasError());
+    EXPECT_EQ(adapter.read(nullptr, 5), 5u);
+    EXPECT_TRUE(adapter.hasError());
+}
+
+TEST(vnSerializeAdapter, AsksOnceMoreThanItReadsInTheDefaultBlockForm)
+{
+    Source adapter("abcdef");
+    EXPECT_EQ(readAll(adapter, 4), "abcd");
+    EXPECT_EQ(adapter.m_asked, 5u);
+    EXPECT_EQ(readAll(adapter, 4), "ef");
+    unsigned char text[] = "xyz";
+    adapter.write(text, 3);
+    EXPECT_EQ(adapter.m_written, "xyz");
+}
+
+TEST(vnSerializeAdapter, ProbesByReadingAndPuttingBack)
+{
+    Source adapter("abcdef");
+    EXPECT_TRUE(adapter.hasData(0));
+    EXPECT_TRUE(adapter.hasData(6));
+    EXPECT_FALSE(adapter.hasData(7));
+    EXPECT_EQ(readAll(adapter), "abcdef");
+    EXPECT_FALSE(adapter.hasData());
+    EXPECT_TRUE(adapter.hasData(0));
+
+    unsigned char block[] = "abc";
+    vnSerializeAdapterMemory memory(block, 3);
+    EXPECT_FALSE(memory.hasData(10));
+    EXPECT_EQ(memory.getError(), "Memory Adapter read beyond end");
+    EXPECT_EQ(readAll(memory, 3), "abc");
+}
+
+TEST(vnSerializeAdapter, ProbesForMoreThanTheMachineHasWithoutTakingThatMuch)
+{
+    Source adapter(std::string(200000, 'a'));
+    EXPECT_FALSE(adapter.hasData(4294967295u));
+    EXPECT_EQ(adapter.length(), 200000u);
+}
+
+TEST(vnSerializeAdapter, MovesTheSourceIntoThePushBackStoreInOrder)
+{
+    unsigned char block[] = "cdef";
+    vnSerializeAdapterMemory adapter(block, 4);
+    pushBack(adapter, "ab");
+    adapter.pushBackAdapterData();
+    EXPECT_EQ(adapter.getCurrentPos(), 4u);
+    EXPECT_EQ(adapter.length(), 6u);
+    EXPECT_EQ(readAll(adapter, 6), "abcdef");
+}
+
+TEST(vnSerializeAdapter, PushesBackAMillionBytesOneByOne)
+{
+    Source adapter("");
+    adapter.allocPushBack(0);
+    for (unsigned int i = 0; i < 1000000; ++i)
+        adapter.pushBack(static_cast<unsigned char>(i));
+    std::vector<unsigned char> bytes(1000000);
+    EXPECT_EQ(adapter.read(bytes.data(), 1000000), 1000000u);
+    EXPECT_EQ(bytes[0], 999999 % 256);
+    EXPECT_EQ(bytes[999743], 0); // 256th of the last
+}
+
+TEST(vnSerializeAdapter, SerializesInOneDirectionAndIgnoresOtherActions)
+{
+    Item item;
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    adapter.serialize(&item, VN_SERIALIZE_APPEND);
+    EXPECT_EQ(adapter.length(), 0u);
+    adapter.serialize(&item, VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(adapter.length(), 1u);
+    adapter.serialize(&item, VN_SERIALIZE_INPUT);
+    EXPECT_EQ(item.m_read, 'w');
+}
+
+TEST(vnSerializeAdapter, GluesItsURLTogether)
+{
+    Source adapter("");
+    adapter.setURLBase("http:");
+    adapter.setDefaultPath("//host/dir/");
+    adapter.setName("a.txt");
+    EXPECT_EQ(adapter.getURL(), "http://host/dir/a.txt");
+    adapter.setAttributes("a=1");
+    EXPECT_EQ(adapter.getURL(), "http://host/dir/a.txt?a=1");
+}
+
+TEST(vnSerializeAdapter, CountsSharedInstancesFromZero)
+{
+    vnRefPointer<vnRefData<int>> object(new vnRefData<int>(1));
+    Source adapter("");
+    EXPECT_EQ(adapter.getNewSharedInstanceID(), 0u);
+    EXPECT_EQ(adapter.getNewSharedInstanceID(), 1u);
+    adapter.getRefInstanceDictionary().enter(object.get(), object.get());
+    adapter.getRefInstanceArray()[3] = object.get();
+
+    Source copy("");
+    copy.copySharedRefData(adapter);
+    EXPECT_EQ(copy.getNewSharedInstanceID(), 2u);
+    EXPECT_EQ(copy.getRefInstanceDictionary().find(object.get()), object.get()); // not a clone
+    EXPECT_EQ(copy.getRefInstanceArray().get(3).get(), object.get());
+    copy.copySharedRefData(Source(""));
+    EXPECT_EQ(copy.getRefInstanceArray().getSize(), 0u);
+
+    adapter.clearSharedRefs();
+    EXPECT_EQ(adapter.getNewSharedInstanceID(), 0u);
+    EXPECT_TRUE(adapter.getRefInstanceDictionary().isEmpty());
+    EXPECT_EQ(adapter.getRefInstanceArray().getSize(), 4u); // the array stays
+}
+
+TEST(vnSerializeAdapter, HoldsAssociatedDataAndSharesItself)
+{
+    vnRefPointer<vnSerializeAdapter> adapter(new Source("a"));
+    const vnRefPointer<vnSerializeAdapter> shared(adapter);
+    EXPECT_EQ(shared.get(), adapter.get());
+    vnRefPointer<vnReference> data(new vnSerializeAdapterProgressInfo);
+    adapter->mergeAssociatedData(data);
+    adapter->mergeAssociatedData(data);
+    adapter->mergeAssociatedData(nullptr);
+    EXPECT_EQ(adapter->getAssociatedData(), data.get());
+    EXPECT_EQ(data->getRef(), 2u);
+}
