@@ -1,37 +1,320 @@
 // SPDX-License-Identifier: MIT
+#include "vnFormatOracle.h"
+
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnMessage.h>
 #include <vnBase/vnString.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
+#include <random>
 #include <string>
+#include <vector>
 
 namespace
 {
+std::string bytesOf(const vnString& text)
+{
+    return std::string(text.getString(), text.length());
+}
+
 template <class... Args>
 std::string text(const char* format, const Args&... args)
 {
-    const vnString result = vnString::formatString(format, args...);
-    return std::string(result.getString(), result.length());
+    return bytesOf(vnString::formatString(format, args...));
 }
+
+// Collects the texts of the messages that are posted while it lives.
+class Messages : public vnMessageReceiverInterface
+{
+public:
+    Messages() { vnMessage::addMessageReceiver(this); }
+    ~Messages() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
+    {
+        levels.push_back(level);
+        texts.push_back(message);
+    }
+
+    std::vector<vnMessageLevel> levels;
+    std::vector<std::string> texts;
+};
 } // namespace
 
 TEST(vnStringFormat, PrintsIntegers)
 {
     EXPECT_EQ(text("%d", 42), "42");
-    EXPECT_EQ(text("%d", vnInt64(-9223372036854775807ll - 1)), "-9223372036854775808");
+    EXPECT_EQ(text("%d", 9007199254740993ll), "9007199254740993"); // above what a double holds
     EXPECT_EQ(text("%05d", -42), "-0042");
     EXPECT_EQ(text("%+d", 42), "+42");
     EXPECT_EQ(text("% d|%-5d|%5d", 7, 8, 9), " 7|8    |    9");
+    EXPECT_EQ(text("%.4d", -7), "-0007");
+    EXPECT_EQ(text("%o|%b|%O|%B", 8, 5, 8, 5), "10|101|10|101");
+    EXPECT_EQ(text("%u", -5), "5"); // the magnitude
+}
+
+TEST(vnStringFormat, CutsIntegersToTheirSize)
+{
     EXPECT_EQ(text("%ld", 4294967297.0), "1");
     EXPECT_EQ(text("%hd", 65535), "-1");
-    EXPECT_EQ(text("%.4d", -7), "-0007");
-    EXPECT_EQ(text("%u", -5), "5");
-    EXPECT_EQ(text("%lu", -1), "4294967295");
-    EXPECT_EQ(text("%hu", -1), "65535");
-    EXPECT_EQ(text("%u", ~0ull), "18446744073709551615");
-    EXPECT_EQ(text("%x", ~0ull), "ffffffffffffffff");
-    EXPECT_EQ(text("%x|%X|%lx|%hX", -1, -1, -1, -1), "Ffffffffffffffff|FFFFFFFFFFFFFFFF|ffffffff|FFFF");
-    EXPECT_EQ(text("%o|%b", 8, 5), "10|101");
+    EXPECT_EQ(text("%hd|%hu|%hx", 65537, 65537, 65537), "1|1|1");
+    EXPECT_EQ(text("%lu|%hu", -1, -1), "4294967295|65535");
+    EXPECT_EQ(text("%LLd|%lLd|%Hd", 5000000000ll, 5000000000ll, 70000), "5000000000|5000000000|4464");
+}
+
+TEST(vnStringFormat, PrintsTheEdgesOf64Bits)
+{
+    const vnInt64 lowest = std::numeric_limits<vnInt64>::min();
+    EXPECT_EQ(text("%d", lowest), "-9223372036854775808");
+    EXPECT_EQ(text("%u", lowest), "9223372036854775808");
+    EXPECT_EQ(text("%u|%d", ~0ull, ~0ull), "18446744073709551615|18446744073709551615");
+    EXPECT_EQ(text("%x|%o", ~0ull, ~0ull), "ffffffffffffffff|1777777777777777777777");
+    EXPECT_EQ(text("%d|%d", 1e300, -1e300), "18446744073709551615|-9223372036854775808");
+    EXPECT_EQ(text("%d", std::nan("")), "0");
+}
+
+TEST(vnStringFormat, WritesTheTopDigitOfNegativeNumbersByItself)
+{
+    EXPECT_EQ(text("%x|%X", -1, -1), "Ffffffffffffffff|FFFFFFFFFFFFFFFF");
+    EXPECT_EQ(text("%lx|%hX", -1, -1), "ffffffff|FFFF");
+    EXPECT_EQ(text("%o", -1), "7" + std::string(20, '7'));
+    EXPECT_EQ(text("%b", -1), std::string(64, '1'));
+    EXPECT_EQ(text("%x", -(1ll << 60)), "F0");                   // the rest has no zeros in front
+    EXPECT_EQ(text("%x", -(1ll << 60) - 1), "efffffffffffffff"); // two's complement below
+    EXPECT_EQ(text("%x", std::numeric_limits<vnInt64>::min()), "8000000000000000");
+}
+
+TEST(vnStringFormat, PrintsRealsInTheShortestForm)
+{
+    EXPECT_EQ(text("%f", 1.5), "1.5");
+    EXPECT_EQ(text("%f", 0.1), "0.1");
+    EXPECT_EQ(text("%f", -3.0), "-3");
+    EXPECT_EQ(text("%f", 100.0 / 3), "33.3333333333333");
+    EXPECT_EQ(text("%f|%e", 0.0, 0.0), "0|0");
+    EXPECT_EQ(text("%f", 1e18), "1000000000000000000");
+    EXPECT_EQ(text("%f|%f", 1e19, -1e19), "1e19|-1e19");
+    EXPECT_EQ(text("%f|%f", 1e-9, 5e-10), "0.000000001|5e-10");
+    EXPECT_EQ(text("%e|%e", 1500.0, 0.00025), "1.5e3|2.5e-4");
+    EXPECT_EQ(text("%g|%g|%g|%g", 100000.0, 1234.5, 0.5, 0.0), "1e5|1234.5|0.5|0");
+    EXPECT_EQ(text("%hf", 0.1), "0.10000000149011"); // through a float; cut, not rounded
+    EXPECT_EQ(text("%f", 4294967295u), "4294967295");
+}
+
+TEST(vnStringFormat, PrintsRealsThatAreNoNumbersOrFarFromOne)
+{
+    const double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(text("%f|%e|%g|%f", infinity, infinity, infinity, -infinity), "<inf>|<inf>|<inf>|-<inf>");
+    EXPECT_EQ(text("%f|%e|%g", std::nan(""), std::nan(""), std::nan("")), "<nan>|<nan>|<nan>");
+    EXPECT_EQ(text("%.2e", 5e-324), "4.94e-324");
+    EXPECT_EQ(text("%.2e", 1.7976931348623157e308), "1.80e308");
+    EXPECT_EQ(text("%hf", 1e300), "<inf>"); // beyond a float
+}
+
+TEST(vnStringFormat, PrintsNothingForAZeroWithoutPrecision)
+{
+    EXPECT_EQ(text("[%.0f]", 0.0), "[]");
+    EXPECT_EQ(text("[%8.0d]", 0), "[]"); // not even padding
+    EXPECT_EQ(text("[%3.0d]", 5), "[  5]");
+    EXPECT_EQ(text("[%.0s]", static_cast<const char*>(nullptr)), "[]");
+}
+
+TEST(vnStringFormat, CutsTextsAtTheWidth)
+{
+    EXPECT_EQ(text("%5s", "abcdef"), "abcde");
+    EXPECT_EQ(text("%5s|%-5s|", vnString("ab"), vnString("ab")), "   ab|ab   |");
+    EXPECT_EQ(text("%.2s|%4.2s", "abc", "abc"), "ab|  ab");
+    EXPECT_EQ(text("%3S", u"abcdef"), "abcdef"); // only "%s" does
+    EXPECT_EQ(text("%+s|%05s", "a", "a"), "+a|0000a");
+    EXPECT_EQ(text("%s|", static_cast<const char*>(nullptr)), "|");
+}
+
+TEST(vnStringFormat, CountsTheHashFlagAsTwoCharactersAndWritesNone)
+{
+    EXPECT_EQ(text("%#5x", 255), " ff");
+    EXPECT_EQ(text("%#5d", 255), "  255"); // not for decimal
+    EXPECT_EQ(text("%#05x", 255), "000ff");
+}
+
+TEST(vnStringFormat, TakesArgumentsByPlace)
+{
+    EXPECT_EQ(text("%2$s %1$s", "a", "b"), "b a");
+    EXPECT_EQ(text("%2$d %d %d", 1, 2), "2 1 2");
+    EXPECT_EQ(text("%*$d %d", 2, 7), "7 7"); // the index itself comes from the counter
+    EXPECT_EQ(text("%*d|%-*d|%.*f", 4, 1, 4, 2, 2, 1.0), "   1|2   |1.00");
+    EXPECT_EQ(text("%.*d", -3, 5), "5"); // a negative precision is none
+    EXPECT_EQ(text("[%d|%f|%x]"), "[0|0|0]");
+}
+
+TEST(vnStringFormat, PrintsNothingForWhatEndsWithinADirective)
+{
+    for (const char* format : {"ab%", "ab%5", "ab%-", "ab%.", "ab%.3", "ab%l", "ab%ll", "ab%*", "ab%1$"})
+        EXPECT_EQ(text(format, 1), "ab") << format;
+    EXPECT_EQ(text("100%%"), "100%");
+}
+
+TEST(vnStringFormat, WarnsOfWhatItCanNotConvert)
+{
+    Messages messages;
+    EXPECT_EQ(text("[%q]", 1), "[]");
+    EXPECT_EQ(text("[%3i]", 1), "[   ]"); // the empty body is padded
+    EXPECT_EQ(text("[%s]", 1), "[]");
+    EXPECT_EQ(text("[%S]", 1.0), "[]");
+    EXPECT_EQ(text("[%s]"), "[]");
+    EXPECT_EQ(text("%17$d", 5), "5"); // falls back to the counter
+    const std::vector<std::string> expected = {
+        "Unknown format option in string '[%q]'",
+        "Unknown format option in string '[%3i]'",
+        "Using vnString::format(\"%s\",arg) where arg is no valid pointer",
+        "Using vnString::format(\"%S\",arg) where arg is no valid pointer",
+        "Using vnString::format(\"%s\",arg) where arg is no valid pointer",
+        "Using vnString::format(\"%n$\") where n<1 or n>16",
+    };
+    EXPECT_EQ(messages.texts, expected);
+    for (vnMessageLevel level : messages.levels)
+        EXPECT_EQ(level, static_cast<vnMessageLevel>(VN_MESSAGE_WARNING));
+    EXPECT_EQ(text("%4294967297$d", 5), "5"); // not the index 1 by overflow
+    EXPECT_EQ(messages.texts.size(), expected.size() + 1);
+}
+
+TEST(vnStringFormat, MakesTheWholeResult8BitByOnePointerArgument)
+{
+    const vnString umlaut("\xC3\xBC");
+    EXPECT_EQ(text("%s", umlaut), "\xC3\xBC");
+    EXPECT_EQ(text("%s%s", umlaut, vnString("x")), "\xC3\xBCx");
+    EXPECT_EQ(text("%s%s", umlaut, "x"), "\xFCx");
+    EXPECT_EQ(text("%s%s", "x", umlaut), "x\xFC");
+    EXPECT_EQ(text("%s", "\xC3\xBC"), "\xC3\xBC");                 // bytes pass unchanged
+    EXPECT_EQ(text("%s%s", umlaut, vnString("\xE9")), "\xFC\xE9"); // an 8-bit string does the same
+    EXPECT_EQ(text("\xE9%s", umlaut), "\xE9\xFC");                 // and an 8-bit format
+    EXPECT_EQ(text("\xC3\xBC%S", u"\u00E4\u20AC"), "\xC3\xBC\xC3\xA4\xE2\x82\xAC");
+    EXPECT_EQ(text("%c|%c", 0xFC, 0x120AC), "\xC3\xBC|\xE2\x82\xAC"); // a 16-bit code
+    EXPECT_EQ(text("\xF0\x9F\x98\x80%s%s", umlaut, ""), std::string("\x00\xFC", 2));
+}
+
+TEST(vnStringFormat, KeepsACharacterAboveSixteenBitsThatPassesThrough)
+{
+    const vnString smile("\xF0\x9F\x98\x80");
+    EXPECT_EQ(text("\xF0\x9F\x98\x80"), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(text("[%3s]", smile), "[  \xF0\x9F\x98\x80]"); // one character
+    EXPECT_EQ(text("[%.1s]", smile + "x"), "[\xF0\x9F\x98\x80]");
+    EXPECT_EQ(text("%\xF0\x9F\x98\x80|", 1), "|"); // no letter, passed as a whole
+}
+
+TEST(vnStringFormat, SurvivesMalformedFormats)
+{
+    const char open[] = {'a', '\xF0', '\x9F'};
+    vnString result;
+    result.assignFormat(open, 2, vnArgumentList());
+    EXPECT_EQ(bytesOf(result), "a\xF0");
+    result.assignFormat(open, 3, vnArgumentList());
+    EXPECT_EQ(bytesOf(result), "a\xF0\x9F");
+    const char lone[] = {'\x9F', '%', '\xFE'};
+    result.assignFormat(lone, 3, vnArgumentList());
+    EXPECT_EQ(bytesOf(result), "\x9F");
+}
+
+TEST(vnStringFormat, CutsResultsAt65535Bytes)
+{
+    EXPECT_EQ(text("%65535d", 1).size(), 65535u);
+    EXPECT_EQ(text("%65540d|", 1), "   1|");               // widths are taken modulo 65536
+    EXPECT_EQ(text("%.65535d|%.65535f", 1, 1.5), "1|1.5"); // such a precision is none
+    EXPECT_EQ(text("%65000d%65000d", 1, 2), std::string(64999, ' ') + "1" + std::string(535, ' '));
+    EXPECT_EQ(text("%65534d%3d|", 1, 222), std::string(65533, ' ') + "12");
+    EXPECT_EQ(text("%.65534f", 0.5).substr(0, 4), "0.50");
+    std::string many;
+    for (int i = 0; i < 10000; ++i)
+        many += "%65535d";
+    EXPECT_EQ(text(many.c_str()).size(), 65535u);
+    const std::string wide = text("%S%65000d", u"\u20AC", 1); // cut between characters
+    EXPECT_EQ(wide.size(), 65003u);
+    const vnString euros = vnString("\xE2\x82\xAC") + vnString::spaces(65530, 'x');
+    EXPECT_EQ(text("%s\xE2\x82\xAC", euros).size(), 65533u);
+}
+
+TEST(vnStringFormat, FormatsOverItsOwnText)
+{
+    vnString self("value %s %d");
+    self.format(self, self, 3);
+    EXPECT_EQ(bytesOf(self), "value value %s %d 3");
+    EXPECT_EQ(self.hash(), vnString("value value %s %d 3").hash());
+    self.format("");
+    EXPECT_TRUE(self.isEmpty());
+    EXPECT_EQ(bytesOf(vnString(2.5, "")), "2.5");
+    EXPECT_EQ(bytesOf(vnString(2.5, "%.2f m")), "2.50 m");
+    EXPECT_EQ(bytesOf(vnString::str(vnString("%d"), 1)), "1");
+}
+
+TEST(vnStringFormat, RefusesAStringFromAnotherArgument)
+{
+    try
+    {
+        vnArgument(1).getString();
+        FAIL();
+    }
+    catch (const vnFatalError& error)
+    {
+        EXPECT_EQ(bytesOf(error.getErrorString()), "Cant get vnString value out of non vnString vnArgument");
+    }
+}
+
+TEST(vnStringFormat, AgreesWithAWalkOfItsStates)
+{
+    std::mt19937 random(4711);
+    const auto pick = [&random](unsigned int count) { return static_cast<unsigned int>(random() % count); };
+    const vnString strings[] = {"", "plain", "\xC3\xBC\xE2\x82\xAC", "\xE9t\xE9",
+                                "\xF0\x9F\x98\x80 long text"};
+    const char* const pieces[] = {"%", "%",    "%",        "%",    "*",  "$",  ".",  "-",  "+",     "0",
+                                  " ", "#",    "l",        "h",    "1",  "2",  "12", "5",  "d",     "u",
+                                  "x", "X",    "b",        "o",    "c",  "s",  "S",  "f",  "e",     "g",
+                                  "q", "text", "\xC3\xA4", "\xE9", "%d", "%s", "%f", "%g", "%8.3f", "%-9x"};
+    constexpr unsigned int pieceCount = sizeof pieces / sizeof *pieces;
+    Messages messages;
+    for (unsigned int round = 0; round < 60000; ++round)
+    {
+        std::vector<vnArgument> arguments(pick(6));
+        for (vnArgument& argument : arguments)
+        {
+            const vnInt64 bits = static_cast<vnInt64>(static_cast<vnUInt64>(random()) << 32 | random());
+            switch (pick(8))
+            {
+            case 0:
+                argument = vnArgument(static_cast<int>(pick(20)) - 5);
+                break;
+            case 1:
+                argument = vnArgument(bits >> pick(60));
+                break;
+            case 2:
+                argument = vnArgument(static_cast<vnUInt64>(bits) >> pick(60));
+                break;
+            case 3:
+                argument = vnArgument(static_cast<double>(bits >> pick(60)) / 997.0);
+                break;
+            case 4:
+                argument = vnArgument(std::pow(10.0, static_cast<double>(pick(40)) - 20) * pick(1000));
+                break;
+            case 5:
+                argument = vnArgument(strings[pick(5)]);
+                break;
+            case 6: // readable as 8-bit and as 16-bit text
+                argument = vnArgument(static_cast<const void*>(u"\u4142\u4344\u4546"));
+                break;
+            default:
+                argument = vnArgument();
+                break;
+            }
+        }
+        std::string format;
+        for (unsigned int i = pick(10); i-- > 0;)
+            format += pieces[pick(pieceCount)];
+        messages.texts.clear();
+        vnString result;
+        result.assignFormat(format.data(), static_cast<unsigned short>(format.size()),
+                            vnArgumentList(arguments.data(), static_cast<unsigned int>(arguments.size())));
+        const std::size_t warnings = messages.texts.size();
+        const vnFormatOracle oracle(format, arguments.data(), static_cast<unsigned int>(arguments.size()));
+        ASSERT_EQ(bytesOf(result), oracle.result()) << "round " << round << " '" << format << "'";
+        ASSERT_EQ(warnings, oracle.warnings()) << "round " << round << " '" << format << "'";
+    }
 }
