@@ -549,7 +549,8 @@ void Formatter::convertString(char letter, Directive& directive, const vnArgumen
         // The whole result is 8-bit text from here on; bytes of UTF-8 pass unchanged.
         m_out.becomeAscii();
         const char* const text = static_cast<const char*>(static_cast<void*>(argument));
-        m_out.appendBytes(text, strlen_safe(text, static_cast<unsigned short>(limit)));
+        if (text)
+            m_out.appendBytes(text, strlen_safe(text, static_cast<unsigned short>(limit)));
     }
     else if (const char16_t* text = static_cast<const char16_t*>(static_cast<void*>(argument)))
     {
