@@ -63,7 +63,7 @@ protected:
     void retake(unsigned int count) const;
 
 private:
-    friend unsigned char vnMayBeKilled(const vnThreadState& state) noexcept;
+    friend void vnPassWakeUpOn(const vnThreadState& state) noexcept;
 
     static constexpr unsigned int VN_MUTEX_WAITERS = 0x80000000u;
 

@@ -2,6 +2,7 @@
 #include <vnBase/vnMutex.h>
 
 #include "vnLockPlatform.h"
+#include "vnThreadKill.h"
 
 #include <vnBase/vnMessage.h>
 
@@ -83,6 +84,18 @@ void vnMutex::retake(unsigned int count) const
     m_lockCount.store(count, std::memory_order_relaxed);
     vnThreadState& self = vnCurrentThreadState();
     self.guarded = self.guarded + static_cast<int>(count - 1);
+}
+
+// A lock is counted before it can be held, so that the two counts tell of all.
+bool vnMayBeKilled(const vnThreadState& state) noexcept
+{
+    return state.guarded <= 0 && state.shared <= 0;
+}
+
+void vnPassWakeUpOn(const vnThreadState& state) noexcept
+{
+    if (state.waitingFor)
+        state.waitingFor->wakeOne();
 }
 
 vnRecursiveBodyGuard::~vnRecursiveBodyGuard()

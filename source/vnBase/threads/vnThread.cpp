@@ -1,0 +1,468 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnThread.h>
+
+#include "vnLockPlatform.h"
+#include "vnThreadNumber.h"
+#include "vnThreadPlatform.h"
+
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnSystem.h>
+#include <vnBase/vnTime.h>
+
+VN_BASE_API void vnStartPerformanceThread();
+VN_BASE_API void vnStopPerformanceThread();
+
+namespace
+{
+std::atomic<unsigned int> s_workingThreads{0};
+
+vnMutex s_prioritiesLock;
+unsigned char s_usePriorities = 0; // stored for callers that set it, read by nobody
+
+constexpr unsigned int startMilliseconds = 1000;
+constexpr unsigned int pollMilliseconds = 1;
+
+// How long the end of a thread is put off: for locks that it holds, and for the allocator alone.
+constexpr double politeSeconds = 1.0;
+constexpr double forcedSeconds = 2.0;
+constexpr double killSeconds = 3.0;
+constexpr unsigned int messageLockMilliseconds = 10;
+
+vnKillForce forceAfter(double seconds)
+{
+    if (seconds < politeSeconds)
+        return VN_KILL_POLITELY;
+    return seconds < forcedSeconds ? VN_KILL_FORCED : VN_KILL_IN_ANY_CASE;
+}
+} // namespace
+
+// One run of an object on this thread. An object may be destroyed by its own process(): then the run has none
+// any more.
+struct vnThread::Run
+{
+    vnThread* object;
+    Run* outer;
+
+    static __thread Run* s_innermost;
+
+    explicit Run(vnThread* thread) noexcept : object(thread), outer(s_innermost) { s_innermost = this; }
+    ~Run() { s_innermost = outer; }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    static void forget(const vnThread* thread) noexcept
+    {
+        for (Run* run = s_innermost; run; run = run->outer)
+            if (run->object == thread)
+                run->object = nullptr;
+    }
+};
+
+__thread vnThread::Run* vnThread::Run::s_innermost = nullptr;
+
+// What surrounds process(), also when an error leaves it.
+struct vnThread::Body
+{
+    Run* run;
+    unsigned int id;
+
+    explicit Body(unsigned int threadID) : run(Run::s_innermost), id(threadID)
+    {
+        vnStartPerformanceThread();
+        run->object->setWorking(true);
+    }
+    ~Body() noexcept(false)
+    {
+        if (run->object)
+            run->object->setWorking(false);
+        vnReleaseThreadNumber(id);
+        vnStopPerformanceThread();
+    }
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+};
+
+vnThread::vnThread(vnThreadPriority priority) noexcept : m_priority(priority) {}
+
+vnThread::~vnThread() noexcept(false)
+{
+    vnThread::stop(1);
+    setWorking(false);
+    Run::forget(this);
+    if (!m_control)
+        return;
+    // The thread is past the object and only has to end.
+    if (!m_control->isCaller())
+        m_control->waitForEnd(pollMilliseconds);
+    closeControl();
+}
+
+void vnThread::change(unsigned int set, unsigned int clear) noexcept
+{
+    unsigned int flags = m_flags.load(std::memory_order_relaxed);
+    while (!m_flags.compare_exchange_weak(flags, (flags & ~clear) | set, std::memory_order_acq_rel))
+        continue;
+    if (set & ~flags)
+        vnLockWake(&m_flags, VN_LOCK_ALL);
+}
+
+bool vnThread::isOwnThread() const noexcept
+{
+    return m_threadID.load(std::memory_order_acquire) == vnCurrentThreadID();
+}
+
+// The watchdog's step. Answers 0 when it has killed the thread.
+unsigned char vnThread::watch()
+{
+    if (isOwnThread())
+    {
+        m_lastTick.store(vnTime::systemSeconds(), std::memory_order_relaxed);
+        return 1;
+    }
+    const double limit = getTickLimit();
+    if (limit <= 0 || vnTime::systemSeconds() - limit <= m_lastTick.load(std::memory_order_relaxed))
+        return 1;
+    kill();
+    return 0;
+}
+
+// Called with the lock held. A thread can have ended without its body having come to its end.
+bool vnThread::refreshRunning()
+{
+    if (m_control && m_control->hasEnded())
+        change(VN_STOPPING, VN_RUNNING);
+    return has(VN_RUNNING);
+}
+
+vnThreadControl* vnThread::useControl() const
+{
+    if (m_control)
+        m_control->use();
+    return m_control;
+}
+
+void vnThread::closeControl()
+{
+    if (m_control)
+        m_control->letGo();
+    m_control = nullptr;
+}
+
+void vnThread::stop(unsigned char wait)
+{
+    {
+        vnBodyGuard guard(m_lock);
+        change(VN_STOPPING, 0);
+    }
+    watch();
+    const bool waits = wait && !isOwnThread();
+    while (isValidMemory())
+    {
+        vnThreadControl* control = nullptr;
+        {
+            vnBodyGuard guard(m_lock);
+            change(VN_STOPPING, 0);
+            if (!refreshRunning() || !waits)
+                return;
+            control = useControl();
+        }
+        if (control)
+        {
+            control->waitForEnd(pollMilliseconds);
+            control->letGo();
+        }
+        else
+        {
+            vnSleepMilliseconds(pollMilliseconds);
+        }
+    }
+}
+
+unsigned char vnThread::run(unsigned char wait)
+{
+    int error = 0;
+    {
+        vnBodyGuard guard(m_lock);
+        if (has(VN_RUNNING))
+            return 1;
+        change(0, VN_STOPPING | VN_KILLED | VN_LIVE);
+        closeControl();
+        m_threadID.store(0, std::memory_order_relaxed);
+        // The watchdog counts from here, so that it does not take a thread that is being born for a dead one.
+        m_lastTick.store(vnTime::systemSeconds(), std::memory_order_relaxed);
+        m_control = vnThreadControl::create(enterThread, this, error);
+        if (m_control)
+            change(VN_RUNNING, 0);
+    }
+    if (error != 0)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "vnThread could not be started: %s",
+                           vnGetSysErrorDescription(error));
+        return 0;
+    }
+    if (!wait)
+        return 1;
+    const vnInt64 deadline = vnLockDeadline(startMilliseconds);
+    unsigned int flags = m_flags.load(std::memory_order_acquire);
+    while (!(flags & VN_LIVE) && vnLockSleep(&m_flags, flags, deadline) != VN_LOCK_TIMED_OUT)
+        flags = m_flags.load(std::memory_order_acquire);
+    return 1;
+}
+
+void vnThread::enterThread(void* object)
+{
+    vnThread* thread = static_cast<vnThread*>(object);
+    const Run run(thread);
+    thread->m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
+    vnExecuteProgram(thread);
+    if (run.object && thread->isValidMemory() && thread->endRun())
+        delete thread;
+}
+
+// Answers whether the object is to be deleted. When it is not, it may be gone on return.
+bool vnThread::endRun()
+{
+    vnBodyGuard guard(m_lock);
+    change(0, VN_RUNNING);
+    return has(VN_AUTO_DELETE) && !has(VN_KILLED);
+}
+
+void vnThread::onProgramExecution()
+{
+    const unsigned int id = vnCurrentThreadID();
+    {
+        vnBodyGuard guard(m_lock);
+        change(VN_RUNNING | VN_LIVE, 0);
+    }
+    watch();
+    applyPriority(id);
+    const Body body(id);
+    process();
+}
+
+unsigned char vnThread::chain()
+{
+    {
+        vnBodyGuard guard(m_lock);
+        if (has(VN_RUNNING))
+            return 0;
+        change(VN_RUNNING, VN_STOPPING | VN_KILLED);
+        closeControl();
+        m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
+    }
+    const Run run(this);
+    vnExecuteProgram(this);
+    if (!run.object)
+        return 1;
+    vnBodyGuard guard(m_lock);
+    change(VN_STOPPING, VN_RUNNING);
+    return 1;
+}
+
+void vnThread::process()
+{
+    while (isValidMemory())
+    {
+        unsigned int flags;
+        {
+            vnBodyGuard guard(m_lock);
+            refreshRunning();
+            flags = m_flags.load(std::memory_order_acquire);
+        }
+        if (flags & VN_STOPPING)
+            return;
+        // A stop changes the flags and so ends the sleep.
+        vnLockSleep(&m_flags, flags, vnLockDeadline(1000));
+    }
+}
+
+void vnThread::kill()
+{
+    vnThreadControl* victim = nullptr;
+    {
+        vnBodyGuard guard(m_lock);
+        change(VN_STOPPING | VN_KILLED, VN_RUNNING);
+        victim = useControl();
+    }
+    if (!victim)
+        return;
+    bool ended = victim->hasEnded();
+    if (!victim->isCaller())
+    {
+        const double begin = vnTime::systemSeconds();
+        double elapsed = 0;
+        while (!ended && elapsed < killSeconds)
+        {
+            ended = tryToKill(victim, forceAfter(elapsed));
+            // In between nothing is held, so that the thread can leave the region that puts its end off.
+            if (!ended)
+                victim->waitForEnd(pollMilliseconds);
+            elapsed = vnTime::systemSeconds() - begin;
+        }
+        if (ended)
+            cleanUpAfter(victim);
+        else
+            vnMessage::message(VN_MESSAGE_WARNING, "vnThread (%x) does not end when killed",
+                               static_cast<const void*>(this));
+    }
+    victim->letGo();
+}
+
+// One attempt, under the locks that the thread must not die with.
+bool vnThread::tryToKill(vnThreadControl* victim, unsigned int force)
+{
+    vnBodyGuard guard(m_lock);
+    const bool quiet = vnMessage::tryLock(messageLockMilliseconds);
+    // Somebody may hold the message lock for good, so that an attempt without it comes in the end.
+    const bool ended =
+        (quiet || force != VN_KILL_POLITELY) && victim->tryToEnd(static_cast<vnKillForce>(force));
+    if (quiet)
+        vnMessage::unLock();
+    return ended;
+}
+
+// What the thread itself would have done at its end.
+void vnThread::cleanUpAfter(const vnThreadControl* victim)
+{
+    vnReleaseThreadNumber(victim->getID());
+    vnBodyGuard guard(m_lock);
+    if (m_control != victim)
+        return;
+    change(VN_STOPPING, VN_RUNNING);
+    setWorking(false);
+}
+
+unsigned char vnThread::isRunning(unsigned char tick)
+{
+    if (!isValidMemory())
+        return 0;
+    if (tick)
+        watch();
+    return has(VN_RUNNING);
+}
+
+unsigned char vnThread::isStopping(unsigned char tick)
+{
+    if (!isValidMemory())
+        return 1;
+    if (tick)
+        watch();
+    return has(VN_STOPPING);
+}
+
+unsigned char vnThread::tickAlive()
+{
+    return watch();
+}
+
+// The flags and times are read without the lock, so that these need not know who holds it.
+unsigned char vnThread::isRunning_unsafe(unsigned char tick)
+{
+    return vnThread::isRunning(tick);
+}
+
+unsigned char vnThread::isStopping_unsafe(unsigned char tick)
+{
+    return vnThread::isStopping(tick);
+}
+
+unsigned char vnThread::tickAlive_unsafe()
+{
+    return watch();
+}
+
+void vnThread::setAutoDelete(unsigned char enable)
+{
+    vnBodyGuard guard(m_lock);
+    if (enable)
+        change(VN_AUTO_DELETE, 0);
+    else
+        change(0, VN_AUTO_DELETE);
+}
+
+void vnThread::setThreadPriority(vnThreadPriority priority)
+{
+    vnBodyGuard guard(m_lock);
+    m_priority.store(priority, std::memory_order_relaxed);
+    if (m_control && !m_control->hasEnded())
+        applyPriority(m_control->getID());
+}
+
+vnThreadPriority vnThread::getThreadPriority() const
+{
+    return m_priority.load(std::memory_order_relaxed);
+}
+
+void vnThread::applyPriority(unsigned int id) const
+{
+    const unsigned int priority = getThreadPriority();
+    if (priority <= VN_THREAD_PRIORITY_HIGHEST)
+        vnSetPlatformPriority(id, static_cast<int>(priority) - VN_THREAD_PRIORITY_NORMAL);
+}
+
+void vnThread::setTickLimit(double seconds)
+{
+    m_tickLimit.store(seconds > 0 ? seconds : 0.0, std::memory_order_relaxed);
+}
+
+void vnThread::working(unsigned char busy)
+{
+    setWorking(busy);
+}
+
+void vnThread::setWorking(bool busy)
+{
+    vnBodyGuard guard(m_lock);
+    if (has(VN_WORKING) == busy)
+        return;
+    if (busy)
+    {
+        change(VN_WORKING, 0);
+        s_workingThreads.fetch_add(1, std::memory_order_relaxed);
+    }
+    else
+    {
+        change(0, VN_WORKING);
+        s_workingThreads.fetch_sub(1, std::memory_order_relaxed);
+    }
+}
+
+unsigned int vnThread::getWorkingThreads() noexcept
+{
+    return s_workingThreads.load(std::memory_order_relaxed);
+}
+
+vnThreadInfo vnThread::getThreadInfo() const
+{
+    vnBodyGuard guard(m_lock);
+    if (m_control)
+        return {m_control->getID(), m_control};
+    return {m_threadID.load(std::memory_order_relaxed), nullptr};
+}
+
+void vnThread::vnDelayFunction(unsigned int milliseconds, vnEvent* event)
+{
+    if (event)
+        event->wait(milliseconds, 0);
+    else
+        vnSleepMilliseconds(milliseconds);
+}
+
+void vnThread::vnMicroDelayFunction(unsigned int microseconds)
+{
+    if (microseconds == 0)
+    {
+        vnSleepMilliseconds(0);
+        return;
+    }
+    const double end = vnTime::systemSeconds() + microseconds * 1e-6;
+    while (vnTime::systemSeconds() < end)
+        vnLockRelax();
+}
+
+void vnThread::useThreadPriorities(unsigned char enable)
+{
+    vnBodyGuard guard(s_prioritiesLock);
+    s_usePriorities = enable;
+}

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "vnThreadPlatform.h"
+
+#include "vnLockPlatform.h"
+#include "vnThreadKill.h"
+
+#include <vnBase/vnMemory.h>
+#include <vnBase/vnThreadID.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <new>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+// The control of the calling thread; null in threads of others. Read by the signal handler.
+__thread vnThreadControl* t_control __attribute__((tls_model("initial-exec"))) = nullptr;
+
+// Answers to a request to end.
+constexpr unsigned int noRequest = 0;
+constexpr unsigned int considered = 0x100; // the thread looks at itself
+constexpr unsigned int accepted = 0x101;   // it ends at once
+
+constexpr unsigned int answerMilliseconds = 10;
+} // namespace
+
+struct vnThreadControl::Access
+{
+    static void* main(void* argument)
+    {
+        vnThreadControl* control = static_cast<vnThreadControl*>(argument);
+        t_control = control;
+        control->m_id.store(vnCurrentThreadID(), std::memory_order_release);
+        vnLockWake(&control->m_id, VN_LOCK_ALL);
+        const End end{control}; // also when the thread is left by pthread_exit
+        control->m_entry(control->m_argument);
+        return nullptr;
+    }
+
+    struct End
+    {
+        vnThreadControl* control;
+
+        ~End()
+        {
+            t_control = nullptr;
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+            const unsigned int old = control->m_state.fetch_or(VN_ENDED, std::memory_order_acq_rel);
+            vnLockWake(&control->m_state, VN_LOCK_ALL);
+            if (old & VN_ABANDONED)
+                destroy(control);
+        }
+    };
+
+    static void destroy(vnThreadControl* control)
+    {
+        control->~vnThreadControl();
+        vn_free(control);
+    }
+
+    // On the thread that is to end. Only calls what may be called in a signal handler.
+    static void onSignal(int, siginfo_t*, void* context)
+    {
+        vnThreadControl* control = t_control;
+        if (!control)
+            return;
+        unsigned int request = control->m_request.load(std::memory_order_acquire);
+        if (request == noRequest || request >= considered ||
+            !control->m_request.compare_exchange_strong(request, considered, std::memory_order_acq_rel))
+            return;
+        if (vnMayBeEndedHere(static_cast<vnKillForce>(request), context))
+            endHere(control);
+        control->m_request.store(noRequest, std::memory_order_release);
+        vnLockWake(&control->m_request, VN_LOCK_ALL);
+    }
+
+    [[noreturn]] static void endHere(vnThreadControl* control)
+    {
+        vnPassWakeUpOn(vnThisThread);
+        control->m_state.fetch_or(VN_ENDED, std::memory_order_acq_rel);
+        control->m_request.store(accepted, std::memory_order_release);
+        vnLockWake(&control->m_state, VN_LOCK_ALL);
+        vnLockWake(&control->m_request, VN_LOCK_ALL);
+        // The thread alone, without unwinding and without the C library's own clean-up; the kernel tells
+        // those who join it.
+        for (;;)
+            syscall(SYS_exit, 0);
+    }
+};
+
+vnThreadControl* vnThreadControl::create(void (*entry)(void*), void* argument, int& error)
+{
+    void* place = vn_malloc(sizeof(vnThreadControl), "vnThreadControl");
+    if (!place)
+        vnThrowBadAlloc(__FILE__, __LINE__);
+    vnThreadControl* control = new (place) vnThreadControl;
+    control->m_entry = entry;
+    control->m_argument = argument;
+    pthread_t handle{};
+    error = pthread_create(&handle, nullptr, Access::main, control);
+    if (error != 0)
+    {
+        Access::destroy(control);
+        return nullptr;
+    }
+    control->m_handle = handle;
+    return control;
+}
+
+void vnThreadControl::use() noexcept
+{
+    m_users.fetch_add(1, std::memory_order_relaxed);
+}
+
+void vnThreadControl::letGo() noexcept
+{
+    if (m_users.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
+    const pthread_t handle = m_handle;
+    if (m_state.fetch_or(VN_ABANDONED, std::memory_order_acq_rel) & VN_ENDED)
+    {
+        // The thread has nothing left to do, so this does not wait for anybody.
+        pthread_join(handle, nullptr);
+        Access::destroy(this);
+    }
+    else
+    {
+        pthread_detach(handle); // it frees the control itself
+    }
+}
+
+unsigned int vnThreadControl::getID() const noexcept
+{
+    while (m_id.load(std::memory_order_acquire) == 0)
+        vnLockSleep(&m_id, 0, VN_LOCK_FOREVER);
+    return m_id.load(std::memory_order_relaxed);
+}
+
+bool vnThreadControl::hasEnded() const noexcept
+{
+    return m_state.load(std::memory_order_acquire) & VN_ENDED;
+}
+
+bool vnThreadControl::isCaller() const noexcept
+{
+    return t_control == this;
+}
+
+void vnThreadControl::waitForEnd(unsigned int milliseconds) const noexcept
+{
+    const vnInt64 deadline = vnLockDeadline(milliseconds);
+    unsigned int state = m_state.load(std::memory_order_acquire);
+    while (!(state & VN_ENDED) && vnLockSleep(&m_state, state, deadline) != VN_LOCK_TIMED_OUT)
+        state = m_state.load(std::memory_order_acquire);
+}
+
+bool vnThreadControl::tryToEnd(vnKillForce force) noexcept
+{
+    if (hasEnded())
+        return true;
+    const int signalNumber = vnKillSignal(Access::onSignal);
+    unsigned int request = force;
+    m_request.store(request, std::memory_order_release);
+    if (signalNumber == 0 || pthread_kill(m_handle, signalNumber) != 0)
+    {
+        m_request.store(noRequest, std::memory_order_relaxed);
+        return hasEnded();
+    }
+    const vnInt64 deadline = vnLockDeadline(answerMilliseconds);
+    while (request != noRequest && request != accepted && !hasEnded())
+    {
+        // A request that is looked at can't be taken back, and gets its answer.
+        if (vnLockSleep(&m_request, request, request == considered ? VN_LOCK_FOREVER : deadline) ==
+                VN_LOCK_TIMED_OUT &&
+            m_request.compare_exchange_strong(request, noRequest, std::memory_order_acq_rel))
+            break;
+        request = m_request.load(std::memory_order_acquire);
+    }
+    return hasEnded();
+}
+
+void vnSetPlatformPriority(unsigned int id, int step) noexcept
+{
+    constexpr int niceOfStep = -5;
+    const int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
+    const int wanted = std::max(-20, std::min(19, base + step * niceOfStep));
+    const id_t thread = static_cast<id_t>(vnLockKernelThread(id));
+    if (getpriority(PRIO_PROCESS, thread) != wanted)
+        setpriority(PRIO_PROCESS, thread, wanted);
+}
+
+void vnSleepMilliseconds(unsigned int milliseconds) noexcept
+{
+    if (milliseconds == 0)
+    {
+        sched_yield();
+        return;
+    }
+    timespec left{};
+    left.tv_sec = milliseconds / 1000;
+    left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000;
+    while (nanosleep(&left, &left) != 0 && errno == EINTR)
+        continue;
+}
