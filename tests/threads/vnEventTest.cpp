@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+#include "vnThreadTestHelp.h"
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnRefList.h>
+#include <vnBase/vnRefPointer.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+TEST(vnEvent, TimesOutWhenNobodyFires)
+{
+    vnEvent event;
+    event.fire(); // with no sleeper it is lost
+    EXPECT_EQ(event.wait(0, 0), 0);
+    EXPECT_GE(secondsOf([&] { EXPECT_EQ(event.wait(20, 0), 0); }), 0.0199);
+    EXPECT_EQ(event.getSpinLockCount(), 0u);
+}
+
+TEST(vnEvent, GivesAllHoldsBackWhileItSleepsAndTakesThemAgain)
+{
+    vnEvent event;
+    event.waitLock();
+    event.waitLock();
+    event.waitLock();
+    bool ready = false;
+    std::thread other(
+        [&]
+        {
+            vnBodyGuard guard(event); // would wait for ever if a hold were kept
+            ready = true;
+            event.fire();
+        });
+    while (!ready)
+        EXPECT_NE(event.waitAndLock(20000, 1), 0);
+    other.join();
+    EXPECT_EQ(event.getSpinLockCount(), 3u);
+    EXPECT_EQ(event.getOwnerThreadID(), vnCurrentThreadID());
+    event.wait(0, 1); // one hold less
+    EXPECT_EQ(event.getSpinLockCount(), 2u);
+    event.wait(0, 0);
+    EXPECT_EQ(event.getSpinLockCount(), 2u);
+    event.waitAndLock(0, 0); // one more
+    EXPECT_EQ(event.getSpinLockCount(), 3u);
+    for (unsigned int i = 0; i < 3; ++i)
+        event.unLock();
+    event.waitAndLock(0, 1); // not held: takes it
+    EXPECT_EQ(event.getSpinLockCount(), 1u);
+    event.unLock();
+    event.wait(0, 1);
+    EXPECT_EQ(event.isLocked(), 0);
+}
+
+namespace
+{
+struct Sleepers
+{
+    explicit Sleepers(vnEvent& shared) : event(shared)
+    {
+        for (std::thread& thread : threads)
+            thread = std::thread(
+                [this]
+                {
+                    vnBodyGuard guard(event);
+                    ++asleep; // for whoever takes the lock next
+                    if (event.waitAndLock(20000, 1))
+                        ++woken;
+                });
+        EXPECT_TRUE(comesTrue(
+            [this]
+            {
+                vnBodyGuard guard(event);
+                return asleep == 3;
+            }));
+    }
+    ~Sleepers()
+    {
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+
+    vnEvent& event;
+    unsigned int asleep = 0;
+    std::atomic<unsigned int> woken{0};
+    std::thread threads[3];
+};
+} // namespace
+
+TEST(vnEvent, WakesAllSleepers)
+{
+    vnEvent event;
+    Sleepers sleepers(event);
+    event.fire();
+    EXPECT_TRUE(comesTrue([&] { return sleepers.woken == 3; }));
+}
+
+TEST(vnEvent, WakesSleepersOneByOne)
+{
+    vnEvent event;
+    Sleepers sleepers(event);
+    for (unsigned int i = 1; i <= 3; ++i)
+    {
+        event.fireOnlyOne();
+        EXPECT_TRUE(comesTrue([&] { return sleepers.woken >= i; })); // no wake-up is lost
+    }
+}
+
+TEST(vnEvent, LosesNoWakeUpBetweenTwoThreads)
+{
+    vnEvent event;
+    unsigned int turn = 0;
+    const auto play = [&](unsigned int self)
+    {
+        vnBodyGuard guard(event);
+        for (unsigned int i = 0; i < 2000; ++i)
+        {
+            while (turn % 2 != self)
+                ASSERT_NE(event.waitAndLock(20000, 1), 0);
+            ++turn;
+            event.fireOnlyOne();
+        }
+    };
+    std::thread other(play, 1);
+    play(0);
+    other.join();
+    EXPECT_EQ(turn, 4000u);
+}
+
+TEST(vnEvent, CountsItsReferencesUnderItsLock)
+{
+    vnRefPointer<vnEvent> event(new vnEvent);
+    const auto work = [&event]
+    {
+        for (unsigned int i = 0; i < 5000; ++i)
+        {
+            event->ref();
+            event->unref();
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    EXPECT_EQ(event->getRef(), 1u);
+    EXPECT_EQ(event->checkDelete(), 0);
+}
+
+TEST(vnEvent, StaysLockedAfterAnUnrefTooMany)
+{
+    vnEvent event;
+    for (const bool noDelete : {false, true})
+    {
+        try
+        {
+            if (noDelete)
+                event.unrefNoDelete();
+            else
+                event.unref();
+            ADD_FAILURE();
+        }
+        catch (const vnFatalError& error)
+        {
+            EXPECT_STREQ(error.getErrorString().getString(),
+                         "REFRENCE MISMATCH ! Unref an object with zero reference count.");
+        }
+        EXPECT_EQ(event.getSpinLockCount(), 1u);
+        event.unLock();
+    }
+}
+
+TEST(vnEvent, WaitsForTheFirstOfSeveral)
+{
+    vnRefList<vnEvent> events;
+    vnRefPointer<vnEvent> last;
+    for (unsigned int i = 0; i < 3; ++i)
+    {
+        last = new vnEvent;
+        events.append(last);
+    }
+    EXPECT_GE(secondsOf([&] { EXPECT_EQ(vnEvent::wait(events, 20), nullptr); }), 0.0199);
+    std::atomic<bool> done{false};
+    std::thread other(
+        [&]
+        {
+            while (!done) // until its sleeper is there to hear it
+            {
+                last->fire();
+                std::this_thread::yield();
+            }
+        });
+    EXPECT_EQ(vnEvent::wait(events, 20000), last.get());
+    done = true;
+    other.join();
+    EXPECT_EQ(vnEvent::wait(vnRefList<vnEvent>(), 5), nullptr);
+}
