@@ -7,11 +7,9 @@
 
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnMessage.h>
+#include <vnBase/vnPerformance.h>
 #include <vnBase/vnSystem.h>
 #include <vnBase/vnTime.h>
-
-VN_BASE_API void vnStartPerformanceThread();
-VN_BASE_API void vnStopPerformanceThread();
 
 namespace
 {
