@@ -1,0 +1,107 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Deterministic input data for the benchmarks.
+
+usage: generate.py [--quick] FOLDER
+
+Writes, with fixed seeds (the same bytes on every machine):
+  keys.txt   1,000,000 distinct short keys, one a line
+  blob.bin   100 MB of mildly compressible bytes
+  words.txt  20 MB of text, some 50,000 different words, the most frequent ones far ahead
+With --quick a hundredth of it.
+"""
+import os
+import random
+import struct
+import sys
+
+WORDS = ("alpha bravo carbon delta ember forest garden harbor island jungle "
+         "kernel ladder magnet needle orchid pepper quartz river saddle timber "
+         "umbrella valley window yellow zephyr anchor bridge castle dragon "
+         "engine falcon glacier hammer ivory jacket kettle lantern mirror "
+         "notebook ocean pencil quiver rocket silver tunnel velvet whisper "
+         "a of to in the and is it on as by or be an at").split()
+
+
+def keys(path, count, seed):
+    rnd = random.Random(seed)
+    seen = set()
+    while len(seen) < count:
+        r = rnd.random()
+        if r < 0.5:
+            k = "%s.%s%d" % (rnd.choice(WORDS), rnd.choice(WORDS), rnd.randint(0, 99999))
+        elif r < 0.8:
+            k = "%s_%d" % (rnd.choice(WORDS), rnd.randint(0, 9999999))
+        else:
+            k = "%016x" % rnd.getrandbits(64)
+        seen.add(k)
+    rows = sorted(seen)
+    rnd.shuffle(rows)
+    with open(path, "w", encoding="ascii", newline="\n") as f:
+        f.write("\n".join(rows) + "\n")
+
+
+def blob(path, size, seed):
+    rnd = random.Random(seed)
+    block = bytearray()
+    while len(block) < 1_000_000:
+        block += struct.pack(">I", rnd.getrandbits(32))
+        block += rnd.choice(WORDS).encode()
+    block = bytes(block[:1_000_000])
+    with open(path, "wb") as f:
+        for _ in range(size // len(block)):
+            f.write(block)
+
+
+def words(path, size, seed):
+    """Text whose word frequencies fall as those of a language do: one over the rank."""
+    rnd = random.Random(seed)
+    vocabulary = []
+    seen = set()
+    while len(vocabulary) < 50_000:
+        word = "".join(rnd.choice("etaoinshrdlucmfwypvbgkjqxz"[:rnd.randint(8, 26)])
+                       for _ in range(min(2 + len(vocabulary) // 5_000 + rnd.randint(0, 6), 14)))
+        if word not in seen:
+            seen.add(word)
+            vocabulary.append(word)
+    total, weights = 0.0, []
+    for rank in range(len(vocabulary)):
+        total += 1.0 / (rank + 3)
+        weights.append(total)
+    written = 0
+    with open(path, "w", encoding="ascii", newline="\n") as f:
+        while written < size:
+            line = rnd.choices(vocabulary, cum_weights=weights, k=rnd.randint(6, 16))
+            if rnd.random() < 0.3:
+                line[0] = line[0].capitalize()
+            if rnd.random() < 0.1:
+                line.insert(3, str(rnd.randint(0, 9999)))
+            text = " ".join(line) + rnd.choice((".", ",", ";", "", "")) + "\n"
+            f.write(text)
+            written += len(text)
+
+
+# name, writer, size, seed
+FILES = (
+    ("keys.txt", keys, 1_000_000, 15),
+    ("blob.bin", blob, 100_000_000, 17),
+    ("words.txt", words, 20_000_000, 19),
+)
+
+
+def main():
+    args = [a for a in sys.argv[1:] if a != "--quick"]
+    if len(args) != 1:
+        sys.exit(__doc__)
+    part = 100 if "--quick" in sys.argv else 1
+    os.makedirs(args[0], exist_ok=True)
+    for name, write, size, seed in FILES:
+        path = os.path.join(args[0], name)
+        # Under another name until it is complete, so that an interrupted run leaves nothing that looks whole.
+        write(path + ".part", size // part, seed)
+        os.replace(path + ".part", path)
+        print("%-12s %12d" % (name, os.path.getsize(path)))
+
+
+if __name__ == "__main__":
+    main()

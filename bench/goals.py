@@ -1,0 +1,63 @@
+# SPDX-License-Identifier: MIT
+"""What the library is to reach, as data for run-all.
+
+A goal names a suite, a group and a case of ours in it (the beginnings of their names suffice, "" for the only
+or best one), what must hold, and what we aim at. A mark is (factor, case): at most `factor` times the time of
+that peer's case, or at least its throughput divided by `factor`. A mark without a case is a plain number in
+the unit of the group.
+"""
+
+GOALS = (
+    ("a.format", "four arguments", "vnString::formatString", [(1.0, "snprintf, then std::string")],
+     [(1.0, "fmt::format")]),
+    ("a.format", "four arguments", "vnString::formatString", [(0.5, "QString::asprintf"), (0.5, "Poco::format")], []),
+    ("a.format", "no float", "vnString::formatString", [(1.0, "snprintf, then std::string")], [(1.0, "fmt::format")]),
+    ("a.format", "no float", "vnString::formatString", [(0.5, "QString::asprintf"), (0.5, "Poco::format")], []),
+
+    ("b.string", "construct", "vnString", [(1.3, "std::string")], [(1.0, "QByteArray")]),
+    ("b.string", "copy", "vnString", [(1.3, "std::string")], []),
+    ("b.string", "compare, equal", "vnString ==", [(1.0, "std::string ==")], [(1.0, "QByteArray ==")]),
+    ("b.string", "compare, unequal", "vnString ==", [(1.0, "std::string ==")], [(1.0, "QByteArray ==")]),
+    ("b.string", "concat", "vnString, operator +", [(1.3, "std::string, operator +")], [(1.0, "QByteArray, operator +")]),
+    ("b.string", "append", "vnString", [(1.3, "std::string")], [(1.0, "QByteArray")]),
+    ("b.string", "hash", "vnString::hash of bytes", [(1.3, "std::hash (Murmur)")], [(1.0, "qHash(QByteArray)")]),
+) + tuple(
+    ("c.dict", "hash, %s keys: %s" % (size, what), "vnDict", [(1.0, "QHash")] + more, [(1.0, "GHashTable")])
+    for size in ("10k", "1M")
+    for what, more in (("insert", [(1.0, "Poco::HashMap")]), ("erase", []),
+                       ("find, present", [(1.0, "Poco::HashMap")]), ("find, absent", [(1.0, "Poco::HashMap")]),
+                       ("iterate", []), ("heap bytes", []))
+) + (
+    ("d.refcount", "copy + drop a reference", "vnRefPointer", [(0.5, "Poco::AutoPtr")], [(1.0, "")]),
+    ("d.refcount", "copy + drop a reference", "vnRefPointer, final class", [(0.5, "Poco::AutoPtr")], [(1.0, "")]),
+    ("d.refcount", "copy + drop a reference", "vnRefPointer, thread-safe", [(1.5, "count under a std::mutex")],
+     [(1.2, "count under a std::mutex")]),
+
+    ("e.locks", "recursive mutex lock + unlock", "vnMutex", [(1.3, "pthread recursive")], [(1.1, "pthread recursive")]),
+    ("e.locks", "rwlock: read lock + unlock, 1 thread", "vnReadWriteMutex", [(4.0, "QReadWriteLock")],
+     [(2.0, "QReadWriteLock")]),
+    ("e.locks", "rwlock: read lock + unlock, 2 threads", "vnReadWriteMutex", [(4.0, "QReadWriteLock")],
+     [(2.0, "QReadWriteLock")]),
+    ("e.locks", "event: wake each other, one processor", "vnEvent", [(1.1, "std::mutex + condition_variable")],
+     [(1.0, "std::mutex + condition_variable")]),
+    ("e.locks", "event: wake each other, two processors", "vnEvent", [(1.1, "std::mutex + condition_variable")],
+     [(1.0, "std::mutex + condition_variable")]),
+
+    ("l.streams", "read a 100 MB file byte by byte", "vnSerializeAdapterFile read()", [(0.5, "Poco::FileInputStream get()")],
+     [(700.0, "")]),
+    ("l.streams", "copy a 100 MB file in 64 KB blocks", "vnSerializeAdapterFile", [(1.0, "QFile")],
+     [(1.0, "read(2), write(2)")]),
+    ("l.streams", "memory stream: read byte", "vnSerializeAdapterMemory read()", [(1.0, "Poco::MemoryInputStream")], []),
+    ("l.streams", "memory stream: write byte", "vnSerializeAdapterMemory", [(1.0, "Poco::MemoryOutputStream")], []),
+    ("l.streams", "memory stream: read blocks", "vnSerializeAdapterMemory", [(1.0, "Poco::MemoryInputStream")],
+     [(1.0, "memcpy")]),
+    ("l.streams", "memory stream: write blocks", "vnSerializeAdapterMemory", [(1.0, "Poco::MemoryOutputStream")],
+     [(1.0, "memcpy")]),
+
+    ("n.logging", "notification", "vnNotifyMaster", [(200.0, "")], [(100.0, "")]),
+    ("n.logging", "a message to a receiver that drops it", "vnMessage", [(300.0, "")], [(150.0, "")]),
+    ("n.logging", "a message below the level", "vnMessage", [(10.0, "")], [(2.0, "")]),
+
+    ("r.words", "20 MB", "vn words", [(1.2, "plain program")], [(1.0, "plain program")]),
+    ("r.words", "20 MB", "vn words, 1 thread", [(1.2, "plain program")], [(1.0, "plain program")]),
+)
