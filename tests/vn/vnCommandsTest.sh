@@ -1,0 +1,98 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# usage: vnCommandsTest.sh VN FOLDER
+# Runs the commands of vn and compares what they print and how they end.
+set -uo pipefail
+export LC_ALL=C
+vn=$1
+rm -rf "$2" && mkdir -p "$2" && cd "$2" || exit 1
+failures=0
+
+# check WHAT EXIT-CODE EXPECTED-OUTPUT ARGUMENTS...: standard output must be exactly this, and a failure says why on
+# standard error.
+check()
+{
+    local what=$1 code=$2 expected=$3 output actual
+    shift 3
+    output=$("$vn" "$@" 2> error; echo "code $?")
+    actual=${output##*code }
+    output=${output%code *}
+    if [[ $actual != "$code" ]]; then
+        echo "$what: ended with $actual, not $code: $(head -c 300 error)"
+        failures=$((failures + 1))
+    elif [[ $output != "$expected" ]]; then
+        printf '%s: printed <%s>, not <%s>\n' "$what" "$output" "$expected"
+        failures=$((failures + 1))
+    elif [[ $code != 0 && ! -s error ]]; then
+        echo "$what: failed without a word"
+        failures=$((failures + 1))
+    fi
+}
+
+# same WHAT FILE FILE
+same()
+{
+    if ! cmp -s "$2" "$3"; then
+        echo "$1: $2 and $3 differ"
+        failures=$((failures + 1))
+    fi
+}
+
+line=$'\n'
+check "integers, doubles, strings" 0 "a   |-42|ff|1.5$line" format '%-4s|%d|%x|%f' a -42 255 1.5
+check "the largest unsigned integer" 0 "18446744073709551615 ffffffffffffffff$line" \
+    format '%u %x' 18446744073709551615 18446744073709551615
+check "the smallest integer" 0 "-9223372036854775808$line" format '%d' -9223372036854775808
+check "an integer too large for 64 bits is a string" 0 "18446744073709551616$line" format '%s' 18446744073709551616
+check "= makes a string" 0 "42 =x$line" format '%s %s' =42 ==x
+check "an exponent makes a number" 0 "1500$line" format '%f' 1.5e3
+check "no number at all" 0 "1e . + -$line" format '%s %s %s %s' 1e . + -
+check "sixteen arguments" 0 "16$line" format '%16$d' 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16
+check "seventeen arguments" 2 "" format '%d' 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17
+check "no format" 2 "" format
+check "an option-like format" 0 "--top$line" format --top
+
+check "no command" 2 ""
+check "an unknown command" 2 "" frobnicate
+check "help of nothing known" 2 "" help frobnicate
+"$vn" help | grep -q '^  words ' || { echo "help does not list words"; failures=$((failures + 1)); }
+"$vn" help words | grep -q -- '--top N' || { echo "help words does not tell its options"; failures=$((failures + 1)); }
+
+printf 'The cat, the\tCAT and the dog: 42 42 Z\xc3\xbcrich\n' > text
+check "words" 0 "3 the${line}2 42${line}2 cat${line}1 and${line}1 dog${line}1 z"$'\xc3\xbc'"rich$line" words text
+check "the top words, of two files" 0 "6 the${line}4 42$line" words --top 2 --threads=3 text text
+check "a top of nothing" 2 "" words --top 0 text
+check "a top that is no number" 2 "" words --top many text
+check "a missing number" 2 "" words --top
+check "an unknown option" 2 "" words --bottom 3 text
+check "no file" 2 "" words
+check "a missing file" 1 "" words missing
+head -c 3000000 /dev/zero | tr '\0' 'x' > long
+check "a word of three million bytes is cut at 1000" 0 "1 $(head -c 1000 long)$line" words long
+# Words that lie across the blocks of a million bytes are counted whole.
+seq 1 400000 > numbers
+check "words across blocks" 0 "1 1${line}1 10${line}1 100$line" words --top 3 numbers
+if [[ $("$vn" words --top 1000000 numbers | wc -l) != 400000 ]]; then
+    echo "words across blocks: lost or split"
+    failures=$((failures + 1))
+fi
+
+"$vn" cat text numbers > joined && cat text numbers > expected && same "cat" joined expected
+"$vn" copy numbers copied && same "copy" numbers copied
+: > empty
+"$vn" copy empty copiedEmpty && same "copy of an empty file" empty copiedEmpty
+check "a file onto itself" 1 "" copy numbers numbers
+ln -sf numbers link
+check "a file onto itself by another name" 1 "" copy link numbers
+same "the file is whole afterwards" numbers copied
+check "one file name" 2 "" copy numbers
+check "a missing source leaves the target" 1 "" copy missing copied
+same "the target is whole afterwards" numbers copied
+check "a folder as source" 1 "" cat .
+check "a folder as target" 1 "" copy text .
+[[ ! -e /dev/full ]] || check "a full target" 1 "" copy numbers /dev/full
+mkfifo fifo && (cat numbers > fifo &) && "$vn" cat fifo > copied && same "a named pipe" numbers copied
+"$vn" cat numbers > /dev/full 2> error && { echo "a full standard output went unnoticed"; failures=$((failures + 1)); }
+grep -q 'standard output' error || { echo "a full standard output is not named"; failures=$((failures + 1)); }
+
+[[ $failures == 0 ]]

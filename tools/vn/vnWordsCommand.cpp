@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include "vnArguments.h"
+#include "vnTool.h"
+#include "vnWordCount.h"
+
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnProgress.h>
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnThread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <thread>
+#include <vector>
+
+// Counts words: the main thread reads blocks that end between words, and threads count them.
+
+namespace
+{
+using Block = std::vector<unsigned char>;
+
+constexpr std::size_t blockSize = 1000000;
+constexpr std::size_t blocksPerThread = 2; // waiting at most, so that a slow count bounds the memory
+constexpr unsigned int waitMilliseconds = 1000;
+
+/// The blocks between the reader and the counters.
+class BlockQueue
+{
+public:
+    explicit BlockQueue(std::size_t capacity) : m_capacity(capacity), m_changed(new vnEvent) {}
+
+    /// Waits for room. Answers false when a counter failed, so that nobody takes blocks any more.
+    bool put(Block block)
+    {
+        vnBodyGuard guard(*m_changed);
+        while (m_blocks.size() >= m_capacity && !m_failed)
+            m_changed->waitAndLock(waitMilliseconds, 1);
+        m_blocks.push_back(std::move(block));
+        m_changed->fire();
+        return !m_failed;
+    }
+
+    /// Waits for a block. Answers false when there will be none.
+    bool take(Block& block)
+    {
+        vnBodyGuard guard(*m_changed);
+        while (m_blocks.empty() && !m_closed)
+            m_changed->waitAndLock(waitMilliseconds, 1);
+        if (m_blocks.empty())
+            return false;
+        block = std::move(m_blocks.back());
+        m_blocks.pop_back();
+        m_changed->fire();
+        return true;
+    }
+
+    void close()
+    {
+        vnBodyGuard guard(*m_changed);
+        m_closed = true;
+        m_changed->fire();
+    }
+
+    void fail()
+    {
+        vnBodyGuard guard(*m_changed);
+        m_failed = true;
+        m_changed->fire();
+    }
+
+    bool hasFailed() const { return m_failed; }
+
+private:
+    std::size_t m_capacity;
+    vnRefPointer<vnEvent> m_changed; // its mutex guards the fields below
+    std::vector<Block> m_blocks;     // taken from the end: the order makes no difference
+    bool m_closed = false;
+    std::atomic<bool> m_failed{false};
+};
+
+class Counter : public vnThread
+{
+public:
+    explicit Counter(BlockQueue& queue) : vnThread(2), m_queue(queue) {}
+    ~Counter() noexcept(false) override { stop(1); }
+
+    void process() override
+    {
+        try
+        {
+            Block block;
+            while (m_queue.take(block))
+                m_count.add(block.data(), block.size());
+        }
+        catch (...)
+        {
+            m_queue.fail();
+        }
+        m_isDone = true;
+    }
+
+    /// Returns when the thread has counted all blocks of the closed queue.
+    void join()
+    {
+        while (!m_isDone && isRunning(0))
+            vnDelayFunction(1, nullptr);
+    }
+
+    const vnWordCount& getCount() const { return m_count; }
+
+private:
+    BlockQueue& m_queue;
+    vnWordCount m_count;
+    std::atomic<bool> m_isDone{false};
+};
+
+// The counters, which end before the queue does, whatever happens.
+class Counters
+{
+public:
+    Counters(unsigned int count, BlockQueue& queue) : m_queue(queue)
+    {
+        for (unsigned int i = 0; i < count; ++i)
+            m_counters.push_back(std::make_unique<Counter>(queue));
+        for (const auto& counter : m_counters)
+            counter->run(0);
+    }
+    ~Counters() { finish(); }
+    Counters(const Counters&) = delete;
+    Counters& operator=(const Counters&) = delete;
+
+    void finish()
+    {
+        m_queue.close();
+        for (const auto& counter : m_counters)
+            counter->join();
+    }
+
+    void addTo(vnWordCount& sum) const
+    {
+        for (const auto& counter : m_counters)
+            sum.add(counter->getCount());
+    }
+
+private:
+    BlockQueue& m_queue;
+    std::vector<std::unique_ptr<Counter>> m_counters;
+};
+
+void checkError(vnSerializeAdapter& adapter)
+{
+    if (adapter.hasError())
+        throw vnFailure(adapter.getError().getString());
+}
+
+void readFile(const std::string& name, BlockQueue& queue)
+{
+    vnRefPointer<vnSerializeAdapter> file(new vnSerializeAdapterFile(name.c_str(), VN_SERIALIZE_INPUT, 0, 0));
+    checkError(*file);
+    double total = file->length();
+    double finished = 0;
+    Block open; // the beginning of a word that goes on in the next block
+    while (file->hasData())
+    {
+        Block block = std::move(open);
+        const std::size_t kept = block.size();
+        const std::size_t wanted = std::min<std::size_t>(std::max(file->length(), 1u), blockSize);
+        block.resize(kept + wanted);
+        const unsigned int size = file->read(block.data() + kept, static_cast<unsigned int>(wanted));
+        checkError(*file);
+        block.resize(kept + size);
+
+        const std::size_t end = vnWordCount::findOpenWord(block.data(), block.size());
+        const std::size_t openSize =
+            std::min(block.size() - end, vnWordCount::VN_MAX_WORD); // the rest would be cut
+        open.assign(block.data() + end, block.data() + end + openSize);
+        block.resize(end);
+        if (!block.empty() && !queue.put(std::move(block)))
+            return;
+        finished += size;
+        total = std::max(total, finished);
+        vnProgress::progress(static_cast<unsigned char>(finished / total * 100.0), name.c_str());
+    }
+    checkError(*file);
+    if (!open.empty())
+        queue.put(std::move(open));
+}
+} // namespace
+
+void vnRunWords(vnArguments& arguments)
+{
+    const unsigned int processors = std::max(std::thread::hardware_concurrency(), 1u);
+    const unsigned int top = arguments.takeNumber("--top", 20, 1, 1000000000);
+    const unsigned int threads = arguments.takeNumber("--threads", std::min(processors, 64u), 1, 256);
+    const std::vector<std::string> files = arguments.takeOperands(1, SIZE_MAX);
+
+    BlockQueue queue(threads * blocksPerThread);
+    Counters counters(threads, queue);
+    for (const std::string& file : files)
+        readFile(file, queue);
+    counters.finish();
+    if (queue.hasFailed())
+        throw vnFailure("out of memory while counting");
+
+    vnWordCount sum;
+    counters.addTo(sum);
+    for (const vnWordCount::Entry& entry : sum.getTop(top))
+    {
+        const std::string count = std::to_string(entry.count) + " ";
+        vnWriteResult(count.data(), count.size());
+        vnWriteResult(entry.text, entry.length);
+        vnWriteResult("\n", 1);
+    }
+}
