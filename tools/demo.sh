@@ -1,6 +1,48 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The tour of the program vn, which the caller has put into the PATH.
+# usage: tools/demo.sh FOLDER-OF-EXAMPLES
+# The tour: the program vn, which the caller has put into the PATH, on real files, and the example programs.
 set -euo pipefail
+examples=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 
-vn help
+# show COMMAND...: as it would be typed, and what it prints
+show()
+{
+    printf '\n$ %s\n' "$(printf '%q ' "$@")"
+    "$@"
+}
+
+title() { printf '\n--- %s\n' "$1"; }
+
+title "The program vn"
+show vn help
+
+title "The format engine: typed arguments, positions, padding"
+show vn format '%-10s|%6d|%x|%f' chair 42 255 1.5
+show vn format '%2$s comes before %1$s' b a
+show vn format '%u is 2^64-1, and %e is a large number' 18446744073709551615 6.02214076e23
+
+title "The most frequent words of this project's documents"
+show vn words --top 8 README.md CHANGELOG.md docs/*.md
+licences=(/usr/share/common-licenses/*)
+if [[ -f ${licences[0]} ]]; then
+    title "The most frequent words of the licences on this system, counted by two threads"
+    show vn words --top 8 --threads 2 "${licences[@]}"
+fi
+
+title "Streams: a copy, and what a full disk leads to"
+show vn copy README.md "$work/copy.md"
+cmp README.md "$work/copy.md" && echo "the copy is the same, byte by byte"
+show vn copy README.md /dev/full || echo "(ended with $?)"
+show vn cat missing.txt || echo "(ended with $?)"
+
+title "A message of each level"
+VANTOR_ASSERT=ignore show "$examples/messages"
+
+title "A thread that hangs, ended by its watchdog"
+show "$examples/watchdog"
+
+title "A leak, found by the lost memory report"
+show "$examples/leak"

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnVersion.h>
-
-#include <cstdio>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnString.h>
 
 int main()
 {
-    std::printf("vnBase %u\n", vnGetLibraryVersion_base());
+    vnString file("models/chair.obj");
+    vnString line =
+        vnString::formatString("%s is a model, %d bytes of name", file.leftOf("."), file.length());
+    vnMessage::message("first", VN_MESSAGE_NOTICE, "%s", line);
     return 0;
 }
