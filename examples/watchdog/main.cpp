@@ -7,7 +7,7 @@
 class Hanging : public vnThread
 {
 public:
-    Hanging() : vnThread(2) {}
+    Hanging() : vnThread(VN_THREAD_PRIORITY_NORMAL) {}
     ~Hanging() noexcept(false) override { stop(1); }
 
     void process() override

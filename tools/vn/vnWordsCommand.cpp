@@ -82,7 +82,7 @@ private:
 class Counter : public vnThread
 {
 public:
-    explicit Counter(BlockQueue& queue) : vnThread(2), m_queue(queue) {}
+    explicit Counter(BlockQueue& queue) : vnThread(VN_THREAD_PRIORITY_NORMAL), m_queue(queue) {}
     ~Counter() noexcept(false) override { stop(1); }
 
     void process() override
