@@ -93,9 +93,9 @@ void freeThrough(vnMemoryManagerInterface* owner, void* block)
 // The old manager may end now, and the table must not end with it. Without memory for it the records go.
 void moveTable(vnMemoryManagerInterface* owner)
 {
-    vnMemoryTable* moved = allocateTable();
+    vnMemoryTable* moved = table->getLive() > 0 ? allocateTable() : nullptr;
     if (moved)
-        std::memcpy(static_cast<void*>(moved), table, sizeof *moved);
+        moved->copyFrom(*table);
     freeThrough(owner, std::exchange(table, moved));
 }
 

@@ -63,8 +63,22 @@ void vnMemoryTable::release(unsigned int index) noexcept
 
 void vnMemoryTable::clear() noexcept
 {
+    if (m_used == 0)
+        return;
     std::memset(m_records, 0, m_used * sizeof(Record));
     std::memset(m_heads, 0, sizeof m_heads);
     std::memset(m_occupied, 0, sizeof m_occupied);
     m_used = m_live = m_hint = 0;
+}
+
+// What was never used stays untouched, so that its pages stay unwritten.
+void vnMemoryTable::copyFrom(const vnMemoryTable& other) noexcept
+{
+    m_used = other.m_used;
+    m_live = other.m_live;
+    m_hint = other.m_hint;
+    std::memcpy(m_records, other.m_records, m_used * sizeof(Record));
+    std::memcpy(m_next, other.m_next, m_used * sizeof(unsigned int));
+    std::memcpy(m_heads, other.m_heads, sizeof m_heads);
+    std::memcpy(m_occupied, other.m_occupied, sizeof m_occupied);
 }

@@ -62,6 +62,9 @@ public:
     /// All records are free afterwards, and taking starts with the first.
     void clear() noexcept;
 
+    /// Takes over all records into a new table.
+    void copyFrom(const vnMemoryTable& other) noexcept;
+
     Record& operator[](unsigned int index) noexcept { return m_records[index]; }
 
     /// No record at or past this number was ever used.
