@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDict.h>
+#include <vnBase/vnRefData.h>
+#include <vnBase/vnRefDict.h>
+#include <vnBase/vnRefPointer.h>
+#include <vnBase/vnString.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+// A key whose hash the test chooses, and that counts what it is compared with.
+struct Key
+{
+    unsigned int hashValue = 0;
+    int number = 0;
+
+    unsigned int hash() const { return hashValue; }
+    bool operator==(const Key& other) const
+    {
+        ++s_comparisons;
+        return number == other.number;
+    }
+    static int s_comparisons;
+};
+int Key::s_comparisons = 0;
+
+using Dict = vnDict<Key, const char>;
+
+std::string walk(const Dict& dict)
+{
+    std::string text;
+    for (const auto& entry : dict)
+        text += entry.getValue();
+    return text;
+}
+
+class LoggingDict : public vnDict<vnUInt32CompareInterface, const char>
+{
+public:
+    explicit LoggingDict(std::string& log) : m_log(log) {}
+    ~LoggingDict() override { clear(); }
+    void onInsertItem(const char* value) override { m_log += std::string("+") + value; }
+    void onRemoveItem(const char* value) override { m_log += std::string("-") + value; }
+
+private:
+    std::string& m_log;
+};
+
+using Numbers = vnRefDict<vnUInt32CompareInterface, vnRefData<int>>;
+} // namespace
+
+TEST(vnDict, GrowsWhenTwiceItsHashSizeIsExceeded)
+{
+    vnDict<vnUInt32CompareInterface, int> dict;
+    int value = 0;
+    const auto fill = [&](unsigned int count)
+    {
+        while (dict.getCount() < count)
+            dict.enter(dict.getCount(), &value);
+        return dict.getHashSize();
+    };
+    EXPECT_EQ(fill(20), 10u);
+    EXPECT_EQ(fill(21), 43u);
+    EXPECT_EQ(fill(86), 43u);
+    EXPECT_EQ(fill(87), 175u);
+    EXPECT_EQ(fill(351), 703u);
+    for (unsigned int i = 0; i < 351; ++i)
+        ASSERT_TRUE(dict.contains(i)) << i;
+    EXPECT_FALSE(dict.contains(351u));
+}
+
+TEST(vnDict, KeepsItsHashSizeWithoutAutomaticGrowth)
+{
+    vnDict<vnUInt32CompareInterface, int> dict(3);
+    dict.setAutoGrow(0);
+    int value = 0;
+    for (unsigned int i = 0; i < 50; ++i)
+        dict.enter(i, &value);
+    EXPECT_EQ(dict.getHashSize(), 3u);
+    EXPECT_EQ(dict.find(49u), &value);
+}
+
+TEST(vnDict, WalksByBucketThenHashThenInsertion)
+{
+    Dict dict;
+    dict.enter({23, 1}, "a"); // bucket 3
+    dict.enter({3, 2}, "b");  // bucket 3, lower hash
+    dict.enter({11, 3}, "c"); // bucket 1
+    dict.enter({3, 4}, "d");  // behind b
+    dict.enter({13, 5}, "e"); // between
+    dict.enter({3, 2}, "f");  // the key of b again
+    EXPECT_EQ(walk(dict), "cbdfea");
+    dict.setHashSize(4); // 11, 23 and 3 in bucket 3; 13 in bucket 1
+    EXPECT_EQ(walk(dict), "ebdfca");
+    EXPECT_EQ(walk(Dict(dict)), "ebdfca");
+}
+
+TEST(vnDict, FindsDuplicatesInTheOrderOfInsertion)
+{
+    Dict dict;
+    const char *first = "first", *second = "second", *third = "third", *other = "other";
+    dict.enter({5, 1}, first);
+    dict.enter({5, 2}, other);
+    dict.enter({5, 1}, second);
+    dict.enter({5, 1}, third);
+    EXPECT_EQ(dict.find({5, 1}), first);
+    EXPECT_EQ(dict.find({5, 1}, first), second);
+    EXPECT_EQ(dict.find({5, 1}, second), third);
+    EXPECT_EQ(dict.find({5, 1}, third), nullptr);
+    EXPECT_EQ(dict.find({5, 1}, other), nullptr);
+    EXPECT_EQ(dict.peek({5, 1}, second), third);
+    EXPECT_EQ(dict.find({5, 2}), other);
+    EXPECT_EQ(dict.remove({5, 1}, second), second);
+    EXPECT_EQ(dict.remove({5, 1}), first);
+    EXPECT_EQ(dict.find({5, 1}), third);
+    EXPECT_EQ(dict.remove({5, 3}), nullptr);
+    EXPECT_EQ(dict.getCount(), 2u);
+}
+
+TEST(vnDict, RemembersTheEntryFoundLast)
+{
+    Dict dict;
+    dict.setAutoGrow(0);
+    for (int i = 0; i < 10; ++i)
+        dict.enter({7, i}, "x"); // one bucket, one hash: every look-up compares keys
+    const auto comparisons = [&](auto lookUp)
+    {
+        Key::s_comparisons = 0;
+        lookUp();
+        return Key::s_comparisons;
+    };
+    EXPECT_EQ(comparisons([&] { dict.find({7, 9}); }), 10) << "an equal hash before it: not remembered";
+    EXPECT_EQ(comparisons([&] { dict.find({7, 9}); }), 1) << "remembered by the look-up";
+    EXPECT_EQ(comparisons([&] { dict.peek({7, 5}); }), 6) << "neither uses it";
+    EXPECT_EQ(comparisons([&] { dict.find({7, 9}); }), 1) << "nor changes it";
+    EXPECT_EQ(comparisons([&] { dict.find({8, 1}); }), 0) << "another hash compares no keys";
+    dict.enter({8, 1}, "y");
+    EXPECT_EQ(comparisons([&] { dict.find({8, 1}); }), 1) << "remembered by the insertion";
+    dict.setStopLastFound(1);
+    dict.find({7, 9});
+    dict.enter({9, 1}, "z");
+    EXPECT_EQ(comparisons([&] { dict.find({8, 1}); }), 1) << "stopped: still the old one";
+    dict.remove({8, 1});
+    EXPECT_EQ(dict.find({8, 1}), nullptr);
+}
+
+TEST(vnDict, FindsTheFirstOfAKeyThatWasEnteredTwice)
+{
+    Dict dict;
+    const char *first = "1", *second = "2";
+    dict.enter({4, 1}, first);
+    EXPECT_EQ(dict.find({4, 1}), first);
+    dict.enter({4, 1}, second);
+    EXPECT_EQ(dict.find({4, 1}), first);
+}
+
+TEST(vnDict, CallsItsHooksForEachEntry)
+{
+    std::string log;
+    {
+        LoggingDict dict(log);
+        dict.enter(1, "a");
+        dict.enter(2, "b");
+        dict.enter(13, "c");
+        dict.remove(2u);
+        EXPECT_EQ(log, "+a+b+c-b");
+        log.clear();
+        dict.clear();
+        EXPECT_EQ(log, "-a-c");
+        EXPECT_TRUE(dict.isEmpty());
+        dict.enter(5, "d");
+        log.clear();
+    }
+    EXPECT_EQ(log, "-d");
+}
+
+TEST(vnDict, RemovesThroughAnIterator)
+{
+    vnDict<vnUInt32CompareInterface, int> dict;
+    int values[40];
+    for (unsigned int i = 0; i < 40; ++i)
+        dict.enter(i, values + i);
+    unsigned int seen = 0;
+    for (vnDict<vnUInt32CompareInterface, int>::Iterator i(dict); i.isValid(); ++seen)
+    {
+        const unsigned int key = i.getKey().getValue();
+        if (key % 3 == 0)
+            EXPECT_EQ(i.remove(), values + key);
+        else
+            ++i;
+    }
+    EXPECT_EQ(seen, 40u);
+    EXPECT_EQ(dict.getCount(), 26u);
+    for (unsigned int i = 0; i < 40; ++i)
+        EXPECT_EQ(dict.contains(i), i % 3 != 0) << i;
+}
+
+TEST(vnDict, UsesSpareEntriesAgain)
+{
+    vnDict<vnString, int> dict;
+    dict.setReuseEntries(1);
+    int value = 0;
+    for (int round = 0; round < 3; ++round)
+    {
+        for (int i = 0; i < 100; ++i)
+            dict.enter(vnString(std::to_string(i).c_str()), &value);
+        EXPECT_EQ(dict.find("57"), &value);
+        for (int i = 0; i < 50; ++i)
+            EXPECT_EQ(dict.remove(vnString(std::to_string(i).c_str())), &value);
+        EXPECT_EQ(dict.find("7"), nullptr);
+        dict.clear();
+    }
+    EXPECT_EQ(dict.getCount(), 0u);
+}
+
+TEST(vnDict, HoldsManyKeysOfAnySpread)
+{
+    // Bit patterns at both ends of the range find their bucket at each hash size.
+    vnDict<vnUInt32CompareInterface, const unsigned int> dict(1);
+    std::vector<unsigned int> keys;
+    for (unsigned int i = 0; i < 5000; ++i)
+    {
+        keys.push_back(i);
+        keys.push_back(0xFFFFFFFFu - i);
+        keys.push_back(i * 2654435761u + 70000);
+    }
+    for (const unsigned int& key : keys)
+        dict.enter(key, &key);
+    EXPECT_EQ(dict.getCount(), 15000u);
+    unsigned int previousSlot = 0;
+    unsigned int count = 0;
+    for (const auto& entry : dict)
+    {
+        const unsigned int slot = entry.getHash() % dict.getHashSize();
+        ASSERT_GE(slot, previousSlot);
+        previousSlot = slot;
+        ++count;
+    }
+    EXPECT_EQ(count, 15000u);
+    for (const unsigned int& key : keys)
+    {
+        ASSERT_NE(dict.find(key), nullptr) << key;
+        ASSERT_EQ(*dict.find(key), key);
+    }
+}
+
+TEST(vnRefDict, HoldsItsValues)
+{
+    vnRefPointer<vnRefData<int>> value(new vnRefData<int>(5));
+    {
+        Numbers dict;
+        dict.enter(1, value.get());
+        dict.enter(2, value.get());
+        dict.enter(3, nullptr);
+        EXPECT_EQ(value->getRef(), 3u);
+        dict.remove(1u);
+        EXPECT_EQ(value->getRef(), 2u);
+        dict.setKeepLast(1);
+        dict.remove(2u);
+        EXPECT_EQ(dict.getHeldItem(), value.get());
+        EXPECT_EQ(value->getRef(), 2u);
+        dict.clear();
+        EXPECT_EQ(value->getRef(), 1u);
+        dict.enter(4, value.get());
+    }
+    EXPECT_EQ(value->getRef(), 1u);
+}
+
+TEST(vnRefDict, CopiesAsTheValuesWish)
+{
+    vnRefPointer<vnRefData<int>> deep(new vnRefData<int>(5));
+    vnRefPointer<vnRefData<int>> shared(new vnRefData<int>(6));
+    shared->setCopyMode(VN_COPY_SHARED);
+    Numbers dict;
+    dict.enter(1, deep.get());
+    dict.enter(2, shared.get());
+    dict.enter(3, nullptr);
+    Numbers copy(dict);
+    EXPECT_NE(copy.find(1u), deep.get());
+    EXPECT_EQ(copy.find(1u)->getData(), 5);
+    EXPECT_EQ(copy.find(1u)->getRef(), 1u);
+    EXPECT_EQ(copy.find(2u), shared.get());
+    EXPECT_TRUE(copy.contains(3u));
+    Numbers assigned;
+    assigned.enter(9, deep.get());
+    dict.setCopyMode(VN_COPY_SHARED);
+    assigned = dict;
+    EXPECT_EQ(assigned.find(1u), deep.get());
+    EXPECT_EQ(assigned.getCount(), 3u);
+    EXPECT_EQ(deep->getRef(), 3u);
+}
+
+TEST(vnCompareInterface, ComparesDoublesByTheirBits)
+{
+    using Value = vnValueCompareInterface;
+    const double nan = __builtin_nan("");
+    EXPECT_TRUE(Value(nan) == Value(nan));
+    EXPECT_FALSE(Value(0.0) == Value(-0.0));
+    EXPECT_EQ(Value(-0.0).hash(), 0x80000000u);
+    EXPECT_EQ(vnUInt64CompareInterface(0x0000000200000003ull).hash(), 5u);
+    EXPECT_FALSE(vnUInt64CompareInterface(0x200000003ull) == vnUInt64CompareInterface(0x300000002ull));
+}

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnRecycleData.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+namespace
+{
+// Each test has a pool of its own by a type of its own.
+template <int N>
+struct Scratch
+{
+    std::string text;
+};
+
+template <int N>
+class Borrower : public vnRecycleData_vnBase<Scratch<N>>
+{
+public:
+    explicit Borrower(std::string& log) : m_log(log) {}
+    void onNewItem(Scratch<N>&) const override { m_log += "new "; }
+    void onInitItem(Scratch<N>&) const override { m_log += "init "; }
+
+private:
+    std::string& m_log;
+};
+} // namespace
+
+TEST(vnRecycleData, PreparesAtTheFirstAccess)
+{
+    std::string log;
+    {
+        Borrower<1> fresh(log);
+        EXPECT_EQ(log, "");
+        fresh->text = "used";
+        EXPECT_EQ(log, "new init ");
+        fresh->text += " twice";
+        EXPECT_EQ(log, "new init ");
+    }
+    log.clear();
+    Borrower<1> again(log);
+    EXPECT_EQ((*again).text, "used twice");
+    EXPECT_EQ(log, "init ");
+}
+
+TEST(vnRecycleData, GivesTheOneReturnedLastFirst)
+{
+    std::string log;
+    {
+        Borrower<2> first(log);
+        first->text = "first";
+        {
+            Borrower<2> second(log);
+            second->text = "second";
+        }
+    }
+    Borrower<2> a(log);
+    Borrower<2> b(log);
+    EXPECT_EQ(a->text, "first");
+    EXPECT_EQ(b->text, "second");
+}
+
+TEST(vnRecycleData, PoolsNothingThatWasNeverTouched)
+{
+    std::string log;
+    {
+        Borrower<3> untouched(log);
+    }
+    Borrower<3> next(log);
+    next.getData();
+    EXPECT_EQ(log, "new init ");
+    log.clear();
+    {
+        Borrower<3> other(log);
+        other.getData();
+    }
+    {
+        Borrower<3> pooled(log); // taken from the pool and not touched: goes back all the same
+    }
+    Borrower<3> last(log);
+    last.getData();
+    EXPECT_EQ(log, "new init init ");
+}
+
+TEST(vnRecycleData, KeepsNoMoreThanTheLimit)
+{
+    std::string log;
+    Borrower<4>::setPoolLimit(1);
+    {
+        Borrower<4> a(log);
+        a->text = "a";
+        Borrower<4> b(log);
+        b->text = "b";
+    }
+    log.clear();
+    Borrower<4> c(log);
+    Borrower<4> d(log);
+    EXPECT_EQ(c->text, "b");
+    EXPECT_EQ(d->text, "");
+    EXPECT_EQ(log, "init new init ");
+}
+
+TEST(vnRecycleData, WorksOnWithoutItsPool)
+{
+    std::string log;
+    {
+        Borrower<5> a(log);
+        a->text = "a";
+    }
+    vnCleanupReference::cleanUpReferences(-1);
+    log.clear();
+    for (int i = 0; i < 2; ++i)
+    {
+        Borrower<5> later(log);
+        EXPECT_EQ(later->text, "");
+        later->text = "x";
+    }
+    EXPECT_EQ(log, "new init new init ");
+}
+
+TEST(vnRecycleData, LendsEachItemToOneBorrower)
+{
+    const auto work = [](char mark)
+    {
+        std::string log;
+        for (int i = 0; i < 5000; ++i)
+        {
+            Borrower<6> mine(log);
+            mine->text.assign(20, mark);
+            ASSERT_EQ(mine->text, std::string(20, mark));
+        }
+    };
+    std::thread other(work, 'o');
+    work('m');
+    other.join();
+}
+
+TEST(vnCacheData, BeginsEmptyWithALargeChunk)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        vnCacheData bytes;
+        EXPECT_EQ(bytes->getSize(), 0u);
+        bytes->append(7);
+        EXPECT_EQ(bytes->getCapacity(), 1000u);
+    }
+}
