@@ -197,14 +197,12 @@ void vnStartPerformanceThread()
         s_own = findOrCreate(vnCurrentThreadID());
 }
 
-void vnStopPerformanceThread(unsigned int thread)
+void vnStopPerformanceThread()
 {
     vnPerformanceThreads& threads = vnGetPerformanceThreads();
     vnBodyGuard guard(threads.mutex);
-    if (thread == 0)
-        thread = vnCurrentThreadID();
-    if (thread == vnCurrentThreadID())
-        s_own = nullptr;
+    s_own = nullptr;
+    const unsigned int thread = vnCurrentThreadID();
     vnRefPointer<vnPerformanceThreadData> data(threads.running.find(thread));
     if (!data)
         return;

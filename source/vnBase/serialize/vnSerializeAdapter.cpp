@@ -113,11 +113,8 @@ vnString vnSerializeAdapter::useExtension(const vnString& extension)
 
 void vnSerializeAdapter::pushBack(unsigned char byte)
 {
-    if (m_pushBack.getBack() == m_pushBack.getCapacity())
-        reservePushBack(1);
-    m_pushBack.push(byte);
-    if (m_pushBack.getCount() == 1)
-        holdWindow();
+    *reservePushBack(1) = byte;
+    commitPushBack(1);
 }
 
 void vnSerializeAdapter::pushBack(const unsigned char* data, unsigned int count)
@@ -126,9 +123,7 @@ void vnSerializeAdapter::pushBack(const unsigned char* data, unsigned int count)
         return;
     // The last byte goes first, so that the first one comes out first.
     std::reverse_copy(data, data + count, reservePushBack(count));
-    if (m_pushBack.isEmpty())
-        holdWindow();
-    m_pushBack.commit(count);
+    commitPushBack(count);
 }
 
 void vnSerializeAdapter::allocPushBack(unsigned int extra)
@@ -243,10 +238,9 @@ unsigned int vnSerializeAdapter::readBlock(unsigned char* data, unsigned int cou
 {
     if (!data)
         return skip(count);
-    if (m_pushBack.isEmpty())
-        return read_imp(data, count);
     const unsigned int done = m_pushBack.pop(data, count);
-    resumeWindowWhenDrained();
+    if (done > 0)
+        resumeWindowWhenDrained();
     return done < count ? done + read_imp(data + done, count - done) : done;
 }
 
@@ -302,11 +296,15 @@ unsigned char* vnSerializeAdapter::reservePushBack(unsigned int count)
     return m_pushBack.reserve(wanted < limit ? static_cast<unsigned int>(wanted) : count);
 }
 
-void vnSerializeAdapter::holdWindow() noexcept
+void vnSerializeAdapter::commitPushBack(unsigned int count) noexcept
 {
-    m_heldNext = m_readNext;
-    m_heldEnd = m_readEnd;
-    m_readNext = m_readEnd = nullptr;
+    if (m_pushBack.isEmpty())
+    {
+        m_heldNext = m_readNext;
+        m_heldEnd = m_readEnd;
+        m_readNext = m_readEnd = nullptr;
+    }
+    m_pushBack.commit(count);
 }
 
 void vnSerializeAdapter::resumeWindowWhenDrained() noexcept

@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnArray.h>
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnCleanupReference.h>
+#include <vnBase/vnDict.h>
+#include <vnBase/vnMemOptimizer.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnNotify.h>
+#include <vnBase/vnQueue.h>
+#include <vnBase/vnRecycleData.h>
+#include <vnBase/vnRefDict.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterString.h>
+#include <vnBase/vnString.h>
+#include <vnBase/vnThreadID.h>
+#include <vnBase/vnUniqueString.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+namespace
+{
+// The C library's heap, but for allocations that fail on request. It counts what is alive.
+class FailingManager : public vnMemoryManagerInterface
+{
+public:
+    FailingManager() { vnMemoryControl::setMemoryManager(this); }
+    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override
+    {
+        ++made;
+        if (made == failing || (failing && made > failing && failsOn))
+            return nullptr;
+        void* block = std::malloc(size);
+        alive += block != nullptr;
+        return block;
+    }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override
+    {
+        --alive;
+        std::free(block);
+    }
+
+    unsigned int made = 0;
+    unsigned int failing = 0; // the number of the allocation that fails; 0 for none
+    bool failsOn = false;     // all later ones fail, too
+    int alive = 0;
+};
+
+class Receiver : public vnMessageReceiverInterface
+{
+public:
+    Receiver() { vnMessage::addMessageReceiver(this); }
+    ~Receiver() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+    void onMessage(const vnString&, vnMessageLevel, const char*) override {}
+};
+
+const char* const longText = "a text that does not fit into any small buffer of its own, by far";
+
+void useStrings()
+{
+    vnString text(longText);
+    text += " and more";
+    vnString other = text + longText;
+    other = other.toUpper().right(20);
+    text.format("%s: %d of %x, %f percent", other, 17, 255, 12.5);
+    vnString wide(text.getWideString());
+    wide = wide.substitute("OF", longText).convertCtrlToText();
+    vnArray<unsigned char> bytes = wide.getBSTR();
+    EXPECT_EQ(vnString(vnUniqueString("tortured")), "tortured");
+    EXPECT_EQ(bytes.getSize(), wide.length() < 255 ? wide.length() + 1u : 256u);
+}
+
+void useDicts()
+{
+    vnDict<vnString, const char> dict;
+    for (int i = 0; i < 30; ++i)
+        dict.enter(vnString(std::to_string(i).c_str()), longText);
+    vnDict<vnString, const char> copy(dict);
+    copy.remove("7");
+    copy = dict;
+    EXPECT_EQ(copy.getCount(), 30u);
+}
+
+void useReferences()
+{
+    vnRefDict<vnString, vnRefData<vnString>> dict;
+    vnRefList<vnRefData<vnString>> list;
+    for (const char* name : {"one", "two", "three", "four", "five"})
+    {
+        vnRefPointer<vnRefData<vnString>> data(new vnRefData<vnString>(longText));
+        dict.enter(name, data.get());
+        list.insertSorted(dict.getCount() % 3, data.get());
+    }
+    vnRefDict<vnString, vnRefData<vnString>> dictCopy(dict);
+    vnRefList<vnRefData<vnString>> listCopy(list);
+    listCopy = list;
+    dictCopy = dict;
+    EXPECT_EQ(dictCopy.find("two")->getRef(), 1u);
+    EXPECT_EQ(listCopy.getHead()->getRef(), 1u);
+    vnCleanupReference cleanup(new vnReference, 880);
+    vnCleanupReference second(nullptr, 880);
+    second = new vnReference;
+    vnCleanupReference::cleanUpReferences(880);
+}
+
+void useArrays()
+{
+    vnDynamicArray<vnString> texts(2);
+    for (int i = 0; i < 5; ++i)
+        texts.append(longText);
+    vnArray<vnString> fixed(texts.data(), texts.getSize());
+    fixed.setSize(9);
+    vnQueue<vnString> queue(VN_QUEUE_FIFO, 2);
+    for (const vnString& text : fixed)
+        queue.push(text);
+    EXPECT_EQ(queue.pop(), longText);
+    vnCacheData scratch;
+    scratch->append(1);
+}
+
+void usePools()
+{
+    vnMemOptimizer pool(16, 2, nullptr, 1);
+    void* block = pool.malloc(16);
+    if (!block)
+        throw std::bad_alloc();
+    pool.free(block);
+}
+
+void useMessages()
+{
+    vnMessage::message("torture", VN_MESSAGE_WARNING, "%s has %d items", vnString(longText), 5);
+    try
+    {
+        vnExceptionThrows::vnThrowFatal("no %s", longText);
+    }
+    catch (const vnFatalError& error)
+    {
+        EXPECT_EQ(error.getErrorString().left(4), "no a");
+    }
+}
+
+class Sender;
+class Listener;
+class Sender : public vnNotifyMaster<Sender, Listener, vnString>
+{
+};
+class Listener : public vnNotifySlave<Sender, Listener, vnString>
+{
+public:
+    void onNotify(Sender*, vnString& data, vnUInt64) override { last = data; }
+    vnString last;
+};
+
+void useNotifications()
+{
+    Sender sender;
+    Listener listener;
+    Listener other;
+    sender.addSubscriber(&listener);
+    sender.addSubscriber(&other, 3);
+    sender.post(longText, 0);
+    sender.post("3", 3, 0, 0, 1, 1);
+    EXPECT_EQ(other.last, "3");
+}
+
+void useAdapters()
+{
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO, 8);
+    for (const char* byte = longText; *byte; ++byte)
+        queue.write(static_cast<unsigned char>(*byte));
+    vnDynamicArray<unsigned char> bytes;
+    queue.getQueueData(bytes);
+    EXPECT_EQ(bytes[0], 'a');
+    vnString text(longText);
+    vnSerializeAdapterString stream(&text);
+    EXPECT_EQ(stream.read(), 'a');
+    unsigned char block[4] = {1, 2, 3, 4};
+    vnSerializeAdapterMemory memory(block, sizeof block);
+    memory.write(9);
+    EXPECT_EQ(block[0], 9);
+}
+
+struct Script
+{
+    const char* name;
+    void (*run)();
+    bool bearsNone = true; // also when every later allocation fails, those of destructors among them
+};
+const Script scripts[] = {
+    {"strings", useStrings},
+    {"dicts", useDicts},
+    {"references", useReferences},
+    {"arrays", useArrays},
+    {"pools", usePools},
+    {"messages", useMessages},
+    // A slave that leaves first puts into effect what is pending, and that takes memory.
+    {"notifications", useNotifications, false},
+    {"adapters", useAdapters},
+};
+
+// Runs once with an allocation that fails and once without; answers whether the failing one took place.
+bool tortureOnce(FailingManager& manager, const Script& script, unsigned int failing)
+{
+    manager.made = 0;
+    manager.failing = failing;
+    try
+    {
+        script.run();
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    const bool reached = manager.made >= failing;
+    manager.failing = 0;
+    EXPECT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
+    EXPECT_EQ(vnCurrentThreadState().shared, 0) << "a read-write lock is held";
+    script.run(); // works as before, and fills the pools again
+    return reached;
+}
+} // namespace
+
+TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
+{
+    Receiver receiver;
+    FailingManager manager;
+    testing::internal::CaptureStderr(); // each failure is reported there
+    for (const Script& script : scripts)
+        for (const bool failsOn : {false, true})
+        {
+            SCOPED_TRACE(std::string(script.name) + (failsOn ? ", nothing from there on" : ""));
+            if (failsOn && !script.bearsNone)
+                continue;
+            manager.failsOn = failsOn;
+            for (int i = 0; i < 20; ++i)
+                script.run(); // what is kept for good, such as the rings of buffers, stands now
+            const int before = manager.alive;
+            unsigned int failing = 1;
+            while (tortureOnce(manager, script, failing))
+            {
+                ASSERT_EQ(manager.alive, before) << "after failing number " << failing;
+                ASSERT_LT(++failing, 10000u);
+            }
+            EXPECT_GT(failing, 1u) << "the script allocates nothing";
+        }
+    const std::string report = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(report.find("Bad Alloc:File: "), 0u);
+}
