@@ -99,6 +99,20 @@ public:
             post(sender, level, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
     }
 
+    /// The same for a sender that is no `vnString` yet: it becomes one when the message is wanted.
+    template <class... Args>
+    static void message(const char* sender, vnMessageLevel level, const char* format, const Args&... args)
+    {
+        if (isWanted(level))
+            post(sender, level, format, vnArgumentPack<sizeof...(Args)>(args...));
+    }
+    template <class... Args>
+    static void message(const char* sender, vnMessageLevel level, const char16_t* format, const Args&... args)
+    {
+        if (isWanted(level))
+            post(sender, level, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+    }
+
     /// Posts under the default sender "VantorSDK".
     template <class... Args>
     static void message(vnMessageLevel level, const char* format, const Args&... args)

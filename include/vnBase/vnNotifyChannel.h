@@ -495,9 +495,14 @@ private:
     }
 
     // Doubles the capacity, since many may subscribe.
+    static void reserveOne(vnDynamicArray<Subscription>& list)
+    {
+        if (list.getSize() == list.getCapacity())
+            list.reallocate(vnCheckedSize(std::max<std::size_t>(16, list.getCapacity()), 2));
+    }
     static void append(vnDynamicArray<Subscription>& list, const Subscription& subscription)
     {
-        list.setChunkSize(std::max(16u, list.getCapacity()));
+        reserveOne(list);
         list.append(subscription);
     }
 
@@ -581,8 +586,10 @@ private:
 
     void applyAdds(unsigned int limit)
     {
-        for (;;)
+        while (!m_adds.list.isEmpty())
         {
+            // Before the subscription is taken: exhausted memory must not lose it.
+            reserveOne(m_subscribers);
             const Subscription add = takeNext(m_adds, limit);
             if (!add.receiver)
                 return;
@@ -600,7 +607,7 @@ private:
             return;
         }
         const unsigned int count = m_subscribers.getSize();
-        append(m_subscribers, add);
+        m_subscribers.append(add);
         if (others && add.filter == 0)
             dropNarrower(add.member, count);
         add.member->tell(m_master, add.slave, VN_NOTIFY_SUBSCRIBED);

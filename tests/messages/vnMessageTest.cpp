@@ -36,6 +36,12 @@ private:
     std::function<void(vnMessageLevel, const char*)> m_call;
 };
 
+class Unlisted : public vnMessageReceiverInterface
+{
+public:
+    void onMessage(const vnString&, vnMessageLevel, const char*) override {}
+};
+
 // Puts "<level>" before each text; drops "secret".
 class Translator : public vnMessageTranslatorInterface
 {
@@ -124,10 +130,12 @@ TEST(vnMessage, FormatsUnlessTheTextIsFinal)
     Recorder recorder;
     vnMessage::message("net", 0x4000, "%s: %d", "port", 80);
     vnMessage::message("net", 0x4000 | VN_MESSAGE_FINAL, "100%d");
+    vnMessage::message(vnString("net"), 0x4000, u"%d", 1);
+    vnMessage::message("net", 0x4000, u"%d", 2);
     vnMessage::message(0x3000, u"wide %d", 7);
     vnMessage::message(0x3000, "default");
-    EXPECT_EQ(recorder.take(), (Lines{"net|4000|port: 80", "net|4400|100%d", "VantorSDK|3000|wide 7",
-                                      "VantorSDK|3000|default"}));
+    EXPECT_EQ(recorder.take(), (Lines{"net|4000|port: 80", "net|4400|100%d", "net|4000|1", "net|4000|2",
+                                      "VantorSDK|3000|wide 7", "VantorSDK|3000|default"}));
 }
 
 TEST(vnMessage, CutsAFinalTextAtTheLengthOfAString)
@@ -174,6 +182,10 @@ TEST(vnMessage, LetsAReceiverPostButNotChangeTheReceivers)
             if (std::string(text) != "outer")
                 return;
             vnMessage::message("s", 0x4000, "inner");
+            {
+                // One that is in no list may even be destroyed.
+                Unlisted unlisted;
+            }
             vnMessage::removeMessageReceiver(&recorder);
         });
     EXPECT_THROW(vnMessage::message("s", 0x4000, "outer"), vnFatalError);
@@ -312,14 +324,14 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheEnvironmentWithoutATerminal)
     EXPECT_PROCESS(setsid(); unsetenv("VANTOR_ASSERT"); vnMessage::message("a", 0x6000, "x"), 0, "Assert::x");
 }
 
-TEST_F(vnMessageProcess, DropsWhatComesAfterItsEnd)
+TEST_F(vnMessageProcess, StillDeliversWhileTheProgramEnds)
 {
     struct Late
     {
-        ~Late() { vnMessage::message("a", 0x7000, "late"); }
+        ~Late() { vnMessage::message("a", 0x7000, "destructor"); }
     };
-    // Built before the library's own statics are used, and destroyed behind them or before: both are fine.
-    EXPECT_PROCESS(static Late late; std::atexit([] { vnMessage::message("a", 0x7000, "exit"); }), 0, "");
+    EXPECT_PROCESS(static Late late; std::atexit([] { vnMessage::message("a", 0x7000, "exit"); }), 0,
+                                     "^\ra Always::exit\n\ra Always::destructor\n$");
 }
 
 TEST(vnTrace, PostsBehindItsPrefixAndFormatsTwice)

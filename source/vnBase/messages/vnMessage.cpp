@@ -219,6 +219,12 @@ void deliver(const Registry& state, const vnString& sender, vnMessageLevel level
         state.receivers.get(i)->onMessage(sender, level, text);
 }
 
+bool isListed(const Registry& state, const vnMessageReceiverInterface* receiver)
+{
+    ReadScope guard(state.mutex);
+    return std::find(state.receivers.begin(), state.receivers.end(), receiver) != state.receivers.end();
+}
+
 // Takes the receiver out of the list and answers whether it was there.
 bool erase(Registry& state, const vnMessageReceiverInterface* receiver)
 {
@@ -286,6 +292,8 @@ void vnMessage::addMessageReceiver(vnMessageReceiverInterface* receiver)
 void vnMessage::removeMessageReceiver(vnMessageReceiverInterface* receiver)
 {
     Registry& state = registry();
+    if (s_readDepth > 0 && !isListed(state, receiver))
+        return; // nothing to change: a receiver may live and die within a delivery
     WriteScope guard(state.mutex);
     erase(state, receiver);
     if (receiver == &s_defaultReceiver && s_defaultUse == DEFAULT_ACTIVE)
