@@ -248,7 +248,7 @@ private:
     unsigned char probe(unsigned int count);
     unsigned char probeByReading(unsigned int count);
     unsigned char* reservePushBack(unsigned int count);
-    void commitPushBack(unsigned int count) noexcept;
+    void holdWindow() noexcept;
     void resumeWindowWhenDrained() noexcept;
 
     // While bytes are pushed back the window is held back here and closed there, so that one test tells where

@@ -9,8 +9,8 @@ inline vnString vnTranslated(const char* text)
     return vnMessage::translate("VantorSDK", text);
 }
 
-/// The text and, in parentheses, the system's description of an error.
+/// The text and, in parentheses, the system's description of an error. A text that gets too long is cut.
 inline vnString vnWithReason(const vnString& text, const vnString& reason)
 {
-    return text + " (" + vnTranslated(reason) + ")";
+    return vnString::formatString("%s (%s)", text, vnTranslated(reason));
 }

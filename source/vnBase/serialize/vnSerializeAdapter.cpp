@@ -113,8 +113,11 @@ vnString vnSerializeAdapter::useExtension(const vnString& extension)
 
 void vnSerializeAdapter::pushBack(unsigned char byte)
 {
-    *reservePushBack(1) = byte;
-    commitPushBack(1);
+    if (m_pushBack.getBack() == m_pushBack.getCapacity())
+        reservePushBack(1);
+    m_pushBack.push(byte);
+    if (m_pushBack.getCount() == 1)
+        holdWindow();
 }
 
 void vnSerializeAdapter::pushBack(const unsigned char* data, unsigned int count)
@@ -123,7 +126,9 @@ void vnSerializeAdapter::pushBack(const unsigned char* data, unsigned int count)
         return;
     // The last byte goes first, so that the first one comes out first.
     std::reverse_copy(data, data + count, reservePushBack(count));
-    commitPushBack(count);
+    if (m_pushBack.isEmpty())
+        holdWindow();
+    m_pushBack.commit(count);
 }
 
 void vnSerializeAdapter::allocPushBack(unsigned int extra)
@@ -238,9 +243,10 @@ unsigned int vnSerializeAdapter::readBlock(unsigned char* data, unsigned int cou
 {
     if (!data)
         return skip(count);
+    if (m_pushBack.isEmpty())
+        return read_imp(data, count);
     const unsigned int done = m_pushBack.pop(data, count);
-    if (done > 0)
-        resumeWindowWhenDrained();
+    resumeWindowWhenDrained();
     return done < count ? done + read_imp(data + done, count - done) : done;
 }
 
@@ -296,15 +302,11 @@ unsigned char* vnSerializeAdapter::reservePushBack(unsigned int count)
     return m_pushBack.reserve(wanted < limit ? static_cast<unsigned int>(wanted) : count);
 }
 
-void vnSerializeAdapter::commitPushBack(unsigned int count) noexcept
+void vnSerializeAdapter::holdWindow() noexcept
 {
-    if (m_pushBack.isEmpty())
-    {
-        m_heldNext = m_readNext;
-        m_heldEnd = m_readEnd;
-        m_readNext = m_readEnd = nullptr;
-    }
-    m_pushBack.commit(count);
+    m_heldNext = m_readNext;
+    m_heldEnd = m_readEnd;
+    m_readNext = m_readEnd = nullptr;
 }
 
 void vnSerializeAdapter::resumeWindowWhenDrained() noexcept

@@ -17,6 +17,7 @@ namespace
 {
 constexpr unsigned int VN_BLOCK = 1000000;
 constexpr unsigned int VN_CHUNK = 100000;
+constexpr unsigned int VN_DIRECT = 65536;           // reads from here on gain nothing from the buffer
 constexpr unsigned int VN_OPEN_ENDED_BLOCK = 65536; // what a pipe holds
 constexpr unsigned int VN_MAX_SIZE = 0xFFFFFFFFu;
 
@@ -196,7 +197,8 @@ unsigned int vnSerializeAdapterFile::read_imp(unsigned char* data, unsigned int 
     const unsigned int held = queue.getCount();
     if (held < count && m_size > 0)
     {
-        const bool fillsBlock = m_largeChunks && count <= VN_BLOCK;
+        const bool isDirect = held == 0 && count >= VN_DIRECT;
+        const bool fillsBlock = m_largeChunks && count <= VN_BLOCK && !isDirect;
         const unsigned int wanted = std::min((fillsBlock ? VN_BLOCK : count) - held, m_size);
         if (held == 0 && wanted == count)
         {

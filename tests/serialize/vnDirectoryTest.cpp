@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDirectory.h>
+
+#include "vnTempFolder.h"
+
+#include <vnBase/vnFile.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+TEST(vnDirectoryIterator, GivesEachEntryOnce)
+{
+    const vnTempFolder folder;
+    folder.write("a", "");
+    vnMakeDir(folder.path("d"));
+    std::filesystem::create_directory_symlink("d", folder.path("link").getString());
+    std::filesystem::create_symlink("nowhere", folder.path("broken").getString());
+    for (unsigned char withDots : {0, 1})
+        for (const vnString& path : {folder.path(""), folder.path("d/..")})
+        {
+            std::map<std::string, int> found;
+            for (vnDirectoryIterator i(path, withDots); i.foundEntry(); ++i)
+            {
+                const vnDirectoryEntry& entry = i.getEntry();
+                found[entry.getEntryName().getString()] += entry.isDirectory() ? 10 : 1;
+                EXPECT_TRUE(
+                    std::filesystem::exists(std::filesystem::symlink_status(entry.getPath().getString())))
+                    << entry.getPath();
+            }
+            std::map<std::string, int> expected{{"a", 1}, {"d", 10}, {"link", 10}, {"broken", 1}};
+            if (withDots)
+                expected.insert({{".", 10}, {"..", 10}});
+            EXPECT_EQ(found, expected);
+        }
+}
+
+TEST(vnDirectoryIterator, FindsNothingWhereItCanNotRead)
+{
+    const vnTempFolder folder;
+    vnDirectoryIterator none(folder.path("none"));
+    EXPECT_FALSE(none.foundEntry());
+    EXPECT_FALSE((++none).foundEntry());
+    EXPECT_FALSE(vnDirectoryIterator(folder.write("a", "")).foundEntry());
+    EXPECT_FALSE(vnDirectoryIterator("").foundEntry());
+}
+
+TEST(vnDirectory, SearchesTheListOfTheUser)
+{
+    const vnTempFolder folder;
+    for (const char* name : {"one", "two", "work"})
+        vnMakeDir(folder.path(name));
+    folder.write("two/a", "");
+    folder.write("one/b", "");
+    folder.write("two/b", "");
+    folder.write("work/here", "");
+    const struct
+    {
+        const char* separator;
+        vnString name;
+        vnString answer;
+    } rows[] = {
+        {";", "a", folder.path("two/a")},
+        {";", "file:b", folder.path("one/b")},
+        {";", "here", "here"},
+        {";", "file:here", "here"},
+        {";", "none", "none"},
+        {";", "/none", "/none"},
+        {";", "", ""},
+        {",", "a", folder.path("two/a")},
+    };
+    for (const auto& row : rows)
+    {
+        // The list is read once in a process, so that each row has its own.
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            const vnString list =
+                folder.path("one/") + row.separator + " " + row.separator + " " + folder.path("two") + " ";
+            setenv("VANTOR_PATH", list, 1);
+            const bool isSet = chdir(folder.path("work")) == 0;
+            const bool isFirst = vnDirectory::getExtendedFileName(row.name) == row.answer;
+            const bool isAgain = vnDirectory::getExtendedFileName(row.name) == row.answer;
+            _exit(isSet && isFirst && isAgain ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << row.name;
+    }
+}
+
+TEST(vnDirectory, KeepsItsLastAnswer)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.write("a", "");
+    const vnString question = vnString("file:") + name;
+    EXPECT_EQ(vnDirectory::getExtendedFileName(question), name);
+    vnFileDelete(name);
+    EXPECT_EQ(vnDirectory::getExtendedFileName(question), name);
+}
