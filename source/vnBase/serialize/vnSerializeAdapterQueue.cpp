@@ -5,6 +5,32 @@
 
 vnType vnSerializeAdapterQueue::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterQueue");
 
+namespace
+{
+// Most reads are items of these sizes; a copy of a size that the compiler knows is one move. Answers whether
+// `count` is one of them.
+bool copyItem(unsigned char* to, const unsigned char* from, unsigned int count)
+{
+    switch (count)
+    {
+    case 1:
+        *to = *from;
+        return true;
+    case 2:
+        std::memcpy(to, from, 2);
+        return true;
+    case 4:
+        std::memcpy(to, from, 4);
+        return true;
+    case 8:
+        std::memcpy(to, from, 8);
+        return true;
+    default:
+        return false;
+    }
+}
+} // namespace
+
 vnSerializeAdapterQueue::vnSerializeAdapterQueue(vnQueueMode mode, unsigned int chunk) : m_queue(mode, chunk)
 {
 }
@@ -70,6 +96,9 @@ void vnSerializeAdapterQueue::write_imp(unsigned char byte)
 unsigned int vnSerializeAdapterQueue::read_imp(unsigned char* data, unsigned int count)
 {
     settle();
+    const bool isFifo = m_queue.getMode() == VN_QUEUE_FIFO;
+    if (isFifo && data && count <= m_queue.getCount() && copyItem(data, m_queue.data(), count))
+        data = nullptr; // and what was copied is dropped from the queue
     const unsigned int done = m_queue.pop(data, count);
     closeWhenMoved();
     return done;
