@@ -86,6 +86,22 @@ TEST(vnSerializeAdapterFile, ReadsTheSameByBytesAndByBlocksOfAnySize)
         }
 }
 
+TEST(vnSerializeAdapterFile, KeepsItsBufferSmallWhenBlocksDoNotFit)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.write("a", numbers(5 * BLOCK));
+    vnSerializeAdapterFile::cleanUpLargeFiles();
+    vnMemoryControl::debugMem(1);
+    vnSerializeAdapterFile adapter = reader(name);
+    unsigned char bytes[7];
+    while (adapter.length() > 7)
+        ASSERT_EQ(adapter.read(bytes, 7), 7u);
+    const vnUInt64 used = vnMemoryControl::getAllocMem(0, 0);
+    vnMemoryControl::debugMem(0);
+    EXPECT_GE(used, BLOCK);
+    EXPECT_LT(used, 2 * BLOCK);
+}
+
 TEST(vnSerializeAdapterFile, ReadsAFileOfOneBlockAtOnce)
 {
     const vnTempFolder folder;

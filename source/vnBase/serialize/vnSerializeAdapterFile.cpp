@@ -349,6 +349,7 @@ bool vnSerializeAdapterFile::hasMore() const noexcept
 bool vnSerializeAdapterFile::fetch(unsigned int count)
 {
     vnQueue<unsigned char>& queue = settled();
+    queue.cleanUp(); // the few bytes left over would make the buffer creep, to the size of the file
     unsigned char* place = queue.reserve(count);
     const unsigned int got =
         m_isOpenEnded ? vnFileReadSome(m_file.get(), place, count) : vnFileRead(m_file.get(), place, count);
