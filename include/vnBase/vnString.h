@@ -7,9 +7,10 @@
 #include <vnBase/vnType.h>
 #include <vnBase/vnUtf.h>
 
+#include <atomic>
 #include <cstring>
 
-/// The text type of the library: 8-bit, at most 65535 bytes, with its hash stored. The text is normally
+/// The text type of the library: 8-bit, at most 65535 bytes, with its hash kept. The text is normally
 /// UTF-8; an 8-bit text that is not is accepted and told apart when it matters (`isAsciiString`).
 ///
 ///     vnString path("models/");
@@ -32,7 +33,7 @@ class VN_BASE_API vnString
 public:
     static constexpr unsigned int VN_MAX_LENGTH = 65535;
 
-    vnString() noexcept = default;
+    vnString() noexcept {}
 
     /// A text that ends with NUL, its first 65535 bytes at most. Null gives the empty string.
     vnString(const char* text);
@@ -86,7 +87,11 @@ public:
     bool operator!() const noexcept { return !m_text || !*m_text; }
 
     /// The hash of the text as it was set last; equal on all hosts.
-    unsigned int hash() const noexcept { return m_hash; }
+    unsigned int hash() const noexcept
+    {
+        const unsigned int known = m_hash.load(std::memory_order_relaxed);
+        return known || !m_length ? known : computeHash();
+    }
 
     /// The hash of any bytes. A `length` of 0 scans to the NUL, 65535 bytes at most.
     static unsigned int hash(const char* text, unsigned int length);
@@ -252,18 +257,32 @@ public:
 private:
     friend VN_BASE_API bool operator==(const vnString& left, const vnString& right);
 
+    static constexpr unsigned int VN_INLINE_LENGTH = 15;
+
     static unsigned short scannedLength(const char* text) noexcept;
     static char* allocate(unsigned int length);
+    unsigned int computeHash() const noexcept;
     bool equalText(const vnString& other) const noexcept;
     void adopt(const vnString& unique) const noexcept;
     void release() const noexcept
     {
-        if (m_text && !m_uniqueID)
+        if (m_text != m_inline && m_text && !m_uniqueID)
             vn_free(m_text);
     }
-    void take(char* text, unsigned short length, unsigned int hash) noexcept;
+    void forget() noexcept
+    {
+        m_text = nullptr;
+        m_length = 0;
+        m_uniqueID = 0;
+        m_hash.store(0, std::memory_order_relaxed);
+    }
+    void steal(vnString& other) noexcept;
+    void share(char* text, unsigned short length, unsigned short id, unsigned int hash) noexcept;
+    bool hasRoomFor(unsigned int length) const noexcept;
+    char* start(unsigned int length);
+    void startJoined(const char* left, unsigned int leftLength, const char* right, unsigned int rightLength);
+    void append(const char* text, unsigned int length);
     void assignBytes(const char* text, unsigned int length);
-    void assignJoined(const char* left, unsigned int leftLength, const char* right, unsigned int rightLength);
     void assignWide(const char16_t* text, unsigned int count);
     void assignCharacters(const char32_t* text, unsigned int count);
     char* ownText();
@@ -272,11 +291,16 @@ private:
 
     static const char s_empty[4];
 
-    // Mutable, since an equal comparison against an interned string interns this one.
+    // Null, a block of its own, the bytes below, or the intern table's when there is an id. Mutable, since an
+    // equal comparison against an interned string interns this one.
     mutable char* m_text = nullptr;
     unsigned short m_length = 0;
     mutable unsigned short m_uniqueID = 0;
-    unsigned int m_hash = 0;
+
+    // Computed when it is first asked for and 0 until then. Atomic, since reading a string is no write for
+    // its users.
+    mutable std::atomic<unsigned int> m_hash{0};
+    char m_inline[VN_INLINE_LENGTH + 1]; // short texts
 };
 
 /// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
@@ -285,9 +309,16 @@ inline bool operator==(const vnString& left, const vnString& right)
 {
     if (left.m_uniqueID && right.m_uniqueID)
         return left.m_uniqueID == right.m_uniqueID;
-    if (left.m_hash != right.m_hash && left.m_text && right.m_text)
+    if (left.m_length != right.m_length)
+        return left.m_length && right.m_length ? false : left.equalText(right);
+    const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
+    const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
+    if (leftHash != rightHash && leftHash && rightHash)
         return false;
-    return left.equalText(right);
+    // An interned text on one side, or a hash that is known on one side only, takes the long way.
+    if (left.m_uniqueID | right.m_uniqueID || leftHash != rightHash)
+        return left.equalText(right);
+    return left.m_length == 0 || std::memcmp(left.m_text, right.m_text, left.m_length) == 0;
 }
 
 /// Bytes only; interns nothing. Null reads as empty.

@@ -25,62 +25,122 @@ unsigned short vnString::scannedLength(const char* text) noexcept
     return strlen_safe(text, VN_MAX_LENGTH);
 }
 
+namespace
+{
+// The bytes of the block of a text: what the heap hands out anyway for length + 1 bytes, in steps of 16. It
+// follows from the length, so that it need not be kept, and appending within a step needs no new block.
+unsigned int blockSize(unsigned int length)
+{
+    return std::max(((length + 8) & ~15u) + 8, 24u);
+}
+} // namespace
+
 char* vnString::allocate(unsigned int length)
 {
-    char* const text = static_cast<char*>(vn_malloc(length + 1));
+    char* const text = static_cast<char*>(vn_malloc(blockSize(length)));
     if (!text)
         vnThrowBadAlloc(__FILE__, __LINE__);
     return text;
 }
 
-// Replaces the text by an owned block.
-void vnString::take(char* text, unsigned short length, unsigned int hash) noexcept
+// Whether the present storage is this string's own and is what a text of that length would get.
+bool vnString::hasRoomFor(unsigned int length) const noexcept
+{
+    if (!m_text || m_uniqueID)
+        return false;
+    return m_text == m_inline ? length <= VN_INLINE_LENGTH : blockSize(length) == blockSize(m_length);
+}
+
+// Gives a string without text the storage for one. The caller fills it.
+char* vnString::start(unsigned int length)
+{
+    m_text = length <= VN_INLINE_LENGTH ? m_inline : allocate(length);
+    m_length = static_cast<unsigned short>(length);
+    m_text[length] = 0;
+    return m_text;
+}
+
+// Takes everything over from `other`, which is left without text.
+void vnString::steal(vnString& other) noexcept
+{
+    m_text = other.m_text;
+    if (other.m_text == other.m_inline)
+    {
+        std::memcpy(m_inline, other.m_inline, sizeof m_inline);
+        m_text = m_inline;
+    }
+    m_length = other.m_length;
+    m_uniqueID = other.m_uniqueID;
+    m_hash.store(other.m_hash.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    other.forget();
+}
+
+// Points to a text of the intern table.
+void vnString::share(char* text, unsigned short length, unsigned short id, unsigned int hash) noexcept
 {
     release();
     m_text = text;
     m_length = length;
-    m_uniqueID = 0;
-    m_hash = hash;
+    m_uniqueID = id;
+    m_hash.store(hash, std::memory_order_relaxed);
 }
 
 // The bytes may stand in the present text.
 void vnString::assignBytes(const char* text, unsigned int length)
 {
-    if (m_length == length && !m_uniqueID && m_text)
+    if (hasRoomFor(length))
     {
         std::memmove(m_text, text, length);
-        m_hash = hash(m_text, length);
+        m_text[length] = 0;
+        m_length = static_cast<unsigned short>(length);
+        m_hash.store(0, std::memory_order_relaxed);
         return;
     }
-    char* const copy = allocate(length);
-    std::memcpy(copy, text, length);
-    copy[length] = 0;
-    take(copy, static_cast<unsigned short>(length), hash(copy, length));
+    vnString fresh;
+    std::memcpy(fresh.start(length), text, length);
+    *this = std::move(fresh);
 }
 
 // The length is taken modulo 65536 and the joined text cut there. That is meant, callers stay below the
-// limit; the block always holds what is copied.
-void vnString::assignJoined(const char* left, unsigned int leftLength, const char* right,
-                            unsigned int rightLength)
+// limit; the storage always holds what is copied.
+void vnString::startJoined(const char* left, unsigned int leftLength, const char* right,
+                           unsigned int rightLength)
 {
     const unsigned int length = (leftLength + rightLength) & VN_MAX_LENGTH;
-    char* const joined = allocate(length);
+    char* const joined = start(length);
     const unsigned int first = std::min(length, leftLength);
     std::memcpy(joined, left, first);
     std::memcpy(joined + first, right, length - first);
-    joined[length] = 0;
-    take(joined, static_cast<unsigned short>(length), length ? hash(joined, length) : 0);
 }
 
-// The text as bytes that may be written, for the operations that change it in place.
+// The bytes may stand in the present text.
+void vnString::append(const char* text, unsigned int length)
+{
+    const unsigned int total = m_length + length;
+    if (total <= VN_MAX_LENGTH && hasRoomFor(total))
+    {
+        std::memcpy(m_text + m_length, text, length);
+        m_text[total] = 0;
+        m_length = static_cast<unsigned short>(total);
+        m_hash.store(0, std::memory_order_relaxed);
+        return;
+    }
+    vnString joined;
+    joined.startJoined(getString(), m_length, text, length);
+    *this = std::move(joined);
+}
+
+// The text as bytes that may be written, for the operations that change it in place. They leave the hash as
+// it is, so the one of the present text is found first.
 char* vnString::ownText()
 {
+    const unsigned int present = hash();
     if (m_uniqueID)
     {
-        char* const copy = allocate(m_length);
-        std::memcpy(copy, m_text, m_length + 1u);
-        m_text = copy;
-        m_uniqueID = 0;
+        vnString copy;
+        std::memcpy(copy.start(m_length), m_text, m_length);
+        *this = std::move(copy);
+        m_hash.store(present, std::memory_order_relaxed);
     }
     return m_text;
 }
@@ -89,38 +149,31 @@ vnString::vnString(const char* text)
 {
     const unsigned int length = scannedLength(text);
     if (length)
-        assignBytes(text, length);
+        std::memcpy(start(length), text, length);
 }
 
 vnString::vnString(const char* text, unsigned short length)
 {
     if (text && length)
-        assignBytes(text, length);
+        std::memcpy(start(length), text, length);
 }
 
 vnString::vnString(const vnString& other)
 {
     if (other.m_uniqueID)
-        m_text = other.m_text;
-    else if (other.m_length)
     {
-        m_text = allocate(other.m_length);
-        std::memcpy(m_text, other.m_text, other.m_length + 1u);
+        m_text = other.m_text;
+        m_length = other.m_length;
+        m_uniqueID = other.m_uniqueID;
     }
-    else
-        return;
-    m_length = other.m_length;
-    m_uniqueID = other.m_uniqueID;
-    m_hash = other.m_hash;
+    else if (other.m_length)
+        std::memcpy(start(other.m_length), other.m_text, other.m_length);
+    m_hash.store(other.m_hash.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
 vnString::vnString(vnString&& other) noexcept
-    : m_text(other.m_text), m_length(other.m_length), m_uniqueID(other.m_uniqueID), m_hash(other.m_hash)
 {
-    other.m_text = nullptr;
-    other.m_length = 0;
-    other.m_uniqueID = 0;
-    other.m_hash = 0;
+    steal(other);
 }
 
 vnString::vnString(const char16_t* text)
@@ -133,16 +186,11 @@ vnString::vnString(const char16_t* text, unsigned short count, unsigned char asc
 {
     if (!text || !count)
         return;
-    if (!ascii)
-    {
+    if (ascii)
+        std::transform(text, text + count, start(count),
+                       [](char16_t unit) { return static_cast<char>(unit); });
+    else
         assignWide(text, count);
-        return;
-    }
-    char* const bytes = allocate(count);
-    for (unsigned int i = 0; i < count; ++i)
-        bytes[i] = static_cast<char>(text[i]);
-    bytes[count] = 0;
-    take(bytes, count, hash(bytes, count));
 }
 
 vnString::vnString(vnInt64 value, unsigned char radix, unsigned short minDigits)
@@ -157,13 +205,10 @@ vnString::vnString(vnInt64 value, unsigned char radix, unsigned short minDigits)
     const unsigned int sign = value < 0;
     const unsigned int zeros =
         std::min(std::max<unsigned int>(minDigits, count), VN_MAX_LENGTH - sign) - count;
-    const unsigned int length = sign + zeros + count;
-    char* const text = allocate(length);
+    char* const text = start(sign + zeros + count);
     text[0] = '-';
     std::memset(text + sign, '0', zeros);
     std::memcpy(text + sign + zeros, first, count);
-    text[length] = 0;
-    take(text, static_cast<unsigned short>(length), hash(text, length));
 }
 
 vnString::vnString(double value, const vnString& format)
@@ -179,37 +224,24 @@ vnString& vnString::operator=(const vnString& other)
     if (this == &other)
         return *this;
     if (other.m_uniqueID)
-    {
-        release();
-        m_text = other.m_text;
-        m_length = other.m_length;
-        m_uniqueID = other.m_uniqueID;
-        m_hash = other.m_hash;
-        return *this;
-    }
-    if (other.m_length == 0)
-    {
+        share(other.m_text, other.m_length, other.m_uniqueID, other.m_hash.load(std::memory_order_relaxed));
+    else if (other.m_length == 0)
         clear();
-        return *this;
-    }
-    if (m_length == other.m_length && !m_uniqueID)
+    else
     {
-        std::memcpy(m_text, other.m_text, m_length);
-        m_hash = other.m_hash;
-        return *this;
+        assignBytes(other.m_text, other.m_length);
+        m_hash.store(other.m_hash.load(std::memory_order_relaxed), std::memory_order_relaxed);
     }
-    char* const copy = allocate(other.m_length);
-    std::memcpy(copy, other.m_text, other.m_length + 1u);
-    take(copy, other.m_length, other.m_hash);
     return *this;
 }
 
 vnString& vnString::operator=(vnString&& other) noexcept
 {
-    std::swap(m_text, other.m_text);
-    std::swap(m_length, other.m_length);
-    std::swap(m_uniqueID, other.m_uniqueID);
-    std::swap(m_hash, other.m_hash);
+    if (this != &other)
+    {
+        release();
+        steal(other);
+    }
     return *this;
 }
 
@@ -225,7 +257,8 @@ vnString& vnString::operator=(const char* text)
 
 void vnString::clear() noexcept
 {
-    take(nullptr, 0, 0);
+    release();
+    forget();
 }
 
 vnString vnString::operator+(const vnString& other) const
@@ -233,7 +266,7 @@ vnString vnString::operator+(const vnString& other) const
     if (other.isEmpty())
         return *this;
     vnString joined;
-    joined.assignJoined(getString(), m_length, other.m_text, other.m_length);
+    joined.startJoined(getString(), m_length, other.m_text, other.m_length);
     return joined;
 }
 
@@ -246,7 +279,7 @@ vnString vnString::operator+(const char* text) const
     if (m_length + length > VN_MAX_LENGTH)
         vnExceptionThrows::vnThrowFatal("Too many characters in vnString");
     vnString joined;
-    joined.assignJoined(getString(), m_length, text, length);
+    joined.startJoined(getString(), m_length, text, length);
     return joined;
 }
 
@@ -255,7 +288,7 @@ vnString vnString::operator+(char character) const
     if (!character)
         return *this;
     vnString joined;
-    joined.assignJoined(getString(), m_length, &character, 1);
+    joined.startJoined(getString(), m_length, &character, 1);
     return joined;
 }
 
@@ -269,7 +302,7 @@ vnString vnString::operator+(char16_t character) const
 vnString& vnString::operator+=(const vnString& other)
 {
     if (!other.isEmpty())
-        assignJoined(getString(), m_length, other.m_text, other.m_length);
+        append(other.m_text, other.m_length);
     return *this;
 }
 
@@ -279,14 +312,22 @@ vnString& vnString::operator+=(const char* text)
     if (m_length + length > VN_MAX_LENGTH)
         vnExceptionThrows::vnThrowFatal("Too many characters in vnString");
     if (length)
-        assignJoined(getString(), m_length, text, length);
+        append(text, length);
     return *this;
 }
 
 vnString& vnString::operator+=(char character)
 {
-    if (character)
-        assignJoined(getString(), m_length, &character, 1);
+    if (!character)
+        return *this;
+    if (m_length < VN_MAX_LENGTH && hasRoomFor(m_length + 1u))
+    {
+        m_text[m_length++] = character;
+        m_text[m_length] = 0;
+        m_hash.store(0, std::memory_order_relaxed);
+    }
+    else
+        append(&character, 1);
     return *this;
 }
 
@@ -297,8 +338,15 @@ vnString& vnString::operator+=(char16_t character)
     char bytes[3];
     const unsigned char size = vnUtf::sizeOf(character);
     vnUtf::encode(bytes, character, size);
-    assignJoined(getString(), m_length, bytes, size);
+    append(bytes, size);
     return *this;
+}
+
+unsigned int vnString::computeHash() const noexcept
+{
+    const unsigned int value = hash(m_text, m_length);
+    m_hash.store(value, std::memory_order_relaxed);
+    return value;
 }
 
 unsigned int vnString::hash(const char* text, unsigned int length)
@@ -342,7 +390,8 @@ bool vnString::equalText(const vnString& other) const noexcept
     // A text that was never given counts as one that starts with NUL.
     if (!m_text || !other.m_text)
         return !*getString() && !*other.getString();
-    if (m_hash != other.m_hash || m_length != other.m_length ||
+    // The hash decides even before equal bytes: it may be that of an older text, see the direct mutators.
+    if (m_length != other.m_length || hash() != other.hash() ||
         std::memcmp(m_text, other.m_text, m_length) != 0)
         return false;
     // Comparing interns on purpose, although both sides are const: keys of tables become cheap to compare by

@@ -191,22 +191,16 @@ vnString vnString::substitute(const vnString& from, const vnString& to) const
 vnString vnString::toLower() const
 {
     vnString result;
-    if (m_length == 0)
-        return result;
-    char* const text = allocate(m_length);
-    std::transform(m_text, m_text + m_length + 1, text, vnOrder::toLower);
-    result.take(text, m_length, hash(text, m_length));
+    if (m_length)
+        std::transform(m_text, m_text + m_length, result.start(m_length), vnOrder::toLower);
     return result;
 }
 
 vnString vnString::toUpper() const
 {
     vnString result;
-    if (m_length == 0)
-        return result;
-    char* const text = allocate(m_length);
-    std::transform(m_text, m_text + m_length + 1, text, vnOrder::toUpper);
-    result.take(text, m_length, hash(text, m_length));
+    if (m_length)
+        std::transform(m_text, m_text + m_length, result.start(m_length), vnOrder::toUpper);
     return result;
 }
 
@@ -221,10 +215,7 @@ void vnString::reverse()
 vnString vnString::spaces(unsigned short n, char c)
 {
     vnString result;
-    char* const text = allocate(n);
-    std::memset(text, c, n);
-    text[n] = 0;
-    result.take(text, n, n ? hash(text, n) : 0);
+    std::memset(result.start(n), c, n);
     return result;
 }
 

@@ -148,7 +148,6 @@ void encodeAll(char* to, const Char* text, unsigned int count)
         vnUtf::encode(to, static_cast<unsigned int>(text[i]), size);
         to += size;
     }
-    *to = 0;
 }
 } // namespace
 
@@ -162,9 +161,9 @@ void vnString::assignWide(const char16_t* text, unsigned int count)
         clear();
         return;
     }
-    char* const bytes = allocate(size);
-    encodeAll(bytes, text, count);
-    take(bytes, static_cast<unsigned short>(size), hash(bytes, size));
+    vnString fresh;
+    encodeAll(fresh.start(size), text, count);
+    *this = std::move(fresh);
 }
 
 void vnString::assignCharacters(const char32_t* text, unsigned int count)
@@ -175,9 +174,9 @@ void vnString::assignCharacters(const char32_t* text, unsigned int count)
         clear();
         return;
     }
-    char* const bytes = allocate(size);
-    encodeAll(bytes, text, count);
-    take(bytes, static_cast<unsigned short>(size), hash(bytes, size));
+    vnString fresh;
+    encodeAll(fresh.start(size), text, count);
+    *this = std::move(fresh);
 }
 
 vnString& vnString::scramble(unsigned int key)
@@ -249,8 +248,7 @@ vnString vnString::convertCtrlToText(unsigned char escapeBlank) const
     vnString result;
     if (size == 0)
         return result;
-    char* const text = allocate(size);
-    char* to = text;
+    char* to = result.start(size);
     for (unsigned int i = 0; i < count; ++i)
     {
         const char byte = m_text[i];
@@ -264,8 +262,6 @@ vnString vnString::convertCtrlToText(unsigned char escapeBlank) const
         else
             *to++ = byte;
     }
-    *to = 0;
-    result.take(text, static_cast<unsigned short>(size), hash(text, size));
     return result;
 }
 
@@ -274,8 +270,7 @@ vnString vnString::convertTextToCtrl() const
     if (find('\\') == m_length)
         return *this;
     vnString result;
-    char* const text = allocate(m_length);
-    char* to = text;
+    char* to = result.start(m_length);
     for (unsigned int i = 0; i < m_length; ++i)
     {
         char character;
@@ -289,8 +284,7 @@ vnString vnString::convertTextToCtrl() const
         ++i;
     }
     *to = 0;
-    const unsigned int size = static_cast<unsigned int>(to - text);
-    result.take(text, static_cast<unsigned short>(size), hash(text, size));
+    result.m_length = static_cast<unsigned short>(to - result.m_text);
     return result;
 }
 

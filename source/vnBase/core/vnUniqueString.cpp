@@ -166,10 +166,7 @@ unsigned char vnString::makeUnique(unsigned short id)
         {
             if (!found)
                 enterText(wanted, m_text, m_length, textHash);
-            release();
-            m_text = slot.text;
-            m_hash = textHash;
-            m_uniqueID = wanted;
+            share(slot.text, slot.length, wanted, textHash);
             return 1;
         }
         holder = vnString(slot.text, slot.length);
@@ -194,11 +191,7 @@ unsigned char vnString::makeUniqueById(unsigned short id)
         const Slot& slot = table->slots[id - 1];
         if (slot.text)
         {
-            release();
-            m_text = slot.text;
-            m_length = slot.length;
-            m_hash = slot.hash;
-            m_uniqueID = id;
+            share(slot.text, slot.length, id, slot.hash);
             return 1;
         }
     }
@@ -220,10 +213,7 @@ unsigned char vnString::checkUnique()
     const unsigned short found = openTable() ? findText(m_text, m_length, textHash) : 0;
     if (!found)
         return 0;
-    release();
-    m_text = table->slots[found - 1].text;
-    m_hash = textHash;
-    m_uniqueID = found;
+    share(table->slots[found - 1].text, m_length, found, textHash);
     return 1;
 }
 
