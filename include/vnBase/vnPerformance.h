@@ -43,9 +43,10 @@ VN_BASE_API void vnClearPerformanceSection(const vnString& name, unsigned int th
 VN_BASE_API void vnSetPerformanceThreadName(const vnString& name, unsigned int thread = 0);
 
 /// Called by each `vnThread` around its work: a thread that starts while sections are on is reported even
-/// when it enters none, and one that has stopped is reported as such.
+/// when it enters none, and one that has stopped is reported as such. A thread that was killed is stopped by
+/// its killer, by its id; 0 means the calling thread.
 VN_BASE_API void vnStartPerformanceThread();
-VN_BASE_API void vnStopPerformanceThread();
+VN_BASE_API void vnStopPerformanceThread(unsigned int thread = 0);
 
 /// The name of a section of one thread.
 class VN_BASE_API vnSectionInfo : public vnReference

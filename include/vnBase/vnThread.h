@@ -134,6 +134,9 @@ protected:
     /// The object's lock, for the `_unsafe` operations.
     vnMutex& getThreadLock() noexcept { return m_lock; }
 
+    /// Whether the calling thread is the one that runs, or ran last, the object.
+    bool isOwnThread() const noexcept;
+
 private:
     enum Flag : unsigned int
     {
@@ -155,7 +158,6 @@ private:
 
     bool has(Flag flag) const noexcept { return m_flags.load(std::memory_order_acquire) & flag; }
     void change(unsigned int set, unsigned int clear) noexcept;
-    bool isOwnThread() const noexcept;
     unsigned char watch();
     bool refreshRunning();
     vnThreadControl* useControl() const;

@@ -197,12 +197,14 @@ void vnStartPerformanceThread()
         s_own = findOrCreate(vnCurrentThreadID());
 }
 
-void vnStopPerformanceThread()
+void vnStopPerformanceThread(unsigned int thread)
 {
     vnPerformanceThreads& threads = vnGetPerformanceThreads();
     vnBodyGuard guard(threads.mutex);
-    s_own = nullptr;
-    const unsigned int thread = vnCurrentThreadID();
+    if (thread == 0)
+        thread = vnCurrentThreadID();
+    if (thread == vnCurrentThreadID())
+        s_own = nullptr;
     vnRefPointer<vnPerformanceThreadData> data(threads.running.find(thread));
     if (!data)
         return;

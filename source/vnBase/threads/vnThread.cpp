@@ -324,6 +324,7 @@ bool vnThread::tryToKill(vnThreadControl* victim, unsigned int force)
 void vnThread::cleanUpAfter(const vnThreadControl* victim)
 {
     vnReleaseThreadNumber(victim->getID());
+    vnStopPerformanceThread(victim->getID());
     vnBodyGuard guard(m_lock);
     if (m_control != victim)
         return;

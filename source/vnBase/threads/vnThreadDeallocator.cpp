@@ -49,7 +49,7 @@ void vnThreadDeallocator::serve()
 {
     {
         vnBodyGuard guard(shared().lock);
-        if (shared().isServed && isRunning(0))
+        if (isOwnThread() || (shared().isServed && isRunning(0) && !isStopping(0)))
             return;
         shared().isServed = true;
     }
@@ -164,10 +164,15 @@ void vnThreadDeallocator::takeUnowned(vnRefList<vnReference>& objects)
 // Decided under the lock, so that no object is handed over to a thread that has just found nothing to do.
 bool vnThreadDeallocator::mayEnd()
 {
-    vnBodyGuard guard(shared().lock);
-    if (!isStopping(0) && !shared().pending.isEmpty())
-        return false;
-    stop(0);
-    shared().isServed = false;
-    return true;
+    // Whoever stops the thread may hold the lock, and counts with its end.
+    if (!shared().lock.tryLock())
+        return isStopping(0);
+    const bool ends = isStopping(0) || shared().pending.isEmpty();
+    if (ends)
+    {
+        stop(0);
+        shared().isServed = false;
+    }
+    shared().lock.unLock();
+    return ends;
 }

@@ -1,0 +1,535 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnThreadTicker.h>
+
+#include <vnBase/vnMemory.h>
+#include <vnBase/vnTime.h>
+
+#include "../core/vnEternal.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace
+{
+constexpr unsigned int removeMilliseconds = 10;
+constexpr unsigned int pollMilliseconds = 100;
+
+constexpr double longestInterval = 10.0; // seconds
+constexpr double roundsPerInterval = 0.334;
+constexpr double shortestSleep = 10.0; // milliseconds; a shorter one is not left to the interval
+} // namespace
+
+struct vnThreadPoolTicker::Pools
+{
+    vnMutex mutex;
+    vnRefList<vnThreadPoolTicker> list;
+};
+
+// One call of a ticker's operation. Made under the event's mutex; the call itself comes without it. Whoever
+// wants to destroy the ticker waits for its end.
+class vnThreadPoolTicker::Call
+{
+public:
+    Call(vnThreadPoolTicker& pool, vnThreadTicker* ticker) : m_pool(pool), m_ticker(ticker)
+    {
+        pool.m_called = ticker;
+        pool.m_callingThread = vnCurrentThreadID();
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    /// Returns under the event's mutex when the ticker still is.
+    ~Call() noexcept(false)
+    {
+        vnBodyGuard guard(m_pool.m_event);
+        m_pool.m_called = nullptr;
+        m_pool.m_event.fire();
+    }
+
+    /// Whether the ticker was destroyed by its own operation.
+    bool isGone() const
+    {
+        vnBodyGuard guard(m_pool.m_event);
+        return m_pool.m_called != m_ticker;
+    }
+
+private:
+    vnThreadPoolTicker& m_pool;
+    vnThreadTicker* m_ticker;
+};
+
+// One round on the calling thread. It holds no lock while it calls tickers, so that a thread that is killed
+// in one does not lock the pool up.
+class vnThreadPoolTicker::Round
+{
+public:
+    explicit Round(vnThreadPoolTicker& pool) : m_pool(pool)
+    {
+        vnBodyGuard guard(pool.m_event);
+        // A ticker of pool 0 that drives the application's loop gets here again.
+        m_isNested = pool.m_roundThread == vnCurrentThreadID();
+        if (m_isNested)
+            return;
+        while (pool.m_poolID == 0 && pool.m_roundThread != 0)
+            pool.m_event.waitAndLock(pollMilliseconds, 1);
+        pool.m_roundThread = vnCurrentThreadID();
+        m_seenWakes = pool.m_wakes;
+    }
+    ~Round()
+    {
+        if (m_isNested)
+            return;
+        vnBodyGuard guard(m_pool.m_event);
+        m_pool.m_roundThread = 0;
+        m_pool.m_event.fire();
+    }
+    Round(const Round&) = delete;
+    Round& operator=(const Round&) = delete;
+
+    bool isNested() const { return m_isNested; }
+    unsigned int getSeenWakes() const { return m_seenWakes; }
+
+private:
+    vnThreadPoolTicker& m_pool;
+    bool m_isNested;
+    unsigned int m_seenWakes = 0;
+};
+
+vnThreadPoolTicker::vnThreadPoolTicker(unsigned int poolID, vnThreadPriority priority)
+    : vnThread(priority), m_poolID(poolID)
+{
+}
+
+vnThreadPoolTicker::~vnThreadPoolTicker() noexcept(false)
+{
+    vnThreadPoolTicker::stop(1);
+}
+
+// Never destroyed, since static tickers may come late.
+vnThreadPoolTicker::Pools& vnThreadPoolTicker::pools()
+{
+    static vnEternal<Pools> eternal;
+    static const struct Closer
+    {
+        ~Closer() { closeAll(); }
+    } closer;
+    return eternal.value;
+}
+
+vnThreadPoolTicker* vnThreadPoolTicker::find(unsigned int poolID, vnThreadPriority priority)
+{
+    Pools& all = pools();
+    vnBodyGuard guard(all.mutex);
+    for (vnThreadPoolTicker* pool : all.list)
+        if (pool->m_poolID == poolID) // whatever its priority
+            return pool;
+    // Pools last as long as the process and are no lost memory.
+    vnPrivateMemoryScope scope;
+    vnRefPointer<vnThreadPoolTicker> pool(new vnThreadPoolTicker(poolID, priority));
+    all.list.append(pool);
+    return pool;
+}
+
+void vnThreadPoolTicker::guiTick()
+{
+    find(0, VN_THREAD_PRIORITY_NORMAL)->round();
+}
+
+void vnThreadPoolTicker::closeAll()
+{
+    vnRefList<vnThreadPoolTicker> all;
+    {
+        vnBodyGuard guard(pools().mutex);
+        for (vnThreadPoolTicker* pool : pools().list)
+            all.append(pool);
+    }
+    for (vnThreadPoolTicker* pool : all)
+        pool->stop(1);
+}
+
+void vnThreadPoolTicker::stop(unsigned char wait)
+{
+    vnThread::stop(0);
+    wake();
+    vnThread::stop(wait);
+}
+
+void vnThreadPoolTicker::wake()
+{
+    vnBodyGuard guard(m_event);
+    ++m_wakes;
+    m_event.fire();
+}
+
+// Starts the pool's thread when none is going to look at the lists. One that is about to end is waited for;
+// it calls no ticker any more.
+void vnThreadPoolTicker::serve()
+{
+    if (m_poolID == 0)
+        return;
+    {
+        vnBodyGuard guard(m_event);
+        if (m_isServed && isRunning(0))
+            return;
+        m_isServed = true;
+    }
+    while (run(0) && isStopping(0))
+        vnThread::stop(1);
+}
+
+bool vnThreadPoolTicker::mayEnd()
+{
+    vnBodyGuard guard(m_event);
+    if (!isStopping(0) && !(m_active.isEmpty() && m_waiting.isEmpty() && m_leaving.isEmpty()))
+        return false;
+    leave();
+    return true;
+}
+
+void vnThreadPoolTicker::leave()
+{
+    vnBodyGuard guard(m_event);
+    vnThread::stop(0);
+    m_isServed = false;
+}
+
+bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
+{
+    vnBodyGuard guard(m_event);
+    if (ticker->m_isLeaving)
+        return false;
+    if (!ticker->m_isWaiting && !ticker->m_isActive)
+    {
+        m_waiting.append(ticker);
+        ticker->m_isWaiting = true;
+    }
+    wake();
+    return true;
+}
+
+void vnThreadPoolTicker::remove(vnThreadTicker* ticker)
+{
+    {
+        vnBodyGuard guard(m_event);
+        if (ticker->m_isWaiting)
+            m_waiting.remove(ticker);
+        ticker->m_isWaiting = false;
+        if (!ticker->m_isActive || ticker->m_isLeaving)
+            return;
+        m_leaving.append(new vnRemovedSubscriber(ticker, 0, false));
+        ticker->m_isLeaving = true;
+        wake();
+    }
+    serve();
+    const double end = vnTime::systemSeconds() + removeMilliseconds * 0.001;
+    vnBodyGuard guard(m_event);
+    // Pool 0 has no thread that could take the ticker out meanwhile, and the caller's own round does so at
+    // its end.
+    if (m_poolID == 0 || (m_called && m_callingThread == vnCurrentThreadID()))
+        return;
+    while (ticker->m_isLeaving && vnTime::systemSeconds() < end)
+        m_event.waitAndLock(removeMilliseconds, 1);
+}
+
+void vnThreadPoolTicker::removeAndDestroy(vnThreadTicker* ticker)
+{
+    {
+        vnBodyGuard guard(m_event);
+        if (ticker->m_isWaiting)
+            m_waiting.remove(ticker);
+        ticker->m_isWaiting = false;
+        if (vnRemovedSubscriber* entry = findLeaving(ticker))
+            entry->m_destroys = true;
+        else
+            m_leaving.append(new vnRemovedSubscriber(ticker, 0, true));
+        ticker->m_isLeaving = true;
+        wake();
+    }
+    serve();
+}
+
+vnThreadPoolTicker::vnRemovedSubscriber* vnThreadPoolTicker::findLeaving(vnThreadTicker* ticker)
+{
+    for (vnRemovedSubscriber* entry : m_leaving)
+        if (entry->m_ticker == ticker)
+            return entry;
+    return nullptr;
+}
+
+// Takes the ticker out of everything, and waits for a call of it on another thread.
+void vnThreadPoolTicker::forget(vnThreadTicker* ticker)
+{
+    vnBodyGuard guard(m_event);
+    for (;;)
+    {
+        if (ticker->m_isWaiting)
+            m_waiting.remove(ticker);
+        ticker->m_isWaiting = false;
+        deactivate(ticker);
+        while (vnRemovedSubscriber* entry = findLeaving(ticker))
+            m_leaving.remove(entry);
+        ticker->m_isLeaving = false;
+        wake();
+        if (m_called != ticker)
+            return;
+        if (m_callingThread == vnCurrentThreadID())
+        {
+            m_called = nullptr;
+            return;
+        }
+        // A thread that was killed in the call does not come back.
+        if (m_poolID != 0 && !isRunning(0))
+            return;
+        m_event.waitAndLock(pollMilliseconds, 1);
+    }
+}
+
+// Called under the event's mutex. The place stays, since a round may be in the midst of them.
+void vnThreadPoolTicker::deactivate(vnThreadTicker* ticker)
+{
+    if (!ticker->m_isActive)
+        return;
+    std::replace(m_active.data(), m_active.data() + m_active.getSize(), ticker,
+                 static_cast<vnThreadTicker*>(nullptr));
+    ticker->m_isActive = false;
+}
+
+void vnThreadPoolTicker::process()
+{
+    try
+    {
+        do
+        {
+            while (isValidMemory() && !isStopping(1) && round())
+                continue;
+            letLeavingGo();
+            terminateActive();
+        } while (!mayEnd());
+    }
+    catch (...)
+    {
+        leave(); // an error that a ticker threw ends the thread, and the next ticker starts it again
+        throw;
+    }
+}
+
+unsigned char vnThreadPoolTicker::round()
+{
+    unsigned int minSleep = 0;
+    unsigned int seenWakes;
+    double begin;
+    {
+        const Round current(*this);
+        if (current.isNested())
+            return 1;
+        seenWakes = current.getSeenWakes();
+        takeWaiting();
+        begin = vnTime::systemSeconds();
+        tickAll(begin, minSleep);
+        letLeavingGo();
+        vnBodyGuard guard(m_event);
+        compact();
+        if (m_active.isEmpty() && m_waiting.isEmpty())
+            return 0;
+    }
+    if (m_poolID != 0)
+        sleep(vnTime::systemSeconds() - begin, minSleep, seenWakes);
+    return 1;
+}
+
+// Called under the event's mutex, outside the walk over the tickers.
+void vnThreadPoolTicker::compact()
+{
+    vnThreadTicker** end = m_active.data() + m_active.getSize();
+    end = std::remove(m_active.data(), end, static_cast<vnThreadTicker*>(nullptr));
+    m_active.setSize(static_cast<unsigned int>(end - m_active.data()));
+}
+
+void vnThreadPoolTicker::takeWaiting()
+{
+    for (;;)
+    {
+        m_event.waitLock();
+        vnThreadTicker* ticker = m_waiting.removeHead();
+        if (!ticker)
+        {
+            m_event.unLock();
+            return;
+        }
+        m_active.append(ticker);
+        ticker->m_isWaiting = false;
+        ticker->m_isActive = true;
+        const Call call(*this, ticker);
+        m_event.unLock();
+        ticker->onInitialize();
+    }
+}
+
+void vnThreadPoolTicker::tickAll(double now, unsigned int& minSleep)
+{
+    for (unsigned int index = 0;; ++index)
+    {
+        m_event.waitLock();
+        vnThreadTicker* ticker = nextDue(index, now, minSleep);
+        if (!ticker)
+        {
+            m_event.unLock();
+            return;
+        }
+        const Call call(*this, ticker);
+        m_event.unLock();
+        const struct TickLock // taken by nextDue
+        {
+            const Call& call;
+            vnThreadTicker* ticker;
+
+            ~TickLock()
+            {
+                if (!call.isGone())
+                    ticker->m_tickMutex.unLock();
+            }
+        } lock{call, ticker};
+        ticker->onTick();
+    }
+}
+
+// Called under the event's mutex. The first ticker from `index` on that is to tick, with its tick mutex held;
+// null at the end.
+vnThreadTicker* vnThreadPoolTicker::nextDue(unsigned int& index, double now, unsigned int& minSleep)
+{
+    for (; index < m_active.getSize(); ++index)
+    {
+        vnThreadTicker* ticker = m_active.data()[index];
+        // One that is busy is passed over: a ticker never blocks the pool.
+        if (!ticker || ticker->m_isLeaving || !ticker->m_tickMutex.tryLock())
+            continue;
+        const double interval = ticker->m_interval.load(std::memory_order_relaxed);
+        const double next = ticker->m_nextTick.load(std::memory_order_relaxed);
+        const double trigger = ticker->m_trigger.load(std::memory_order_relaxed);
+        if (interval != 0)
+            minSleep = std::max(minSleep, ticker->getMinPoolSleepTicks());
+        const bool isTime = interval != 0 && next <= now;
+        if (isTime)
+        {
+            const bool catchesUp = ticker->m_policy.load(std::memory_order_relaxed) == VN_TICK_CATCH_UP;
+            ticker->m_nextTick.store((catchesUp ? next : now) + interval, std::memory_order_relaxed);
+        }
+        if (isTime || (trigger != 0 && trigger <= now))
+        {
+            ticker->m_trigger.store(0.0, std::memory_order_relaxed);
+            return ticker;
+        }
+        ticker->m_tickMutex.unLock();
+    }
+    return nullptr;
+}
+
+void vnThreadPoolTicker::letLeavingGo()
+{
+    for (;;)
+    {
+        m_event.waitLock();
+        vnRefPointer<vnRemovedSubscriber> entry(m_leaving.getHead());
+        if (!entry)
+        {
+            m_event.unLock();
+            return;
+        }
+        m_leaving.removeHead();
+        vnThreadTicker* ticker = entry->m_ticker;
+        const bool terminates = ticker->m_isActive && !entry->m_skipTerminate;
+        deactivate(ticker);
+        const Call call(*this, ticker);
+        m_event.unLock();
+        if (terminates)
+            ticker->onTerminate();
+        if (call.isGone())
+            continue;
+        if (entry->m_destroys)
+        {
+            delete ticker;
+            continue;
+        }
+        vnBodyGuard guard(m_event);
+        ticker->m_isLeaving = findLeaving(ticker) != nullptr;
+    }
+}
+
+// At the end of a thread that was stopped. The tickers wait, and are initialised again by the next one.
+void vnThreadPoolTicker::terminateActive()
+{
+    for (;;)
+    {
+        m_event.waitLock();
+        vnThreadTicker* ticker = nullptr;
+        for (unsigned int i = 0; i < m_active.getSize() && !ticker; ++i)
+            ticker = m_active.data()[i];
+        if (!ticker)
+        {
+            m_active.setSize(0);
+            m_event.unLock();
+            return;
+        }
+        deactivate(ticker);
+        m_waiting.append(ticker);
+        ticker->m_isWaiting = true;
+        const Call call(*this, ticker);
+        m_event.unLock();
+        ticker->onTerminate();
+    }
+}
+
+// Called under the event's mutex; milliseconds. About three rounds for each of the shortest intervals, shared
+// by the number of tickers, but never past the next tick.
+double vnThreadPoolTicker::getSleep(double spent, unsigned int minSleep)
+{
+    double interval = longestInterval;
+    double next = std::numeric_limits<double>::infinity();
+    bool isTriggered = false;
+    unsigned int count = 0;
+    for (unsigned int i = 0; i < m_active.getSize(); ++i)
+    {
+        const vnThreadTicker* ticker = m_active.data()[i];
+        if (!ticker || ticker->m_isLeaving)
+            continue;
+        ++count;
+        const double own = ticker->m_interval.load(std::memory_order_relaxed);
+        const double trigger = ticker->m_trigger.load(std::memory_order_relaxed);
+        if (own != 0)
+        {
+            interval = std::min(interval, own);
+            next = std::min(next, ticker->m_nextTick.load(std::memory_order_relaxed));
+        }
+        if (trigger != 0)
+        {
+            isTriggered = true;
+            next = std::min(next, trigger);
+        }
+    }
+    m_sleepInterval = interval * roundsPerInterval / std::max(count, 1u);
+    double milliseconds = std::max(0.0, (m_sleepInterval - spent) * 1000);
+    if (milliseconds < std::max(static_cast<double>(minSleep), shortestSleep))
+        milliseconds = minSleep;
+    const double untilNext =
+        std::min(longestInterval * 1000, std::max(0.0, (next - vnTime::systemSeconds()) * 1000));
+    // Where the pool would only yield it sleeps until the next tick: that is as punctual and costs nothing.
+    if (milliseconds == 0 || isTriggered)
+        return untilNext;
+    return std::max(static_cast<double>(minSleep), std::min(milliseconds, untilNext));
+}
+
+void vnThreadPoolTicker::sleep(double spent, unsigned int minSleep, unsigned int seenWakes)
+{
+    {
+        vnBodyGuard guard(m_event);
+        if (m_wakes != seenWakes || isStopping(0))
+            return;
+        const double milliseconds = getSleep(spent, minSleep);
+        if (milliseconds >= 1)
+        {
+            m_event.waitAndLock(static_cast<unsigned int>(milliseconds), 1);
+            return;
+        }
+    }
+    vnDelayFunction(0, nullptr);
+}

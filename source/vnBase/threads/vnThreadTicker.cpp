@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnThreadTicker.h>
+
+#include <vnBase/vnTime.h>
+
+vnThreadTicker::vnThreadTicker(unsigned int poolID, vnThreadPriority priority)
+    : m_poolID(poolID), m_priority(priority), m_pool(vnThreadPoolTicker::find(poolID, priority))
+{
+    // It does not stand in the pool before it is enabled: the pool's thread would call the operations of a
+    // derived class that is still being built.
+}
+
+vnThreadTicker::~vnThreadTicker() noexcept(false)
+{
+    vnThreadTicker::detachThreadTicker();
+}
+
+void vnThreadTicker::onInitialize() {}
+
+void vnThreadTicker::onTerminate() {}
+
+void vnThreadTicker::onTick() {}
+
+void vnThreadTicker::enableThreadTicker()
+{
+    {
+        vnBodyGuard guard(m_stateMutex);
+        if (isEnabled() || !m_pool->add(this))
+            return;
+        m_enabled.store(1, std::memory_order_release);
+    }
+    m_pool->serve();
+}
+
+void vnThreadTicker::disableThreadTicker()
+{
+    {
+        vnBodyGuard guard(m_stateMutex);
+        m_enabled.store(0, std::memory_order_release);
+    }
+    m_pool->remove(this);
+}
+
+void vnThreadTicker::deleteThreadTicker()
+{
+    {
+        vnBodyGuard guard(m_stateMutex);
+        m_enabled.store(0, std::memory_order_release);
+    }
+    // Pools outlast their tickers; this one may be gone at once.
+    m_pool->removeAndDestroy(this);
+}
+
+void vnThreadTicker::detachThreadTicker()
+{
+    {
+        vnBodyGuard guard(m_stateMutex);
+        m_enabled.store(0, std::memory_order_release);
+    }
+    m_pool->forget(this);
+    // Called by its own tick, which leaves the mutex to whoever destroys the ticker.
+    while (m_tickMutex.getOwnerThreadID() == vnCurrentThreadID())
+        m_tickMutex.unLock();
+}
+
+void vnThreadTicker::setTickInterval(double seconds)
+{
+    const double interval = seconds > 0 ? seconds : 0.0;
+    m_nextTick.store(vnTime::systemSeconds() + interval, std::memory_order_relaxed);
+    m_interval.store(interval, std::memory_order_relaxed);
+    m_pool->wake(); // it computes its sleep anew
+}
+
+unsigned char vnThreadTicker::triggerTick(double delay)
+{
+    vnThreadPoolTicker* pool = m_pool;
+    {
+        vnBodyGuard guard(m_tickMutex);
+        const double time = vnTime::systemSeconds() + delay;
+        const double pending = m_trigger.load(std::memory_order_relaxed);
+        if (pending != 0 && time > pending)
+            return 0;
+        m_trigger.store(time, std::memory_order_relaxed);
+    }
+    if (!isEnabled())
+        enableThreadTicker();
+    pool->wake();
+    pool->serve();
+    return 1;
+}

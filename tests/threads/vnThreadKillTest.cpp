@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+#include "vnThreadTestHelp.h"
+
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnMemory.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnString.h>
+#include <vnBase/vnThread.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+// ThreadSanitizer holds signals back until the thread enters one of its own functions, and so a kill, too.
+#if defined(__SANITIZE_THREAD__)
+#define VN_KILL_TEST(name) TEST(vnThreadKill, DISABLED_##name)
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define VN_KILL_TEST(name) TEST(vnThreadKill, DISABLED_##name)
+#endif
+#endif
+#if !defined(VN_KILL_TEST)
+#define VN_KILL_TEST(name) TEST(vnThreadKill, name)
+#endif
+
+namespace
+{
+// A thread that never looks whether it is to stop.
+class Victim : public vnThread
+{
+public:
+    explicit Victim(std::function<void(Victim&)> work) : m_work(std::move(work)) {}
+    ~Victim() noexcept(false) override { stop(1); }
+
+    void process() override
+    {
+        id = vnThread::getThreadID();
+        number = vnThread::getThreadEnum(0);
+        m_work(*this);
+    }
+
+    void begin()
+    {
+        run(1);
+        ASSERT_TRUE(comesTrue([this] { return isReady.load(); }));
+    }
+
+    std::atomic<bool> isReady{false};
+    std::atomic<unsigned int> id{0};
+    std::atomic<unsigned int> number{10000};
+    std::atomic<unsigned long> steps{0};
+
+private:
+    std::function<void(Victim&)> m_work;
+};
+
+void spin(Victim& self)
+{
+    for (;;)
+    {
+        self.isReady = true;
+        ++self.steps;
+    }
+}
+
+// The process goes on: allocators, output, messages and new threads work.
+void expectHealth()
+{
+    std::vector<std::unique_ptr<std::string>> texts;
+    for (unsigned int i = 0; i < 1000; ++i)
+        texts.push_back(std::make_unique<std::string>(100 + i, 'x'));
+    void* block = vn_malloc(1000);
+    ASSERT_NE(block, nullptr);
+    vn_free(block);
+    ASSERT_TRUE(vnMessage::tryLock(20));
+    vnMessage::unLock();
+    Victim next([](Victim& self) { self.isReady = true; });
+    next.begin();
+    next.stop(1);
+    EXPECT_EQ(next.isRunning(0), 0);
+}
+
+bool isAlive(unsigned int id)
+{
+    const std::string path = "/proc/self/task/" + std::to_string(id);
+    return access(path.c_str(), F_OK) == 0;
+}
+
+void expectKilled(Victim& victim)
+{
+    const unsigned int working = vnThread::getWorkingThreads();
+    victim.kill();
+    EXPECT_EQ(victim.isRunning(0), 0);
+    EXPECT_EQ(victim.isStopping(0), 1);
+    EXPECT_TRUE(comesTrue([&] { return !isAlive(victim.id); }));
+    EXPECT_EQ(vnThread::getWorkingThreads(), working - 1);
+    victim.stop(1); // has nothing to wait for
+    expectHealth();
+}
+} // namespace
+
+VN_KILL_TEST(EndsAThreadThatSpins)
+{
+    Victim victim(spin);
+    victim.begin();
+    expectKilled(victim);
+    const unsigned long steps = victim.steps;
+    expectHealth();
+    EXPECT_EQ(victim.steps, steps);
+    // Its number is free for others.
+    EXPECT_EQ(vnThread::getThreadEnum(victim.id + 10000), victim.number);
+}
+
+VN_KILL_TEST(EndsAThreadThatSleeps)
+{
+    vnEvent event;
+    const std::function<void(Victim&)> ways[] = {
+        [](Victim& self)
+        {
+            self.isReady = true;
+            vnThread::vnDelayFunction(1000000, nullptr);
+        },
+        [&](Victim& self)
+        {
+            self.isReady = true;
+            event.wait(1000000, 0);
+        },
+        [](Victim& self)
+        {
+            int ends[2];
+            char byte;
+            if (pipe(ends) != 0)
+                return;
+            self.isReady = true;
+            while (read(ends[0], &byte, 1) >= 0)
+                continue;
+        },
+    };
+    for (const auto& way : ways)
+    {
+        Victim victim(way);
+        victim.begin();
+        expectKilled(victim);
+    }
+    EXPECT_EQ(event.isLocked(), 0);
+}
+
+VN_KILL_TEST(EndsAThreadThatWaitsForALockAndWakesTheNext)
+{
+    vnMutex mutex;
+    mutex.waitLock();
+    const auto wait = [&](Victim& self)
+    {
+        self.isReady = true;
+        vnBodyGuard guard(mutex);
+        ++self.steps;
+    };
+    Victim victim(wait);
+    victim.begin();
+    Victim next(wait);
+    next.begin();
+    expectKilled(victim);
+    mutex.unLock();
+    EXPECT_TRUE(comesTrue([&] { return next.steps == 1; }));
+    EXPECT_EQ(victim.steps, 0u);
+}
+
+VN_KILL_TEST(LeavesTheLocksOfItsVictimHeld)
+{
+    auto mutex = std::make_unique<vnMutex>();
+    Victim victim(
+        [&](Victim& self)
+        {
+            mutex->waitLock();
+            spin(self);
+        });
+    victim.begin();
+    expectKilled(victim);
+    EXPECT_EQ(mutex->getOwnerThreadID(), victim.id);
+    EXPECT_EQ(mutex->tryLock(), 0);
+    mutex.release(); // nobody can give it back, and to destroy it would be reported
+}
+
+VN_KILL_TEST(WaitsUntilTheVictimHasLeftItsLocks)
+{
+    vnMutex mutex;
+    std::atomic<unsigned int> inside{0};
+    Victim victim(
+        [&](Victim& self)
+        {
+            for (;;)
+            {
+                for (unsigned int i = 0; i < 100; ++i)
+                    ++self.steps;
+                vnBodyGuard guard(mutex);
+                ++inside;
+                self.isReady = true;
+                --inside;
+            }
+        });
+    victim.begin();
+    expectKilled(victim);
+    EXPECT_EQ(inside, 0u);
+    EXPECT_EQ(mutex.isLocked(), 0);
+}
+
+VN_KILL_TEST(KeepsAllocatorsAndMessagesUsable)
+{
+    for (unsigned int i = 0; i < 20; ++i)
+    {
+        Victim victim(
+            [i](Victim& self)
+            {
+                for (;;)
+                {
+                    self.isReady = true;
+                    ++self.steps;
+                    if (i % 3 == 0)
+                        std::free(std::calloc(1, 100 + self.steps % 200000));
+                    else if (i % 3 == 1)
+                        vn_free(vn_malloc(100 + static_cast<unsigned int>(self.steps % 5000), "victim"));
+                    else
+                        vnMessage::message(VN_MESSAGE_DEBUG, "%s", vnString::formatString("%d", self.steps));
+                }
+            });
+        victim.begin();
+        expectKilled(victim);
+    }
+}
+
+VN_KILL_TEST(IsWhatTheWatchdogDoes)
+{
+    Victim victim(spin);
+    victim.setTickLimit(0.02);
+    victim.begin();
+    EXPECT_TRUE(comesTrue([&] { return !victim.tickAlive(); }));
+    EXPECT_EQ(victim.isRunning(1), 0);
+    EXPECT_EQ(victim.isStopping(0), 1);
+
+    Victim ticking(
+        [](Victim& self)
+        {
+            while (!self.isStopping(1))
+                self.isReady = true;
+        });
+    ticking.setTickLimit(10.0);
+    ticking.begin();
+    for (unsigned int i = 0; i < 100; ++i)
+        ASSERT_EQ(ticking.tickAlive(), 1);
+}
+
+VN_KILL_TEST(OnlyMarksItselfAndAChainedThread)
+{
+    Victim itself(
+        [](Victim& self)
+        {
+            self.kill();
+            self.isReady = true;
+        });
+    itself.run(0);
+    EXPECT_TRUE(comesTrue([&] { return itself.isReady.load(); }));
+    Victim chained([](Victim& self) { self.kill(); });
+    EXPECT_EQ(chained.chain(), 1);
+    EXPECT_EQ(chained.isStopping(0), 1);
+    Victim never(spin);
+    never.kill();
+    EXPECT_EQ(never.isStopping(0), 1);
+}
+
+VN_KILL_TEST(LetsTheObjectRunAgain)
+{
+    Victim victim(spin);
+    for (unsigned int i = 0; i < 5; ++i)
+    {
+        victim.isReady = false;
+        victim.begin();
+        EXPECT_EQ(victim.isStopping(0), 0);
+        expectKilled(victim);
+    }
+}

@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: MIT
+#include "vnThreadTestHelp.h"
+
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnThread.h>
+#include <vnBase/vnTime.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <new>
+#include <set>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+class Worker : public vnThread
+{
+public:
+    explicit Worker(std::function<void(Worker&)> work = {}) : m_work(std::move(work)) {}
+    ~Worker() noexcept(false) override { stop(1); }
+
+    void process() override
+    {
+        ++rounds;
+        if (m_work)
+            m_work(*this);
+        else
+            waitForStop();
+    }
+
+    void waitForStop()
+    {
+        vnBodyGuard guard(event);
+        while (!isStopping(1))
+            event.waitAndLock(5, 1);
+    }
+
+    void onBaseException(const vnBaseError& error) override { text = error.getErrorString().getString(); }
+
+    vnEvent event;
+    std::atomic<unsigned int> rounds{0};
+    std::string text;
+
+private:
+    std::function<void(Worker&)> m_work;
+};
+} // namespace
+
+TEST(vnThread, RunsStopsAndRunsAgain)
+{
+    Worker worker;
+    EXPECT_EQ(worker.isRunning(0), 0);
+    EXPECT_EQ(worker.isStopping(0), 0);
+    for (unsigned int i = 1; i <= 3; ++i)
+    {
+        EXPECT_EQ(worker.run(1), 1);
+        EXPECT_EQ(worker.isRunning(0), 1);
+        EXPECT_EQ(worker.isStopping(0), 0);
+        EXPECT_EQ(worker.run(0), 1); // runs already: starts nothing
+        EXPECT_TRUE(comesTrue([&] { return worker.rounds == i; }));
+        worker.stop(1);
+        EXPECT_EQ(worker.isRunning(0), 0);
+        EXPECT_EQ(worker.isStopping(0), 1);
+        EXPECT_EQ(worker.rounds, i);
+    }
+}
+
+TEST(vnThread, TellsItsIdWhileItRuns)
+{
+    std::atomic<unsigned int> id{0};
+    Worker worker(
+        [&](Worker& self)
+        {
+            id = vnThread::getThreadID();
+            self.waitForStop();
+        });
+    EXPECT_EQ(worker.getThreadInfo().handle, nullptr);
+    worker.run(0);
+    const vnThreadInfo info = worker.getThreadInfo();
+    EXPECT_NE(info.handle, nullptr);
+    EXPECT_TRUE(comesTrue([&] { return id != 0; }));
+    EXPECT_EQ(info.threadID, id);
+    EXPECT_NE(info.threadID, vnThread::getThreadID());
+}
+
+TEST(vnThread, ChainsOnTheCallingThread)
+{
+    unsigned int id = 0;
+    Worker worker([&](Worker&) { id = vnThread::getThreadID(); });
+    EXPECT_EQ(worker.chain(), 1);
+    EXPECT_EQ(id, vnThread::getThreadID());
+    EXPECT_EQ(worker.isRunning(0), 0);
+    EXPECT_EQ(worker.isStopping(0), 1);
+    EXPECT_EQ(worker.getThreadInfo().threadID, id);
+    EXPECT_EQ(worker.getThreadInfo().handle, nullptr);
+
+    Worker running;
+    running.run(1);
+    EXPECT_EQ(running.chain(), 0);
+}
+
+TEST(vnThread, StopsItselfWithoutWaitingForItself)
+{
+    Worker worker([](Worker& self) { self.stop(1); });
+    worker.run(0);
+    EXPECT_TRUE(comesTrue([&] { return !worker.isRunning(0); }));
+}
+
+TEST(vnThread, WaitsToBeStoppedByDefault)
+{
+    vnThread thread(VN_THREAD_PRIORITY_LOW);
+    thread.run(1);
+    EXPECT_EQ(thread.isRunning(0), 1);
+    thread.stop(1);
+    EXPECT_EQ(thread.isRunning(0), 0);
+}
+
+TEST(vnThread, DeletesItselfWithAutoDelete)
+{
+    struct Own : vnThread
+    {
+        explicit Own(std::atomic<bool>& flag) : gone(flag) {}
+        ~Own() noexcept(false) override
+        {
+            stop(1);
+            gone = true;
+        }
+        void process() override {}
+
+        std::atomic<bool>& gone;
+    };
+    std::atomic<bool> gone{false};
+    Own* own = new Own(gone);
+    own->setAutoDelete(1);
+    own->run(0);
+    EXPECT_TRUE(comesTrue([&] { return gone.load(); }));
+}
+
+TEST(vnThread, MayBeDestroyedByItsOwnWork)
+{
+    std::atomic<unsigned int> busy{99};
+    Worker* worker = nullptr;
+    worker = new Worker(
+        [&](Worker& self)
+        {
+            std::atomic<unsigned int>& result = busy; // the captures go with the object
+            delete &self;
+            result = vnThread::getWorkingThreads();
+        });
+    worker->run(0);
+    EXPECT_TRUE(comesTrue([&] { return busy == 0; }));
+    worker = new Worker([](Worker& self) { delete &self; });
+    EXPECT_EQ(worker->chain(), 1);
+}
+
+TEST(vnThread, HandsEscapedErrorsToTheObject)
+{
+    Worker throwing([](Worker&) { vnExceptionThrows::vnThrowFatal("lost %d", 7); });
+    throwing.run(1);
+    throwing.stop(1);
+    EXPECT_EQ(throwing.text, "lost 7");
+    Worker exhausted([](Worker&) { throw std::bad_alloc(); });
+    exhausted.chain();
+    EXPECT_EQ(exhausted.text, "Out Of Memory [bad_alloc]");
+    EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+}
+
+TEST(vnThread, CountsBusyThreads)
+{
+    EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+    Worker worker(
+        [](Worker& self)
+        {
+            EXPECT_EQ(vnThread::getWorkingThreads(), 1u);
+            self.working(0);
+            self.working(0);
+            EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+            self.working(1);
+            EXPECT_EQ(vnThread::getWorkingThreads(), 1u);
+        });
+    worker.run(0);
+    worker.stop(1);
+    EXPECT_EQ(worker.rounds, 1u);
+    EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+}
+
+TEST(vnThread, IsStoppingOnceItsObjectIsDestroyed)
+{
+    alignas(Worker) static unsigned char storage[sizeof(Worker)];
+    Worker* worker = new (storage) Worker;
+    vnThread* volatile thread = worker;
+    worker->~Worker();
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_EQ(thread->isStopping(0), 1);
+    EXPECT_EQ(thread->isRunning(1), 0);
+#endif
+}
+
+TEST(vnThread, TakesNoNegativeTickLimit)
+{
+    Worker worker;
+    worker.setTickLimit(-1.0);
+    EXPECT_EQ(worker.getTickLimit(), 0.0);
+    EXPECT_EQ(worker.tickAlive(), 1);
+}
+
+TEST(vnThread, GivesALivingThreadOneNumber)
+{
+    const unsigned int own = vnThread::getThreadEnum(0);
+    EXPECT_LT(own, 10000u);
+    EXPECT_EQ(vnThread::getThreadEnum(vnThread::getThreadID()), own);
+    unsigned int number = 10000;
+    unsigned int id = 0;
+    const auto work = [&](Worker&)
+    {
+        number = vnThread::getThreadEnum(0);
+        id = vnThread::getThreadID();
+        EXPECT_EQ(vnThread::getThreadEnum(0), number);
+        EXPECT_NE(number, own);
+    };
+    Worker worker(work);
+    worker.run(0);
+    worker.stop(1);
+    ASSERT_EQ(id % 10000, number); // its first place was free
+    // The number is free again: the next id that wants this place first gets it.
+    EXPECT_EQ(vnThread::getThreadEnum(number + 20000), number);
+    // Another one with the same first place goes on by 99, and keeps its number for as long as it has it.
+    EXPECT_EQ(vnThread::getThreadEnum(number + 30000), (number + 99) % 10000);
+    EXPECT_EQ(vnThread::getThreadEnum(number + 30000), (number + 99) % 10000);
+}
+
+TEST(vnThread, GivesNoNumberWhenAllAreTaken)
+{
+    // In a process of its own, since these numbers are never given back.
+    EXPECT_EXIT(
+        {
+            std::set<unsigned int> numbers;
+            for (unsigned int i = 0; i < 10000; ++i)
+                numbers.insert(vnThread::getThreadEnum(0x01000000 + i));
+            // Some numbers may have been taken before.
+            const bool isFull = numbers.count(10000) || numbers.size() == 10000;
+            const bool hasNone = vnThread::getThreadEnum(0x02000000) == 10000;
+            const bool remembers = vnThread::getThreadEnum(0x01000000) < 10000;
+            _exit(isFull && hasNone && remembers ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(vnThread, DelaysAtLeastAsLongUnlessTheEventFires)
+{
+    EXPECT_GE(secondsOf([] { vnThread::vnDelayFunction(15, nullptr); }), 0.0149);
+    EXPECT_GE(secondsOf([] { vnThread::vnMicroDelayFunction(3000); }), 0.0029);
+    vnThread::vnMicroDelayFunction(0);
+    vnThread::vnDelayFunction(0, nullptr);
+    vnEvent event;
+    EXPECT_GE(secondsOf([&] { vnThread::vnDelayFunction(15, &event); }), 0.0149);
+    std::atomic<bool> done{false};
+    std::thread firing(
+        [&]
+        {
+            while (!done)
+                event.fire();
+        });
+    const double seconds = secondsOf([&] { vnThread::vnDelayFunction(100000, &event); });
+    done = true;
+    firing.join();
+    EXPECT_LT(seconds, 50.0);
+}
+
+TEST(vnThread, StoresPrioritiesThatDoNotExist)
+{
+    Worker worker;
+    worker.setThreadPriority(static_cast<vnThreadPriority>(9));
+    worker.run(1);
+    worker.setThreadPriority(VN_THREAD_PRIORITY_LOWEST);
+    EXPECT_EQ(worker.getThreadPriority(), VN_THREAD_PRIORITY_LOWEST);
+    vnThread::useThreadPriorities(1);
+}
+
+TEST(vnThread, StartsAndStopsFromManyThreadsAtOnce)
+{
+    Worker worker;
+    const auto work = [&]
+    {
+        for (unsigned int i = 0; i < 50; ++i)
+        {
+            worker.run(i % 2);
+            worker.isRunning(1);
+            worker.stop(i % 3 == 0);
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    worker.stop(1);
+    EXPECT_EQ(worker.isRunning(0), 0);
+}

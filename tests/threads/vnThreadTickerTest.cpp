@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: MIT
+#include "vnThreadTestHelp.h"
+
+#include <vnBase/vnThreadTicker.h>
+#include <vnBase/vnTime.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace
+{
+class Ticker : public vnThreadTicker
+{
+public:
+    explicit Ticker(unsigned int poolID, std::function<void(Ticker&)> work = {},
+                    vnThreadPriority priority = VN_THREAD_PRIORITY_NORMAL)
+        : vnThreadTicker(poolID, priority), m_work(std::move(work))
+    {
+    }
+    ~Ticker() noexcept(false) override
+    {
+        detachThreadTicker();
+        if (gone)
+            *gone = true;
+    }
+
+    void onInitialize() override { note('i'); }
+    void onTerminate() override { note('t'); }
+    void onTick() override
+    {
+        thread = vnCurrentThreadID();
+        ++ticks;
+        if (m_work)
+            m_work(*this);
+    }
+
+    std::string calls()
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        return m_calls;
+    }
+
+    std::atomic<unsigned int> ticks{0};
+    std::atomic<unsigned int> thread{0};
+    std::atomic<bool>* gone = nullptr;
+
+private:
+    void note(char call)
+    {
+        std::lock_guard<std::mutex> guard(m_mutex);
+        m_calls += call;
+    }
+
+    std::mutex m_mutex;
+    std::string m_calls;
+    std::function<void(Ticker&)> m_work;
+};
+
+void spinFor(double seconds)
+{
+    const double end = vnTime::systemSeconds() + seconds;
+    while (vnTime::systemSeconds() < end)
+        std::this_thread::yield();
+}
+} // namespace
+
+TEST(vnThreadTicker, TicksOnDemandOnly)
+{
+    Ticker ticker(0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.calls(), ""); // not enabled
+    ticker.enableThreadTicker();
+    EXPECT_EQ(ticker.isEnabled(), 1);
+    vnThreadPoolTicker::guiTick();
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.calls(), "i");
+    EXPECT_EQ(ticker.ticks, 0u);
+    EXPECT_EQ(ticker.triggerTick(0), 1);
+    vnThreadPoolTicker::guiTick();
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 1u);
+    EXPECT_EQ(ticker.thread, vnCurrentThreadID());
+}
+
+TEST(vnThreadTicker, KeepsTheEarlierOfTwoTriggers)
+{
+    Ticker ticker(0);
+    EXPECT_EQ(ticker.triggerTick(1000), 1); // enables it
+    EXPECT_EQ(ticker.isEnabled(), 1);
+    EXPECT_EQ(ticker.triggerTick(2000), 0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 0u);
+    EXPECT_EQ(ticker.triggerTick(0), 1);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 1u);
+    EXPECT_EQ(ticker.triggerTick(2000), 1); // none is pending any more
+}
+
+TEST(vnThreadTicker, CatchesUpOrDropsMissedTicks)
+{
+    Ticker keen(0);
+    Ticker calm(0);
+    keen.setTickPolicy(VN_TICK_CATCH_UP);
+    for (Ticker* ticker : {&keen, &calm})
+    {
+        ticker->setTickInterval(0.05);
+        ticker->enableThreadTicker();
+    }
+    spinFor(0.151);
+    double end = vnTime::systemSeconds() + 0.04;
+    for (unsigned int i = 0; i < 3; ++i)
+        vnThreadPoolTicker::guiTick();
+    EXPECT_GE(keen.ticks, 3u);
+    if (vnTime::systemSeconds() < end) // on a slow machine the next tick may be due already
+    {
+        EXPECT_EQ(calm.ticks, 1u);
+    }
+}
+
+TEST(vnThreadTicker, LeavesAtTheEndOfARoundAndMayComeBack)
+{
+    Ticker ticker(0, [](Ticker& self) { self.triggerTick(0); });
+    ticker.triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    ticker.disableThreadTicker();
+    EXPECT_EQ(ticker.isEnabled(), 0);
+    ticker.enableThreadTicker(); // refused while it is leaving
+    EXPECT_EQ(ticker.isEnabled(), 0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 1u);
+    EXPECT_EQ(ticker.calls(), "it");
+    ticker.enableThreadTicker();
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.calls(), "iti");
+    EXPECT_EQ(ticker.ticks, 2u);
+}
+
+TEST(vnThreadTicker, SharesTheThreadOfItsPool)
+{
+    Ticker first(71);
+    Ticker second(71, {}, VN_THREAD_PRIORITY_LOW);
+    Ticker other(72);
+    for (Ticker* ticker : {&first, &second, &other})
+    {
+        ticker->setTickInterval(0.001);
+        ticker->enableThreadTicker();
+    }
+    EXPECT_TRUE(comesTrue([&] { return first.ticks > 3 && second.ticks > 3 && other.ticks > 3; }));
+    EXPECT_EQ(first.thread, second.thread);
+    EXPECT_NE(first.thread, other.thread);
+    EXPECT_NE(first.thread, vnCurrentThreadID());
+}
+
+TEST(vnThreadTicker, EndsASleepOfThePoolByATrigger)
+{
+    Ticker ticker(73);
+    ticker.setTickInterval(1000);
+    ticker.enableThreadTicker();
+    for (unsigned int i = 1; i <= 50; ++i)
+    {
+        ticker.triggerTick(0);
+        ASSERT_TRUE(comesTrue([&] { return ticker.ticks >= i; }));
+    }
+    ticker.triggerTick(0.02); // a later one, without being woken again
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 51; }));
+    ticker.setTickInterval(0.002);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks > 55; }));
+}
+
+TEST(vnThreadTicker, StartsThePoolAgainAfterItsLastTickerHasLeft)
+{
+    for (unsigned int i = 0; i < 30; ++i)
+    {
+        Ticker ticker(74);
+        ticker.triggerTick(0);
+        ASSERT_TRUE(comesTrue([&] { return ticker.ticks == 1; }));
+        ticker.disableThreadTicker();
+        ASSERT_TRUE(comesTrue([&] { return ticker.calls() == "it"; }));
+    }
+}
+
+TEST(vnThreadTicker, IsDestroyedByItsPoolAfterItsTick)
+{
+    std::atomic<bool> gone{false};
+    std::atomic<bool> goneWithin{true};
+    Ticker* ticker = new Ticker(75,
+                                [&](Ticker& self)
+                                {
+                                    self.deleteThreadTicker();
+                                    goneWithin = gone.load();
+                                });
+    ticker->gone = &gone;
+    ticker->triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return gone.load(); }));
+    EXPECT_FALSE(goneWithin);
+
+    gone = false;
+    ticker = new Ticker(76); // never enabled
+    ticker->gone = &gone;
+    ticker->deleteThreadTicker();
+    EXPECT_TRUE(comesTrue([&] { return gone.load(); }));
+}
+
+TEST(vnThreadTicker, MayBeDestroyedInItsOwnTick)
+{
+    std::atomic<bool> gone{false};
+    Ticker neighbour(77);
+    Ticker* ticker = new Ticker(77, [](Ticker& self) { delete &self; });
+    ticker->gone = &gone;
+    ticker->triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return gone.load(); }));
+    neighbour.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return neighbour.ticks == 1; }));
+    // The same with the neighbour that the round has yet to come to.
+    Ticker* victim = new Ticker(0);
+    Ticker killer(0,
+                  [&](Ticker&)
+                  {
+                      delete victim;
+                      victim = nullptr;
+                  });
+    killer.triggerTick(0);
+    victim->triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(victim, nullptr);
+}
+
+TEST(vnThreadTicker, IsOutOfReachOnceDestroyed)
+{
+    for (unsigned int i = 0; i < 200; ++i)
+    {
+        std::atomic<bool> alive{true};
+        std::atomic<bool> late{false};
+        {
+            Ticker ticker(78,
+                          [&](Ticker&)
+                          {
+                              if (!alive)
+                                  late = true;
+                          });
+            ticker.setTickInterval(1e-6);
+            ticker.enableThreadTicker();
+            if (i % 2)
+            {
+                EXPECT_TRUE(comesTrue([&] { return ticker.ticks > 0; }));
+            }
+            ticker.triggerTick(0);
+        }
+        alive = false;
+        ASSERT_FALSE(late);
+    }
+}
+
+TEST(vnThreadTicker, TriggersItselfAndOthersFromItsTick)
+{
+    Ticker other(79);
+    Ticker ticker(79,
+                  [&](Ticker& self)
+                  {
+                      if (self.ticks < 100)
+                          self.triggerTick(0);
+                      other.triggerTick(0);
+                  });
+    ticker.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 100 && other.ticks > 0; }));
+}
+
+TEST(vnThreadTicker, DrivesPoolZeroOnlyOnceAtATime)
+{
+    std::atomic<unsigned int> inside{0};
+    Ticker ticker(0,
+                  [&](Ticker& self)
+                  {
+                      EXPECT_EQ(++inside, 1u);
+                      vnThreadPoolTicker::guiTick(); // from within: does nothing
+                      --inside;
+                      self.triggerTick(0);
+                  });
+    ticker.triggerTick(0);
+    const auto work = []
+    {
+        for (unsigned int i = 0; i < 300; ++i)
+            vnThreadPoolTicker::guiTick();
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    EXPECT_EQ(ticker.ticks, 600u);
+}
+
+TEST(vnThreadTicker, TicksAgainAfterAllPoolsWereClosed)
+{
+    Ticker ticker(80);
+    ticker.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 1; }));
+    vnThreadPoolTicker::closeAll();
+    EXPECT_EQ(ticker.calls(), "it");
+    ticker.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 2; }));
+    EXPECT_EQ(ticker.calls(), "iti");
+}
