@@ -112,6 +112,11 @@ TEST(vnStringFormat, PrintsRealsThatAreNoNumbersOrFarFromOne)
     EXPECT_EQ(text("%hf", 1e300), "<inf>"); // beyond a float
 }
 
+TEST(vnStringFormat, PrintsANegativeNumberThatRoundsToZeroAsZero)
+{
+    EXPECT_STREQ(vnString::formatString("%he %hf %f", -1e-300, -1e-300, -0.0), "0 0 0");
+}
+
 TEST(vnStringFormat, PrintsNothingForAZeroWithoutPrecision)
 {
     EXPECT_EQ(text("[%.0f]", 0.0), "[]");
