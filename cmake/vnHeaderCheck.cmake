@@ -11,3 +11,11 @@ endforeach()
 add_library(header_check OBJECT EXCLUDE_FROM_ALL ${units})
 vn_own_target(header_check)
 target_link_libraries(header_check PRIVATE vnBase::vnBase)
+
+# vnBase.h includes every other one.
+file(STRINGS ${PROJECT_SOURCE_DIR}/include/vnBase/vnBase.h included REGEX "^#include")
+foreach(header IN LISTS headers)
+    if(NOT header STREQUAL "vnBase/vnBase.h" AND NOT "#include <${header}>" IN_LIST included)
+        message(SEND_ERROR "include/vnBase/vnBase.h lacks ${header}")
+    endif()
+endforeach()
