@@ -86,6 +86,7 @@ TEST(vnNumberText, RefusesARadixWithoutDigits)
 TEST(vnNumberText, ShowsAsManyDecimalsAsTheValueNeeds)
 {
     EXPECT_EQ(real(0.0), "0");
+    EXPECT_EQ(real(-0.0), "0"); // not below 0
     EXPECT_EQ(real(1.5), "1.5");
     EXPECT_EQ(real(-0.1), "-0.1");
     EXPECT_EQ(real(0.1 + 0.2), "0.3");
@@ -130,6 +131,7 @@ TEST(vnNumberText, RoundsDecimalsAsTheCLibraryDoes)
 TEST(vnNumberText, RoundsTiesUp)
 {
     EXPECT_EQ(real(0.5, 0), "1");
+    EXPECT_EQ(real(-0.0, 2), "0.00");
     EXPECT_EQ(real(2.5, 0), "3");
     EXPECT_EQ(real(0.125, 2), "0.13");
     EXPECT_EQ(real(std::ldexp(1.0, -30), 29), "0.00000000093132257461547851563");

@@ -101,7 +101,8 @@ struct Parts
     {
         vnUInt64 bits;
         std::memcpy(&bits, &value, sizeof bits);
-        const unsigned int exponent = static_cast<unsigned int>(bits >> 52) & 0x7FF; // without the sign of -0.0
+        const unsigned int exponent =
+            static_cast<unsigned int>(bits >> 52) & 0x7FF; // without the sign of -0.0
         const vnUInt64 mantissa = (bits & 0xFFFFFFFFFFFFFull) | (exponent ? 1ull << 52 : 0);
         const int scale = static_cast<int>(std::max(exponent, 1u)) - 1075; // value = mantissa * 2^scale
         shift = scale < 0 ? static_cast<unsigned int>(-scale) : 0;
