@@ -162,6 +162,7 @@ private:
     bool refreshRunning();
     vnThreadControl* useControl() const;
     void closeControl();
+    void closeEnded();
     void applyPriority(unsigned int id) const;
     bool tryToKill(vnThreadControl* victim, unsigned int force);
     void setWorking(bool busy);

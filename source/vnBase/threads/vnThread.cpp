@@ -88,11 +88,6 @@ vnThread::~vnThread() noexcept(false)
     vnThread::stop(1);
     setWorking(false);
     Run::forget(this);
-    if (!m_control)
-        return;
-    // The thread is past the object and only has to end.
-    if (!m_control->isCaller())
-        m_control->waitForEnd(pollMilliseconds);
     closeControl();
 }
 
@@ -147,6 +142,17 @@ void vnThread::closeControl()
     m_control = nullptr;
 }
 
+// Called with the lock held, for a body that has come to its end. The thread is past the object and only has
+// to end; the system keeps its stack until it is closed.
+void vnThread::closeEnded()
+{
+    if (!m_control || m_control->isCaller())
+        return;
+    m_control->waitForEnd(pollMilliseconds);
+    if (m_control->hasEnded())
+        closeControl();
+}
+
 void vnThread::stop(unsigned char wait)
 {
     {
@@ -161,7 +167,9 @@ void vnThread::stop(unsigned char wait)
         {
             vnBodyGuard guard(m_lock);
             change(VN_STOPPING, 0);
-            if (!refreshRunning() || !waits)
+            if (!refreshRunning() && waits)
+                closeEnded();
+            if (!has(VN_RUNNING) || !waits)
                 return;
             control = useControl();
         }
