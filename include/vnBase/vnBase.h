@@ -54,7 +54,11 @@
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
+#include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnSerializeData.h>
+#include <vnBase/vnSerializeGUID.h>
+#include <vnBase/vnSerializeString.h>
+#include <vnBase/vnSerializeVector.h>
 #include <vnBase/vnSharedMemory.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringData.h>
@@ -71,5 +75,6 @@
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
 #include <vnBase/vnUtf.h>
+#include <vnBase/vnVarUInt64.h>
 #include <vnBase/vnVector.h>
 #include <vnBase/vnVersion.h>

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeString.h>
+
+#include <vnBase/vnDynamicArray.h>
+
+namespace
+{
+constexpr unsigned int unitLimit = 65536; // where the 16-bit index of a read wraps
+constexpr unsigned int chunkUnits = 256;
+
+struct Units
+{
+    const char16_t* begin;
+    unsigned int count;
+};
+
+// Valid through the thread's next 9 wide conversions.
+Units unitsOf(const vnString& text)
+{
+    return {text.getWideString(), text.getWideStringLength()};
+}
+
+void encodeUnit(char16_t unit, unsigned char bigEndian, unsigned char* bytes)
+{
+    bytes[bigEndian ? 1 : 0] = static_cast<unsigned char>(unit);
+    bytes[bigEndian ? 0 : 1] = static_cast<unsigned char>(unit >> 8);
+}
+
+char16_t decodeUnit(const unsigned char* bytes, unsigned char bigEndian)
+{
+    return static_cast<char16_t>(bigEndian ? bytes[0] << 8 | bytes[1] : bytes[1] << 8 | bytes[0]);
+}
+
+void writeUnits(vnSerializeAdapter* adapter, const Units& units, unsigned char bigEndian)
+{
+    unsigned char bytes[2 * chunkUnits];
+    for (unsigned int done = 0; done < units.count;)
+    {
+        const unsigned int step = std::min(chunkUnits, units.count - done);
+        for (unsigned int i = 0; i < step; ++i)
+            encodeUnit(units.begin[done + i], bigEndian, bytes + 2 * i);
+        adapter->write(bytes, 2 * step);
+        done += step;
+    }
+}
+
+vnDynamicArray<char16_t>& scratchOfThread()
+{
+    static thread_local vnDynamicArray<char16_t> scratch(chunkUnits);
+    return scratch;
+}
+} // namespace
+
+void vnSerializeStringWide::write(vnSerializeAdapter* adapter)
+{
+    writeUnits(adapter, unitsOf(m_text), m_bigEndian);
+    unsigned char bytes[2];
+    encodeUnit(m_terminator, m_bigEndian, bytes);
+    adapter->write(bytes, 2);
+}
+
+void vnSerializeStringWide::read(vnSerializeAdapter* adapter)
+{
+    vnDynamicArray<char16_t>& units = scratchOfThread();
+    unsigned int count = 0;
+    while (adapter->hasData())
+    {
+        // Only the first byte is known to be there; the other one is 0 at the end of the data.
+        unsigned char bytes[2] = {0, 0};
+        adapter->read(bytes, 2);
+        const char16_t unit = decodeUnit(bytes, m_bigEndian);
+        if (unit == m_terminator)
+            break;
+        units[count] = unit;
+        count = (count + 1) % unitLimit;
+    }
+    m_text = vnString(units.data(), static_cast<unsigned short>(count), 0);
+}
+
+void vnSerializeStringWide::pushBack(vnSerializeAdapter* adapter)
+{
+    unsigned char bytes[2];
+    encodeUnit(m_terminator, m_bigEndian, bytes);
+    adapter->pushBack(bytes, 2);
+    const Units units = unitsOf(m_text);
+    for (unsigned int i = units.count; i > 0; --i)
+    {
+        encodeUnit(units.begin[i - 1], m_bigEndian, bytes);
+        adapter->pushBack(bytes, 2);
+    }
+}
+
+unsigned int vnSerializeStringWide::getDataSize(vnSerializeAdapter*) const
+{
+    return 2u * m_text.getWideStringLength() + 2u;
+}
+
+void vnWriteAdapterStringUtils::writeText(vnSerializeAdapter* adapter, const vnString& text)
+{
+    if (!text.isEmpty())
+        adapter->write(reinterpret_cast<const unsigned char*>(text.getString()), text.length());
+}
+
+void vnWriteAdapterStringUtils::writeWideText(unsigned char bigEndian, vnSerializeAdapter* adapter,
+                                              const vnString& text)
+{
+    writeUnits(adapter, unitsOf(text), bigEndian);
+}

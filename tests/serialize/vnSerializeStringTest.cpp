@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeString.h>
+
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+std::string drained(vnSerializeAdapter& adapter)
+{
+    std::string result;
+    while (adapter.hasData())
+        result += static_cast<char>(adapter.read());
+    return result;
+}
+
+void put(vnSerializeAdapter& adapter, const std::string& bytes)
+{
+    adapter.write(reinterpret_cast<const unsigned char*>(bytes.data()),
+                  static_cast<unsigned int>(bytes.size()));
+}
+
+std::string textOf(const vnString& text)
+{
+    return std::string(text.getString(), text.length());
+}
+
+using std::string_literals::operator""s;
+} // namespace
+
+TEST(vnSerializeString, EndsWithItsTerminator)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    vnSerializeString empty;
+    empty.write(&adapter);
+    vnSerializeString text(vnString("abc"), ';');
+    text.write(&adapter);
+    EXPECT_EQ(text.getDataSize(&adapter), 4u);
+    EXPECT_EQ(adapter.length(), 5u);
+
+    vnSerializeString item("old");
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "");
+    EXPECT_EQ(adapter.length(), 4u);
+    item.setTerminator(';');
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "abc");
+    EXPECT_EQ(adapter.length(), 0u);
+
+    text.setUseTerminator(0);
+    text.write(&adapter);
+    EXPECT_EQ(drained(adapter), "abc");
+}
+
+TEST(vnSerializeString, EndsWithTheData)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, "abc");
+    vnSerializeString line('\n');
+    line.read(&adapter);
+    EXPECT_EQ(line.getText(), "abc");
+    EXPECT_FALSE(adapter.hasError());
+
+    put(adapter, "a\0b"s);
+    vnSerializeString all;
+    all.setUseTerminator(0);
+    all.read(&adapter);
+    EXPECT_EQ(textOf(all.getText()), "a\0b"s);
+    all.read(&adapter);
+    EXPECT_EQ(all.getText(), "");
+}
+
+TEST(vnSerializeString, WrapsItsIndexBeyondTheLongestText)
+{
+    for (const unsigned int size : {511u, 512u, 513u, 65535u, 65536u, 65537u, 131072u + 3u})
+    {
+        std::string bytes(size, 'a');
+        bytes.back() = 'z';
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+        put(adapter, bytes + '\0' + "next");
+        vnSerializeString item;
+        item.read(&adapter);
+        EXPECT_EQ(textOf(item.getText()), bytes.substr(size & ~0xFFFFu)) << size;
+        EXPECT_EQ(drained(adapter), "next") << size;
+    }
+}
+
+TEST(vnSerializeString, PushesTheTerminatorInEveryCase)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    adapter.write('!');
+    vnSerializeString item("ab");
+    item.setUseTerminator(0);
+    item.pushBack(&adapter);
+    EXPECT_EQ(drained(adapter), "ab\0!"s);
+}
+
+TEST(vnSerializeString, FormatsAndInterns)
+{
+    vnSerializeString item;
+    item.format("%s-%d", "item", 7);
+    EXPECT_STREQ(item.getString(), "item-7");
+    EXPECT_TRUE(item.createUnique(4711));
+    EXPECT_EQ(item.getText().getUniqueID(), 4711);
+}
+
+TEST(vnSerializeStringWide, IsLittleEndianUnlessToldOtherwise)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    vnSerializeStringWide little;
+    little = vnString("A");
+    little.write(&adapter);
+    EXPECT_EQ(drained(adapter), "A\0\0\0"s);
+
+    vnSerializeStringWide big(vnString("\xE2\x82\xAC"), 0x0A0D, 1);
+    EXPECT_EQ(big.getDataSize(&adapter), 4u);
+    big.write(&adapter);
+    EXPECT_EQ(drained(adapter), "\x20\xAC\x0A\x0D");
+    big.pushBack(&adapter);
+    vnSerializeStringWide again(0x0A0D, 1);
+    again.read(&adapter);
+    EXPECT_EQ(again.getText(), "\xE2\x82\xAC");
+    EXPECT_EQ(again.getWideString()[0], u'\x20AC');
+    EXPECT_EQ(adapter.length(), 0u);
+}
+
+TEST(vnSerializeStringWide, ReadsALastByteAsHalfAUnit)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, "a\0b\0c"s);
+    vnSerializeStringWide item;
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "abc");
+}
+
+TEST(vnSerializeStringWide, WritesLongTextsWhole)
+{
+    const std::string text(5000, 'x');
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    vnSerializeStringWide item(vnString(text.c_str()), 0, 1);
+    item.write(&adapter);
+    EXPECT_EQ(adapter.length(), 10002u);
+    vnSerializeStringWide again(0, 1);
+    again.read(&adapter);
+    EXPECT_EQ(textOf(again.getText()), text);
+}
+
+TEST(vnWriteAdapterStringUtils, WritesNoTerminator)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    vnWriteAdapterStringUtils::writeAdapterString(&adapter, "%d%%", 5);
+    EXPECT_EQ(drained(adapter), "5%");
+    vnWriteAdapterStringUtils::writeAdapterString(&adapter, u"<%d>", 5);
+    EXPECT_EQ(drained(adapter), "<\0"s + "5\0"s + ">\0"s);
+    vnWriteAdapterStringUtils::writeAdapterString(1, &adapter, u"%s", "x");
+    EXPECT_EQ(drained(adapter), "\0x"s);
+}
+
+TEST(readLine, TakesTheLineFeedAndLeavesTheCarriageReturn)
+{
+    vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    put(*adapter, "one\r\n\nlast");
+    vnString line;
+    for (const char* expected : {"one\r", "", "last", ""})
+    {
+        EXPECT_TRUE(readLine(line, adapter));
+        EXPECT_EQ(line, expected);
+    }
+    EXPECT_FALSE(readLine(line, nullptr));
+}
+
+TEST(readLine, DeletesAnAdapterThatNobodyHolds)
+{
+    class Watched : public vnSerializeAdapterQueue
+    {
+    public:
+        explicit Watched(bool& isGone) : vnSerializeAdapterQueue(VN_QUEUE_FIFO), m_isGone(isGone) {}
+        ~Watched() noexcept(false) override { m_isGone = true; }
+
+    private:
+        bool& m_isGone;
+    };
+    bool isGone = false;
+    vnString line;
+    EXPECT_TRUE(readLine(line, new Watched(isGone)));
+    EXPECT_TRUE(isGone);
+}
