@@ -190,17 +190,18 @@ TEST(vnThread, CountsBusyThreads)
     EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
 }
 
+// To ask a destroyed object is what the sanitizer is there to find; the library does it for statics.
+#if !defined(__SANITIZE_ADDRESS__)
 TEST(vnThread, IsStoppingOnceItsObjectIsDestroyed)
 {
     alignas(Worker) static unsigned char storage[sizeof(Worker)];
     Worker* worker = new (storage) Worker;
     vnThread* volatile thread = worker;
     worker->~Worker();
-#if !defined(__SANITIZE_ADDRESS__)
     EXPECT_EQ(thread->isStopping(0), 1);
     EXPECT_EQ(thread->isRunning(1), 0);
-#endif
 }
+#endif
 
 TEST(vnThread, TakesNoNegativeTickLimit)
 {

@@ -90,8 +90,9 @@ void vnThreadDeallocator::stopDeallocator()
         trigger();
         deallocator.stop(0);
         trigger();
-        deallocator.stop(1);
     }
+    // Also when it has ended by itself, since the system keeps its stack until somebody has waited for it.
+    deallocator.stop(1);
     vnBodyGuard guard(shared().lock);
     shared().pending.clear();
 }
