@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <ctime>
 #include <new>
 #include <pthread.h>
@@ -81,9 +82,18 @@ struct vnThreadControl::Access
         vnLockWake(&control->m_request, VN_LOCK_ALL);
     }
 
+    // The C library gives the stack of an ended thread to the next one, and with it the values under its
+    // keys, which only a thread that ends properly takes away.
+    static void forgetSpecifics()
+    {
+        for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key)
+            pthread_setspecific(key, nullptr);
+    }
+
     [[noreturn]] static void endHere(vnThreadControl* control)
     {
         vnPassWakeUpOn(vnThisThread);
+        forgetSpecifics();
         control->m_state.fetch_or(VN_ENDED, std::memory_order_acq_rel);
         control->m_request.store(accepted, std::memory_order_release);
         vnLockWake(&control->m_state, VN_LOCK_ALL);
