@@ -20,7 +20,7 @@ class vnString;
 class vnArgument
 {
 public:
-    vnArgument() noexcept : m_tag(VN_VOID) {}
+    vnArgument() noexcept : m_payload(0), m_tag(VN_VOID) {}
     vnArgument(const signed char& value) noexcept : vnArgument(static_cast<double>(value)) {}
     vnArgument(const unsigned char& value) noexcept : vnArgument(static_cast<double>(value)) {}
     vnArgument(const short& value) noexcept : vnArgument(static_cast<double>(value)) {}

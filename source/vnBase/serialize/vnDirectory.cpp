@@ -37,7 +37,7 @@ vnString searched(const vnString& list, const vnString& name)
             continue;
         if (directory.isLast('/'))
             directory = directory.right(1, 1);
-        const vnString path = joined(directory, name);
+        vnString path = joined(directory, name);
         if (exists(path))
             return path;
     }
@@ -56,7 +56,7 @@ struct SearchState
 
 vnString extended(const vnString& name, SearchState& state)
 {
-    const vnString file = name.isFirst("file:") ? name.left(5, 1) : name;
+    vnString file = name.isFirst("file:") ? name.left(5, 1) : name;
     if (exists(file) || vnIsAbsoluteName(file))
         return file;
     if (!state.hasList)
@@ -128,7 +128,7 @@ vnString vnDirectory::getExtendedFileName(const vnString& name)
     vnBodyGuard guard(state.mutex);
     if (name == state.name)
         return state.answer;
-    const vnString answer = extended(name, state);
+    vnString answer = extended(name, state);
     state.name = name;
     state.answer = answer;
     return answer;
