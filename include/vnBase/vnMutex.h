@@ -59,8 +59,13 @@ protected:
     /// For `vnEvent`: gives all holds of the calling thread back at once and returns how many there were.
     unsigned int releaseAll() const;
 
-    /// For `vnEvent`: takes the lock anew with `count` holds.
-    void retake(unsigned int count) const;
+    /// For `vnEvent`: takes the lock anew with `count` holds. With `woken` the caller may have been among the
+    /// sleepers of this lock, and others may still be.
+    void retake(unsigned int count, bool woken) const;
+
+    /// For `vnEvent`: makes the sleepers of another word wait for this lock, which the calling thread holds,
+    /// instead of waking them for it. Answers how many; 0 when the thread does not hold the lock.
+    unsigned int adoptSleepers(const std::atomic<unsigned int>& word, unsigned int expected) const;
 
 private:
     friend void vnPassWakeUpOn(const vnThreadState& state) noexcept;
@@ -73,6 +78,7 @@ private:
     }
     unsigned char take(vnThreadState& self) const noexcept;
     void waitLockSlow(vnThreadState& self) const;
+    void waitLockAsleep(vnThreadState& self) const;
     void wakeOne() const;
 
     mutable std::atomic<unsigned int> m_word{

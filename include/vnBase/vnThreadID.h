@@ -15,7 +15,7 @@ struct vnThreadState
     unsigned int id;      // the kernel's thread id; 0 until first asked for and in the child of a fork
     volatile int guarded; // library locks held, and library allocator calls entered
     volatile int shared;  // holds of semaphores taken by this thread
-    const vnMutex* volatile waitingFor; // the mutex that this thread sleeps for, null otherwise
+    const vnMutex* volatile waitingFor; // the mutex that this thread sleeps for or may come to, or null
 };
 
 extern VN_BASE_API __thread vnThreadState vnThisThread __attribute__((tls_model("initial-exec")));

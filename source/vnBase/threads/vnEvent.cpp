@@ -50,19 +50,28 @@ unsigned int vnEvent::getRef() const
     return count;
 }
 
+// Who fires under the mutex wakes nobody yet: the sleepers could only wait for the mutex. They come one after
+// the other when it is given back.
 void vnEvent::fire()
 {
     if (m_sleepers.load(std::memory_order_seq_cst) == 0)
         return;
-    m_fired.fetch_add(1, std::memory_order_seq_cst);
-    vnLockWake(&m_fired, VN_LOCK_ALL);
+    const unsigned int fired = m_fired.fetch_add(1, std::memory_order_seq_cst) + 1;
+    if (adoptSleepers(m_fired, fired) == 0)
+        vnLockWake(&m_fired, VN_LOCK_ALL);
 }
 
 void vnEvent::fireOnlyOne()
 {
-    if (m_sleepers.load(std::memory_order_seq_cst) == 0)
+    const unsigned int sleepers = m_sleepers.load(std::memory_order_seq_cst);
+    if (sleepers <= 1)
+    {
+        fire();
         return;
-    // The word changes only when nobody sleeps on it yet, since that wakes all who are about to.
+    }
+    // The word changes only when nobody sleeps on it yet, since that wakes all who are about to. For the same
+    // reason the sleeper does not wait for the mutex in its sleep: one whose time is over then could not know
+    // that it was woken.
     if (vnLockWake(&m_fired, 1) != 0)
         return;
     m_fired.fetch_add(1, std::memory_order_seq_cst);
@@ -95,15 +104,17 @@ unsigned char vnEvent::sleepReleased(unsigned int milliseconds, unsigned char ke
     if (milliseconds != 0)
     {
         const vnInt64 deadline = vnLockDeadline(milliseconds);
+        vnThisThread.waitingFor = this; // where fire() may let it sleep on
         vnLockSleepResult result;
         do
             result = vnLockSleep(&m_fired, fired, deadline);
         while (result == VN_LOCK_CHANGED && m_fired.load(std::memory_order_acquire) == fired);
+        vnThisThread.waitingFor = nullptr;
         woken = result != VN_LOCK_TIMED_OUT;
     }
     woken = woken || m_fired.load(std::memory_order_acquire) != fired;
     m_sleepers.fetch_sub(1, std::memory_order_seq_cst);
-    retake(held > 0 ? held : 1);
+    retake(held > 0 ? held : 1, woken);
     if (!keep)
         unLock();
     return woken;

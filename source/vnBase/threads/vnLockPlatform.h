@@ -29,7 +29,11 @@ vnLockSleepResult vnLockSleep(const void* word, unsigned int expected, vnInt64 d
 /// Wakes up to `count` sleepers of `word` and answers how many. The word itself is not read: it may be gone.
 unsigned int vnLockWake(const void* word, unsigned int count) noexcept;
 
-/// Wakes all sleepers.
+/// Lets up to `count` sleepers of `from` sleep on at `to`, as long as `*from` holds `expected`, and answers
+/// how many.
+unsigned int vnLockMove(const void* from, unsigned int expected, const void* to, unsigned int count) noexcept;
+
+/// All sleepers.
 constexpr unsigned int VN_LOCK_ALL = 0x7FFFFFFFu;
 
 /// A hint to the processor that the caller spins.

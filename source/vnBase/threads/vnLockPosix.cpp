@@ -65,6 +65,16 @@ unsigned int vnLockWake(const void* word, unsigned int count) noexcept
     return woken > 0 ? static_cast<unsigned int>(woken) : 0;
 }
 
+unsigned int vnLockMove(const void* from, unsigned int expected, const void* to, unsigned int count) noexcept
+{
+    const int oldError = errno;
+    // None is woken; the count of those to move stands where other operations have their deadline.
+    const long moved = syscall(SYS_futex, from, FUTEX_CMP_REQUEUE | FUTEX_PRIVATE_FLAG, 0,
+                               static_cast<unsigned long>(count), to, expected);
+    errno = oldError;
+    return moved > 0 ? static_cast<unsigned int>(moved) : 0;
+}
+
 unsigned int vnLockThreadID() noexcept
 {
     const long id = syscall(SYS_gettid);

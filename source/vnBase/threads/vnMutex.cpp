@@ -34,6 +34,11 @@ void vnMutex::waitLockSlow(vnThreadState& self) const
         if (m_word.load(std::memory_order_relaxed) == 0 && take(self))
             return;
     }
+    waitLockAsleep(self);
+}
+
+void vnMutex::waitLockAsleep(vnThreadState& self) const
+{
     self.waitingFor = this;
     for (;;)
     {
@@ -76,14 +81,25 @@ unsigned int vnMutex::releaseAll() const
     return count;
 }
 
-void vnMutex::retake(unsigned int count) const
+void vnMutex::retake(unsigned int count, bool woken) const
 {
-    if (count == 0)
-        return;
-    waitLock();
-    m_lockCount.store(count, std::memory_order_relaxed);
     vnThreadState& self = vnCurrentThreadState();
-    self.guarded = self.guarded + static_cast<int>(count - 1);
+    if (woken)
+        waitLockAsleep(self);
+    else
+        waitLock();
+    m_lockCount.store(count, std::memory_order_relaxed);
+    self.guarded = self.guarded + static_cast<int>(count) - 1;
+}
+
+unsigned int vnMutex::adoptSleepers(const std::atomic<unsigned int>& word, unsigned int expected) const
+{
+    if (holder() != vnCurrentThreadID())
+        return 0;
+    const unsigned int moved = vnLockMove(&word, expected, &m_word, VN_LOCK_ALL);
+    if (moved != 0)
+        m_word.fetch_or(VN_MUTEX_WAITERS, std::memory_order_relaxed);
+    return moved;
 }
 
 // A lock is counted before it can be held, so that the two counts tell of all.
