@@ -108,7 +108,7 @@ void expectKilled(Victim& victim)
     EXPECT_EQ(victim.isRunning(0), 0);
     EXPECT_EQ(victim.isStopping(0), 1);
     EXPECT_TRUE(comesTrue([&] { return !isAlive(victim.id); }));
-    EXPECT_EQ(vnThread::getWorkingThreads(), working - 1);
+    EXPECT_LT(vnThread::getWorkingThreads(), working);
     victim.stop(1); // has nothing to wait for
     expectHealth();
 }

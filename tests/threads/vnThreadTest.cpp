@@ -50,6 +50,12 @@ public:
 private:
     std::function<void(Worker&)> m_work;
 };
+
+// Threads of other tests of this process may still be about to end.
+bool othersHaveEnded()
+{
+    return comesTrue([] { return vnThread::getWorkingThreads() == 0; });
+}
 } // namespace
 
 TEST(vnThread, RunsStopsAndRunsAgain)
@@ -144,6 +150,7 @@ TEST(vnThread, DeletesItselfWithAutoDelete)
 
 TEST(vnThread, MayBeDestroyedByItsOwnWork)
 {
+    ASSERT_TRUE(othersHaveEnded());
     std::atomic<unsigned int> busy{99};
     Worker* worker = nullptr;
     worker = new Worker(
@@ -161,6 +168,7 @@ TEST(vnThread, MayBeDestroyedByItsOwnWork)
 
 TEST(vnThread, HandsEscapedErrorsToTheObject)
 {
+    ASSERT_TRUE(othersHaveEnded());
     Worker throwing([](Worker&) { vnExceptionThrows::vnThrowFatal("lost %d", 7); });
     throwing.run(1);
     throwing.stop(1);
@@ -173,7 +181,7 @@ TEST(vnThread, HandsEscapedErrorsToTheObject)
 
 TEST(vnThread, CountsBusyThreads)
 {
-    EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+    ASSERT_TRUE(othersHaveEnded());
     Worker worker(
         [](Worker& self)
         {
@@ -239,6 +247,7 @@ TEST(vnThread, GivesALivingThreadOneNumber)
 TEST(vnThread, GivesNoNumberWhenAllAreTaken)
 {
     // In a process of its own, since these numbers are never given back.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             std::set<unsigned int> numbers;
