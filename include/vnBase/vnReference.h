@@ -50,10 +50,16 @@ public:
     /// 1 when a copied pointer to this object is to hold a clone of it. A class that has no clone answers 0.
     virtual unsigned char useDeepCopy();
 
-    virtual void ref();
+    virtual void ref() { ++m_count; }
 
     /// Lets go of the object and deletes it when nobody holds it any more.
-    virtual void unref();
+    virtual void unref()
+    {
+        if (m_count == 0)
+            throwZeroCount();
+        if (--m_count == 0)
+            delete this;
+    }
 
     /// Lets go of the object without deleting it, and returns the new count.
     virtual unsigned int unrefNoDelete();

@@ -35,19 +35,6 @@ unsigned char vnReference::useDeepCopy()
     return m_copyMode == VN_COPY_DEEP;
 }
 
-void vnReference::ref()
-{
-    ++m_count;
-}
-
-void vnReference::unref()
-{
-    if (m_count == 0)
-        throwZeroCount();
-    if (--m_count == 0)
-        delete this;
-}
-
 unsigned int vnReference::unrefNoDelete()
 {
     if (m_count == 0)
