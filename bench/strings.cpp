@@ -15,6 +15,16 @@
 #include <QString>
 #endif
 
+template <class F>
+static auto mapped(const std::vector<std::string>& from, F make)
+{
+    std::vector<decltype(make(from[0]))> to;
+    to.reserve(from.size());
+    for (const std::string& s : from)
+        to.push_back(make(s));
+    return to;
+}
+
 int main(int argc, char** argv)
 {
     using namespace bench;
@@ -38,29 +48,20 @@ int main(int argc, char** argv)
     std::vector<std::string> different(text);
     for (std::string& s : different)
         s.back() = '~';
+        // Each set is made by itself, so that its blocks stand in a row for all libraries alike.
 #ifdef HAVE_QT
-    std::vector<QByteArray> qb, qb2, qbDifferent;
-    std::vector<QString> qs, qs2, qsDifferent;
-    for (int i = 0; i < N; i++)
-    {
-        for (std::vector<QByteArray>* v : {&qb, &qb2})
-            v->emplace_back(text[i].data(), int(text[i].size()));
-        for (std::vector<QString>* v : {&qs, &qs2})
-            v->push_back(QString::fromLatin1(text[i].data(), int(text[i].size())));
-        qbDifferent.emplace_back(different[i].data(), int(different[i].size()));
-        qsDifferent.push_back(QString::fromLatin1(different[i].data(), int(different[i].size())));
-    }
+    const auto bytes = [](const std::string& s) { return QByteArray(s.data(), int(s.size())); };
+    const auto wide = [](const std::string& s) { return QString::fromLatin1(s.data(), int(s.size())); };
+    const auto qb = mapped(text, bytes), qb2 = mapped(text, bytes), qbDifferent = mapped(different, bytes);
+    const auto qs = mapped(text, wide), qs2 = mapped(text, wide), qsDifferent = mapped(different, wide);
 #endif
+    const auto ourText = [](const std::string& s) { return vnString(s.c_str()); };
+    const auto vs = mapped(text, ourText), vs2 = mapped(text, ourText),
+               vsDifferent = mapped(different, ourText);
     // Keys of tables have been asked for their hashes, other texts have not.
-    std::vector<vnString> vs, vs2, vsDifferent;
-    for (int i = 0; i < N; i++)
-    {
-        vs.emplace_back(text[i].c_str());
-        vs2.emplace_back(text[i].c_str());
-        vsDifferent.emplace_back(different[i].c_str());
-    }
-    std::vector<vnString> keys(vs), keys2(vs2), keysDifferent(vsDifferent);
-    for (std::vector<vnString>* v : {&keys, &keys2, &keysDifferent})
+    const auto keys = mapped(text, ourText), keys2 = mapped(text, ourText),
+               keysDifferent = mapped(different, ourText);
+    for (const std::vector<vnString>* v : {&keys, &keys2, &keysDifferent})
         for (const vnString& s : *v)
             keep(s.hash());
     const double ops = double(N) * LOOPS;
