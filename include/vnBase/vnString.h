@@ -262,6 +262,7 @@ private:
     static unsigned short scannedLength(const char* text) noexcept;
     static char* allocate(unsigned int length);
     unsigned int computeHash() const noexcept;
+    static bool equalBytes(const char* left, const char* right, unsigned int length) noexcept;
     bool equalText(const vnString& other) const noexcept;
     void adopt(const vnString& unique) const noexcept;
     void release() const noexcept
@@ -303,22 +304,42 @@ private:
     char m_inline[VN_INLINE_LENGTH + 1]; // short texts
 };
 
+// Names and words need no call: up to 32 bytes are their first and their last 8 or 16.
+inline bool vnString::equalBytes(const char* left, const char* right, unsigned int length) noexcept
+{
+    const auto differ = [=](unsigned int at)
+    {
+        vnUInt64 leftWord, rightWord;
+        std::memcpy(&leftWord, left + at, sizeof leftWord);
+        std::memcpy(&rightWord, right + at, sizeof rightWord);
+        return leftWord ^ rightWord;
+    };
+    if (length - 8 <= 8)
+        return (differ(0) | differ(length - 8)) == 0;
+    if (length - 8 <= 24)
+        return (differ(0) | differ(8) | differ(length - 16) | differ(length - 8)) == 0;
+    return length == 0 || std::memcmp(left, right, length) == 0;
+}
+
 /// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
 /// are equal and exactly one is interned, the other becomes so too.
 inline bool operator==(const vnString& left, const vnString& right)
 {
-    if (left.m_uniqueID && right.m_uniqueID)
+    const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
+    const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
+    // Two ordinary texts of one length and with the same knowledge of their hashes; in one test, since most
+    // comparisons of equal strings are this one.
+    if (((left.m_length ^ right.m_length) | left.m_uniqueID | right.m_uniqueID | (leftHash ^ rightHash)) == 0)
+        return vnString::equalBytes(left.m_text, right.m_text, left.m_length);
+    const bool interned = left.m_uniqueID && right.m_uniqueID;
+    if (leftHash != rightHash && leftHash && rightHash && !interned)
+        return false;
+    if (interned)
         return left.m_uniqueID == right.m_uniqueID;
     if (left.m_length != right.m_length)
         return left.m_length && right.m_length ? false : left.equalText(right);
-    const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
-    const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
-    if (leftHash != rightHash && leftHash && rightHash)
-        return false;
     // An interned text on one side, or a hash that is known on one side only, takes the long way.
-    if (left.m_uniqueID | right.m_uniqueID || leftHash != rightHash)
-        return left.equalText(right);
-    return left.m_length == 0 || std::memcmp(left.m_text, right.m_text, left.m_length) == 0;
+    return left.equalText(right);
 }
 
 /// Bytes only; interns nothing. Null reads as empty.
