@@ -16,6 +16,7 @@
 #include <vnBase/vnDictEntry.h>
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnDynamicType.h>
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnFile.h>
 #include <vnBase/vnFixed.h>

@@ -4,6 +4,8 @@
 #include <vnBase/vnRefList.h>
 #include <vnBase/vnString.h>
 
+class vnDynamicType;
+
 /// A profiler of named sections. Code marks what is to be measured; the library keeps, for each thread, a
 /// tree of sections with their times and counts, and prints it as messages of the Perf level. A section is
 /// known by its name and by the path on which it was reached.
@@ -110,6 +112,11 @@ public:
     virtual void enter(const vnString& name) = 0;
     virtual void leave(const vnString& name) = 0;
 
+    /// A value that was sampled: its name, the value, the time in seconds of `vnTime::systemSeconds()`, and
+    /// which of several sources of that name it comes from.
+    virtual void addValue(const vnString& name, const vnDynamicType& value, const double& time,
+                          const unsigned int& source) = 0;
+
     /// Installs the one monitor, which is not owned; null removes it. When the call returns the old one is
     /// called no more.
     static void setPerformanceMonitor(vnPerformanceMonitorInterface* monitor);
@@ -121,6 +128,12 @@ protected:
 /// Go to the installed monitor, and do nothing when there is none.
 VN_BASE_API void vnEnterMonitor(const vnString& name);
 VN_BASE_API void vnLeaveMonitor(const vnString& name);
+VN_BASE_API void vnAddMonitorValue(const vnString& name, const vnDynamicType& value, const double& time,
+                                   const unsigned int& source = 0);
+
+/// The same when `enable` is set, and nothing otherwise.
+VN_BASE_API void vnAddMonitorValueOpt(unsigned char enable, const vnString& name, const vnDynamicType& value,
+                                      const double& time, const unsigned int& source = 0);
 
 /// Tells the monitor of a scope.
 class VN_BASE_API vnMonitorBody

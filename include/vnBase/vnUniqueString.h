@@ -36,6 +36,15 @@ public:
     /// 1 when no text has the id. The id 0 is never free.
     static unsigned char isFreeId(unsigned short id);
 
+    /// Gives `text` the text of an id that arrived on a stream and answers 1. An id without a text gets
+    /// "Unique(id)", unless such ids are refused: then it answers 0, changes nothing and takes no id.
+    static unsigned char getStreamText(unsigned short id, vnString& text);
+
+    /// Whether ids that nobody registered are refused when they arrive on a stream; 0 at the start. For
+    /// processes that read streams from outside, whose senders could use up all ids.
+    static void setRefuseUnknownIds(unsigned char refuse) noexcept;
+    static unsigned char getRefuseUnknownIds() noexcept;
+
     /// Empties the table. All interned strings dangle after it, so this belongs to the very end of a program,
     /// where it happens by itself; a table made later has the fixed texts again.
     static void cleanAllUniqueId();

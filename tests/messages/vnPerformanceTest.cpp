@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <vnBase/vnDynamicType.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnTime.h>
 
@@ -80,6 +81,11 @@ class Monitor : public vnPerformanceMonitorInterface
 public:
     void enter(const vnString& name) override { log += std::string("+") + name.getString(); }
     void leave(const vnString& name) override { log += std::string("-") + name.getString(); }
+    void addValue(const vnString& name, const vnDynamicType& value, const double& time,
+                  const unsigned int& source) override
+    {
+        log += vnString::formatString("=%s %.1f %.1f %d", name, value.getNumber(), time, source).getString();
+    }
     std::string log;
 };
 } // namespace
@@ -211,8 +217,11 @@ TEST(vnPerformanceMonitor, ReceivesWhatIsMonitored)
     {
         vnMonitorBody body("body");
         vnEnterMonitor("x");
+        vnAddMonitorValue("v", 2.5, 10.0, 3);
+        vnAddMonitorValueOpt(0, "off", 1.0, 10.0);
+        vnAddMonitorValueOpt(1, "on", 1.0, 11.0);
     }
     vnPerformanceMonitorInterface::setPerformanceMonitor(nullptr);
     vnLeaveMonitor("none");
-    EXPECT_EQ(monitor.log, "+body+x-body");
+    EXPECT_EQ(monitor.log, "+body+x=v 2.5 10.0 3=on 1.0 11.0 0-body");
 }

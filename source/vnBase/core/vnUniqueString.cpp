@@ -8,6 +8,8 @@
 
 #include <core/vnEternal.h>
 
+#include <atomic>
+
 namespace
 {
 constexpr unsigned int slotCount = 65535;
@@ -38,6 +40,7 @@ struct Table
 
 // The table is reached by statics of the whole process, so its lock is never destroyed.
 vnEternal<vnMutex> tableLock;
+std::atomic<bool> refusesUnknownIds{false};
 Table* table = nullptr; // guarded by the lock; made when it is first needed
 bool isOver = false;    // the statics of the library are gone, nothing is interned any more
 
@@ -237,6 +240,25 @@ unsigned char vnUniqueString::isFreeId(unsigned short id)
 {
     vnBodyGuard guard(tableLock.value);
     return id != 0 && openTable() && !table->slots[id - 1].text;
+}
+
+unsigned char vnUniqueString::getStreamText(unsigned short id, vnString& text)
+{
+    // An id that is taken is never given up, so the answer stays true when the lock is gone.
+    if (refusesUnknownIds.load(std::memory_order_relaxed) && (id == 0 || isFreeId(id)))
+        return 0;
+    text.clear();
+    return text.makeUnique(id);
+}
+
+void vnUniqueString::setRefuseUnknownIds(unsigned char refuse) noexcept
+{
+    refusesUnknownIds.store(refuse != 0, std::memory_order_relaxed);
+}
+
+unsigned char vnUniqueString::getRefuseUnknownIds() noexcept
+{
+    return refusesUnknownIds.load(std::memory_order_relaxed);
 }
 
 void vnUniqueString::cleanAllUniqueId()

@@ -273,3 +273,16 @@ void vnLeaveMonitor(const vnString& name)
 {
     callMonitor([&](vnPerformanceMonitorInterface& monitor) { monitor.leave(name); });
 }
+
+void vnAddMonitorValue(const vnString& name, const vnDynamicType& value, const double& time,
+                       const unsigned int& source)
+{
+    callMonitor([&](vnPerformanceMonitorInterface& monitor) { monitor.addValue(name, value, time, source); });
+}
+
+void vnAddMonitorValueOpt(unsigned char enable, const vnString& name, const vnDynamicType& value,
+                          const double& time, const unsigned int& source)
+{
+    if (enable)
+        vnAddMonitorValue(name, value, time, source);
+}

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnArray.h>
+#include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnGUID.h>
+#include <vnBase/vnList.h>
+#include <vnBase/vnSerializeAdapter.h>
+#include <vnBase/vnString.h>
+#include <vnBase/vnVector.h>
+
+#include <cstring>
+#include <memory>
+
+/// Keeps the objects alive that a value names by pointer. It is never put on a stream.
+class VN_BASE_API vnDynRefList : public vnList<vnReference>, public vnSharedMemory
+{
+public:
+    vnDynRefList() = default;
+    vnDynRefList(const vnDynRefList& other);
+    vnDynRefList& operator=(const vnDynRefList& other);
+    ~vnDynRefList() noexcept(false) override;
+
+protected:
+    void onInsertItem(vnReference* item) override;
+    void onRemoveItem(vnReference* item) override;
+};
+
+/// The payload of a value: bytes of an exact size. Up to 16 of them live in the object itself.
+class VN_BASE_API vnDynamicPayload
+{
+public:
+    static constexpr unsigned int VN_INLINE_SIZE = 16;
+
+    vnDynamicPayload() noexcept {}
+    vnDynamicPayload(const void* bytes, unsigned int size)
+    {
+        if (size)
+            std::memcpy(resize(size), bytes, size);
+    }
+    vnDynamicPayload(const vnDynamicPayload& other) : vnDynamicPayload(other.data(), other.m_size) {}
+    vnDynamicPayload(vnDynamicPayload&& other) noexcept { steal(other); }
+    ~vnDynamicPayload() { release(); }
+    vnDynamicPayload& operator=(const vnDynamicPayload& other);
+    vnDynamicPayload& operator=(vnDynamicPayload&& other) noexcept
+    {
+        if (this != &other)
+        {
+            release();
+            steal(other);
+        }
+        return *this;
+    }
+
+    unsigned int getSize() const noexcept { return m_size; }
+    bool isEmpty() const noexcept { return m_size == 0; }
+    unsigned char* data() noexcept { return isInline() ? m_bytes : m_block; }
+    const unsigned char* data() const noexcept { return isInline() ? m_bytes : m_block; }
+    const unsigned char* begin() const noexcept { return data(); }
+    const unsigned char* end() const noexcept { return data() + m_size; }
+
+    /// An index at or past the size throws `vnFatalError`.
+    const unsigned char& operator[](unsigned int index) const
+    {
+        if (index >= m_size)
+            throwFatalTemplateError("vnArray [] index out of bounds");
+        return data()[index];
+    }
+
+    /// Makes the payload `size` bytes large, whose values are undefined then, and returns them.
+    unsigned char* resize(unsigned int size)
+    {
+        if (size > VN_INLINE_SIZE || !isInline())
+            return resizeBlock(size);
+        m_size = size;
+        return m_bytes;
+    }
+
+    /// Cuts the payload to its first `size` bytes; it is not made larger.
+    void cut(unsigned int size);
+    void clear() noexcept
+    {
+        release();
+        m_size = 0;
+    }
+
+    bool operator==(const vnDynamicPayload& other) const noexcept
+    {
+        return m_size == other.m_size && std::memcmp(data(), other.data(), m_size) == 0;
+    }
+    bool operator!=(const vnDynamicPayload& other) const noexcept { return !(*this == other); }
+
+private:
+    bool isInline() const noexcept { return m_size <= VN_INLINE_SIZE; }
+    unsigned char* resizeBlock(unsigned int size);
+    void release() noexcept
+    {
+        if (!isInline())
+            vn_delete(m_block);
+    }
+    void steal(vnDynamicPayload& other) noexcept
+    {
+        m_size = other.m_size;
+        std::memcpy(m_bytes, other.m_bytes, sizeof m_bytes);
+        other.m_size = 0;
+    }
+
+    union
+    {
+        unsigned char m_bytes[VN_INLINE_SIZE] = {};
+        unsigned char* m_block;
+    };
+    unsigned int m_size = 0;
+};
+
+/// A value of any type, held in its wire form: a type tag and a payload that already is what stands on
+/// streams. Copying, comparing, writing and reading never look at what a value means; only the typed reads
+/// decode it. Any text can be a tag, and a value of an unknown tag travels unchanged.
+///
+///     vnDynamicType value(12.0);
+///     if (value.is("num"))
+///         use(value.getNumber());
+///
+/// A typed read of another tag throws `vnFatalError`; `getPointer` and `getReference` post a Warning and
+/// answer null. Payloads from outside may be of any size: a read never looks behind one.
+///
+/// Thread-safety: none for one value. Comparing may intern a tag, see `vnString`.
+class VN_BASE_API vnDynamicType : public vnSerializeData, public vnTypeInterface
+{
+public:
+    /// No value: the tag "void".
+    vnDynamicType();
+
+    /// A number, under "num", in the smallest form that is exact: 1, 2 or 4 bytes of integer, or 8 of a
+    /// double.
+    vnDynamicType(const double& value);
+    vnDynamicType(const vnVec2_<float>& value);
+    vnDynamicType(const vnVec3_<float>& value);
+    vnDynamicType(const vnVec4_<float>& value);
+    vnDynamicType(const vnGUID& value);
+
+    /// A text, under "str". An interned string is stored as its id.
+    vnDynamicType(const vnString& value);
+
+    /// At most 65535 bytes; null is the empty text.
+    vnDynamicType(const char* value);
+
+    /// A pointer to an object, under "ref", which the value keeps alive.
+    vnDynamicType(const vnReference* value);
+
+    /// A plain pointer, under "ptr".
+    vnDynamicType(const void* value);
+
+    /// Wide text goes through a `vnString`.
+    vnDynamicType(const char16_t* value) = delete;
+    vnDynamicType(const vnDynamicType& other);
+    vnDynamicType(vnDynamicType&& other) noexcept;
+    ~vnDynamicType() noexcept(false) override;
+    vnDynamicType& operator=(const vnDynamicType& other);
+    vnDynamicType& operator=(vnDynamicType&& other) noexcept;
+
+    VN_TYPE(vnDynamicType)
+
+    /// The tag, then the size of the payload as a `vnVarUInt64`, then the payload. An interned tag is three
+    /// bytes, 0xFC and its id less 1 (little-endian); any other is its text and a zero byte, with 0xFC 0xFF
+    /// 0xFF before it when it begins with 0xFC.
+    void write(vnSerializeAdapter* adapter) override;
+
+    /// Reads a value; its references are gone. A size beyond what the stream holds ends with the data, and no
+    /// memory is taken ahead of the data. A tag whose id `vnUniqueString::getStreamText` refuses sets the
+    /// error of the adapter, and the value is void.
+    void read(vnSerializeAdapter* adapter) override;
+    void pushBack(vnSerializeAdapter* adapter) override;
+    unsigned int getDataSize(vnSerializeAdapter* adapter) const override;
+
+    const vnString& getDynamicType() const noexcept { return m_tag; }
+    unsigned char is(const vnString& tag) const { return m_tag == tag; }
+
+    /// A copy of the payload.
+    vnArray<unsigned char> getDynamicData() const
+    {
+        return vnArray<unsigned char>(m_data.data(), m_data.getSize());
+    }
+
+    /// The payload itself, for readers that need no copy.
+    const vnDynamicPayload& getPayload() const noexcept { return m_data; }
+    unsigned char hasDynamicReferences() const noexcept;
+
+    /// The list of references, made when there is none.
+    vnDynRefList& getDynamicReferences();
+
+    /// Back to "void".
+    void reset();
+
+    /// Of "num" and "llnum".
+    double getNumber() const;
+
+    /// Of "str"; "num" by "%f", "ptr" as "0x" and upper-case hexadecimal, "guid" as its text.
+    vnString getString() const;
+    vnVec2_<float> getVec2() const;
+    vnVec3_<float> getVec3() const;
+    vnVec4_<float> getVec4() const;
+    vnGUID getGUID() const;
+
+    /// Of "ptr" and "ref".
+    void* getPointer() const;
+
+    /// Of "ref", when the value keeps the object alive; one that came from a stream gives null.
+    vnReference* getReference() const;
+
+    /// Tags and payloads compare as bytes: -0.0 and 0.0 are one value, a NaN equals itself, and a text stored
+    /// by id differs from the same text stored as bytes. References don't count.
+    bool operator==(const vnDynamicType& other) const;
+    bool operator!=(const vnDynamicType& other) const { return !(*this == other); }
+
+protected:
+    /// For the classes of further tags.
+    vnDynamicType(const vnString& tag, vnDynamicPayload&& payload) : m_tag(tag), m_data(std::move(payload)) {}
+
+    /// Answers `source`, or throws unless it has the tag, naming the class in the error.
+    static const vnDynamicType& checked(const vnDynamicType& source, const vnString& tag,
+                                        const char* className);
+
+    /// The payload of a text, and back.
+    static vnDynamicPayload encodeText(const vnString& text);
+    static vnString decodeText(const vnDynamicPayload& payload);
+
+    /// Appends the references of `other` to this value's.
+    void appendReferences(const vnDynamicType& other);
+
+    vnString m_tag;
+    vnDynamicPayload m_data;
+    std::unique_ptr<vnDynRefList> m_references; // made on first need
+
+private:
+    friend class vnDynamicWire;
+};
+
+/// The classes below add constructors and accessors only, so that a value can be sliced into a
+/// `vnDynamicType` and be restored by the converting constructor, which throws `vnFatalError` for another
+/// tag.
+class VN_BASE_API vnDynamicTypeVoid : public vnDynamicType
+{
+public:
+    vnDynamicTypeVoid() = default;
+    vnDynamicTypeVoid(const vnDynamicType& source);
+};
+
+class VN_BASE_API vnDynamicTypeChain : public vnDynamicType
+{
+public:
+    vnDynamicTypeChain();
+    vnDynamicTypeChain(const vnDynamicType& source);
+};
+
+/// The result of a call that failed, or the texts "OK" and "Test OK" of one that did not.
+class VN_BASE_API vnDynamicTypeError : public vnDynamicType
+{
+public:
+    vnDynamicTypeError(const vnString& error = vnString());
+    vnDynamicTypeError(const char* error) : vnDynamicTypeError(vnString(error)) {}
+    vnDynamicTypeError(const vnDynamicType& source);
+
+    vnString getError() const;
+    void setError(const vnString& error);
+
+    /// 1 unless the text is "OK". It compares texts, where `VN_SUCCESS` compares payloads.
+    unsigned char isError() const;
+    operator vnString() const { return getError(); }
+};
+
+class VN_BASE_API vnDynamicTypeInt64 : public vnDynamicType
+{
+public:
+    vnDynamicTypeInt64(const vnInt64& value);
+    vnDynamicTypeInt64(const vnDynamicType& source);
+
+    vnInt64 getInt64() const;
+    operator vnInt64() const { return getInt64(); }
+};
+
+/// A value with a time, in seconds.
+class VN_BASE_API vnDynamicTypeTimeTagged : public vnDynamicType
+{
+public:
+    vnDynamicTypeTimeTagged(double time, const vnDynamicType& value);
+    vnDynamicTypeTimeTagged(const vnDynamicType& source);
+
+    double getTimeTag() const;
+    vnDynamicType getData() const;
+};
+
+/// Several values in one. Elements that come out of it have no references: those stay with the array. A count
+/// beyond what the payload holds ends with the payload.
+class VN_BASE_API vnDynamicTypeArray : public vnDynamicType
+{
+public:
+    vnDynamicTypeArray();
+    vnDynamicTypeArray(const vnArray<vnDynamicType>& elements);
+    vnDynamicTypeArray(const vnDynamicArray<vnDynamicType>& elements);
+    vnDynamicTypeArray(const vnDynamicType& source);
+
+    vnArray<vnDynamicType> getArray() const;
+    operator vnArray<vnDynamicType>() const { return getArray(); }
+};
+
+/// The constant values; each lives to the end of the process.
+VN_BASE_API const vnDynamicTypeError& vnDynamicOK();
+VN_BASE_API const vnDynamicTypeError& vnDynamicTestOK();
+VN_BASE_API const vnDynamicTypeError& vnDynamicTestFail();
+VN_BASE_API const vnDynamicTypeVoid& vnDynamicVoid();
+
+/// 1 for any value that is no error, and for the constant errors "OK" and "Test OK".
+VN_BASE_API unsigned char VN_SUCCESS(const vnDynamicType& value);
+VN_BASE_API unsigned char VN_FAIL(const vnDynamicType& value);
+VN_BASE_API unsigned char VN_TEST_SUCCESS(const vnDynamicType& value);
+VN_BASE_API unsigned char VN_TEST_FAIL(const vnDynamicType& value);

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnDynamicType.h>
+
+/// The stream form of values: to and from adapters, and to and from plain memory for values inside of values,
+/// which needs no adapter.
+class vnDynamicWire
+{
+public:
+    static constexpr unsigned char marker = 0xFC; // before an id, or before a text that begins like one
+    static constexpr unsigned short noId = 0xFFFF;
+    static constexpr unsigned int escapeSize = 3;
+    static constexpr unsigned char escape[escapeSize] = {marker, 0xFF, 0xFF};
+    static constexpr unsigned int maxSizeBytes = 9; // of the size field
+
+    /// The bytes before the payload.
+    static std::size_t headSize(const vnDynamicType& value) noexcept;
+
+    static void write(const vnDynamicType& value, vnSerializeAdapter* adapter);
+    static void pushBack(const vnDynamicType& value, vnSerializeAdapter* adapter);
+    static void read(vnDynamicType& value, vnSerializeAdapter* adapter);
+
+    /// Writes the form, whose size the caller has made room for, and returns its end.
+    static unsigned char* encode(const vnDynamicType& value, unsigned char* to) noexcept;
+
+    /// Reads one value and moves `from`. Bytes that are missing read as they do from an adapter that ends.
+    static void decode(vnDynamicType& value, const unsigned char*& from, const unsigned char* end);
+
+    /// Moves `from` over one value, to where `decode` moves it.
+    static void skip(const unsigned char*& from, const unsigned char* end) noexcept;
+
+    static unsigned int encodeSize(vnUInt64 value, unsigned char* to) noexcept;
+    static vnUInt64 decodeSize(const unsigned char*& from, const unsigned char* end) noexcept;
+
+    /// The text of an id that stands on a stream; 0 when it is refused.
+    static unsigned char textOfId(unsigned short id, vnString& text);
+
+private:
+    class AdapterSource;
+    class MemorySource;
+
+    template <class Source>
+    static void readFrom(vnDynamicType& value, Source& source);
+    static unsigned int encodeTag(const vnString& tag, unsigned char* to) noexcept;
+    static unsigned int encodeHead(const vnDynamicType& value, unsigned char* to) noexcept;
+};

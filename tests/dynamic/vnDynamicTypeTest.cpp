@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDynamicType.h>
+
+#include <vnBase/vnRefData.h>
+#include <vnBase/vnRefPointer.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnUniqueString.h>
+
+#include "../messages/vnMessageRecorder.h"
+#include "vnDynamicTestHelp.h"
+
+#include <cmath>
+#include <limits>
+
+namespace
+{
+using Object = vnRefData<int>;
+using Lines = std::vector<std::string>;
+
+vnString bytesText(const std::string& bytes)
+{
+    return vnString(bytes.data(), static_cast<unsigned short>(bytes.size()));
+}
+
+std::string plain(const vnString& text)
+{
+    return std::string(text.getString(), text.length());
+}
+} // namespace
+
+TEST(vnDynamicType, StoresNumbersInTheSmallestExactForm)
+{
+    const std::pair<double, Bytes> cases[] = {
+        {5, {5}},
+        {-0.0, {0}}, // comes back as +0.0
+        {-128, {0x80}},
+        {127, {0x7F}},
+        {128, {0x80, 0}},
+        {-32768, {0, 0x80}},
+        {32768, {0, 0x80, 0, 0}},
+        {-2147483648.0, {0, 0, 0, 0x80}},
+        {2147483648.0, {0, 0, 0, 0, 0, 0, 0xE0, 0x41}},
+        {0.5, {0, 0, 0, 0, 0, 0, 0xE0, 0x3F}},
+        {HUGE_VAL, {0, 0, 0, 0, 0, 0, 0xF0, 0x7F}},
+    };
+    for (const auto& [number, payload] : cases)
+    {
+        const vnDynamicType value(number);
+        EXPECT_EQ(payloadOf(value), payload) << number;
+        EXPECT_EQ(value.getNumber(), number);
+        EXPECT_TRUE(value.is("num"));
+    }
+    EXPECT_FALSE(std::signbit(vnDynamicType(-0.0).getNumber()));
+    const vnDynamicType nan(std::nan(""));
+    EXPECT_EQ(payloadOf(nan).size(), 8u);
+    EXPECT_TRUE(nan == vnDynamicType(nan)); // equality is that of the bytes
+}
+
+TEST(vnDynamicType, HasTheStreamFormOfItsTagAndPayload)
+{
+    vnDynamicType five(5.0);
+    vnDynamicType nothing;
+    vnDynamicType text("hi");
+    vnDynamicType ok(vnUniqueString("OK"));
+    vnDynamicType vector(vnVec2_<float>(1, 2));
+    vnDynamicType null{vnGUID()};
+    vnDynamicType guid(vnGUID(0x0102030405060708, 0x090A0B0C0D0E0F10));
+    vnDynamicType custom = readFrom({0x61, 0x62, 0x63, 0, 2, 8, 9});
+    vnDynamicType odd =
+        readFrom({0xFC, 0xFF, 0xFF, 0xFC, 0x78, 0, 1, 7}); // a tag that begins with the marker
+    vnDynamicType nameless = readFrom({0, 1, 7});
+    const std::pair<vnDynamicType*, Bytes> cases[] = {
+        {&five, {0xFC, 2, 0, 1, 5}},
+        {&nothing, {0xFC, 1, 0, 0}},
+        {&text, {0xFC, 0, 0, 2, 0x68, 0x69}},
+        {&ok, {0xFC, 0, 0, 3, 0xFC, 0x0F, 0}}, // by id
+        {&vector, {0xFC, 8, 0, 8, 0, 0, 0x80, 0x3F, 0, 0, 0, 0x40}},
+        {&null, {0xFC, 18, 0, 0}},
+        {&guid, {0xFC, 18, 0, 16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}},
+        {&custom, {0x61, 0x62, 0x63, 0, 2, 8, 9}},
+        {&odd, {0xFC, 0xFF, 0xFF, 0xFC, 0x78, 0, 1, 7}},
+        {&nameless, {0, 1, 7}},
+    };
+    for (const auto& [value, bytes] : cases)
+    {
+        EXPECT_EQ(written(*value), bytes);
+        EXPECT_TRUE(readFrom(bytes) == *value);
+
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+        adapter.write('!');
+        value->pushBack(&adapter);
+        vnDynamicType again(1.0);
+        again.read(&adapter);
+        EXPECT_TRUE(again == *value);
+        EXPECT_EQ(adapter.length(), 1u);
+    }
+    EXPECT_EQ(custom.getDynamicType(), "abc");
+    EXPECT_EQ(faultOf([&] { custom.getString(); }),
+              "Can not convert dynamic argument type 'abc' to string type !!");
+}
+
+TEST(vnDynamicType, KeepsAnyText)
+{
+    const std::string texts[] = {"",
+                                 "plain",
+                                 std::string("a\0b", 3),
+                                 "\xFC",
+                                 "\xFC\xFF\xFFx",
+                                 std::string(16, 'x'),
+                                 std::string(17, 'y'),
+                                 "\xFC" + std::string(65534, 'z')};
+    for (const std::string& text : texts)
+    {
+        vnDynamicType value(bytesText(text));
+        EXPECT_EQ(plain(value.getString()), text);
+        EXPECT_EQ(plain(readFrom(written(value)).getString()), text);
+    }
+    EXPECT_EQ(payloadOf("\xFCx"), (Bytes{0xFC, 0xFF, 0xFF, 0xFC, 0x78}));
+    EXPECT_EQ(payloadOf(std::string(70000, 'x').c_str()).size(), 65535u);
+    EXPECT_TRUE(vnDynamicType(static_cast<const char*>(nullptr)) == vnDynamicType(vnString()));
+    EXPECT_TRUE(vnDynamicType(vnUniqueString("OK")).getString().isUnique());
+    EXPECT_FALSE(vnDynamicType(vnUniqueString("OK")) == vnDynamicType("OK")); // not the same bytes
+}
+
+TEST(vnDynamicType, ReadsNothingOutsideAPayload)
+{
+    EXPECT_EQ(readFrom({0xFC, 2, 0, 3, 1, 2, 3}).getNumber(), 0.0);
+    EXPECT_EQ(readFrom({0xFC, 2, 0, 0}).getNumber(), 0.0);
+    EXPECT_EQ(readFrom({0xFC, 0, 0, 2, 0xFC, 1}).getString(), "");
+    EXPECT_EQ(readFrom({0xFC, 10, 0, 3, 1, 2, 3}).getVec4().x, 0.0f);
+    EXPECT_TRUE(readFrom({0xFC, 18, 0, 2, 1, 2}).getGUID().isNull());
+    EXPECT_EQ(readFrom({0xFC, 3, 0, 2, 1, 2}).getPointer(), nullptr);
+    EXPECT_EQ(readFrom({0xFC, 6, 0, 1, 9}).getNumber(), 0.0);
+    EXPECT_EQ(readFrom({0xFC, 2, 0, 9, 0, 0, 0, 0, 0, 0, 0xE0, 0x3F, 77}).getNumber(), 0.5);
+    EXPECT_EQ(faultOf([] { vnDynamicType(1.0).getPayload()[1]; }), "Template-vnArray [] index out of bounds");
+}
+
+TEST(vnDynamicType, EndsWithTheDataWhenTheSizeLies)
+{
+    // 2^62 bytes are claimed; taking them would fail.
+    Bytes lie{0xFC, 0, 0, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x40};
+    EXPECT_EQ(payloadOf(readFrom(lie)).size(), 0u);
+    lie.resize(lie.size() + 10000, 'x');
+    EXPECT_EQ(plain(readFrom(lie).getString()), std::string(10000, 'x'));
+    EXPECT_EQ(payloadOf(readFrom({0xFC, 0, 0, 100, 'a', 'b'})), (Bytes{'a', 'b'}));
+
+    unsigned char none[1] = {};
+    vnSerializeAdapterMemory empty(none, 0);
+    vnDynamicType value(1.0);
+    value.read(&empty);
+    EXPECT_EQ(value.getDynamicType(), "");
+    EXPECT_TRUE(empty.hasError());
+}
+
+TEST(vnDynamicType, ReadsTheTagsThatItAccepts)
+{
+    EXPECT_EQ(vnDynamicType(2.5).getString(), "2.5");
+    EXPECT_EQ(vnDynamicType(reinterpret_cast<const void*>(0xAB12)).getString(), "0xAB12");
+    EXPECT_EQ(vnDynamicType(static_cast<const void*>(nullptr)).getString(), "0x0");
+    EXPECT_EQ(vnDynamicType(vnGUID()).getString(), "{00000000-0000-0000-0000-000000000000}");
+    EXPECT_EQ(vnDynamicType(vnDynamicTypeInt64(-7)).getNumber(), -7.0);
+    EXPECT_TRUE(vnDynamicType(vnVec3_<float>(1, 2, 3)).getVec3() == vnVec3_<float>(1, 2, 3));
+    EXPECT_TRUE(vnDynamicType(vnVec4_<float>(1, 2, 3, 4)).getVec4() == vnVec4_<float>(1, 2, 3, 4));
+    // A tag that came as plain text counts, and is interned by the comparison.
+    const vnDynamicType plainTag = readFrom({'n', 'u', 'm', 0, 1, 9});
+    EXPECT_EQ(plainTag.getNumber(), 9.0);
+    EXPECT_TRUE(plainTag.getDynamicType().isUnique());
+
+    const vnDynamicType text("1");
+    const vnDynamicType vector(vnVec2_<float>(1, 2));
+    const std::string start = "Can not convert dynamic argument type ";
+    EXPECT_EQ(faultOf([&] { text.getNumber(); }), start + "'str' to number type !!");
+    EXPECT_EQ(faultOf([&] { vnDynamicType(vnDynamicTypeInt64(1)).getString(); }),
+              start + "'llnum' to string type !!");
+    EXPECT_EQ(faultOf([&] { vnDynamicTypeError("x").getString(); }), start + "'error' to string type !!");
+    EXPECT_EQ(faultOf([&] { text.getVec2(); }), start + "'str' to Vec2 type !!");
+    EXPECT_EQ(faultOf([&] { vector.getVec3(); }), start + "'vec2' to Vec3 type !!");
+    EXPECT_EQ(faultOf([&] { vector.getVec4(); }), start + "'vec2' to Vec4 type !!");
+    EXPECT_EQ(faultOf([&] { text.getGUID(); }), start + "'str' to GUID type !!");
+}
+
+TEST(vnDynamicType, OnlyWarnsAboutPointers)
+{
+    Recorder recorder;
+    EXPECT_EQ(vnDynamicType(1.0).getPointer(), nullptr);
+    EXPECT_EQ(vnDynamicType(static_cast<const void*>(&recorder)).getReference(), nullptr);
+    const std::vector<std::string> lines = recorder.take();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0].find("|4000|Can not convert dynamic argument type 'num' to pointer type !!"),
+              std::string::npos);
+    EXPECT_NE(lines[1].find("|4000|Can not convert dynamic argument type 'ptr' to reference type !!"),
+              std::string::npos);
+}
+
+TEST(vnDynamicType, KeepsItsObjectsAliveButNotOnStreams)
+{
+    vnRefPointer<Object> object(new Object(1));
+    {
+        vnDynamicType value(object.get());
+        EXPECT_EQ(object->getRef(), 2u);
+        EXPECT_EQ(value.getReference(), object.get());
+        vnDynamicType copy(value);
+        EXPECT_EQ(object->getRef(), 3u);
+        EXPECT_EQ(copy.getReference(), object.get());
+        copy = vnDynamicType(1.0);
+        EXPECT_EQ(object->getRef(), 2u);
+        EXPECT_FALSE(copy.hasDynamicReferences());
+
+        Recorder recorder;
+        const vnDynamicType travelled = readFrom(written(value));
+        EXPECT_EQ(travelled.getReference(), nullptr); // without a message
+        EXPECT_TRUE(recorder.take().empty());
+        EXPECT_EQ(travelled.getPointer(), object.get());
+        EXPECT_TRUE(travelled == value);
+
+        vnDynamicType moved(std::move(value));
+        EXPECT_EQ(object->getRef(), 2u);
+        EXPECT_TRUE(value.is("void"));
+        moved.reset();
+        EXPECT_EQ(object->getRef(), 1u);
+        EXPECT_TRUE(moved == vnDynamicVoid());
+    }
+    const vnDynamicType null(static_cast<vnReference*>(nullptr));
+    EXPECT_FALSE(null.hasDynamicReferences());
+    EXPECT_EQ(payloadOf(null), Bytes(sizeof(void*), 0));
+}
+
+TEST(vnDynamicType, KnowsTheTypeOfItsClass)
+{
+    EXPECT_STREQ(vnDynamicTypeError("x").getTypeName(), "vnDynamicType");
+}
+
+TEST(vnDynamicType, InternsUnknownIdsUnlessTheyAreRefused)
+{
+    EXPECT_EQ(readFrom({0xFC, 0x2F, 0x75, 0}).getDynamicType(), "Unique(30000)");
+    EXPECT_EQ(readFrom({0xFC, 0, 0, 3, 0xFC, 0x30, 0x75}).getString(), "Unique(30001)");
+
+    vnUniqueString::setRefuseUnknownIds(1);
+    {
+        Recorder recorder;
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+        put(adapter, {0xFC, 0x31, 0x75, 1, 9, '!'});
+        vnDynamicType value;
+        value.read(&adapter);
+        EXPECT_TRUE(value == vnDynamicVoid());
+        EXPECT_EQ(adapter.getError(), "Unknown unique string id 30002");
+        EXPECT_EQ(adapter.read(), '!'); // the stream stays in step
+        EXPECT_EQ(readFrom({0xFC, 0, 0, 3, 0xFC, 0x31, 0x75}).getString(), "");
+        EXPECT_EQ(recorder.take().size(), 1u);
+        EXPECT_TRUE(vnUniqueString::isFreeId(30002));
+        EXPECT_EQ(readFrom({0xFC, 0x2F, 0x75, 0}).getDynamicType(), "Unique(30000)"); // known by now
+    }
+    vnUniqueString::setRefuseUnknownIds(0);
+}
