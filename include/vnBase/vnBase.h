@@ -17,6 +17,7 @@
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnDynamicType.h>
+#include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnFile.h>
 #include <vnBase/vnFixed.h>

@@ -221,6 +221,11 @@ protected:
     static const vnDynamicType& checked(const vnDynamicType& source, const vnString& tag,
                                         const char* className);
 
+    /// For `vnDynamicTypeCustom`: the check of its tag, and its data through an adapter over the payload.
+    static const vnDynamicType& checkedCustom(const vnDynamicType& source, const vnString& tag);
+    static void writePayload(vnDynamicPayload& payload, vnSerializeData& data);
+    static void readPayload(const vnDynamicPayload& payload, vnSerializeData& data);
+
     /// The payload of a text, and back.
     static vnDynamicPayload encodeText(const vnString& text);
     static vnString decodeText(const vnDynamicPayload& payload);

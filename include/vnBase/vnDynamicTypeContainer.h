@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnDynamicType.h>
+#include <vnBase/vnRefData.h>
+#include <vnBase/vnRefDict.h>
+
+#include <memory>
+
+/// What happened to the attributes of a container, or to the user data of an object.
+enum vnDynamicTypeEvent : unsigned int
+{
+    VN_DYNAMIC_EVENT_REMOVE = 0,
+    VN_DYNAMIC_EVENT_SET = 1,
+    VN_DYNAMIC_EVENT_REMOVE_ALL = 2,
+    VN_DYNAMIC_EVENT_USER_DATA_ADDED = 3,
+    VN_DYNAMIC_EVENT_USER_DATA_REMOVED = 4
+};
+
+/// A value of a custom tag whose payload is the stream form of a `T`. `T` is a `vnSerializeData` with a
+/// default constructor and a static `getDataTag()`.
+///
+///     vnDynamicTypeCustom<vnDynamicTypeContainer> value(container);
+///     vnDynamicTypeContainer copy = value.getData();
+template <class T>
+class vnDynamicTypeCustom : public vnDynamicType
+{
+public:
+    vnDynamicTypeCustom(const T& data) : vnDynamicType(T::getDataTag(), encode(data)) {}
+
+    /// Throws `vnFatalError` for another tag.
+    vnDynamicTypeCustom(const vnDynamicType& source)
+        : vnDynamicType(checkedCustom(source, T::getDataTag()).getDynamicType(),
+                        vnDynamicPayload(source.getPayload()))
+    {
+    }
+
+    /// What the payload reads as. Bytes that are missing leave it as its `read` leaves it.
+    T getData() const
+    {
+        T data;
+        readPayload(m_data, data);
+        return data;
+    }
+    operator T() const { return getData(); }
+
+private:
+    static vnDynamicPayload encode(const T& data)
+    {
+        vnDynamicPayload payload;
+        payload.resize(data.getDataSize(nullptr));
+        // Writing does not change an item, though the operation is not const.
+        writePayload(payload, const_cast<T&>(data));
+        return payload;
+    }
+};
+
+/// A named set of dynamic values: the attributes of objects.
+///
+///     vnDynamicTypeContainer container;
+///     container.setAttribute("width", 640.0);
+///     double width = container.getAttribute("width").getNumber();
+///
+/// The order of the attributes is that of a hash dictionary: by bucket, and by the hash of the name within a
+/// bucket. It does not depend on the order in which they were set, so equal sets with equal bucket counts
+/// write equal bytes. With the default of one bucket every look-up walks one list: who has many attributes
+/// gives a bucket count.
+///
+/// Copies are deep; the references of values are shared. On a stream a container that never had an attribute
+/// takes no bytes at all, and one that was emptied takes eight.
+///
+/// Thread-safety: none, also not for two readers, as a look-up remembers what it found.
+class VN_BASE_API vnDynamicTypeContainer : public vnSerializeData
+{
+public:
+    using Value = vnRefData<vnDynamicType, vnReference>;
+    using Dictionary = vnRefDict<vnString, Value>;
+
+    /// `entries` is the count of buckets; 0 becomes 1.
+    explicit vnDynamicTypeContainer(unsigned int entries = 1) noexcept : m_entries(entries ? entries : 1) {}
+    vnDynamicTypeContainer(const vnDynamicTypeContainer& other);
+    vnDynamicTypeContainer& operator=(const vnDynamicTypeContainer& other);
+    ~vnDynamicTypeContainer() noexcept(false) override;
+
+    /// Little-endian: the magic word 0xFEBFCD07 and the count, 4 bytes each, then for each attribute its name
+    /// with a zero byte and its value.
+    void write(vnSerializeAdapter* adapter) override;
+
+    /// A stream that does not go on with the magic word leaves the container as it was, and loses no byte.
+    /// Otherwise the attributes are replaced by those of the stream. An error of the adapter on the way
+    /// throws `vnWarningError`; the attributes that were read whole stay.
+    void read(vnSerializeAdapter* adapter) override;
+
+    /// Not possible: throws `vnWarningError`.
+    void pushBack(vnSerializeAdapter* adapter) override;
+    unsigned int getDataSize(vnSerializeAdapter* adapter) const override;
+
+    /// Called when an attribute was set or read, is going to be removed (also when there is none of that
+    /// name), or when all were removed (with an empty name). Does nothing here.
+    virtual void onAttributeEvent(vnDynamicTypeEvent event, const vnString& name);
+
+    /// A value of that name is replaced in place, so that a pointer to it stays valid.
+    void setAttribute(const vnString& name, const vnDynamicType& value);
+
+    /// The value, or the error "Value not set".
+    vnDynamicType getAttribute(const vnString& name) const;
+    unsigned char hasAttribute(const vnString& name) const;
+
+    /// 1 when there was one.
+    unsigned char removeAttribute(const vnString& name);
+    void removeAllAttributes();
+    unsigned int getNumberOfAttributes() const noexcept
+    {
+        return m_attributes ? m_attributes->getCount() : 0;
+    }
+
+    /// "cont".
+    static const vnString& getDataTag();
+
+private:
+    friend class vnDynamicTypeContainerIterator;
+
+    class Attributes : public Dictionary, public vnSharedMemory
+    {
+    public:
+        using Dictionary::Dictionary;
+    };
+
+    Dictionary& attributes();
+    void testError(vnSerializeAdapter* adapter) const;
+
+    unsigned int m_entries;
+    std::unique_ptr<Attributes> m_attributes; // made for the first attribute
+};
+
+/// Walks over the attributes whose names start with a prefix, in the order of the container.
+///
+///     vnDynamicTypeContainerIterator iterator(container, "color.");
+///     vnString name;
+///     while (vnDynamicType* value = iterator(&name))
+///         ...
+///
+/// The container must outlive the iterator, and may be changed meanwhile only by setting attributes that are
+/// there and by `remove`.
+class VN_BASE_API vnDynamicTypeContainerIterator
+{
+public:
+    vnDynamicTypeContainerIterator(vnDynamicTypeContainer& container, const vnString& prefix = vnString());
+    vnDynamicTypeContainerIterator(const vnDynamicTypeContainerIterator&) = delete;
+    vnDynamicTypeContainerIterator& operator=(const vnDynamicTypeContainerIterator&) = delete;
+
+    /// The next value, and its name to `name` if that is not null; null at the end, which changes no name.
+    vnDynamicType* operator()(vnString* name = nullptr);
+
+    /// What the last call found; null, or the empty name, before the first, at the end and after `remove`.
+    vnDynamicType* current() const;
+    vnDynamicTypeContainer::Value* currentItem() const;
+    vnString currentName() const;
+
+    /// Starts again. A container that had no attributes ever when the iterator was made stays at its end.
+    void reset();
+
+    /// Holds for the names that come next.
+    void setPrefix(const vnString& prefix) { m_prefix = prefix; }
+
+    /// Removes the current attribute, behind its event; the next call goes on with the one that follows.
+    void remove();
+
+private:
+    using DictIterator = vnDynamicTypeContainer::Dictionary::Iterator;
+
+    vnDynamicTypeContainer& m_container;
+    vnString m_prefix;
+    std::unique_ptr<DictIterator> m_iterator; // null for a container without a dictionary
+    bool m_isOnItem = false;                  // the iterator stands on what was delivered last
+};

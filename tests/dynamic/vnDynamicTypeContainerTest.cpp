@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnDynamicTypeContainer.h>
+
+#include <vnBase/vnRefPointer.h>
+
+#include "vnDynamicTestHelp.h"
+
+#include <algorithm>
+
+namespace
+{
+using Lines = std::vector<std::string>;
+
+Lines namesOf(vnDynamicTypeContainer& container, const char* prefix = "")
+{
+    Lines names;
+    vnDynamicTypeContainerIterator iterator(container, prefix);
+    vnString name;
+    while (iterator(&name))
+        names.push_back(name.getString());
+    return names;
+}
+
+// Logs the events of its attributes.
+class Watched : public vnDynamicTypeContainer
+{
+public:
+    void onAttributeEvent(vnDynamicTypeEvent event, const vnString& name) override
+    {
+        log.push_back(std::to_string(event) + name.getString() + std::to_string(getNumberOfAttributes()));
+    }
+    Lines log;
+};
+
+template <class Call>
+std::string warningOf(const Call& call)
+{
+    try
+    {
+        call();
+    }
+    catch (const vnWarningError& error)
+    {
+        return error.getErrorString().getString();
+    }
+    return std::string();
+}
+} // namespace
+
+TEST(vnDynamicTypeContainer, GivesAnErrorForWhatIsNotSet)
+{
+    vnDynamicTypeContainer container;
+    EXPECT_TRUE(VN_FAIL(container.getAttribute("a")));
+    container.setAttribute("a", 1.0);
+    container.setAttribute("a", "text");
+    EXPECT_EQ(container.getNumberOfAttributes(), 1u);
+    EXPECT_EQ(container.getAttribute("a").getString(), "text");
+    EXPECT_TRUE(container.hasAttribute("a"));
+    EXPECT_FALSE(container.hasAttribute("b"));
+    EXPECT_EQ(vnDynamicTypeError(container.getAttribute("b")).getError(), "Value not set");
+    EXPECT_TRUE(container.removeAttribute("a"));
+    EXPECT_FALSE(container.removeAttribute("a"));
+}
+
+TEST(vnDynamicTypeContainer, WritesNothingUntilItHadAnAttribute)
+{
+    vnDynamicTypeContainer container;
+    EXPECT_EQ(written(container), Bytes());
+    container.setAttribute("n", 5.0);
+    EXPECT_EQ(written(container), (Bytes{0x07, 0xCD, 0xBF, 0xFE, 1, 0, 0, 0, 'n', 0, 0xFC, 2, 0, 1, 5}));
+    container.removeAttribute("n");
+    EXPECT_EQ(written(container), (Bytes{0x07, 0xCD, 0xBF, 0xFE, 0, 0, 0, 0}));
+}
+
+TEST(vnDynamicTypeContainer, HasTheOrderOfItsHashes)
+{
+    const char* names[] = {"a", "b", "width", "height", "color.red", "color.blue", "x1", "x2", "name"};
+    vnDynamicTypeContainer up;
+    vnDynamicTypeContainer down;
+    for (const char* name : names)
+        up.setAttribute(name, name);
+    for (unsigned int i = std::size(names); i > 0; --i)
+        down.setAttribute(names[i - 1], names[i - 1]);
+    EXPECT_EQ(written(up), written(down));
+    const Lines order = namesOf(up);
+    EXPECT_EQ(order.size(), std::size(names));
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end(),
+                               [](const std::string& left, const std::string& right)
+                               { return vnString(left.c_str()).hash() < vnString(right.c_str()).hash(); }));
+
+    vnDynamicTypeContainer wide(7); // by bucket first; the count of buckets stays
+    for (unsigned int i = 0; i < 100; ++i)
+        wide.setAttribute(vnString::formatString("name%d", i), i);
+    const Lines buckets = namesOf(wide);
+    EXPECT_EQ(buckets.size(), 100u);
+    EXPECT_TRUE(
+        std::is_sorted(buckets.begin(), buckets.end(),
+                       [](const std::string& left, const std::string& right)
+                       { return vnString(left.c_str()).hash() % 7 < vnString(right.c_str()).hash() % 7; }));
+}
+
+TEST(vnDynamicTypeContainer, ReadsWhatItWroteAndReplacesWhatItHad)
+{
+    vnDynamicTypeContainer source(3);
+    source.setAttribute("a", 1.5);
+    source.setAttribute("b", vnDynamicTypeCustom<vnDynamicTypeContainer>(source));
+    vnDynamicTypeContainer target(3);
+    target.setAttribute("old", 1.0);
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    source.write(&adapter);
+    target.read(&adapter);
+    EXPECT_EQ(adapter.length(), 0u);
+    EXPECT_EQ(written(target), written(source));
+    EXPECT_FALSE(target.hasAttribute("old"));
+    vnDynamicTypeContainer inner = vnDynamicTypeCustom<vnDynamicTypeContainer>(target.getAttribute("b"));
+    EXPECT_EQ(inner.getAttribute("a").getNumber(), 1.5);
+    EXPECT_TRUE(target.getAttribute("b").is("cont"));
+}
+
+TEST(vnDynamicTypeContainer, LeavesAStreamWithoutContainerAlone)
+{
+    for (const Bytes& bytes : {Bytes(), Bytes{7}, Bytes{0x07, 0xCD, 0xBF}, Bytes{1, 2, 3, 4, 5}})
+    {
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+        put(adapter, bytes);
+        vnDynamicTypeContainer container;
+        container.setAttribute("a", 1.0);
+        container.read(&adapter);
+        EXPECT_TRUE(container.hasAttribute("a"));
+        EXPECT_FALSE(adapter.hasError());
+        ASSERT_EQ(adapter.length(), bytes.size());
+        for (const unsigned char byte : bytes)
+            EXPECT_EQ(adapter.read(), byte);
+    }
+}
+
+TEST(vnDynamicTypeContainer, WarnsWhenTheStreamEnds)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    adapter.setName("short");
+    put(adapter, {0x07, 0xCD, 0xBF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 'n', 0, 0xFC, 2, 0, 1, 5});
+    vnDynamicTypeContainer container;
+    EXPECT_EQ(warningOf([&] { container.read(&adapter); }),
+              "vnDynamicTypeContainer::read failure in adapter 'short' !");
+    EXPECT_EQ(container.getNumberOfAttributes(), 1u); // what came whole
+    EXPECT_EQ(container.getAttribute("n").getNumber(), 5.0);
+    EXPECT_EQ(warningOf([&] { container.pushBack(&adapter); }),
+              "pushBack for vnDynamicTypeContainer is not possible to perform in adapter 'short' ");
+}
+
+TEST(vnDynamicTypeContainer, TellsItsEvents)
+{
+    Watched container;
+    container.removeAttribute("none"); // tells before it looks, also without a dictionary
+    container.removeAllAttributes();
+    container.setAttribute("a", 1.0);
+    container.setAttribute("b", 1.0);
+    container.removeAttribute("a");
+    vnDynamicTypeContainerIterator iterator(container);
+    iterator();
+    iterator.remove();
+    container.setAttribute("c", 1.0);
+    container.removeAllAttributes(); // tells behind it
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, {0x07, 0xCD, 0xBF, 0xFE, 1, 0, 0, 0, 'n', 0, 0xFC, 2, 0, 1, 5});
+    container.read(&adapter);
+    EXPECT_EQ(container.log, (Lines{"0none0", "20", "1a1", "1b2", "0a2", "0b1", "1c1", "20", "1n1"}));
+}
+
+TEST(vnDynamicTypeContainer, CopiesItsValues)
+{
+    vnDynamicTypeContainer source;
+    source.setAttribute("a", 1.0);
+    vnDynamicTypeContainer copy(source);
+    vnDynamicTypeContainer assigned;
+    assigned = source;
+    vnDynamicTypeContainerIterator iterator(source);
+    vnDynamicType* held = iterator();
+    source.setAttribute("a", 2.0);
+    EXPECT_EQ(held->getNumber(), 2.0); // replaced in place
+    EXPECT_EQ(copy.getAttribute("a").getNumber(), 1.0);
+    EXPECT_EQ(assigned.getAttribute("a").getNumber(), 1.0);
+}
+
+TEST(vnDynamicTypeContainer, RefusesAnotherTag)
+{
+    EXPECT_EQ(faultOf([] { vnDynamicTypeCustom<vnDynamicTypeContainer> value(vnDynamicType(1.0)); }),
+              "Can not convert dynamic argument type 'num' to vnDynamicTypeCustom type 'cont'!!");
+}
+
+TEST(vnDynamicTypeContainerIterator, VisitsThePrefixAndGoesOnBehindARemoval)
+{
+    vnDynamicTypeContainer container;
+    EXPECT_EQ(vnDynamicTypeContainerIterator(container)(), nullptr);
+    for (const char* name : {"a.x", "b.x", "a.y", "a", "b.y", "a.z"})
+        container.setAttribute(name, name);
+    Lines found = namesOf(container, "a.");
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (Lines{"a.x", "a.y", "a.z"}));
+
+    vnDynamicTypeContainerIterator iterator(container, "a.");
+    EXPECT_EQ(iterator.current(), nullptr);
+    unsigned int removed = 0;
+    vnString name;
+    while (vnDynamicType* value = iterator(&name))
+    {
+        EXPECT_EQ(iterator.current(), value);
+        EXPECT_EQ(iterator.currentItem()->getData().getString(), name);
+        EXPECT_EQ(iterator.currentName(), name);
+        iterator.remove();
+        EXPECT_EQ(iterator.current(), nullptr);
+        ++removed;
+    }
+    EXPECT_EQ(removed, 3u);
+    iterator.setPrefix("b");
+    EXPECT_EQ(iterator(), nullptr); // it is at its end
+    iterator.reset();
+    EXPECT_NE(iterator(), nullptr);
+    EXPECT_EQ(container.getNumberOfAttributes(), 3u);
+}
