@@ -25,7 +25,7 @@ vnSerializeAdapterString::operator vnString()
 {
     vnQueue<unsigned char>& queue = getQueue();
     const unsigned int length = std::min(queue.getCount(), vnString::VN_MAX_LENGTH);
-    const vnString text(reinterpret_cast<const char*>(queue.data()), static_cast<unsigned short>(length));
+    vnString text(reinterpret_cast<const char*>(queue.data()), static_cast<unsigned short>(length));
     queue.pop(nullptr, length);
     return text;
 }
