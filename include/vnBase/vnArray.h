@@ -55,10 +55,8 @@ public:
     {
         if (size == m_size)
             return;
-        T* data = vnBlock<T>::createMoved(m_data, std::min(m_size, size), size);
-        vnBlock<T>::destroy(m_data, m_size);
-        m_data = data;
-        m_size = size;
+        T* old = std::exchange(m_data, vnBlock<T>::createMoved(m_data, std::min(m_size, size), size));
+        vnBlock<T>::destroy(old, std::exchange(m_size, size)); // last, since destructors may throw
     }
 
     T& operator[](unsigned int index)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -31,19 +32,38 @@ public:
     /// destroyed.
     static T* createMoved(T* source, unsigned int count, unsigned int size)
     {
-        return build(size, count, source,
-                     [source](T* to, unsigned int i) { new (to) T(std::move_if_noexcept(source[i])); });
+        return build(size, count, source, [source](T* to, unsigned int i) { placeMoved(to, source[i]); });
     }
 
     static void destroy(T* block, unsigned int size)
     {
         if (!block)
             return;
-        destroyElements(block, size);
+        std::exception_ptr failure = destroyElements(block, size);
         release(block);
+        if (failure)
+            std::rethrow_exception(std::move(failure));
     }
 
 private:
+    // Asks the constructor alone: std::is_nothrow_move_constructible wants a noexcept destructor as well,
+    // which the pointers to counted objects have not. Copied, they would clone each object whenever an array
+    // grows.
+    static void placeMoved(T* to, T& element)
+    {
+        if constexpr (std::is_move_constructible_v<T>)
+        {
+            if constexpr (noexcept(::new (std::declval<void*>()) T(std::declval<T&&>())))
+                new (to) T(std::move(element));
+            else
+                new (to) T(std::move_if_noexcept(element));
+        }
+        else
+        {
+            new (to) T(element);
+        }
+    }
+
     template <class Placer>
     static T* build(unsigned int size, unsigned int count, const T* source, Placer place)
     {
@@ -76,11 +96,30 @@ private:
         return block;
     }
 
-    static void destroyElements(T* block, unsigned int size)
+    // Destroys all of them, also behind one that throws, and answers what was thrown first.
+    static std::exception_ptr destroyElements(T* block, unsigned int size) noexcept
     {
-        if constexpr (!std::is_trivially_destructible_v<T>)
+        std::exception_ptr failure;
+        if constexpr (std::is_nothrow_destructible_v<T>)
+        {
+            if constexpr (!std::is_trivially_destructible_v<T>)
+                while (size > 0)
+                    block[--size].~T();
+        }
+        else
+        {
             while (size > 0)
-                block[--size].~T();
+                try
+                {
+                    block[--size].~T();
+                }
+                catch (...)
+                {
+                    if (!failure)
+                        failure = std::current_exception();
+                }
+        }
+        return failure;
     }
 
     static constexpr bool needsAlignment()

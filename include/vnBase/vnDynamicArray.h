@@ -5,6 +5,7 @@
 #include <vnBase/vnTemplateError.h>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 /// A growing array. Writing at an index past the end makes it larger; its capacity steps by the growth chunk,
@@ -72,11 +73,9 @@ public:
         if (capacity == m_capacity)
             return;
         const unsigned int kept = std::min(m_count, capacity);
-        T* data = vnBlock<T>::createMoved(m_data, kept, capacity);
-        vnBlock<T>::destroy(m_data, m_capacity);
-        m_data = data;
-        m_capacity = capacity;
+        T* old = std::exchange(m_data, vnBlock<T>::createMoved(m_data, kept, capacity));
         m_count = kept;
+        vnBlock<T>::destroy(old, std::exchange(m_capacity, capacity)); // last, since destructors may throw
     }
 
     /// The element at `index`; one past the end makes the array larger.
@@ -94,23 +93,29 @@ public:
         return m_data[index];
     }
 
+    /// The element may stand in this array. It is assigned, not constructed as a copy, so appending a pointer
+    /// to a counted object shares the object.
     void append(const T& element)
     {
-        if (m_count < m_capacity)
-        {
-            m_data[m_count++] = element;
-            return;
-        }
-        T copy(element); // it may stand in this array
-        (*this)[m_count] = std::move(copy);
+        const T* source = m_count < m_capacity ? &element : grownFor(&element);
+        m_data[m_count] = *source;
+        ++m_count;
+    }
+    void append(T&& element)
+    {
+        T* source = m_count < m_capacity ? &element : const_cast<T*>(grownFor(&element));
+        m_data[m_count] = std::move(*source);
+        ++m_count;
     }
 
     /// Appends `count` elements that do not stand in this array.
     void append(const T* elements, unsigned int count)
     {
-        const unsigned int first = m_count;
-        setSize(vnCheckedSize(static_cast<std::size_t>(first) + count));
-        std::copy(elements, elements + count, m_data + first);
+        const unsigned int size = vnCheckedSize(static_cast<std::size_t>(m_count) + count);
+        if (size > m_capacity)
+            reallocate(roundedUp(size));
+        std::copy_n(elements, count, m_data + m_count);
+        m_count = size;
     }
 
     /// Sets the count to 0; the capacity stays.
@@ -143,8 +148,23 @@ private:
     void growTo(unsigned int index)
     {
         if (index >= m_capacity)
-            reallocate(vnCheckedSize(static_cast<std::size_t>(index) + (m_chunk - index % m_chunk)));
+            growFor(index);
         m_count = index + 1;
+    }
+
+    void growFor(unsigned int index)
+    {
+        reallocate(vnCheckedSize(static_cast<std::size_t>(index) + (m_chunk - index % m_chunk)));
+    }
+
+    // Makes room for one more, and answers where the element stands then.
+    const T* grownFor(const T* element)
+    {
+        const std::less<const T*> before{};
+        const bool isOwn = m_data && !before(element, m_data) && before(element, m_data + m_count);
+        const std::ptrdiff_t index = isOwn ? element - m_data : 0;
+        growFor(m_count);
+        return isOwn ? m_data + index : element;
     }
 
     T* m_data = nullptr;

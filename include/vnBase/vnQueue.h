@@ -63,15 +63,10 @@ public:
     void push(T&& element)
     {
         restartWhenDrained();
-        if (m_tail < m_storage.getCapacity())
-        {
-            m_storage[m_tail] = std::move(element);
-        }
+        if (m_tail < m_storage.getSize())
+            m_storage.data()[m_tail] = std::move(element);
         else
-        {
-            T moved(std::move(element)); // it may stand in this queue
-            m_storage[m_tail] = std::move(moved);
-        }
+            m_storage.append(std::move(element));
         ++m_tail;
     }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnArray.h>
-#include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnQueue.h>
+#include <vnBase/vnRefPointer.h>
+
+#include "vnFatalText.h"
 
 #include <gtest/gtest.h>
 
@@ -13,20 +15,6 @@
 
 namespace
 {
-template <class Action>
-std::string fatalText(Action action)
-{
-    try
-    {
-        action();
-    }
-    catch (const vnFatalError& error)
-    {
-        return error.getErrorString().getString();
-    }
-    return "no error";
-}
-
 // Counts its instances and throws when a copy too many is made.
 struct Fragile
 {
@@ -45,6 +33,27 @@ struct Fragile
 };
 int Fragile::s_alive = 0;
 int Fragile::s_copiesLeft = -1;
+
+// Throws when it is destroyed armed.
+struct Mine
+{
+    Mine() { ++s_alive; }
+    Mine(const Mine& other) noexcept : isArmed(other.isArmed) { ++s_alive; }
+    Mine& operator=(const Mine&) = default;
+    ~Mine() noexcept(false)
+    {
+        --s_alive;
+        if (isArmed)
+            throw 1;
+    }
+    bool isArmed = false;
+    static int s_alive;
+};
+int Mine::s_alive = 0;
+
+// Of no class that could be cloned, and with the copy mode that clones.
+using Object = vnReference;
+using Pointer = vnRefPointer<Object>;
 } // namespace
 
 TEST(vnArray, ChecksEveryAccess)
@@ -86,6 +95,25 @@ TEST(vnArray, ConstructsAndDestroysItsElements)
         Fragile::s_copiesLeft = -1;
     }
     EXPECT_EQ(Fragile::s_alive, 0);
+}
+
+TEST(vnArray, IsWholeWhenADestructorThrows)
+{
+    {
+        vnArray<Mine> array(4);
+        array[1].isArmed = array[2].isArmed = true;
+        EXPECT_THROW(array.setSize(1), int);
+        EXPECT_EQ(array.getSize(), 1u);
+        EXPECT_EQ(Mine::s_alive, 1) << "those behind the one that threw are gone as well";
+        vnDynamicArray<Mine> growing(2);
+        growing[1].isArmed = true;
+        EXPECT_THROW(growing.reallocate(3), int);
+        EXPECT_EQ(growing.getCapacity(), 3u);
+        EXPECT_EQ(growing.getSize(), 2u);
+        growing[1].isArmed = false;
+        EXPECT_EQ(Mine::s_alive, 4);
+    }
+    EXPECT_EQ(Mine::s_alive, 0);
 }
 
 TEST(vnArray, AlignsWhatAsksForIt)
@@ -145,6 +173,47 @@ TEST(vnDynamicArray, AppendsAnElementOfItsOwn)
     EXPECT_EQ(array[0], array[5]);
 }
 
+TEST(vnDynamicArray, SharesTheObjectsOfItsPointersWhenItGrows)
+{
+    Pointer object(new Object);
+    vnDynamicArray<Pointer> array;
+    for (unsigned int i = 0; i < 101; ++i)
+        array[i] = object;
+    EXPECT_EQ(object->getRef(), 102u);
+    array.append(object); // below the capacity
+    EXPECT_EQ(array.getSize(), 102u);
+    array.setSize(200);
+    array.append(object); // at the capacity
+    array.setSize(300);
+    array.append(array[200]); // likewise, and its own
+    array.append(Pointer(object.get()));
+    EXPECT_EQ(array.getSize(), 302u);
+    EXPECT_EQ(object->getRef(), 106u);
+    for (unsigned int i : {0u, 100u, 101u, 200u, 300u, 301u})
+        EXPECT_EQ(array[i].get(), object.get()) << i;
+    struct Holder
+    {
+        Pointer pointer;
+    };
+    vnArray<Holder> holders(1);
+    holders[0].pointer = object;
+    holders.setSize(5);
+    EXPECT_EQ(holders[0].pointer.get(), object.get());
+    EXPECT_EQ(object->getRef(), 107u);
+}
+
+TEST(vnDynamicArray, KeepsItsCountWhenAppendingFails)
+{
+    vnDynamicArray<Fragile> array(2);
+    array[1].value = 5;
+    Fragile::s_copiesLeft = 1;
+    EXPECT_THROW(array.append(array[1]), int) << "the growing block copies";
+    Fragile::s_copiesLeft = -1;
+    EXPECT_EQ(array.getSize(), 2u);
+    EXPECT_EQ(array.getCapacity(), 2u);
+    EXPECT_EQ(array[1].value, 5);
+}
+
 TEST(vnDynamicArray, HoldsWhatCanOnlyBeMoved)
 {
     vnDynamicArray<std::unique_ptr<int>> array(2);
@@ -186,6 +255,20 @@ TEST(vnQueue, StartsAgainAtTheFrontOnceDrained)
     }
     EXPECT_EQ(queue.getFront(), 1u) << "only a push starts again";
     EXPECT_EQ(queue.getCapacity(), 4u);
+}
+
+TEST(vnQueue, SharesTheObjectsOfItsPointers)
+{
+    Pointer object(new Object);
+    vnQueue<Pointer> queue(VN_QUEUE_FIFO, 2);
+    for (int i = 0; i < 5; ++i)
+        queue.push(object);
+    queue.push(Pointer(object.get()));
+    queue.push(queue.top()); // its own, at the capacity
+    EXPECT_EQ(object->getRef(), 8u);
+    while (!queue.isEmpty())
+        EXPECT_EQ(queue.pop().get(), object.get());
+    EXPECT_EQ(object->getRef(), 1u);
 }
 
 TEST(vnQueue, MovesBlocks)
