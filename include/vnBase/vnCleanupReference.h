@@ -16,7 +16,7 @@ class VN_BASE_API vnCleanupReference : public vnRefPointer<vnReference>
 public:
     vnCleanupReference(vnReference* object, int priority);
     vnCleanupReference(const vnCleanupReference& other);
-    ~vnCleanupReference() noexcept(false) override;
+    virtual ~vnCleanupReference() noexcept(false);
 
     /// Shares the object of `other`.
     vnCleanupReference& operator=(const vnCleanupReference& other);

@@ -7,6 +7,7 @@
 #include <vnBase/vnRefData.h>
 #include <vnBase/vnRefList.h>
 
+#include <atomic>
 #include <new>
 
 /// Borrows a value of type `T` from a pool of used ones for a scope, so that hot code finds its scratch with
@@ -36,9 +37,8 @@ public:
             makeItem();
             return;
         }
+        openOnce(shared);
         vnBodyGuard guard(shared.lock);
-        if (!shared.isOpened)
-            open(shared);
         if (vnRefData<T>* head = shared.free.getHead())
         {
             m_item = head;
@@ -81,6 +81,8 @@ public:
     static void setPoolLimit(unsigned int limit)
     {
         Pool& shared = pool();
+        if (!shared.lock.isValidMemory())
+            return;
         vnBodyGuard guard(shared.lock);
         shared.limit = limit;
     }
@@ -104,9 +106,11 @@ private:
 
     struct Pool
     {
-        vnMemCheck<vnMutex> lock; // guards the rest
+        Pool() { free.setReuseNodes(1); }
+
+        std::atomic<bool> isOpened{false};
+        vnMemCheck<vnMutex> lock; // guards the fields up to the list
         unsigned char isEnabled = 1;
-        bool isOpened = false;
         unsigned int limit = 0xFFFFFFFFu;
         vnRefList<vnRefData<T>> free;
         // Behind what it empties, so that it is destroyed first.
@@ -137,11 +141,20 @@ private:
         return shared;
     }
 
-    static void open(Pool& shared)
+    // Outside of the pool's lock, since a pass over the cleanup references takes that under its own.
+    static void openOnce(Pool& shared)
     {
-        shared.free.setReuseNodes(1);
-        shared.cleanup = new vnRecycleCleanup(shared);
-        shared.isOpened = true;
+        if (shared.isOpened.load(std::memory_order_relaxed) || shared.isOpened.exchange(true))
+            return;
+        try
+        {
+            shared.cleanup = new vnRecycleCleanup(shared);
+        }
+        catch (...)
+        {
+            shared.isOpened = false;
+            throw;
+        }
     }
 
     void makeItem()

@@ -33,7 +33,9 @@ public:
 
     vnRefPointer(vnRefPointer&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
 
-    virtual ~vnRefPointer() noexcept(false)
+    /// Not virtual: pointers are values, and nobody deletes one through this base. `vnCleanupReference`,
+    /// which is derived from, has a virtual one.
+    ~vnRefPointer() noexcept(false)
     {
         if (m_object)
             m_object->unref();
@@ -45,6 +47,7 @@ public:
             return *this;
         if (object)
             object->ref();
+        // Stored before the old object goes: its destructor may throw, or come back to this pointer.
         T* old = std::exchange(m_object, object);
         if (old)
             old->unref();

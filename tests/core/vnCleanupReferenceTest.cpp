@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -29,6 +32,25 @@ class Owner : public Mourned
 public:
     using Mourned::Mourned;
     std::unique_ptr<vnCleanupReference> owned;
+};
+
+class Thrower : public vnReference
+{
+public:
+    ~Thrower() noexcept(false) override { throw 1; }
+};
+
+// Fails on request.
+class Manager : public vnMemoryManagerInterface
+{
+public:
+    Manager() { vnMemoryControl::setMemoryManager(this); }
+    ~Manager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override { return isExhausted ? nullptr : std::malloc(size); }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override { std::free(block); }
+
+    bool isExhausted = false;
 };
 } // namespace
 
@@ -72,6 +94,45 @@ TEST(vnCleanupReference, EntersAnewWhenAssigned)
     EXPECT_EQ(log, "1");
     vnCleanupReference::cleanUpReferences(720);
     EXPECT_EQ(log, "1ab");
+}
+
+TEST(vnCleanupReference, EntersAnewAlsoWhenTheOldObjectThrows)
+{
+    std::string log;
+    vnCleanupReference a(new Thrower, 725);
+    vnCleanupReference b(new Mourned(log, "b"), 725);
+    EXPECT_THROW(a = new Mourned(log, "a"), int);
+    vnCleanupReference::cleanUpReferences(725);
+    EXPECT_EQ(log, "ab");
+}
+
+TEST(vnCleanupReference, LetsGoOfAnObjectThatFindsNoPlace)
+{
+    std::string log;
+    Manager manager;
+    std::vector<std::unique_ptr<vnCleanupReference>> entries;
+    bool hasFailed = false;
+    testing::internal::CaptureStderr();
+    // The list may have spare places at first.
+    while (!hasFailed && entries.size() < 10000)
+    {
+        entries.push_back(std::make_unique<vnCleanupReference>(nullptr, 727));
+        Mourned* object = new Mourned(log, "x");
+        manager.isExhausted = true;
+        try
+        {
+            *entries.back() = object;
+        }
+        catch (const std::bad_alloc&)
+        {
+            hasFailed = true;
+        }
+        manager.isExhausted = false;
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(hasFailed);
+    EXPECT_EQ(log, "x");
+    EXPECT_EQ(entries.back()->get(), nullptr);
 }
 
 TEST(vnCleanupReference, LeavesNoEntryBehind)

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnBaseError.h>
 #include <vnBase/vnRefData.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnReference.h>
 
+#include "vnFatalText.h"
+
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -13,20 +15,6 @@
 
 namespace
 {
-template <class Action>
-std::string fatalText(Action action)
-{
-    try
-    {
-        action();
-    }
-    catch (const vnFatalError& error)
-    {
-        return error.getErrorString().getString();
-    }
-    return "no error";
-}
-
 class Node : public vnReference
 {
 public:
@@ -83,6 +71,13 @@ TEST(vnType, KnowsItsAncestors)
     EXPECT_FALSE(Node::getClassType()->isDerivedFrom(Leaf::getClassType()));
     EXPECT_FALSE(Leaf::getClassType()->isDerivedFrom(Leaf::getClassType()));
     EXPECT_EQ(vnReference::getClassType()->getParent(), nullptr);
+    const vnType copy(*Leaf::getClassType()); // equals the record
+    EXPECT_TRUE(plain.isExactType(&copy));
+    EXPECT_TRUE(plain.isOfType(&copy));
+    const vnType root(*vnReference::getClassType());
+    EXPECT_TRUE(plain.isOfType(&root));
+    EXPECT_FALSE(plain.isExactType(nullptr));
+    EXPECT_FALSE(copy.isDerivedFrom(nullptr));
 }
 
 TEST(vnType, EqualsCopiesOnly)
@@ -98,6 +93,10 @@ TEST(vnType, EqualsCopiesOnly)
     owner = one; // frees its own text
     EXPECT_TRUE(owner == one);
     EXPECT_EQ(owner.getParent(), nullptr);
+    vnType origin(nullptr, "origin");
+    const vnType ofOrigin(origin);
+    origin = ofOrigin; // the text that both share is its own
+    EXPECT_STREQ(origin.getName(), "origin");
 }
 
 TEST(vnType, CutsLongNames)
@@ -180,6 +179,19 @@ TEST(vnReference, CopiesItsModeAndNotItsCount)
     node.unrefNoDelete();
 }
 
+TEST(vnThreadSafeReference, LivesOnWhileItIsHeld)
+{
+    bool gone = false;
+    Shared* object = new Shared(gone);
+    object->ref();
+    EXPECT_FALSE(object->checkDelete());
+    EXPECT_FALSE(gone);
+    EXPECT_FALSE(object->mutex().isLocked());
+    EXPECT_EQ(object->unrefNoDelete(), 0u);
+    EXPECT_TRUE(object->checkDelete());
+    EXPECT_TRUE(gone);
+}
+
 TEST(vnThreadSafeReference, CountsOnManyThreads)
 {
     bool gone = false;
@@ -243,6 +255,26 @@ TEST(vnRefPointer, MovesWithoutCounting)
     EXPECT_EQ(alive, 1);
 }
 
+TEST(vnRefPointer, HoldsTheNewObjectBeforeTheOldOneGoes)
+{
+    class Watcher : public vnReference
+    {
+    public:
+        Watcher(vnRefPointer<vnReference>& pointer, vnReference*& seen) : m_pointer(pointer), m_seen(seen) {}
+        ~Watcher() noexcept(false) override { m_seen = m_pointer.get(); }
+
+    private:
+        vnRefPointer<vnReference>& m_pointer;
+        vnReference*& m_seen;
+    };
+    vnReference* seen = nullptr;
+    vnRefPointer<vnReference> pointer;
+    pointer = new Watcher(pointer, seen);
+    vnReference* next = new vnReference;
+    pointer = next;
+    EXPECT_EQ(seen, next);
+}
+
 TEST(vnRefPointer, RefusesToCloneWhatHasNoClone)
 {
     vnRefPointer<vnReference> pointer(new vnReference);
@@ -277,4 +309,19 @@ TEST(vnSharedMemory, PutsNamesIntoTheReports)
     node->checkDelete();
     vnMemoryControl::debugMem(0);
     EXPECT_EQ(name, "a node");
+}
+
+TEST(vnQuadWordAlignedMemory, AlignsEachFormOfNew)
+{
+    struct Quad : public vnQuadWordAlignedMemory
+    {
+        float values[4];
+    };
+    const Quad* quads[] = {new Quad, new ("quad") Quad, new Quad[3], new ("quads") Quad[3]};
+    for (const Quad* quad : quads)
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(quad) % 16, 0u);
+    delete quads[0];
+    delete quads[1];
+    delete[] quads[2];
+    delete[] quads[3];
 }

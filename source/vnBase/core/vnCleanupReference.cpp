@@ -88,11 +88,13 @@ vnCleanupReference& vnCleanupReference::operator=(const vnCleanupReference& othe
 vnCleanupReference& vnCleanupReference::operator=(vnReference* object)
 {
     vnBodyGuard guard(cleanupLock.value);
-    if (object && !m_entered)
-        enter();
-    vnRefPointer<vnReference>::operator=(object);
+    // Held from here, so that an object for whose entry there is no memory does not stay behind. The old one
+    // goes last: its destructor may throw, or own this entry.
+    const vnRefPointer<vnReference> held(object);
+    const vnRefPointer<vnReference> old(get());
     if (object)
         enter();
+    vnRefPointer<vnReference>::operator=(object);
     return *this;
 }
 

@@ -4,6 +4,8 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 
+#include <core/vnLockedCount.h>
+
 #include <exception>
 
 vnType vnReference::s_type(nullptr, "vnReference");
@@ -80,41 +82,24 @@ vnThreadSafeReference::~vnThreadSafeReference() noexcept(false) = default;
 
 void vnThreadSafeReference::ref()
 {
-    m_mutex.waitLock();
-    ++m_count;
-    m_mutex.unLock();
+    vnLockedRaise(m_mutex, m_count);
 }
 
-// In the operations below a count of 0 leaves the mutex locked, deliberately: the object is in use after its
-// end, and whoever comes next is to stop there.
 void vnThreadSafeReference::unref()
 {
-    m_mutex.waitLock();
-    if (m_count == 0)
-        throwZeroCountNoDelete();
-    const unsigned int count = --m_count;
-    m_mutex.unLock();
-    if (count == 0)
+    if (vnLockedLower(m_mutex, m_count, [] { throwZeroCountNoDelete(); }) == 0)
         checkDelete();
 }
 
 unsigned int vnThreadSafeReference::unrefNoDelete()
 {
-    m_mutex.waitLock();
-    if (m_count == 0)
-        throwZeroCountNoDelete();
-    const unsigned int count = --m_count;
-    m_mutex.unLock();
-    return count;
+    return vnLockedLower(m_mutex, m_count, [] { throwZeroCountNoDelete(); });
 }
 
 unsigned char vnThreadSafeReference::checkDelete()
 {
     // Another thread may have taken a reference since the count fell to 0; the object lives on then.
-    m_mutex.waitLock();
-    const unsigned int count = m_count;
-    m_mutex.unLock();
-    if (count != 0)
+    if (vnLockedRead(m_mutex, m_count) != 0)
         return 0;
     delete this;
     return 1;
@@ -122,8 +107,5 @@ unsigned char vnThreadSafeReference::checkDelete()
 
 unsigned int vnThreadSafeReference::getRef() const
 {
-    m_mutex.waitLock();
-    const unsigned int count = m_count;
-    m_mutex.unLock();
-    return count;
+    return vnLockedRead(m_mutex, m_count);
 }

@@ -32,9 +32,11 @@ vnType& vnType::operator=(const vnType& other) noexcept
 {
     if (this == &other)
         return *this;
+    m_parent = other.m_parent;
+    if (m_name == other.m_name)
+        return *this; // a copy of this one, which lives on the name that is owned here
     if (m_ownsName)
         vn_free(const_cast<char*>(m_name));
-    m_parent = other.m_parent;
     m_name = other.m_name;
     m_ownsName = 0;
     return *this;
@@ -48,8 +50,10 @@ vnType::~vnType() noexcept(false)
 
 unsigned char vnType::isDerivedFrom(const vnType* ancestor) const noexcept
 {
+    if (!ancestor)
+        return 0;
     for (const vnType* type = m_parent; type; type = type->m_parent)
-        if (type == ancestor)
+        if (*type == *ancestor)
             return 1;
     return 0;
 }
@@ -63,11 +67,11 @@ const char* vnTypeInterface::getTypeName() const
 unsigned char vnTypeInterface::isOfType(const vnType* type) const
 {
     const vnType* own = getType();
-    return own && (own == type || own->isDerivedFrom(type));
+    return own && type && (*own == *type || own->isDerivedFrom(type));
 }
 
 unsigned char vnTypeInterface::isExactType(const vnType* type) const
 {
     const vnType* own = getType();
-    return own && own == type;
+    return own && type && *own == *type;
 }

@@ -3,40 +3,29 @@
 
 #include "vnLockPlatform.h"
 
+#include <core/vnLockedCount.h>
+
 vnEvent::~vnEvent() noexcept(false) = default;
 
 void vnEvent::ref()
 {
-    waitLock();
-    ++m_count;
-    unLock();
+    vnLockedRaise(*this, m_count);
 }
 
 void vnEvent::unref()
 {
-    waitLock();
-    // The error deliberately leaves the mutex locked: a broken count stays where it was found.
-    if (m_count == 0)
-        throwZeroCountNoDelete();
-    const unsigned int count = --m_count;
-    unLock();
-    if (count == 0)
+    if (vnLockedLower(*this, m_count, [] { throwZeroCountNoDelete(); }) == 0)
         checkDelete();
 }
 
 unsigned int vnEvent::unrefNoDelete()
 {
-    waitLock();
-    if (m_count == 0)
-        throwZeroCountNoDelete(); // locked, see unref()
-    const unsigned int count = --m_count;
-    unLock();
-    return count;
+    return vnLockedLower(*this, m_count, [] { throwZeroCountNoDelete(); });
 }
 
 unsigned char vnEvent::checkDelete()
 {
-    if (getRef() != 0)
+    if (vnLockedRead(*this, m_count) != 0)
         return 0;
     delete this;
     return 1;
@@ -44,10 +33,7 @@ unsigned char vnEvent::checkDelete()
 
 unsigned int vnEvent::getRef() const
 {
-    waitLock();
-    const unsigned int count = m_count;
-    unLock();
-    return count;
+    return vnLockedRead(*this, m_count);
 }
 
 // Who fires under the mutex wakes nobody yet: the sleepers could only wait for the mutex. They come one after
