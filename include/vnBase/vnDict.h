@@ -54,7 +54,9 @@ public:
     }
     virtual ~vnDict() noexcept(false) { destroyAll(); }
 
-    /// Called with each value once its entry stands in the dictionary, and once it has left it.
+    /// Called with each value once its entry stands in its bucket, before it is counted and remembered, and
+    /// once it has left it, before the entry is used again. They may look keys up. An insertion whose hook
+    /// throws is undone; a removal stands.
     virtual void onInsertItem(V*) {}
     virtual void onRemoveItem(V*) {}
 
@@ -78,14 +80,15 @@ public:
             m_pool.give(entry);
             throw;
         }
+        const bool isEqual = bucketOf(hash).insert(entry);
+        announce(entry);
         // An equal hash before it is all that is asked: the entry found first for this key may be another
         // one.
-        if (bucketOf(hash).insert(entry))
+        if (isEqual)
             m_last = nullptr;
         else if (!m_stopLastFound)
             m_last = entry;
         ++m_count;
-        onInsertItem(value);
     }
 
     /// The value of the first entry of `key`; null when there is none. With `occurrence`, a value that was
@@ -280,9 +283,24 @@ private:
             Entry* entry = copyEntry(source);
             entry->m_next = nullptr;
             *link = entry;
+            announce(entry);
             link = &entry->m_next;
             ++m_count;
+        }
+    }
+
+    // Calls the hook of an entry that was just inserted.
+    void announce(Entry* entry)
+    {
+        try
+        {
             onInsertItem(entry->m_value);
+        }
+        catch (...)
+        {
+            bucketOf(entry->m_hash).remove(entry);
+            m_pool.give(entry);
+            throw;
         }
     }
 
@@ -310,16 +328,24 @@ private:
         return value;
     }
 
-    // Of an entry that has left its bucket.
+    // Of an entry that has left its bucket. The entry goes back behind the hook, also behind one that throws.
     void drop(Entry* entry)
     {
-        V* value = entry->m_value;
+        struct GiveBack
+        {
+            ~GiveBack()
+            {
+                pool.give(entry);
+                pool.trim();
+            }
+            vnDictPool<K, V>& pool;
+            Entry* entry;
+        };
         if (entry == m_last)
             m_last = nullptr;
-        m_pool.give(entry);
-        if (--m_count == 0)
-            m_pool.trim();
-        onRemoveItem(value);
+        --m_count;
+        GiveBack back{m_pool, entry};
+        onRemoveItem(entry->m_value);
     }
 
     void destroyAll() noexcept

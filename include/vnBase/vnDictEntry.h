@@ -117,7 +117,9 @@ public:
         void* slot = takeSlot();
         try
         {
-            return ::new (slot) Entry(key, value, hash);
+            Entry* entry = ::new (slot) Entry(key, value, hash);
+            ++m_inUse;
+            return entry;
         }
         catch (...)
         {
@@ -128,6 +130,7 @@ public:
 
     void give(Entry* entry) noexcept
     {
+        --m_inUse;
         if (m_reuse)
         {
             entry->m_next = m_spare;
@@ -150,10 +153,10 @@ public:
         m_slabSize = VN_FIRST_SLAB;
     }
 
-    /// When no entry is in use: returns the slabs to the heap if there are several and nothing is kept.
+    /// Returns the slabs to the heap if there are several, no entry is in use and nothing is kept.
     void trim() noexcept
     {
-        if (!m_reuse && m_slabs && m_slabs->next)
+        if (m_inUse == 0 && !m_reuse && m_slabs && m_slabs->next)
             releaseAll();
     }
 
@@ -177,6 +180,7 @@ private:
         entry->m_value = value;
         entry->m_hash = hash;
         m_spare = entry->m_next;
+        ++m_inUse;
         return entry;
     }
 
@@ -211,5 +215,6 @@ private:
     unsigned char* m_end = nullptr;
     Entry* m_spare = nullptr;
     unsigned int m_slabSize = VN_FIRST_SLAB;
+    unsigned int m_inUse = 0;
     unsigned char m_reuse = 0;
 };

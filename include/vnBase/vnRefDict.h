@@ -2,9 +2,7 @@
 #pragma once
 
 #include <vnBase/vnDict.h>
-#include <vnBase/vnReference.h>
-
-#include <utility>
+#include <vnBase/vnRefPointer.h>
 
 /// A `vnDict` that holds a reference on each of its values.
 ///
@@ -43,7 +41,7 @@ public:
     void onRemoveItem(V* value) override
     {
         if (m_keepLast)
-            hold(value);
+            m_held = value;
         if (value)
             value->unref();
     }
@@ -78,25 +76,16 @@ public:
     virtual void clear()
     {
         vnDict<K, V>::clear();
-        hold(nullptr);
+        m_held = nullptr;
     }
 
     void setKeepLast(unsigned char enable) noexcept { m_keepLast = enable; }
     unsigned char getKeepLast() const noexcept { return m_keepLast; }
 
     /// The value removed last while keep-last was on; null when there is none.
-    V* getHeldItem() const noexcept { return m_held; }
+    V* getHeldItem() const noexcept { return m_held.get(); }
 
 private:
-    void hold(V* value)
-    {
-        if (value)
-            value->ref();
-        V* old = std::exchange(m_held, value);
-        if (old)
-            old->unref();
-    }
-
-    V* m_held = nullptr;
+    vnRefPointer<V> m_held;
     unsigned char m_keepLast = 0;
 };

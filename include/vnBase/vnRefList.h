@@ -2,9 +2,7 @@
 #pragma once
 
 #include <vnBase/vnList.h>
-#include <vnBase/vnReference.h>
-
-#include <utility>
+#include <vnBase/vnRefPointer.h>
 
 /// A `vnList` that holds a reference on each of its items.
 ///
@@ -30,7 +28,7 @@ public:
     void clear() override
     {
         vnList<T>::clear();
-        hold(nullptr);
+        m_held = nullptr;
     }
 
     /// As `clear()`: letting go is what destroys a shared item, and those held elsewhere must live on.
@@ -44,7 +42,7 @@ public:
     void onRemoveItem(T* item) override
     {
         if (m_keepLast)
-            hold(item);
+            m_held = item;
         if (item)
             item->unref();
     }
@@ -67,18 +65,9 @@ public:
     unsigned char getKeepLast() const noexcept { return m_keepLast; }
 
     /// The item removed last while keep-last was on; null when there is none.
-    T* getHeldItem() const noexcept { return m_held; }
+    T* getHeldItem() const noexcept { return m_held.get(); }
 
 private:
-    void hold(T* item)
-    {
-        if (item)
-            item->ref();
-        T* old = std::exchange(m_held, item);
-        if (old)
-            old->unref();
-    }
-
-    T* m_held = nullptr;
+    vnRefPointer<T> m_held;
     unsigned char m_keepLast = 0;
 };

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,15 +20,65 @@ struct Key
     unsigned int hashValue = 0;
     int number = 0;
 
-    unsigned int hash() const { return hashValue; }
+    unsigned int hash() const
+    {
+        ++s_hashes;
+        return hashValue;
+    }
     bool operator==(const Key& other) const
     {
         ++s_comparisons;
         return number == other.number;
     }
     static int s_comparisons;
+    static int s_hashes;
 };
 int Key::s_comparisons = 0;
+int Key::s_hashes = 0;
+
+// A key that counts how it gets into an entry.
+struct OwnedKey
+{
+    OwnedKey(unsigned int value) : number(value) {}
+    OwnedKey(const OwnedKey& other) : number(other.number) { ++s_copies; }
+    OwnedKey& operator=(const OwnedKey& other)
+    {
+        number = other.number;
+        ++s_assignments;
+        return *this;
+    }
+    unsigned int hash() const { return number; }
+    bool operator==(const OwnedKey& other) const { return number == other.number; }
+
+    unsigned int number;
+    static int s_copies;
+    static int s_assignments;
+};
+int OwnedKey::s_copies = 0;
+int OwnedKey::s_assignments = 0;
+
+// Calls back from its hooks.
+class HookedDict : public vnDict<OwnedKey, const char>
+{
+public:
+    ~HookedDict() override
+    {
+        inserting = removing = nullptr;
+        clear();
+    }
+    void onInsertItem(const char* value) override
+    {
+        if (inserting)
+            inserting(value);
+    }
+    void onRemoveItem(const char* value) override
+    {
+        if (removing)
+            removing(value);
+    }
+    std::function<void(const char*)> inserting;
+    std::function<void(const char*)> removing;
+};
 
 using Dict = vnDict<Key, const char>;
 
@@ -71,6 +123,16 @@ TEST(vnDict, GrowsWhenTwiceItsHashSizeIsExceeded)
     for (unsigned int i = 0; i < 351; ++i)
         ASSERT_TRUE(dict.contains(i)) << i;
     EXPECT_FALSE(dict.contains(351u));
+}
+
+TEST(vnDict, HashesEachKeyOnceThoughItGrows)
+{
+    Dict dict;
+    Key::s_hashes = 0;
+    for (int i = 0; i < 100; ++i)
+        dict.enter({static_cast<unsigned int>(i), i}, "x");
+    EXPECT_EQ(dict.getHashSize(), 175u);
+    EXPECT_EQ(Key::s_hashes, 100);
 }
 
 TEST(vnDict, KeepsItsHashSizeWithoutAutomaticGrowth)
@@ -199,22 +261,81 @@ TEST(vnDict, RemovesThroughAnIterator)
         EXPECT_EQ(dict.contains(i), i % 3 != 0) << i;
 }
 
+TEST(vnDict, CallsItsHooksWhereTheEntryIsBetweenTwoStates)
+{
+    HookedDict dict;
+    dict.enter(1u, "one");
+    unsigned int calls = 0;
+    dict.inserting = [&](const char* value)
+    {
+        ++calls;
+        EXPECT_STREQ(value, "two");
+        EXPECT_EQ(dict.find(2u), value) << "stands in its bucket";
+        EXPECT_EQ(dict.getCount(), 1u) << "and is not counted yet";
+    };
+    dict.enter(2u, "two");
+    EXPECT_EQ(dict.getCount(), 2u);
+    dict.removing = [&](const char*)
+    {
+        ++calls;
+        EXPECT_EQ(dict.find(2u), nullptr);
+        EXPECT_EQ(dict.getCount(), 1u);
+    };
+    EXPECT_STREQ(dict.remove(2u), "two");
+    EXPECT_EQ(calls, 2u);
+}
+
+TEST(vnDict, UndoesAnInsertionWhoseHookThrows)
+{
+    HookedDict dict;
+    dict.enter(1u, "one");
+    dict.inserting = [](const char*) { throw 1; };
+    EXPECT_THROW(dict.enter(2u, "two"), int);
+    EXPECT_EQ(dict.getCount(), 1u);
+    EXPECT_FALSE(dict.contains(2u));
+    dict.removing = [](const char*) { throw 1; };
+    EXPECT_THROW(dict.remove(1u), int);
+    EXPECT_TRUE(dict.isEmpty()) << "the removal stands";
+    EXPECT_FALSE(dict.contains(1u));
+}
+
+TEST(vnDict, AdmitsHooksThatRemoveFurtherEntries)
+{
+    HookedDict dict;
+    for (unsigned int i = 0; i < 20; ++i)
+        dict.enter(i, "x");
+    unsigned int next = 0;
+    dict.removing = [&](const char*) { dict.remove(++next); };
+    dict.remove(0u); // each one takes the next along, until the memory of all goes
+    EXPECT_TRUE(dict.isEmpty());
+    dict.enter(5u, "y");
+    EXPECT_STREQ(dict.find(5u), "y");
+}
+
 TEST(vnDict, UsesSpareEntriesAgain)
 {
-    vnDict<vnString, int> dict;
+    HookedDict dict;
     dict.setReuseEntries(1);
-    int value = 0;
-    for (int round = 0; round < 3; ++round)
+    const auto fill = [&]
     {
-        for (int i = 0; i < 100; ++i)
-            dict.enter(vnString(std::to_string(i).c_str()), &value);
-        EXPECT_EQ(dict.find("57"), &value);
-        for (int i = 0; i < 50; ++i)
-            EXPECT_EQ(dict.remove(vnString(std::to_string(i).c_str())), &value);
-        EXPECT_EQ(dict.find("7"), nullptr);
-        dict.clear();
-    }
-    EXPECT_EQ(dict.getCount(), 0u);
+        OwnedKey::s_copies = OwnedKey::s_assignments = 0;
+        for (unsigned int i = 0; i < 100; ++i)
+            dict.enter(i, "x");
+    };
+    fill();
+    EXPECT_EQ(OwnedKey::s_copies, 100);
+    for (unsigned int i = 0; i < 50; ++i)
+        dict.remove(i);
+    EXPECT_EQ(dict.find(7u), nullptr);
+    dict.clear();
+    fill();
+    EXPECT_EQ(OwnedKey::s_copies, 0);
+    EXPECT_EQ(OwnedKey::s_assignments, 100);
+    EXPECT_STREQ(dict.find(57u), "x");
+    // An entry goes back behind the hook, so the hook's own one can't be that one.
+    dict.removing = [&](const char*) { dict.enter(1000u, "late"); };
+    dict.remove(99u);
+    EXPECT_EQ(OwnedKey::s_copies, 1);
 }
 
 TEST(vnDict, HoldsManyKeysOfAnySpread)
@@ -294,13 +415,16 @@ TEST(vnRefDict, CopiesAsTheValuesWish)
     EXPECT_EQ(deep->getRef(), 3u);
 }
 
-TEST(vnCompareInterface, ComparesDoublesByTheirBits)
+TEST(vnCompareInterface, ComparesWholeWordsAndHashesBothHalves)
 {
     using Value = vnValueCompareInterface;
     const double nan = __builtin_nan("");
     EXPECT_TRUE(Value(nan) == Value(nan));
     EXPECT_FALSE(Value(0.0) == Value(-0.0));
     EXPECT_EQ(Value(-0.0).hash(), 0x80000000u);
+    const void* address = reinterpret_cast<const void*>(std::uintptr_t{0x0000000200000003ull});
+    EXPECT_EQ(vnInstanceCompareInterface(address).hash(), 5u);
+    EXPECT_FALSE(vnInstanceCompareInterface(address) == vnInstanceCompareInterface());
     EXPECT_EQ(vnUInt64CompareInterface(0x0000000200000003ull).hash(), 5u);
     EXPECT_FALSE(vnUInt64CompareInterface(0x200000003ull) == vnUInt64CompareInterface(0x300000002ull));
 }
