@@ -69,7 +69,7 @@ struct vnMemInfoItem
     unsigned int size;
     const char* name; // null for a block without a name
     unsigned int threadID;
-    unsigned int sequence; // counts the allocations since tracking began
+    unsigned int sequence; // counts the records since tracking began
     unsigned int state;
 };
 

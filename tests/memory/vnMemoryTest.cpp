@@ -1,17 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnMemory.h>
+#include <vnBase/vnMemoryCheck.h>
+#include <vnBase/vnMutex.h>
 #include <vnBase/vnSharedMemory.h>
+#include <vnBase/vnString.h>
 #include <vnBase/vnThreadID.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace
 {
@@ -85,6 +93,34 @@ public:
     unsigned int allowance = 1000;
     int alive = 0;
 };
+
+// What a process prints to standard error that does this and then ends.
+template <class Action>
+std::string lastWords(Action action)
+{
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        alarm(60);
+        dup2(ends[1], 2);
+        close(ends[0]);
+        close(ends[1]);
+        action();
+        std::exit(0);
+    }
+    close(ends[1]);
+    std::string text;
+    char buffer[1000];
+    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, static_cast<std::size_t>(got));
+    close(ends[0]);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    return text;
+}
 
 class ManagerScope
 {
@@ -320,11 +356,94 @@ TEST(vnMemoryControl, TracesAllocationsAndReleases)
     EXPECT_EQ(readable, (std::vector<std::string>{
                             place(a, "Malloc", 10) + " (index:0) (count:" + first + ") (tot:10)",
                             place(b, "Malloc", 20) + " (index:1) (count:" + second + ") (tot:30)->b",
-                            place(a, "Free", 10) + " (index:0) (count:" + first + ") (tot:20)"}));
+                            place(a, "Free", 10) + " (index:0) (count:" + first + ") (tot:30)"}));
     vnMemoryControl::useFormatOutput(1);
     const std::string machineB = std::to_string(vnCurrentThreadID()) + " 20 " +
                                  std::to_string(reinterpret_cast<std::uintptr_t>(b)) + " 1 " + second;
-    EXPECT_EQ(printed([&] { vn_free(b); }), (std::vector<std::string>{"F " + machineB + " 0 b"}));
+    EXPECT_EQ(printed([&] { vn_free(b); }), (std::vector<std::string>{"F " + machineB + " 20 b"}));
+}
+
+TEST(vnMemoryControl, ForgetsBlocksThatAReportFrees)
+{
+    Tracking tracking;
+    const std::string text(20000, 't');               // more than any other test formats
+    vnString::formatString("%s %d", text.c_str(), 5); // its scratch is pooled, and tracked
+    const unsigned int before = vnMemoryControl::getMemInfo(nullptr, 0);
+    ASSERT_GT(before, 0u);
+    const std::string larger(60000, 'l');
+    printed([&] { vnMemoryControl::memprintf(0, "%s %05d\n", larger.c_str(), 5); });
+    EXPECT_LT(vnMemoryControl::getMemInfo(nullptr, 0), before) << "the old scratch is free";
+    printed([] { vnMemoryControl::dumpAllocMem(0, 0, 1); }); // would read it
+}
+
+TEST(vnMemoryControl, GivesTheLastPlaceOfItsStatesAway)
+{
+    EXPECT_EQ(lastWords(
+                  []
+                  {
+                      constexpr unsigned int first = 0x40000000; // no real thread
+                      for (unsigned int i = 0; i < 1001; ++i)
+                          vnMemoryControl::updateState(5, first + i);
+                      std::fprintf(stderr, "%u %u %u %u\n", vnMemoryControl::getState(first),
+                                   vnMemoryControl::getState(first + 900),
+                                   vnMemoryControl::getState(first + 999),
+                                   vnMemoryControl::getState(first + 1000));
+                  })
+                  .substr(0, 8),
+              "5 5 1 5\n");
+}
+
+TEST(vnMemoryControl, ReportsAtUnloadWhatIsLost)
+{
+    Tracking tracking;
+    auto* a = static_cast<unsigned char*>(vn_malloc(4, "lost"));
+    std::memcpy(a, "a\tb\x80", 4);
+    auto* b = static_cast<char*>(vn_malloc(2));
+    std::memcpy(b, "xy", 2);
+    const unsigned int old = vnMemoryControl::updateState(99999, 0);
+    void* hidden = vn_malloc(8, "private");
+    vnMemoryControl::updateState(old, 0);
+    vnMemInfoItem items[3];
+    ASSERT_EQ(vnMemoryControl::getMemInfo(items, 3), 3u);
+    const std::string first = std::to_string(items[0].sequence);
+    const std::string second = std::to_string(items[1].sequence);
+    const std::string state = std::to_string(old);
+    const std::string begin =
+        "-- Vantor3D Lost Memory Report ----------------------------------------------\n";
+    const std::string end = "-- End of Lost Memory Report -----------------------------------------------\n";
+    EXPECT_EQ(lastWords([] {}), begin + "!! (thread:0x" + self() + ") Lost mem 4 bytes at 0x" + addressOf(a) +
+                                    " (data:a.b+) (count:" + first + ") (tot:4) (state:" + state +
+                                    ") -> lost\n" + "!! (thread:0x" + self() + ") Lost mem 2 bytes at 0x" +
+                                    addressOf(b) + " (data:xy) (count:" + second +
+                                    ") (tot:6) (state:" + state + ")\n" + end);
+    vnMemoryControl::useFormatOutput(1);
+    const std::string thread = std::to_string(vnCurrentThreadID());
+    const auto place = [](const void* block)
+    { return std::to_string(reinterpret_cast<std::uintptr_t>(block)); };
+    EXPECT_EQ(lastWords([] {}), begin + "L " + thread + " 4 " + place(a) + " " + first + " 4 " + state +
+                                    " lost a.b+\n" + "L " + thread + " 2 " + place(b) + " " + second + " 6 " +
+                                    state + " * xy\n" + end);
+    vn_free(a);
+    vn_free(b);
+    vn_free(hidden);
+}
+
+TEST(vnMemoryCheck, TellsThatAStaticIsGone)
+{
+    EXPECT_EQ(lastWords(
+                  []
+                  {
+                      static vnMemoryCheck* checked = nullptr;
+                      // Entered before the static is built, so it runs once that is destroyed.
+                      std::atexit([]
+                                  { std::fputs(checked->isValidMemory() ? "alive\n" : "gone\n", stderr); });
+                      static vnMemCheck<vnMutex> object;
+                      checked = &object;
+                      std::fputs(checked->isValidMemory() ? "alive " : "gone ", stderr);
+                  })
+                  .substr(0, 11),
+              "alive gone\n")
+        << "what follows is the report of the table";
 }
 
 TEST(vnMemoryControl, PrintsThroughItsOwnChannel)
@@ -349,15 +468,18 @@ TEST(vnMemoryControl, GoesOnWithoutRecordsWhenTheTableIsFull)
         ASSERT_NE(block = vn_malloc(1), nullptr);
     EXPECT_EQ(vnMemoryControl::getMemInfo(nullptr, 0), records);
     EXPECT_EQ(vnMemoryControl::getAllocMem(0, 0), records) << "the last one has no record";
+    std::vector<vnMemInfoItem> items(records);
+    vnMemoryControl::getMemInfo(items.data(), records);
+    const unsigned int newest = items.back().sequence;
     vn_free(blocks[500]);
     vn_free(blocks[400]);
     blocks[400] = vn_malloc(7);
     blocks[500] = vn_malloc(9);
     EXPECT_EQ(vnMemoryControl::getAllocMem(0, 0), records - 2 + 16);
-    std::vector<vnMemInfoItem> items(records);
     vnMemoryControl::getMemInfo(items.data(), records);
     EXPECT_EQ(items[400].size, 7u) << "the search for a free record goes upwards";
     EXPECT_EQ(items[500].size, 9u);
+    EXPECT_EQ(items[400].sequence, newest + 1) << "what has no record is not counted";
     for (void* block : blocks)
         vn_free(block);
     EXPECT_EQ(vnMemoryControl::getMemInfo(nullptr, 0), 0u);
@@ -385,6 +507,36 @@ TEST(vnMemoryControl, CountsRightOnManyThreads)
     for (unsigned int i = 0; i < count; ++i)
         EXPECT_STRNE(items[i].name ? items[i].name : "", "thread");
 }
+
+TEST(vnMemoryHelpers, SetsTheBytesOfTheBlockAlone)
+{
+    unsigned char block[] = {1, 1, 1, 1};
+    vnMemSet(block + 1, 0xAB, 2);
+    EXPECT_EQ(block[0], 1);
+    EXPECT_EQ(block[1], 0xAB);
+    EXPECT_EQ(block[2], 0xAB);
+    EXPECT_EQ(block[3], 1);
+    vnMemSet(nullptr, 1, 0);
+}
+
+#if defined(__x86_64__)
+TEST(vnMemoryHelpers, KnowsTheProcessor)
+{
+    std::ifstream file("/proc/cpuinfo");
+    std::string flags;
+    while (std::getline(file, flags) && flags.compare(0, 5, "flags") != 0)
+        ;
+    if (flags.empty())
+        GTEST_SKIP() << "the system does not tell";
+    flags += ' ';
+    EXPECT_TRUE(GetCPUCaps(VN_CPU_SSE2));
+    EXPECT_FALSE(GetCPUCaps(VN_CPU_NEON));
+    const auto tells = [&flags](const char* flag) { return flags.find(flag) != std::string::npos; };
+    EXPECT_EQ(GetCPUCaps(VN_CPU_SSE42) != 0, tells(" sse4_2 "));
+    EXPECT_EQ(GetCPUCaps(VN_CPU_AVX2) != 0, tells(" avx2 "));
+    EXPECT_EQ(GetCPUCaps(VN_CPU_AVX512F) != 0, tells(" avx512f "));
+}
+#endif
 
 TEST(vnMemoryHelpers, ComparesTheBitsOfTheMask)
 {

@@ -312,27 +312,28 @@ void vnTrackAllocation(void* block, unsigned int size, const char* name)
         totalBytes -= (*table)[stale].size;
         table->release(stale);
     }
-    const unsigned int number = sequence++;
     const unsigned int index = table->take(block);
     if (index == vnMemoryTable::VN_RECORDS)
         return;
-    (*table)[index] = vnMemoryTable::Record{block, name, size, thread, number, state};
+    (*table)[index] = vnMemoryTable::Record{block, name, size, thread, sequence++, state};
     if (tracing.load(std::memory_order_relaxed))
         printTrace(mallocForms, index);
 }
 
 void vnTrackRelease(void* block)
 {
-    if (!tableLock.isValidMemory() || vnInsideMemoryReport)
+    if (!tableLock.isValidMemory())
         return;
+    // A report frees blocks, too, that were tracked before it began; only their lines are left out.
+    const bool traced = tracing.load(std::memory_order_relaxed) && !vnInsideMemoryReport;
     vnBodyGuard guard(tableLock);
     vnMemoryReportScope scope;
     const unsigned int index = table ? table->find(block) : vnMemoryTable::VN_RECORDS;
     if (index == vnMemoryTable::VN_RECORDS)
         return;
+    if (traced)
+        printTrace(freeForms, index); // with the total that still counts the block
     totalBytes -= (*table)[index].size;
-    if (tracing.load(std::memory_order_relaxed))
-        printTrace(freeForms, index);
     table->release(index);
     if (table->getLive() == 0)
         updateWatch();
