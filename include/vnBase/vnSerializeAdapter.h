@@ -12,7 +12,6 @@
 #include <vnBase/vnString.h>
 
 #include <cstring>
-#include <memory>
 
 /// What an adapter is opened for.
 enum vnSerializeAction : unsigned int
@@ -125,7 +124,7 @@ public:
     unsigned char read() { return m_readNext != m_readEnd ? *m_readNext++ : readByte(); }
 
     /// Reads up to `count` bytes and returns how many came. With `data` null it skips `count` bytes, one by
-    /// one, and returns `count` whatever the source held.
+    /// one, and returns `count` whatever the source held. A count of 0 asks nothing of the source.
     unsigned int read(unsigned char* data, unsigned int count)
     {
         // A count of 0 wraps, so that it never takes the way with the copy.
@@ -160,7 +159,7 @@ public:
     void pushBack(const unsigned char* data, unsigned int count);
 
     /// A hint ahead of a large push-back: raises the growth chunk of the store to `extra` and the bytes now
-    /// held.
+    /// held, and to 1 MiB at most. It takes no memory itself.
     void allocPushBack(unsigned int extra);
 
     /// Moves everything that the source reports as its length into the push-back store; the order of delivery
@@ -269,8 +268,8 @@ private:
     vnRefPointer<vnReference> m_associatedData;
     vnQueue<unsigned char> m_pushBack{VN_QUEUE_LIFO, VN_PUSH_BACK_CHUNK};
     vnString m_error;
-    std::unique_ptr<InstanceDictionary> m_instanceDictionary;
-    std::unique_ptr<InstanceArray> m_instanceArray;
+    vnRefPointer<InstanceDictionary> m_instanceDictionary; // its objects may throw when they go
+    vnRefPointer<InstanceArray> m_instanceArray;
     unsigned int m_nextInstanceID = 0;
 };
 

@@ -34,9 +34,10 @@ public:
     };
 
     /// Opens the file. For `VN_SERIALIZE_INPUT` the name is looked up by `vnDirectory::getExtendedFileName`
-    /// unless the flags hold `VN_ADAPTER_NO_EXPANSION`; the result is the name of this adapter.
-    /// `VN_SERIALIZE_OUTPUT` drops what the file holds unless `append` is set; `VN_SERIALIZE_APPEND` means
-    /// output with `append`. An empty name opens nothing and is no error.
+    /// unless the flags hold `VN_ADAPTER_NO_EXPANSION`; `getName()` answers the result, not what was asked
+    /// for. `VN_SERIALIZE_OUTPUT` drops what the file holds unless `append` is set; `VN_SERIALIZE_APPEND`
+    /// means output with `append`; any other action opens nothing and sets the error. An empty name opens
+    /// nothing and is no error.
     vnSerializeAdapterFile(const vnString& name, vnSerializeAction action, unsigned char append,
                            vnUInt64 flags);
     VN_TYPE(vnSerializeAdapterFile)

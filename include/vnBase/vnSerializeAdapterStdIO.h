@@ -10,7 +10,9 @@
 ///     if (console.hasData())
 ///         unsigned char key = console.read();
 ///
-/// A read waits for a key. At the end of the input it gives 0 and sets the error; an output that fails sets
+/// A read waits for a key. A read of a block asks once more than it gets bytes: from an input that is no
+/// terminal it returns when one byte more than asked for has come, which stays for the next read, or at the
+/// end. At the end of the input it gives 0 and sets the error; an output that fails sets
 /// the error too.
 class VN_BASE_API vnSerializeAdapterStdIO : public vnSerializeAdapter
 {

@@ -72,6 +72,7 @@ TEST(vnDirectory, SearchesTheListOfTheUser)
         {";", "none", "none"},
         {";", "/none", "/none"},
         {";", "", ""},
+        {";", "file:", ""}, // and no directory of the list
         {",", "a", folder.path("two/a")},
     };
     for (const auto& row : rows)

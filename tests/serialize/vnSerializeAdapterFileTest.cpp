@@ -470,3 +470,23 @@ TEST(vnSerializeAdapterFile, RecyclesItsBuffersBetweenThreads)
     EXPECT_EQ(vnTempFolder::content(folder.path("a")), std::string(100, 'a'));
     EXPECT_EQ(vnTempFolder::content(folder.path("b")), std::string(100, 'b'));
 }
+
+TEST(vnSerializeAdapterFile, CutsNoFileForAnActionItDoesNotKnow)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.write("a", "content");
+    {
+        vnSerializeAdapterFile file(name, static_cast<vnSerializeAction>(7), 0, VN_ADAPTER_SILENT);
+        EXPECT_EQ(file.getError(), vnString("Could not open '") + name + "' for an unknown action");
+        file.write('x');
+    }
+    EXPECT_EQ(vnTempFolder::content(name), "content");
+}
+
+TEST(vnSerializeAdapterFile, AnswersTheExpandedNameAsItsOwn)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.write("a", "content");
+    vnSerializeAdapterFile file(vnString("file:") + name, VN_SERIALIZE_INPUT, 0, 0);
+    EXPECT_EQ(file.getName(), name);
+}

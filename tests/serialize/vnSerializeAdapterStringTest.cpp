@@ -20,6 +20,17 @@ TEST(vnSerializeAdapterString, TurnsIntoItsUnreadTextOnce)
     EXPECT_TRUE(adapter.isOfType(vnSerializeAdapterQueue::getClassType()));
 }
 
+TEST(vnSerializeAdapterString, LeavesBytesPushedBackWhereTheyAre)
+{
+    const vnString text("abc");
+    vnSerializeAdapterString adapter(&text);
+    adapter.pushBack('x');
+    EXPECT_EQ(static_cast<vnString>(adapter), "abc");
+    adapter = "new";
+    EXPECT_EQ(adapter.read(), 'x');
+    EXPECT_EQ(adapter.read(), 'n');
+}
+
 TEST(vnSerializeAdapterString, KeepsWhatAStringCanNotHold)
 {
     vnSerializeAdapterString adapter;

@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <new>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -52,6 +55,54 @@ void pushBack(vnSerializeAdapter& adapter, const char* text)
     adapter.pushBack(reinterpret_cast<const unsigned char*>(text),
                      static_cast<unsigned int>(std::strlen(text)));
 }
+
+// Fails once its allowance is used up, and notes the largest block.
+class Manager : public vnMemoryManagerInterface
+{
+public:
+    Manager() { vnMemoryControl::setMemoryManager(this); }
+    ~Manager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override
+    {
+        if (allowance == 0)
+            return nullptr;
+        --allowance;
+        largest = std::max(largest, size);
+        return std::malloc(size);
+    }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override { std::free(block); }
+
+    unsigned int allowance = 1000000;
+    unsigned int largest = 0;
+};
+
+// A source whose data stand in another adapter, all of which it moves at the first byte.
+class Relay : public vnSerializeAdapter
+{
+public:
+    explicit Relay(vnSerializeAdapter& source) : m_source(source) {}
+
+protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        m_source.pushBackAdapterData();
+        return m_source.read();
+    }
+    unsigned int length_imp() override { return m_source.length(); }
+
+private:
+    vnSerializeAdapter& m_source;
+};
+
+class Thrower : public vnReference
+{
+public:
+    ~Thrower() noexcept(false) override { throw 1; }
+};
 
 class Item : public vnSerializeData
 {
@@ -128,6 +179,19 @@ TEST(vnSerializeAdapter, AsksOnceMoreThanItReadsInTheDefaultBlockForm)
     EXPECT_EQ(adapter.m_written, "xyz");
 }
 
+TEST(vnSerializeAdapter, AsksTheSourceNothingForNoBytes)
+{
+    Source adapter("abc");
+    unsigned char byte = 7;
+    EXPECT_EQ(adapter.read(&byte, 0), 0u);
+    EXPECT_EQ(adapter.m_asked, 0u) << "asking may wait";
+    adapter.pushBack('x');
+    EXPECT_EQ(adapter.read(&byte, 0), 0u);
+    EXPECT_EQ(adapter.m_asked, 0u);
+    EXPECT_EQ(byte, 7);
+    EXPECT_EQ(readAll(adapter), "xabc");
+}
+
 TEST(vnSerializeAdapter, ProbesByReadingAndPuttingBack)
 {
     Source adapter("abcdef");
@@ -150,6 +214,65 @@ TEST(vnSerializeAdapter, ProbesForMoreThanTheMachineHasWithoutTakingThatMuch)
     Source adapter(std::string(200000, 'a'));
     EXPECT_FALSE(adapter.hasData(4294967295u));
     EXPECT_EQ(adapter.length(), 200000u);
+}
+
+TEST(vnSerializeAdapter, LosesNothingWhenMemoryRunsOutInAProbe)
+{
+    std::string text(300000, '\0');
+    std::iota(text.begin(), text.end(), '\0');
+    Manager manager;
+    testing::internal::CaptureStderr(); // each failure is reported there
+    unsigned int failures = 0;
+    for (bool isDone = false; !isDone; ++failures)
+    {
+        Source adapter(text);
+        pushBack(adapter, "in front");
+        manager.allowance = failures;
+        try
+        {
+            EXPECT_TRUE(adapter.hasData(300008));
+            isDone = true;
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        manager.allowance = 1000000;
+        EXPECT_TRUE(readAll(adapter, 400000) == "in front" + text) << "after " << failures << " allocations";
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(failures, 4u);
+}
+
+TEST(vnSerializeAdapter, TakesNoMoreMemoryOnAHintThanItNeeds)
+{
+    Manager manager;
+    Source adapter("");
+    pushBack(adapter, "abc");
+    adapter.allocPushBack(4294967295u);
+    pushBack(adapter, "0123456789");
+    EXPECT_LE(manager.largest, 2097152u);
+    EXPECT_EQ(readAll(adapter, 13), "0123456789abc");
+}
+
+TEST(vnSerializeAdapter, LetsTheErrorOfASharedInstanceOut)
+{
+    EXPECT_THROW(
+        {
+            Source adapter("");
+            adapter.getRefInstanceArray()[0] = new Thrower;
+        },
+        int);
+}
+
+TEST(vnSerializeAdapter, MovesTheSourceAlsoWhenThatMovesAnother)
+{
+    const std::string text(5000, 'i');
+    unsigned char* block = reinterpret_cast<unsigned char*>(const_cast<char*>(text.data()));
+    vnSerializeAdapterMemory inner(block, 5000);
+    Relay outer(inner);
+    outer.pushBackAdapterData();
+    EXPECT_EQ(inner.length(), 0u);
+    EXPECT_TRUE(readAll(outer, 6000) == text);
 }
 
 TEST(vnSerializeAdapter, MovesTheSourceIntoThePushBackStoreInOrder)

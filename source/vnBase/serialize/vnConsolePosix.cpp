@@ -152,8 +152,12 @@ unsigned char vn_kbhit()
         return s_isKeyMode && ::ioctl(STDIN_FILENO, FIONREAD, &waiting) == 0 && waiting > 0;
     }
     vn_flush();
+    // Locked over both, so that no other thread reads the byte behind in between.
+    ::flockfile(stdin);
     const int byte = readStream();
-    return byte >= 0 && std::ungetc(byte, stdin) != EOF;
+    const bool isThere = byte >= 0 && std::ungetc(byte, stdin) != EOF;
+    ::funlockfile(stdin);
+    return isThere;
 }
 
 int vn_putch(int character)

@@ -57,6 +57,8 @@ struct SearchState
 vnString extended(const vnString& name, SearchState& state)
 {
     vnString file = name.isFirst("file:") ? name.left(5, 1) : name;
+    if (file.isEmpty())
+        return file; // would find the directories themselves
     if (exists(file) || vnIsAbsoluteName(file))
         return file;
     if (!state.hasList)

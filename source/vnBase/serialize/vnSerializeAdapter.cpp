@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 vnType vnSerializeAdapter::s_type(vnReference::getClassType(), "vnSerializeAdapter");
 vnType vnSerializeAdapterProgressInfo::s_type(vnReference::getClassType(), "vnSerializeAdapterProgressInfo");
@@ -14,6 +15,10 @@ constexpr unsigned int VN_REF_CHUNK = 100;
 
 // A probe takes memory as the data come, not by what was asked for.
 constexpr unsigned int VN_PROBE_CHUNK = 65536;
+
+// The store takes no more than this ahead on a hint, whatever the hint claims: it grows by half of itself
+// anyway.
+constexpr unsigned int VN_LARGEST_CHUNK = 1048576;
 
 vnDynamicArray<unsigned char>& scratchOfThread()
 {
@@ -83,14 +88,14 @@ void vnSerializeAdapter::setError(const vnString& error)
 vnRefInstanceDictionary& vnSerializeAdapter::getRefInstanceDictionary()
 {
     if (!m_instanceDictionary)
-        m_instanceDictionary.reset(new InstanceDictionary(vnRefInstanceDictionary(VN_REF_BUCKETS)));
+        m_instanceDictionary = new InstanceDictionary(vnRefInstanceDictionary(VN_REF_BUCKETS));
     return m_instanceDictionary->getData();
 }
 
 vnRefInstanceArray& vnSerializeAdapter::getRefInstanceArray()
 {
     if (!m_instanceArray)
-        m_instanceArray.reset(new InstanceArray(vnRefInstanceArray(VN_REF_CHUNK)));
+        m_instanceArray = new InstanceArray(vnRefInstanceArray(VN_REF_CHUNK));
     return m_instanceArray->getData();
 }
 
@@ -134,8 +139,7 @@ void vnSerializeAdapter::pushBack(const unsigned char* data, unsigned int count)
 void vnSerializeAdapter::allocPushBack(unsigned int extra)
 {
     const vnUInt64 wanted = static_cast<vnUInt64>(extra) + m_pushBack.getCount();
-    const vnUInt64 limit = std::numeric_limits<unsigned int>::max();
-    const auto chunk = static_cast<unsigned int>(std::min(wanted, limit));
+    const auto chunk = static_cast<unsigned int>(std::min<vnUInt64>(wanted, VN_LARGEST_CHUNK));
     m_pushBack.setChunkSize(std::max({m_pushBack.getChunkSize(), chunk, 1u}));
 }
 
@@ -143,11 +147,14 @@ void vnSerializeAdapter::pushBackAdapterData()
 {
     if (length_imp() == 0)
         return;
+    // Taken away from the thread meanwhile: a source that reads another adapter may come here again.
+    vnDynamicArray<unsigned char> scratch(std::move(scratchOfThread()));
     // What is pushed back already comes first, so all of it passes through.
-    vnDynamicArray<unsigned char>& scratch = scratchOfThread();
     scratch.setSize(length());
+    reservePushBack(scratch.getSize()); // what was read must not get lost for want of room
     const unsigned int count = read(scratch.data(), scratch.getSize());
     pushBack(scratch.data(), count);
+    scratchOfThread().swap(scratch);
 }
 
 unsigned int vnSerializeAdapter::length()
@@ -175,19 +182,19 @@ void vnSerializeAdapter::copySharedRefData(const vnSerializeAdapter& other)
     if (this == &other)
         return;
     // The copies share the objects: a clone would be another object under the id of the first one.
-    std::unique_ptr<InstanceDictionary> dictionary;
+    vnRefPointer<InstanceDictionary> dictionary;
     if (other.m_instanceDictionary)
     {
         const vnRefInstanceDictionary& source = other.m_instanceDictionary->getData();
-        dictionary.reset(new InstanceDictionary(vnRefInstanceDictionary(source.getHashSize())));
+        dictionary = new InstanceDictionary(vnRefInstanceDictionary(source.getHashSize()));
         for (const auto& entry : source)
             dictionary->getData().enter(entry.getKey(), entry.getValue());
     }
-    std::unique_ptr<InstanceArray> array;
+    vnRefPointer<InstanceArray> array;
     if (other.m_instanceArray)
     {
         const vnRefInstanceArray& source = other.m_instanceArray->getData();
-        array.reset(new InstanceArray(vnRefInstanceArray(VN_REF_CHUNK)));
+        array = new InstanceArray(vnRefInstanceArray(VN_REF_CHUNK));
         array->getData().setSize(source.getSize());
         for (unsigned int i = 0; i < source.getSize(); ++i)
             array->getData()[i] = source.get(i);
@@ -243,6 +250,8 @@ unsigned int vnSerializeAdapter::readBlock(unsigned char* data, unsigned int cou
 {
     if (!data)
         return skip(count);
+    if (count == 0)
+        return 0; // the source is not asked, since that may wait
     if (m_pushBack.isEmpty())
         return read_imp(data, count);
     const unsigned int done = m_pushBack.pop(data, count);
@@ -279,14 +288,23 @@ unsigned char vnSerializeAdapter::probeByReading(unsigned int count)
 {
     vnDynamicArray<unsigned char> buffer(VN_PROBE_CHUNK);
     unsigned int done = 0;
-    while (done < count)
+    try
     {
-        const unsigned int step = std::min(count - done, std::max(done, VN_PROBE_CHUNK));
-        buffer.setSize(done + step);
-        const unsigned int got = read(buffer.data() + done, step);
-        done += got;
-        if (got < step)
-            break;
+        while (done < count)
+        {
+            const unsigned int step = std::min(count - done, std::max(done, VN_PROBE_CHUNK));
+            buffer.setSize(done + step);
+            reservePushBack(done + step);
+            const unsigned int got = read(buffer.data() + done, step);
+            done += got;
+            if (got < step)
+                break;
+        }
+    }
+    catch (...)
+    {
+        pushBack(buffer.data(), done); // there is room
+        throw;
     }
     pushBack(buffer.data(), done);
     return done == count;
@@ -298,8 +316,9 @@ unsigned char* vnSerializeAdapter::reservePushBack(unsigned int count)
     const unsigned int held = m_pushBack.getCount();
     const bool isFull = m_pushBack.getCapacity() - held < count;
     const vnUInt64 wanted = isFull ? std::max<vnUInt64>(count, held / 2) : count;
-    const vnUInt64 limit = std::numeric_limits<unsigned int>::max() - m_pushBack.getChunkSize() - held;
-    return m_pushBack.reserve(wanted < limit ? static_cast<unsigned int>(wanted) : count);
+    const vnUInt64 largest = wanted + held + m_pushBack.getChunkSize();
+    const bool fits = largest <= std::numeric_limits<unsigned int>::max();
+    return m_pushBack.reserve(fits ? static_cast<unsigned int>(wanted) : count);
 }
 
 void vnSerializeAdapter::holdWindow() noexcept

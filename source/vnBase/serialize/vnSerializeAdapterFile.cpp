@@ -9,6 +9,7 @@
 #include <vnBase/vnSystem.h>
 
 #include <algorithm>
+#include <exception>
 #include <new>
 
 vnType vnSerializeAdapterFile::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterFile");
@@ -62,8 +63,10 @@ vnSerializeAdapterFile::vnSerializeAdapterFile(const vnString& name, vnSerialize
         return;
     if (isInput())
         openForInput();
-    else
+    else if (m_action == VN_SERIALIZE_OUTPUT)
         openForOutput();
+    else
+        setError(textOf("Could not open '", "' for an unknown action")); // nothing is cut for it
 }
 
 vnSerializeAdapterFile::~vnSerializeAdapterFile() noexcept(false)
@@ -76,6 +79,11 @@ vnSerializeAdapterFile::~vnSerializeAdapterFile() noexcept(false)
     catch (const std::bad_alloc&)
     {
         // There is no memory for the text of an error. The members still close the file.
+    }
+    catch (...)
+    {
+        if (std::uncaught_exceptions() == 0)
+            throw;
     }
 }
 
