@@ -19,8 +19,8 @@ public:
     /// Replaces the bytes of the queue by the text. Bytes pushed back stay in front of it.
     vnSerializeAdapterString& operator=(const vnString& text);
 
-    /// Takes the unread bytes of the queue out, not those pushed back, which stay for the next reads; so that
-    /// a second conversion gives an empty string. A string holds 65535 bytes at most; what does not fit stays
-    /// in the queue for the next conversion.
+    /// Takes the unread bytes of the queue out, not those pushed back, which stay for the next reads. A
+    /// second conversion gives an empty string. A string holds 65535 bytes at most; what does not fit stays in
+    /// the queue for the next conversion.
     operator vnString();
 };
