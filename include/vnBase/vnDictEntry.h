@@ -4,6 +4,7 @@
 #include <vnBase/vnMemory.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -163,6 +164,8 @@ public:
 private:
     static constexpr unsigned int VN_FIRST_SLAB = 4;
     static constexpr unsigned int VN_LARGEST_SLAB = 1024;
+    static constexpr unsigned int VN_ALIGNED_SLAB = 64;
+    static constexpr unsigned int VN_CACHE_LINE = 64;
 
     struct Slot
     {
@@ -198,9 +201,14 @@ private:
     void addSlab()
     {
         const unsigned int bytes = vnCheckedSize(m_slabSize, sizeof(Entry));
-        void* block = vn_new(vnCheckedSize(sizeof(Slab) + static_cast<std::size_t>(bytes)));
+        // In a large dictionary each entry looked at is a cache miss, so that none is to lie across two
+        // lines.
+        const unsigned int slack = m_slabSize < VN_ALIGNED_SLAB ? 0 : VN_CACHE_LINE;
+        void* block = vn_new(vnCheckedSize(sizeof(Slab) + slack + static_cast<std::size_t>(bytes)));
         m_slabs = ::new (block) Slab{m_slabs};
         m_unused = static_cast<unsigned char*>(block) + sizeof(Slab);
+        if (slack)
+            m_unused += -reinterpret_cast<std::uintptr_t>(m_unused) & (VN_CACHE_LINE - 1);
         m_end = m_unused + bytes;
         if (m_slabSize < VN_LARGEST_SLAB)
             m_slabSize *= 2;
