@@ -110,7 +110,9 @@ public:
         return entry->m_value;
     }
 
-    /// The same without reading or writing the remembered entry.
+    /// The same without reading or writing the remembered entry. Comparing may still write to keys:
+    /// a look-up with an interned string interns the equal stored one. Strings that threads look up together
+    /// are interned before they are entered, or looked up with ordinary strings only.
     V* peek(const K& key, const V* occurrence = nullptr) const
     {
         if (m_count == 0)

@@ -169,7 +169,8 @@ public:
     /// `waitLock()` that gives up after `milliseconds` and answers whether it holds the lock.
     static unsigned char tryLock(unsigned int milliseconds);
 
-    static const vnString& getDefaultSender();
+    /// "VantorSDK". A string of the caller's own, since comparing a string may write to it.
+    static vnString getDefaultSender();
 
 private:
     static void post(const vnString& sender, vnMessageLevel level, const char* format,

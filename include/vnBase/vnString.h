@@ -20,20 +20,24 @@
 ///     vnString line = vnString::formatString("%s: %d bytes", path, size);
 ///
 /// Each string owns its bytes, and a copy copies them; only an interned string (see `vnUniqueString`) shares
-/// its text with the intern table. Comparing for equality is one compare of hashes, or of ids for two
-/// interned strings. Indexes and lengths are in bytes.
+/// its text with the intern table. Texts of up to 15 bytes stand in the object itself, so that their address
+/// changes when it is moved; longer ones have a block of their own that grows in steps of 16 bytes. Comparing
+/// for equality is one compare of hashes, or of ids for two interned strings. Indexes and lengths are in
+/// bytes.
 ///
 /// An exhausted heap is reported and throws `std::bad_alloc`; the string keeps its old text. Index faults
 /// throw `vnFatalError`.
 ///
 /// Thread-safety: none for one string. Comparing writes: an ordinary string that equals an interned one
-/// becomes interned, also through a const reference.
+/// becomes interned, also through a const reference. So does a look-up in a dictionary, for a key and an
+/// equal stored key.
 class VN_BASE_API vnString
 {
 public:
     static constexpr unsigned int VN_MAX_LENGTH = 65535;
 
-    vnString() noexcept {}
+    /// Constant-initialised as a static, so that code which runs before the statics of its file may set it.
+    constexpr vnString() noexcept : m_nothing() {}
 
     /// A text that ends with NUL, its first 65535 bytes at most. Null gives the empty string.
     vnString(const char* text);
@@ -59,7 +63,9 @@ public:
     static vnType s_type;
     static vnType* getClassType() { return &s_type; }
     virtual vnType* getType() const;
-    virtual ~vnString() { release(); }
+
+    /// Throws nothing itself; members of derived classes may.
+    virtual ~vnString() noexcept(false) { release(); }
 
     vnString& operator=(const vnString& other);
     vnString& operator=(vnString&& other) noexcept;
@@ -103,8 +109,9 @@ public:
     const char* getString() const noexcept { return m_text ? m_text : s_empty; }
     operator const char*() const noexcept { return getString(); }
 
-    /// A writable byte. It does not renew the hash, and on an interned string it would write to the shared
-    /// text, which is copied first. An index at or past the length throws.
+    /// A writable byte. It does not renew the hash. An interned string copies the shared text first and drops
+    /// its id, also when the caller only reads: `isUnique()` answers 0 then. An index at or past the length
+    /// throws.
     char& operator()(unsigned short index);
 
     /// `len` bytes from `index`, cut at the end of the text. `len` 0 gives the empty string; otherwise an
@@ -171,8 +178,9 @@ public:
     /// Assigns `value` in letters, see `vnULtoIdent`.
     vnString& identifier(vnInt64 value);
 
-    /// XORs the 16-bit characters with a running key. Twice with one key restores the text, as long as no
-    /// character becomes 0.
+    /// XORs the 16-bit characters with a running key. Twice with one key restores the text, as long as the
+    /// scrambled one fits in 65535 bytes, where it is cut. A character that becomes 0 is kept as NUL, which
+    /// ends the text for readers of `getString()`.
     vnString& scramble(unsigned int key);
 
     /// The length in one byte, then the text; of a longer text 255, its first 252 bytes and three dots.
@@ -284,10 +292,10 @@ private:
     void startJoined(const char* left, unsigned int leftLength, const char* right, unsigned int rightLength);
     void append(const char* text, unsigned int length);
     void assignBytes(const char* text, unsigned int length);
-    void assignWide(const char16_t* text, unsigned int count);
-    void assignCharacters(const char32_t* text, unsigned int count);
+    template <class Character>
+    void assignCharacters(const Character* text, unsigned int count);
     char* ownText();
-    unsigned char makeUniqueById(unsigned short id);
+    bool takeTextOf(unsigned short id);
     bool findPlace(const vnString& pattern, bool first, bool caseSensitive, unsigned short* pos) const;
 
     static const char s_empty[4];
@@ -301,7 +309,14 @@ private:
     // Computed when it is first asked for and 0 until then. Atomic, since reading a string is no write for
     // its users.
     mutable std::atomic<unsigned int> m_hash{0};
-    char m_inline[VN_INLINE_LENGTH + 1]; // short texts
+    struct Nothing
+    {
+    };
+    union
+    {
+        Nothing m_nothing; // of a string without text, for the sake of constant initialisation
+        char m_inline[VN_INLINE_LENGTH + 1]; // short texts
+    };
 };
 
 // Names and words need no call: up to 32 bytes are their first and their last 8 or 16.
@@ -342,8 +357,13 @@ inline bool operator==(const vnString& left, const vnString& right)
     return left.equalText(right);
 }
 
-/// Bytes only; interns nothing. Null reads as empty.
-VN_BASE_API bool operator==(const vnString& left, const char* right);
+/// Bytes only; interns nothing. Null reads as empty. `right` ends at its NUL, so that a text with a NUL in it
+/// equals none.
+inline bool operator==(const vnString& left, const char* right)
+{
+    const std::size_t length = right ? std::strlen(right) : 0;
+    return left.length() == length && (length == 0 || std::memcmp(left.getString(), right, length) == 0);
+}
 
 /// Order by signed bytes; a proper prefix is the smaller one.
 VN_BASE_API bool operator<(const vnString& left, const vnString& right);

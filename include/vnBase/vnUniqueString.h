@@ -18,7 +18,8 @@
 /// "cont", "chain", "Value not set", "Not implemented", "OK", "Test OK", "Test FAIL", "guid", "ttag".
 ///
 /// A text that is interned under another id already, and an id that is taken by another text, throw
-/// `vnFatalError`; so does a full table. The string is unchanged then.
+/// `vnFatalError`; so does a full table. The string is unchanged then, but an empty one that asked for an id
+/// holds the text "Unique(id)" that was refused.
 ///
 /// Thread-safety: the table may be used from any thread, also while statics are constructed and destroyed.
 /// Once the library itself has been unloaded nothing is interned any more, and `makeUnique` answers 0.

@@ -305,7 +305,8 @@ private:
 
     std::string realBody(char letter, const vnArgument& argument, bool& negative) const
     {
-        double value = argument;
+        double value = argument.isULongLong() ? static_cast<double>(argument.getUInt64())
+                                              : static_cast<double>(argument);
         if (m_size == 2)
             value = static_cast<double>(static_cast<float>(value));
         negative = value < 0;
@@ -345,6 +346,8 @@ private:
         if (letter == 'd')
         {
             m_hash = false;
+            if (m_size == 8 && !argument.isULongLong())
+                value = static_cast<unsigned long long>(argument.getInt64());
             long long number = static_cast<long long>(value);
             if (m_size != 8)
                 number = m_size == 4 ? static_cast<int>(value) : static_cast<short>(value);
@@ -366,10 +369,10 @@ private:
         const unsigned char radix = lower == 'x' ? 16 : lower == 'o' ? 8 : 2;
         if (!below)
             return digits(value, radix, letter == 'X');
-        if (radix == 2)
-            return "1" + digits(value + 0x8000000000000000ull, radix, false);
         if (value < 0xF000000000000000ull)
             return digits(value, radix, letter == 'X');
+        if (radix == 2)
+            return "1" + digits(value + 0x8000000000000000ull, radix, false);
         return (radix == 16 ? "F" : "7") + digits(value + 0x1000000000000000ull, radix, letter == 'X');
     }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "../messages/vnMessageRecorder.h"
+
 #include <vnBase/vnNumberText.h>
 
 #include <gtest/gtest.h>
@@ -142,10 +144,21 @@ TEST(vnNumberText, TellsWhatIsNoNumberAndWhatIsTooLarge)
     EXPECT_EQ(real(HUGE_VAL), "<inf>");
     EXPECT_EQ(real(-HUGE_VAL, 2), "-<inf>");
     EXPECT_EQ(real(std::nan("")), "<nan>");
+    Recorder messages;
+    vnMessage::setMessageLevel(VN_MESSAGE_WARNING | VN_MESSAGE_INTERNAL);
+    const Lines warning{"VantorSDK|4800|Too large number for vnDtoA"};
     char text[64] = "x";
+    char16_t wide[64] = u"x";
     unsigned short length = 77;
-    vnDtoA(text, -2e19, 2, &length);
+    vnDtoA(text, 2e19, 2, &length);
     EXPECT_STREQ(text, "");
+    EXPECT_EQ(messages.take(), warning);
+    vnDtoA(text, -2e19, 2, &length);
+    EXPECT_STREQ(text, "-"); // the sign comes before the test
+    EXPECT_EQ(messages.take(), warning);
+    vnDtoA(wide, -2e19, 2, &length);
+    EXPECT_EQ(std::u16string(wide), u"-");
+    EXPECT_EQ(messages.take(), warning);
     EXPECT_EQ(length, 77u);
 }
 

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <future>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -22,6 +23,7 @@ class Borrower : public vnRecycleData_vnBase<Scratch<N>>
 {
 public:
     explicit Borrower(std::string& log) : m_log(log) {}
+    using vnRecycleData_vnBase<Scratch<N>>::emptyPool;
     void onNewItem(Scratch<N>&) const override { m_log += "new "; }
     void onInitItem(Scratch<N>&) const override { m_log += "init "; }
 
@@ -33,6 +35,7 @@ private:
 TEST(vnRecycleData, PreparesAtTheFirstAccess)
 {
     std::string log;
+    Borrower<1>::emptyPool(); // of what an earlier run left there
     {
         Borrower<1> fresh(log);
         EXPECT_EQ(log, "");
@@ -67,6 +70,7 @@ TEST(vnRecycleData, GivesTheOneReturnedLastFirst)
 TEST(vnRecycleData, PoolsNothingThatWasNeverTouched)
 {
     std::string log;
+    Borrower<3>::emptyPool();
     {
         Borrower<3> untouched(log);
     }
@@ -106,20 +110,26 @@ TEST(vnRecycleData, KeepsNoMoreThanTheLimit)
 
 TEST(vnRecycleData, WorksOnWithoutItsPool)
 {
-    std::string log;
+    const auto logAfterCleaning = []
     {
-        Borrower<5> a(log);
-        a->text = "a";
-    }
-    vnCleanupReference::cleanUpReferences(-1);
-    log.clear();
-    for (int i = 0; i < 2; ++i)
-    {
-        Borrower<5> later(log);
-        EXPECT_EQ(later->text, "");
-        later->text = "x";
-    }
-    EXPECT_EQ(log, "new init new init ");
+        std::string log;
+        {
+            Borrower<5> a(log);
+            a->text = "a";
+        }
+        vnCleanupReference::cleanUpReferences(-1);
+        log.clear();
+        for (int i = 0; i < 2; ++i)
+        {
+            Borrower<5> later(log);
+            log += later->text;
+            later->text = "x";
+        }
+        return log;
+    };
+    // In a process of its own, since all pools are gone for good.
+    EXPECT_EXIT(std::_Exit(logAfterCleaning() == "new init new init " ? 0 : 1), testing::ExitedWithCode(0),
+                "");
 }
 
 TEST(vnRecycleData, OpensItsPoolBesideAPassOverTheCleanupReferences)

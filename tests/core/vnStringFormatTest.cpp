@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "../messages/vnMessageRecorder.h"
 #include "vnFormatOracle.h"
+#include "vnTextHelpers.h"
 
-#include <vnBase/vnBaseError.h>
-#include <vnBase/vnMessage.h>
-#include <vnBase/vnString.h>
-
-#include <gtest/gtest.h>
+#include <vnBase/vnStringData.h>
 
 #include <cmath>
 #include <limits>
@@ -15,31 +13,23 @@
 
 namespace
 {
-std::string bytesOf(const vnString& text)
-{
-    return std::string(text.getString(), text.length());
-}
-
 template <class... Args>
 std::string text(const char* format, const Args&... args)
 {
     return bytesOf(vnString::formatString(format, args...));
 }
 
-// Collects the texts of the messages that are posted while it lives.
-class Messages : public vnMessageReceiverInterface
+// Puts a directive that does not exist in front of every text.
+class FaultyTranslator : public vnMessageTranslatorInterface
 {
 public:
-    Messages() { vnMessage::addMessageReceiver(this); }
-    ~Messages() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
+    FaultyTranslator() { vnMessage::setMessageTranslator(this); }
+    ~FaultyTranslator() noexcept(false) override { vnMessage::setMessageTranslator(nullptr); }
+    vnString translate(const vnString&, vnMessageLevel, const vnString& text) override
     {
-        levels.push_back(level);
-        texts.push_back(message);
+        return vnString("%y: ") + text;
     }
-
-    std::vector<vnMessageLevel> levels;
-    std::vector<std::string> texts;
+    void setTranslation(const vnString&, const vnString&, const vnString&, const vnString&) override {}
 };
 } // namespace
 
@@ -71,7 +61,8 @@ TEST(vnStringFormat, PrintsTheEdgesOf64Bits)
     EXPECT_EQ(text("%u", lowest), "9223372036854775808");
     EXPECT_EQ(text("%u|%d", ~0ull, ~0ull), "18446744073709551615|18446744073709551615");
     EXPECT_EQ(text("%x|%o", ~0ull, ~0ull), "ffffffffffffffff|1777777777777777777777");
-    EXPECT_EQ(text("%d|%d", 1e300, -1e300), "18446744073709551615|-9223372036854775808");
+    EXPECT_EQ(text("%d|%d", 1e300, -1e300), "9223372036854775807|-9223372036854775808");
+    EXPECT_EQ(text("%d|%u", 1e19, 1e19), "9223372036854775807|10000000000000000000");
     EXPECT_EQ(text("%d", std::nan("")), "0");
 }
 
@@ -84,6 +75,11 @@ TEST(vnStringFormat, WritesTheTopDigitOfNegativeNumbersByItself)
     EXPECT_EQ(text("%x", -(1ll << 60)), "F0");                   // the rest has no zeros in front
     EXPECT_EQ(text("%x", -(1ll << 60) - 1), "efffffffffffffff"); // two's complement below
     EXPECT_EQ(text("%x", std::numeric_limits<vnInt64>::min()), "8000000000000000");
+    EXPECT_EQ(text("%o|%o", -(1ll << 60), -(1ll << 60) - 1), "70|16" + std::string(20, '7'));
+    EXPECT_EQ(text("%b", -(1ll << 60)), "1111" + std::string(60, '0'));
+    EXPECT_EQ(text("%b", -(1ll << 60) - 1), "1110" + std::string(60, '1'));
+    EXPECT_EQ(text("%b", -(1ll << 62) - 1), "10" + std::string(62, '1'));
+    EXPECT_EQ(text("%b", std::numeric_limits<vnInt64>::min()), "1" + std::string(63, '0'));
 }
 
 TEST(vnStringFormat, PrintsRealsInTheShortestForm)
@@ -100,6 +96,8 @@ TEST(vnStringFormat, PrintsRealsInTheShortestForm)
     EXPECT_EQ(text("%g|%g|%g|%g", 100000.0, 1234.5, 0.5, 0.0), "1e5|1234.5|0.5|0");
     EXPECT_EQ(text("%hf", 0.1), "0.10000000149011"); // through a float; cut, not rounded
     EXPECT_EQ(text("%f", 4294967295u), "4294967295");
+    EXPECT_EQ(text("%.2f|%.2e|%.2g", 1ull << 63, 1ull << 63, 1ull << 63), "9.22e18|9.22e18|9.22e18");
+    EXPECT_EQ(text("%.3f", ~0ull), "1.845e19"); // not the -1 of the same bits
 }
 
 TEST(vnStringFormat, PrintsRealsThatAreNoNumbersOrFarFromOne)
@@ -148,7 +146,8 @@ TEST(vnStringFormat, TakesArgumentsByPlace)
     EXPECT_EQ(text("%2$d %d %d", 1, 2), "2 1 2");
     EXPECT_EQ(text("%*$d %d", 2, 7), "7 7"); // the index itself comes from the counter
     EXPECT_EQ(text("%*d|%-*d|%.*f", 4, 1, 4, 2, 2, 1.0), "   1|2   |1.00");
-    EXPECT_EQ(text("%.*d", -3, 5), "5"); // a negative precision is none
+    EXPECT_EQ(text("%.*d", -3, 5), "5");                          // a negative precision is none
+    EXPECT_EQ(text("%*d", -5, 1), std::string(65530, ' ') + "1"); // a width has no sign
     EXPECT_EQ(text("[%d|%f|%x]"), "[0|0|0]");
 }
 
@@ -161,26 +160,60 @@ TEST(vnStringFormat, PrintsNothingForWhatEndsWithinADirective)
 
 TEST(vnStringFormat, WarnsOfWhatItCanNotConvert)
 {
-    Messages messages;
+    Recorder messages;
     EXPECT_EQ(text("[%q]", 1), "[]");
     EXPECT_EQ(text("[%3i]", 1), "[   ]"); // the empty body is padded
     EXPECT_EQ(text("[%s]", 1), "[]");
     EXPECT_EQ(text("[%S]", 1.0), "[]");
     EXPECT_EQ(text("[%s]"), "[]");
     EXPECT_EQ(text("%17$d", 5), "5"); // falls back to the counter
-    const std::vector<std::string> expected = {
-        "Unknown format option in string '[%q]'",
-        "Unknown format option in string '[%3i]'",
-        "Using vnString::format(\"%s\",arg) where arg is no valid pointer",
-        "Using vnString::format(\"%S\",arg) where arg is no valid pointer",
-        "Using vnString::format(\"%s\",arg) where arg is no valid pointer",
-        "Using vnString::format(\"%n$\") where n<1 or n>16",
+    const Lines expected = {
+        "VantorSDK|4000|Unknown format option in string '[%q]'",
+        "VantorSDK|4000|Unknown format option in string '[%3i]'",
+        "VantorSDK|4000|Using vnString::format(\"%s\",arg) where arg is no valid pointer",
+        "VantorSDK|4000|Using vnString::format(\"%S\",arg) where arg is no valid pointer",
+        "VantorSDK|4000|Using vnString::format(\"%s\",arg) where arg is no valid pointer",
+        "VantorSDK|4000|Using vnString::format(\"%n$\") where n<1 or n>16",
     };
-    EXPECT_EQ(messages.texts, expected);
-    for (vnMessageLevel level : messages.levels)
-        EXPECT_EQ(level, static_cast<vnMessageLevel>(VN_MESSAGE_WARNING));
+    EXPECT_EQ(messages.take(), expected);
     EXPECT_EQ(text("%4294967297$d", 5), "5"); // not the index 1 by overflow
-    EXPECT_EQ(messages.texts.size(), expected.size() + 1);
+    EXPECT_EQ(messages.take().size(), 1u);
+    EXPECT_EQ(text("[%.0q]", 0), "[]"); // a zero without precision comes before the warning
+    EXPECT_EQ(messages.take(), Lines());
+}
+
+TEST(vnStringFormat, WarnsOnceThoughTheTranslationOfTheWarningIsFaulty)
+{
+    FaultyTranslator translator;
+    Recorder messages;
+    EXPECT_EQ(text("[%q]", 1), "[]");
+    const std::string warning = "VantorSDK|4000|: Unknown format option in string ''";
+    EXPECT_EQ(messages.take(), Lines{warning});
+    vnMessage::message(VN_MESSAGE_NOTICE, "plain");
+    EXPECT_EQ(messages.take(), (Lines{warning, "VantorSDK|3000|: plain"}));
+}
+
+TEST(vnStringFormat, LeavesItsScratchOutOfTheCallersMemory)
+{
+    vnMemoryControl::debugMem(1);
+    constexpr unsigned int state = 4242;
+    const unsigned int old = vnMemoryControl::updateState(state, 0);
+    text("%s%600d%.300f", vnString("\xE2\x82\xAC"), 1, 0.5);
+    vnMemoryControl::updateState(old, 0);
+    EXPECT_EQ(vnMemoryControl::getAllocMem(state, 0), 0u);
+    vnMemoryControl::debugMem(0);
+}
+
+TEST(vnStringFormat, AllocatesNothingButItsResultWhenWarm)
+{
+    const vnString euro("\xE2\x82\xAC");
+    for (const char* format : {"%s %40d", "%s%.200f", "%s%.200g", "%s%.60000e", "%s%900d"})
+    {
+        vnString::formatString(format, euro, 1.25);
+        CountingManager manager;
+        EXPECT_GT(vnString::formatString(format, euro, 1.25).length(), 40u);
+        EXPECT_EQ(manager.getCount(), 1u) << format;
+    }
 }
 
 TEST(vnStringFormat, MakesTheWholeResult8BitByOnePointerArgument)
@@ -194,6 +227,7 @@ TEST(vnStringFormat, MakesTheWholeResult8BitByOnePointerArgument)
     EXPECT_EQ(text("%s%s", umlaut, vnString("\xE9")), "\xFC\xE9"); // an 8-bit string does the same
     EXPECT_EQ(text("\xE9%s", umlaut), "\xE9\xFC");                 // and an 8-bit format
     EXPECT_EQ(text("\xC3\xBC%S", u"\u00E4\u20AC"), "\xC3\xBC\xC3\xA4\xE2\x82\xAC");
+    EXPECT_EQ(text("[%c]", 0), std::string("[\0]", 3));
     EXPECT_EQ(text("%c|%c", 0xFC, 0x120AC), "\xC3\xBC|\xE2\x82\xAC"); // a 16-bit code
     EXPECT_EQ(text("\xF0\x9F\x98\x80%s%s", umlaut, ""), std::string("\x00\xFC", 2));
 }
@@ -205,6 +239,9 @@ TEST(vnStringFormat, KeepsACharacterAboveSixteenBitsThatPassesThrough)
     EXPECT_EQ(text("[%3s]", smile), "[  \xF0\x9F\x98\x80]"); // one character
     EXPECT_EQ(text("[%.1s]", smile + "x"), "[\xF0\x9F\x98\x80]");
     EXPECT_EQ(text("%\xF0\x9F\x98\x80|", 1), "|"); // no letter, passed as a whole
+    Recorder messages;
+    vnMessage::message(VN_MESSAGE_NOTICE, "\xF0\x9F\x98\x80 %s", smile);
+    EXPECT_EQ(messages.take(), Lines{"VantorSDK|3000|\xF0\x9F\x98\x80 \xF0\x9F\x98\x80"});
 }
 
 TEST(vnStringFormat, SurvivesMalformedFormats)
@@ -253,15 +290,8 @@ TEST(vnStringFormat, FormatsOverItsOwnText)
 
 TEST(vnStringFormat, RefusesAStringFromAnotherArgument)
 {
-    try
-    {
-        vnArgument(1).getString();
-        FAIL();
-    }
-    catch (const vnFatalError& error)
-    {
-        EXPECT_EQ(bytesOf(error.getErrorString()), "Cant get vnString value out of non vnString vnArgument");
-    }
+    EXPECT_EQ(errorOf([] { vnArgument(1).getString(); }),
+              "Cant get vnString value out of non vnString vnArgument");
 }
 
 TEST(vnStringFormat, AgreesWithAWalkOfItsStates)
@@ -275,7 +305,7 @@ TEST(vnStringFormat, AgreesWithAWalkOfItsStates)
                                   "x", "X",    "b",        "o",    "c",  "s",  "S",  "f",  "e",     "g",
                                   "q", "text", "\xC3\xA4", "\xE9", "%d", "%s", "%f", "%g", "%8.3f", "%-9x"};
     constexpr unsigned int pieceCount = sizeof pieces / sizeof *pieces;
-    Messages messages;
+    Recorder messages;
     for (unsigned int round = 0; round < 60000; ++round)
     {
         std::vector<vnArgument> arguments(pick(6));
@@ -313,11 +343,11 @@ TEST(vnStringFormat, AgreesWithAWalkOfItsStates)
         std::string format;
         for (unsigned int i = pick(10); i-- > 0;)
             format += pieces[pick(pieceCount)];
-        messages.texts.clear();
+        messages.take();
         vnString result;
         result.assignFormat(format.data(), static_cast<unsigned short>(format.size()),
                             vnArgumentList(arguments.data(), static_cast<unsigned int>(arguments.size())));
-        const std::size_t warnings = messages.texts.size();
+        const std::size_t warnings = messages.take().size();
         const vnFormatOracle oracle(format, arguments.data(), static_cast<unsigned int>(arguments.size()));
         ASSERT_EQ(bytesOf(result), oracle.result()) << "round " << round << " '" << format << "'";
         ASSERT_EQ(warnings, oracle.warnings()) << "round " << round << " '" << format << "'";

@@ -1,62 +1,60 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnBaseError.h>
+#include "vnTextHelpers.h"
+
+#include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnUniqueString.h>
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include <cstdio>
+#include <new>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace
 {
-std::string errorOf(vnString text, unsigned short id)
+std::string refusalOf(vnString text, unsigned short id)
 {
-    try
-    {
-        text.makeUnique(id);
-    }
-    catch (const vnFatalError& error)
-    {
-        return error.getErrorString().getString();
-    }
-    return "";
+    return errorOf([&] { text.makeUnique(id); });
 }
 
 // Interned before main, by a static of this file.
 const vnUniqueString early("interned early", 4000);
+
+LateCall lateCall;
+
+// In the order of their ids, from 1.
+constexpr const char* fixedTexts[] = {"str",   "void",    "num",       "ptr",           "ref",
+                                      "error", "llnum",   "array",     "vec2",          "vec3",
+                                      "vec4",  "cont",    "chain",     "Value not set", "Not implemented",
+                                      "OK",    "Test OK", "Test FAIL", "guid",          "ttag"};
+
+bool hasFixedTexts()
+{
+    unsigned short id = 0;
+    for (const char* text : fixedTexts)
+    {
+        vnString string(text);
+        if (!string.checkUnique() || string.getUniqueID() != ++id)
+            return false;
+    }
+    return vnUniqueString::isFreeId(21);
+}
+
+// For what changes the table for good: runs the statement in a process of its own, which must end with true.
+#define EXPECT_IN_A_PROCESS(statement)                                                                       \
+    EXPECT_EXIT(std::_Exit((statement) ? 0 : 1), testing::ExitedWithCode(0), "")
 } // namespace
 
 TEST(vnUniqueString, KnowsTheFixedTexts)
 {
-    const std::pair<const char*, unsigned int> fixed[] = {{"str", 1},
-                                                          {"void", 2},
-                                                          {"num", 3},
-                                                          {"ptr", 4},
-                                                          {"ref", 5},
-                                                          {"error", 6},
-                                                          {"llnum", 7},
-                                                          {"array", 8},
-                                                          {"vec2", 9},
-                                                          {"vec3", 10},
-                                                          {"vec4", 11},
-                                                          {"cont", 12},
-                                                          {"chain", 13},
-                                                          {"Value not set", 14},
-                                                          {"Not implemented", 15},
-                                                          {"OK", 16},
-                                                          {"Test OK", 17},
-                                                          {"Test FAIL", 18},
-                                                          {"guid", 19},
-                                                          {"ttag", 20}};
-    for (const auto& [text, id] : fixed)
+    unsigned short id = 0;
+    for (const char* text : fixedTexts)
     {
         vnString string(text);
         EXPECT_TRUE(string.checkUnique()) << text;
-        EXPECT_EQ(string.getUniqueID(), id) << text;
-        EXPECT_STREQ(vnUniqueString(static_cast<unsigned short>(id)).getString(), text);
+        EXPECT_EQ(string.getUniqueID(), ++id) << text;
+        EXPECT_STREQ(vnUniqueString(id).getString(), text);
     }
+    EXPECT_EQ(id, 20u);
     EXPECT_EQ(early.getUniqueID(), 4000u);
 }
 
@@ -117,12 +115,12 @@ TEST(vnUniqueString, GivesAnEmptyStringTheTextOfTheId)
 TEST(vnUniqueString, RefusesASecondIdAndASecondText)
 {
     vnUniqueString taken("taken", 5100);
-    EXPECT_EQ(errorOf("taken", 5101),
+    EXPECT_EQ(refusalOf("taken", 5101),
               "Bad unique string (\"taken\":5101). String already used with ID (\"taken\":5100)");
-    EXPECT_EQ(errorOf("other", 5100),
+    EXPECT_EQ(refusalOf("other", 5100),
               "Bad unique string (\"other\":5100). ID already used with string (\"taken\":5100)");
-    EXPECT_EQ(errorOf("taken", 5100), "");
-    EXPECT_EQ(errorOf("taken", 0), "");
+    EXPECT_EQ(refusalOf("taken", 5100), "");
+    EXPECT_EQ(refusalOf("taken", 0), "");
     vnString refused("other");
     EXPECT_THROW(refused.makeUnique(5100), vnFatalError);
     EXPECT_FALSE(refused.isUnique());
@@ -130,8 +128,101 @@ TEST(vnUniqueString, RefusesASecondIdAndASecondText)
     // The placeholder of 5103 is in use elsewhere, so the empty string stays empty.
     vnUniqueString squatter("Unique(5103)", 5102);
     vnString empty;
-    EXPECT_THROW(empty.makeUnique(5103), vnFatalError);
-    EXPECT_TRUE(empty.isEmpty());
+    EXPECT_EQ(errorOf([&] { empty.makeUnique(5103); }), "Bad unique string (\"Unique(5103)\":5103). String "
+                                                        "already used with ID (\"Unique(5103)\":5102)");
+    EXPECT_STREQ(empty.getString(), "Unique(5103)"); // holds what was refused
+    EXPECT_FALSE(empty.isUnique());
+}
+
+TEST(vnUniqueString, GivesAnIdOneTextThoughThreadsRaceForIt)
+{
+    constexpr unsigned short first = 7000, count = 400;
+    std::vector<vnString> named(count), claimed(count);
+    std::thread claiming(
+        [&claimed]
+        {
+            for (unsigned short i = 0; i < count; ++i)
+            {
+                claimed[i] = vnString::formatString("claimed %d", i);
+                refusalOf(claimed[i], first + i); // whoever is faster
+            }
+        });
+    for (unsigned short i = 0; i < count; ++i)
+        EXPECT_TRUE(named[i].makeUnique(first + i)); // never refused
+    claiming.join();
+    for (unsigned short i = 0; i < count; ++i)
+    {
+        EXPECT_EQ(named[i].getUniqueID(), first + i);
+        EXPECT_TRUE(named[i] == claimed[i] || named[i] == vnString::formatString("Unique(%d)", first + i));
+    }
+}
+
+TEST(vnUniqueString, MakesTheTableAnewWithItsFixedTexts)
+{
+    EXPECT_IN_A_PROCESS((vnUniqueString::cleanAllUniqueId(), hasFixedTexts()) &&
+                        !vnString("interned early").checkUnique() &&
+                        vnUniqueString("first of the new table").getUniqueID() == 21);
+}
+
+TEST(vnUniqueString, IsLetGoOfWithTheCleanupReferences)
+{
+    EXPECT_IN_A_PROCESS((vnCleanupReference::cleanUpReferences(-1), hasFixedTexts()) &&
+                        !vnString("interned early").checkUnique());
+}
+
+TEST(vnUniqueString, RefusesAnotherTextWhenTheTableIsFull)
+{
+    const auto fill = []
+    {
+        vnString last;
+        for (unsigned int i = 0; vnUniqueString::isFreeId(65535); ++i)
+            last = vnUniqueString(vnString::formatString("filler %d", i));
+        return last;
+    };
+    const auto isRefused = [&fill]
+    {
+        const vnString last = fill();
+        const vnString refusal = refusalOf("one too many", 0).c_str();
+        return last.getUniqueID() == 65535 && vnUniqueString::getNextFreeId() == 65535 &&
+               refusal == vnString::formatString("Bad unique string (\"one too many\":0). ID already used "
+                                                 "with string (\"%s\":0)",
+                                                 last) &&
+               refusalOf("filler 1", 0).empty();
+    };
+    EXPECT_IN_A_PROCESS(isRefused());
+}
+
+TEST(vnUniqueString, ThrowsWhenThereIsNoMemoryForTheTable)
+{
+    const auto isExhausted = []
+    {
+        vnUniqueString::cleanAllUniqueId();
+        CountingManager manager(100000);
+        try
+        {
+            vnUniqueString("no room");
+        }
+        catch (const std::bad_alloc&)
+        {
+            return true;
+        }
+        return false;
+    };
+    EXPECT_IN_A_PROCESS(isExhausted());
+}
+
+TEST(vnUniqueString, InternsInTheDestructorsOfStatics)
+{
+    EXPECT_EXIT(
+        {
+            lateCall.run = []
+            {
+                vnUniqueString late("interned late", 6000);
+                std::fprintf(stderr, "%d %s", late.getUniqueID(), vnUniqueString(6000).getString());
+            };
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "6000 interned late");
 }
 
 TEST(vnUniqueString, LooksATextUpWithoutEnteringIt)
@@ -150,14 +241,14 @@ TEST(vnUniqueString, TellsTheLowestFreeId)
     const unsigned short free = vnUniqueString::getNextFreeId();
     EXPECT_GT(free, 20u);
     EXPECT_TRUE(vnUniqueString::isFreeId(free));
-    const vnUniqueString next("takes the lowest id");
+    static unsigned int run = 0; // what is interned stays so when the tests are repeated
+    const vnUniqueString next(vnString::formatString("takes the lowest id %d", run++));
     EXPECT_EQ(next.getUniqueID(), free);
     EXPECT_FALSE(vnUniqueString::isFreeId(free));
     EXPECT_FALSE(vnUniqueString::isFreeId(1));
     EXPECT_FALSE(vnUniqueString::isFreeId(0));
-    EXPECT_TRUE(vnUniqueString::isFreeId(65535));
-    const vnUniqueString last("the last id", 65535);
-    EXPECT_FALSE(vnUniqueString::isFreeId(65535));
+    EXPECT_IN_A_PROCESS(vnUniqueString::isFreeId(65535) && vnUniqueString("the last id", 65535).isUnique() &&
+                        !vnUniqueString::isFreeId(65535));
 }
 
 TEST(vnUniqueString, NeverChangesTheSharedText)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnMessage.h>
+#include "../messages/vnMessageRecorder.h"
+
 #include <vnBase/vnUtf.h>
 
 #include <gtest/gtest.h>
@@ -8,14 +9,6 @@
 
 namespace
 {
-struct LastMessage : public vnMessageReceiverInterface
-{
-    LastMessage() { vnMessage::addMessageReceiver(this); }
-    ~LastMessage() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel, const char* message) override { text = message; }
-    std::string text;
-};
-
 struct Form
 {
     unsigned int character;
@@ -58,28 +51,26 @@ TEST(vnUtf, EncodesAndDecodesOneToSixBytes)
 
 TEST(vnUtf, RefusesMalformedSequences)
 {
-    LastMessage message;
+    Recorder messages;
     for (const char* bytes : {"\x80", "\xBF", "\xFE\x80\x80\x80\x80\x80", "\xFF", "\xC3", "\xC3x", "\xE2\x82",
                               "\xE2\xC3\xBC", "\xF0\x9F\x98", "\xF8\x88\x80\x80", "\xFC\x84\x80\x80\x80"})
     {
         unsigned char size = 9;
-        message.text.clear();
         EXPECT_EQ(vnUTF8Size(bytes), 0u);
         EXPECT_EQ(vnUTF8ToULong(bytes, &size), 0u);
         EXPECT_EQ(size, 0u);
-        EXPECT_EQ(message.text, "Utf encoding on faulty data set");
+        EXPECT_EQ(messages.take(), Lines{"VantorSDK|4000|Utf encoding on faulty data set"});
     }
 }
 
 TEST(vnUtf, RefusesCharactersOf32Bits)
 {
-    LastMessage message;
+    Recorder messages;
     char text[8] = "keep";
     EXPECT_EQ(vnUTF8Size(0x80000000u), 0u);
-    EXPECT_EQ(message.text, "Utf decoding on faulty data input");
-    message.text.clear();
+    EXPECT_EQ(messages.take(), Lines{"VantorSDK|4000|Utf decoding on faulty data input"});
     EXPECT_EQ(vnUInt32ToUTF8(text, 0xFFFFFFFFu), 0u);
-    EXPECT_EQ(message.text, "Utf decoding on faulty data input");
+    EXPECT_EQ(messages.take(), Lines{"VantorSDK|4000|Utf decoding on faulty data input"});
     EXPECT_STREQ(text, "keep");
 }
 

@@ -286,6 +286,16 @@ char* vnDigits::writeAutomatic(char* to, double value, int significant, int sign
     return writeStepwise(to, value - static_cast<double>(parts.whole), decimals);
 }
 
+char* vnDigits::writeReal(char* to, double value, int precision, int significant, int signLength) noexcept
+{
+    if (std::isnan(value))
+        return std::copy_n("<nan>", 5, to);
+    if (std::isinf(value))
+        return std::copy_n("<inf>", 5, to);
+    return precision < 0 ? writeAutomatic(to, value, significant, signLength)
+                         : writeFixed(to, value, static_cast<unsigned int>(precision));
+}
+
 char* vnDigits::writeFixed(char* to, double value, unsigned int decimals) noexcept
 {
     if (value >= VN_MAX_FIXED)

@@ -22,6 +22,9 @@ char* writeAutomatic(char* to, double value, int significant, int signLength) no
 /// The same with exactly `decimals` decimals, rounded half up: up to 22 + `decimals` characters.
 char* writeFixed(char* to, double value, unsigned int decimals) noexcept;
 
+/// "<nan>", "<inf>", or what `writeFixed` and, for a `precision` below 0, `writeAutomatic` write.
+char* writeReal(char* to, double value, int precision, int significant, int signLength) noexcept;
+
 /// `value` times 10 to the power of `exponent`, also where that power is outside the table of vnPow10.
 double scaled(double value, int exponent) noexcept;
 

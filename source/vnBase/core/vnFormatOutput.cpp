@@ -17,6 +17,21 @@ vnStringData& vnFormatOutput::scratch()
     return m_scratch->getData();
 }
 
+void vnFormatOutput::giveBack()
+{
+    // The pool may need a node for it, which stays there like the scratch.
+    vnPrivateMemoryScope scope;
+    m_scratch.reset();
+}
+
+char* vnFormatOutput::numberSpace(unsigned int size)
+{
+    vnStringData& data = scratch();
+    vnPrivateMemoryScope scope;
+    data.m_numbers.setSize(size);
+    return data.m_numbers.data();
+}
+
 void vnFormatOutput::grow(unsigned int more)
 {
     vnStringData& data = scratch();

@@ -23,6 +23,11 @@ public:
     vnFormatOutput() noexcept : m_bytes(m_nearby) {}
     vnFormatOutput(const vnFormatOutput&) = delete;
     vnFormatOutput& operator=(const vnFormatOutput&) = delete;
+    ~vnFormatOutput() noexcept(false)
+    {
+        if (m_scratch)
+            giveBack();
+    }
 
     /// 0 when all that is written from here on is dropped.
     unsigned int room() const noexcept { return m_count < m_limit ? m_limit - m_count : 0; }
@@ -60,6 +65,9 @@ public:
     /// blanks behind it.
     void endBody(unsigned int blanks, char sign, unsigned int zeros, unsigned int trailing);
 
+    /// Room for `size` bytes beside the text, until it is asked for again.
+    char* numberSpace(unsigned int size);
+
     /// The text; 8-bit text as it is, other text as UTF-8, cut at 65535 bytes.
     const char* bytes() const noexcept { return m_bytes; }
     const char32_t* characters() const noexcept { return m_wide; }
@@ -75,6 +83,7 @@ private:
     void appendWidened(const char* text, unsigned int length);
     void becomeWide();
     vnStringData& scratch();
+    void giveBack();
 
     char* m_bytes;
     char32_t* m_wide = nullptr; // not null while the text is kept as 32-bit characters

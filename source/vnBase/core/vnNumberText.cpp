@@ -2,12 +2,12 @@
 #include <vnBase/vnNumberText.h>
 
 #include <core/vnDigits.h>
+#include <core/vnScratch.h>
 
 #include <vnBase/vnMessage.h>
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 namespace
 {
@@ -32,11 +32,6 @@ struct PowerTable
     }
 };
 constexpr PowerTable powers;
-
-struct FreeBlock
-{
-    void operator()(char* block) const { vn_free(block); }
-};
 
 template <class Char>
 void writeInteger(Char* to, vnUInt64 magnitude, bool negative, unsigned char radix, short minDigits,
@@ -66,13 +61,8 @@ vnUInt64 magnitudeOf(vnInt64 value)
     return value < 0 ? 0 - static_cast<vnUInt64>(value) : static_cast<vnUInt64>(value);
 }
 
-char* writeWord(char* to, const char* word)
-{
-    return std::copy(word, word + 5, to);
-}
-
-// Null when the value is too large.
-char* writeDouble(char* to, double value, short precision, int significant)
+// False when the value is too large; its sign is written all the same, since that comes first.
+bool writeDouble(char*& to, double value, short precision, int significant)
 {
     const bool negative = value < 0;
     if (negative)
@@ -80,17 +70,13 @@ char* writeDouble(char* to, double value, short precision, int significant)
         *to++ = '-';
         value = -value;
     }
-    if (std::isnan(value))
-        return writeWord(to, "<nan>");
-    if (std::isinf(value))
-        return writeWord(to, "<inf>");
-    if (value > vnDigits::VN_MAX_FIXED)
+    if (value > vnDigits::VN_MAX_FIXED && !std::isinf(value))
     {
         vnMessage::message(VN_MESSAGE_WARNING | VN_MESSAGE_INTERNAL, "Too large number for vnDtoA");
-        return nullptr;
+        return false;
     }
-    return precision < 0 ? vnDigits::writeAutomatic(to, value, significant, negative)
-                         : vnDigits::writeFixed(to, value, static_cast<unsigned int>(precision));
+    to = vnDigits::writeReal(to, value, precision, significant, negative);
+    return true;
 }
 } // namespace
 
@@ -120,31 +106,22 @@ void vnULtoA(char16_t* to, vnUInt64 value, unsigned char radix, short minDigits,
 
 void vnDtoA(char* to, double value, short precision, unsigned short* length, int significant)
 {
-    char* const end = writeDouble(to, value, precision, significant);
-    *(end ? end : to) = 0;
-    if (end && length)
+    char* end = to;
+    const bool isWritten = writeDouble(end, value, precision, significant);
+    *end = 0;
+    if (isWritten && length)
         *length = static_cast<unsigned short>(end - to);
 }
 
 void vnDtoA(char16_t* to, double value, short precision, unsigned short* length, int significant)
 {
-    char nearby[512];
-    std::unique_ptr<char, FreeBlock> block;
-    char* text = nearby;
-    if (precision > 100)
-    {
-        block.reset(static_cast<char*>(vn_new(static_cast<unsigned int>(precision) + 64)));
-        text = block.get();
-    }
-    const char* const end = writeDouble(text, value, precision, significant);
-    if (!end)
-    {
-        *to = 0;
-        return;
-    }
-    *std::copy(static_cast<const char*>(text), end, to) = 0;
-    if (length)
-        *length = static_cast<unsigned short>(end - text);
+    vnScratch<char> text(vnDigits::VN_MAX_AUTOMATIC +
+                         static_cast<unsigned int>(std::max<short>(precision, 0)));
+    char* end = text.get();
+    const bool isWritten = writeDouble(end, value, precision, significant);
+    *std::copy(text.get(), end, to) = 0;
+    if (isWritten && length)
+        *length = static_cast<unsigned short>(end - text.get());
 }
 
 void vnULtoIdent(char* to, vnUInt64 value, short minLength, unsigned short* length)

@@ -179,7 +179,7 @@ vnString::vnString(vnString&& other) noexcept
 vnString::vnString(const char16_t* text)
 {
     if (text)
-        assignWide(text, vnwcslen(text));
+        assignCharacters(text, vnwcslen(text));
 }
 
 vnString::vnString(const char16_t* text, unsigned short count, unsigned char ascii)
@@ -190,7 +190,7 @@ vnString::vnString(const char16_t* text, unsigned short count, unsigned char asc
         std::transform(text, text + count, start(count),
                        [](char16_t unit) { return static_cast<char>(unit); });
     else
-        assignWide(text, count);
+        assignCharacters(text, count);
 }
 
 vnString::vnString(vnInt64 value, unsigned char radix, unsigned short minDigits)
@@ -410,13 +410,6 @@ void vnString::adopt(const vnString& unique) const noexcept
     release();
     m_text = unique.m_text;
     m_uniqueID = unique.m_uniqueID;
-}
-
-bool operator==(const vnString& left, const char* right)
-{
-    const unsigned int length = left.length();
-    const std::size_t other = right ? std::strlen(right) : 0;
-    return length == other && (length == 0 || std::memcmp(left.getString(), right, length) == 0);
 }
 
 bool operator<(const vnString& left, const vnString& right)

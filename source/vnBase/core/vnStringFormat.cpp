@@ -10,12 +10,12 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <memory>
 
 namespace
 {
 constexpr int noPrecision = -1;
 constexpr int significantDigits = 15;
+constexpr vnUInt64 largestSigned = 0x7FFFFFFFFFFFFFFFull;
 
 // Outside of these, fixed notation gives way to the exponent form.
 constexpr double largestFixed = 1e18;
@@ -71,7 +71,8 @@ vnUInt64 cutUnsigned(const Whole& value, unsigned int size)
 
 double realOf(const vnArgument& argument, unsigned int size)
 {
-    const double value = argument;
+    const double value =
+        argument.isULongLong() ? static_cast<double>(argument.getUInt64()) : static_cast<double>(argument);
     if (size != 2)
         return value;
     if (std::fabs(value) > static_cast<double>(FLT_MAX) && !std::isinf(value))
@@ -84,32 +85,42 @@ bool needsExponent(double magnitude)
     return magnitude > largestFixed || (magnitude < smallestFixed && magnitude != 0.0);
 }
 
-struct FreeBlock
-{
-    void operator()(char* block) const { vn_free(block); }
-};
+// A message is formatted too, and the translation of one may hold the very fault that it tells of: what is
+// wrong in the text of a warning is not told again.
+__thread bool isWarning __attribute__((tls_model("initial-exec"))) = false;
 
-// The body of a number, without its sign.
+template <class... Args>
+void warn(const char* format, const Args&... args)
+{
+    struct Scope
+    {
+        Scope() { isWarning = true; }
+        ~Scope() { isWarning = false; }
+    };
+
+    if (isWarning)
+        return;
+    const Scope scope;
+    vnMessage::message(VN_MESSAGE_WARNING, format, args...);
+}
+
+// The body of a number, without its sign. A larger precision than the nearby one needs `space`, which must
+// hold that of `spaceFor`.
 class NumberText
 {
 public:
-    explicit NumberText(int precision) : m_precision(precision)
+    static constexpr int VN_NEARBY_PRECISION = 100;
+
+    static unsigned int spaceFor(int precision) { return static_cast<unsigned int>(precision) + 64; }
+
+    NumberText(int precision, char* space)
+        : m_precision(precision), m_first(precision > VN_NEARBY_PRECISION ? space : m_nearby), m_end(m_first)
     {
-        if (precision > nearbyPrecision)
-            m_block.reset(static_cast<char*>(vn_new(static_cast<unsigned int>(precision) + 64)));
-        m_first = m_end = m_block ? m_block.get() : m_nearby;
     }
 
     void writeFixed(double value)
     {
-        if (std::isnan(value))
-            writeWord("<nan>");
-        else if (std::isinf(value))
-            writeWord("<inf>");
-        else if (m_precision < 0)
-            m_end = vnDigits::writeAutomatic(m_end, value, significantDigits, 0);
-        else
-            m_end = vnDigits::writeFixed(m_end, value, static_cast<unsigned int>(m_precision));
+        m_end = vnDigits::writeReal(m_end, value, m_precision, significantDigits, 0);
     }
 
     // `value` is above 0 or NaN.
@@ -118,7 +129,7 @@ public:
         const double logarithm = std::log10(value);
         if (std::isnan(value) || std::fabs(logarithm) > 400)
         {
-            writeWord(std::isnan(value) ? "<nan>" : "<inf>");
+            writeFixed(std::isnan(value) ? value : HUGE_VAL);
             return;
         }
         int exponent = static_cast<int>(logarithm);
@@ -143,14 +154,9 @@ public:
     std::size_t length() const { return static_cast<std::size_t>(m_end - m_first); }
 
 private:
-    static constexpr int nearbyPrecision = 100;
-
-    void writeWord(const char* word) { m_end = std::copy(word, word + 5, m_end); }
-
     int m_precision;
     char* m_first;
     char* m_end;
-    std::unique_ptr<char, FreeBlock> m_block;
     char m_nearby[vnDigits::VN_MAX_AUTOMATIC + 16];
 };
 
@@ -289,7 +295,7 @@ bool Formatter::parseStart(Directive& directive)
     if (number >= 1 && number <= static_cast<vnInt64>(vnArgumentList::VN_MAX_ARGUMENTS))
         directive.index = static_cast<int>(number) - 1;
     else if (!star) // an index out of range that came from an argument passes in silence
-        vnMessage::message(VN_MESSAGE_WARNING, "Using vnString::format(\"%%n$\") where n<1 or n>16");
+        warn("Using vnString::format(\"%%n$\") where n<1 or n>16"); // a format itself: shows as "%n$"
     return false;
 }
 
@@ -398,7 +404,8 @@ void Formatter::convert(Directive& directive)
     const vnArgument argument = m_arguments[directive.index >= 0 ? directive.index : m_next];
     if (directive.index < 0)
         ++m_next;
-    // Nothing at all, not even padding, whatever the conversion is.
+    // Nothing at all, not even padding, whatever the conversion is; so an unknown one of a zero passes
+    // without the warning, too. That is meant.
     if (directive.precision == 0 && static_cast<double>(argument) == 0.0)
         return;
     m_negative = false;
@@ -424,8 +431,8 @@ void Formatter::convert(Directive& directive)
     }
     default:
         if (!convertInteger(letter, directive, argument))
-            vnMessage::message(VN_MESSAGE_WARNING, "Unknown format option in string '%s'",
-                               vnString(m_format, static_cast<unsigned short>(m_end - m_format)));
+            warn("Unknown format option in string '%s'",
+                 vnString(m_format, static_cast<unsigned short>(m_end - m_format)));
         break;
     }
     finish(directive);
@@ -455,7 +462,10 @@ bool Formatter::convertInteger(char letter, Directive& directive, const vnArgume
     default:
         return false;
     }
-    const Whole value = wholeOf(argument, directive.size);
+    Whole value = wholeOf(argument, directive.size);
+    // A double beyond the signed range stops at its end; only unsigned arguments have more to show.
+    if (letter == 'd' && !value.negative && !argument.isULongLong())
+        value.magnitude = std::min(value.magnitude, largestSigned);
     if (radix == 10)
     {
         directive.hash = false;
@@ -487,18 +497,19 @@ void Formatter::appendDigits(vnUInt64 value, unsigned int radix, int minDigits, 
 }
 
 // The first digit is written on its own and the rest as a number with the top cleared. The rest keeps no
-// zeros in front, and the "F" is a capital in both cases: that is what readers of these texts know.
+// zeros in front, and the "F" is a capital in both cases: that is what readers of these texts know. Below
+// -2^60 clearing the top would lose digits, so that all of them are written as they are.
 void Formatter::appendTwosComplement(const Whole& value, unsigned int radix, int minDigits, bool upper)
 {
     constexpr vnUInt64 top = 0x1000000000000000ull;
-    if (radix == 2)
+    if (value.magnitude > top)
+    {
+        appendDigits(value.bits(), radix, minDigits, upper);
+    }
+    else if (radix == 2)
     {
         m_out.appendBytes("1", 1);
         appendDigits(value.bits() - 0x8000000000000000ull, radix, minDigits, upper);
-    }
-    else if (value.magnitude > top)
-    {
-        appendDigits(value.bits(), radix, minDigits, upper);
     }
     else
     {
@@ -538,11 +549,9 @@ void Formatter::convertString(char letter, Directive& directive, const vnArgumen
     else if (!argument.isPointer())
     {
         if (letter == 's')
-            vnMessage::message(VN_MESSAGE_WARNING,
-                               "Using vnString::format(\"%%s\",arg) where arg is no valid pointer");
+            warn("Using vnString::format(\"%%s\",arg) where arg is no valid pointer");
         else
-            vnMessage::message(VN_MESSAGE_WARNING,
-                               "Using vnString::format(\"%%S\",arg) where arg is no valid pointer");
+            warn("Using vnString::format(\"%%S\",arg) where arg is no valid pointer");
     }
     else if (letter == 's')
     {
@@ -561,7 +570,10 @@ void Formatter::convertString(char letter, Directive& directive, const vnArgumen
 
 void Formatter::convertReal(char letter, const Directive& directive, double magnitude)
 {
-    NumberText text(directive.precision);
+    const int precision = directive.precision;
+    const unsigned int size = NumberText::spaceFor(precision);
+    char* const space = precision > NumberText::VN_NEARBY_PRECISION ? m_out.numberSpace(2 * size) : nullptr;
+    NumberText text(precision, space);
     if (magnitude == 0.0 || (letter == 'f' && !needsExponent(magnitude)))
     {
         text.writeFixed(magnitude);
@@ -573,7 +585,7 @@ void Formatter::convertReal(char letter, const Directive& directive, double magn
     else
     {
         text.writeFixed(magnitude);
-        NumberText exponent(directive.precision);
+        NumberText exponent(precision, space ? space + size : nullptr);
         exponent.writeExponent(magnitude);
         if (exponent.length() < text.length())
         {

@@ -1,40 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnString.h>
 
+#include <core/vnEternal.h>
+#include <core/vnScratch.h>
 #include <core/vnUtfScan.h>
 
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnDynamicArray.h>
-#include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnThreadData.h>
 
 #include <algorithm>
-#include <memory>
 
 namespace
 {
-struct FreeBlock
-{
-    void operator()(void* block) const { vn_free(block); }
-};
-
-// Scratch for one text; small ones need no block.
-template <class T>
-class Scratch
-{
-public:
-    explicit Scratch(unsigned int count)
-    {
-        if (count > sizeof m_nearby / sizeof(T))
-            m_block.reset(static_cast<T*>(vn_new(vnCheckedSize(count, sizeof(T)))));
-    }
-    T* get() { return m_block ? m_block.get() : m_nearby; }
-
-private:
-    std::unique_ptr<T, FreeBlock> m_block;
-    T m_nearby[512];
-};
-
 // Calls `receive` with each character of a text up to the first malformed sequence.
 template <class Receive>
 void eachCharacter(const char* text, unsigned int length, Receive receive)
@@ -92,38 +70,39 @@ bool controlOfLetter(char letter, char& character)
     return true;
 }
 
-using WideStringData = vnThreadData<vnDynamicArray<char16_t>>;
-
-constexpr unsigned int wideStringRing = 10;
-
-vnMemCheck<WideStringData>& wideStringData()
+struct WideStringData : public vnThreadData<vnDynamicArray<char16_t>>
 {
-    static vnMemCheck<WideStringData> data(wideStringRing);
-    return data;
+    static constexpr unsigned int VN_RING = 10;
+
+    WideStringData() : vnThreadData(VN_RING) {}
+};
+
+// Never destroyed, since destructors of statics convert texts too.
+WideStringData& wideStringData()
+{
+    static vnEternal<WideStringData> data;
+    return data.value;
 }
 
-// Lets go of the buffers of all threads, with the statics or already with the cleanup references.
+// Lets go of the buffers of all threads, with the statics or already with the cleanup references. Whoever
+// comes later gets new ones.
 class WideStringDataCleanup : public vnReference
 {
 public:
-    ~WideStringDataCleanup() noexcept(false) override
-    {
-        if (wideStringData().isValidMemory())
-            wideStringData().clear();
-    }
+    ~WideStringDataCleanup() noexcept(false) override { wideStringData().clear(); }
 };
 
 vnDynamicArray<char16_t>& nextWideString()
 {
     // The buffers belong to the library, whoever asked first.
     vnPrivateMemoryScope scope;
-    vnMemCheck<WideStringData>& data = wideStringData();
+    WideStringData& data = wideStringData();
     static vnCleanupReference cleanup(new WideStringDataCleanup, 0);
     return data.get();
 }
 
-template <class Char>
-unsigned int encodedSize(const Char* text, unsigned int& count)
+template <class Character>
+unsigned int encodedSize(const Character* text, unsigned int& count)
 {
     unsigned int size = 0;
     for (unsigned int i = 0; i < count; ++i)
@@ -139,8 +118,8 @@ unsigned int encodedSize(const Char* text, unsigned int& count)
     return size;
 }
 
-template <class Char>
-void encodeAll(char* to, const Char* text, unsigned int count)
+template <class Character>
+void encodeAll(char* to, const Character* text, unsigned int count)
 {
     for (unsigned int i = 0; i < count; ++i)
     {
@@ -153,7 +132,8 @@ void encodeAll(char* to, const Char* text, unsigned int count)
 
 // Each unit by itself, so that surrogates become two characters. A text of more than 65535 bytes is cut
 // between two characters.
-void vnString::assignWide(const char16_t* text, unsigned int count)
+template <class Character>
+void vnString::assignCharacters(const Character* text, unsigned int count)
 {
     const unsigned int size = encodedSize(text, count);
     if (size == 0)
@@ -166,22 +146,12 @@ void vnString::assignWide(const char16_t* text, unsigned int count)
     *this = std::move(fresh);
 }
 
-void vnString::assignCharacters(const char32_t* text, unsigned int count)
-{
-    const unsigned int size = encodedSize(text, count);
-    if (size == 0)
-    {
-        clear();
-        return;
-    }
-    vnString fresh;
-    encodeAll(fresh.start(size), text, count);
-    *this = std::move(fresh);
-}
+template void vnString::assignCharacters(const char16_t* text, unsigned int count);
+template void vnString::assignCharacters(const char32_t* text, unsigned int count);
 
 vnString& vnString::scramble(unsigned int key)
 {
-    Scratch<char16_t> scratch(m_length);
+    vnScratch<char16_t> scratch(m_length);
     char16_t* const units = scratch.get();
     const unsigned int count = getWideString(units, 0);
     const char16_t step = static_cast<char16_t>(key);
@@ -191,7 +161,7 @@ vnString& vnString::scramble(unsigned int key)
         units[i] = static_cast<char16_t>(units[i] ^ running);
         running = static_cast<char16_t>(running + step);
     }
-    assignWide(units, count);
+    assignCharacters(units, count);
     return *this;
 }
 
@@ -216,7 +186,7 @@ vnString vnString::convertAsciiToUTF8() const
 {
     if (!isAsciiString())
         return *this;
-    Scratch<char16_t> scratch(m_length);
+    vnScratch<char16_t> scratch(m_length);
     std::transform(m_text, m_text + m_length, scratch.get(),
                    [](char byte) { return static_cast<char16_t>(static_cast<unsigned char>(byte)); });
     return vnString(scratch.get(), m_length, 0);
@@ -229,7 +199,7 @@ vnString vnString::convertUTF8ToAscii() const
     vnString result;
     if (m_length == 0)
         return result;
-    Scratch<char16_t> scratch(m_length);
+    vnScratch<char16_t> scratch(m_length);
     const unsigned short count = getWideString(scratch.get(), 0);
     return vnString(scratch.get(), count, 1);
 }
@@ -290,7 +260,7 @@ vnString vnString::convertTextToCtrl() const
 
 vnString vnString::convertUTF8ToNumList(const vnString& format, const vnString& separator) const
 {
-    Scratch<char16_t> scratch(m_length);
+    vnScratch<char16_t> scratch(m_length);
     const unsigned int count = getWideString(scratch.get(), 0);
     vnDynamicArray<char> list(1000);
     for (unsigned int i = 0; i < count; ++i)

@@ -151,8 +151,16 @@ unsigned char vnString::makeUnique(unsigned short id)
 {
     if (m_uniqueID)
         return 1;
-    if (m_length == 0)
-        return id ? makeUniqueById(id) : 0;
+    const bool placeholder = m_length == 0;
+    if (placeholder)
+    {
+        if (id == 0)
+            return 0;
+        if (takeTextOf(id))
+            return 1;
+        // Stays in the string also when the table refuses it.
+        format("Unique(%d)", id);
+    }
     // The stored hash may be stale, and a wrong one must not get into the table.
     const unsigned int textHash = hash(m_text, m_length);
     vnString holder;
@@ -161,6 +169,8 @@ unsigned char vnString::makeUnique(unsigned short id)
         vnBodyGuard guard(tableLock.value);
         if (!openTable())
             return 0;
+        if (placeholder && takeTextOf(id))
+            return 1; // another thread gave the id a text since
         const unsigned short found = findText(m_text, m_length, textHash);
         const unsigned short wanted = found ? found : id ? id : lowestFreeId();
         Slot& slot = table->slots[wanted - 1];
@@ -184,25 +194,15 @@ unsigned char vnString::makeUnique(unsigned short id)
                                     *this, id, holder, id);
 }
 
-// The empty string takes over the text of the id, or gives it one.
-unsigned char vnString::makeUniqueById(unsigned short id)
+// False when the id has no text.
+bool vnString::takeTextOf(unsigned short id)
 {
-    {
-        vnBodyGuard guard(tableLock.value);
-        if (!openTable())
-            return 0;
-        const Slot& slot = table->slots[id - 1];
-        if (slot.text)
-        {
-            share(slot.text, slot.length, id, slot.hash);
-            return 1;
-        }
-    }
-    vnString placeholder;
-    placeholder.format("Unique(%d)", id);
-    placeholder.makeUnique(id);
-    *this = placeholder;
-    return isUnique();
+    vnBodyGuard guard(tableLock.value);
+    if (!openTable() || !table->slots[id - 1].text)
+        return false;
+    const Slot& slot = table->slots[id - 1];
+    share(slot.text, slot.length, id, slot.hash);
+    return true;
 }
 
 unsigned char vnString::checkUnique()

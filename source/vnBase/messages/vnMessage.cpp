@@ -114,13 +114,6 @@ const char* prefixOf(vnMessageLevel level)
     return internal ? " Internal::" : "::";
 }
 
-// Never destroyed, so that messages find it at any time.
-const vnString& createSender()
-{
-    vnPrivateMemoryScope scope;
-    return *new vnString("VantorSDK");
-}
-
 vnString translated(const char* text)
 {
     return vnMessage::translate(vnMessage::getDefaultSender(), text);
@@ -364,8 +357,7 @@ vnAssertDialogue vnMessage::setAssertDialogue(vnAssertDialogue dialogue) noexcep
     return s_assertDialogue.exchange(dialogue ? dialogue : vnPlatformAssertDialogue);
 }
 
-const vnString& vnMessage::getDefaultSender()
+vnString vnMessage::getDefaultSender()
 {
-    static const vnString& sender = createSender();
-    return sender;
+    return vnString("VantorSDK");
 }
