@@ -79,8 +79,9 @@ public:
 
     /// Terminates the thread where it stands: nothing is unwound, the locks that it holds stay held, and its
     /// object is not deleted by `setAutoDelete()`. It is put off, for a bounded time, while the thread holds
-    /// locks of the library or is inside an allocator. A thread in `chain()`, and the calling thread itself,
-    /// is only marked as stopped.
+    /// locks of the library or the standard output, or is inside an allocator. One that does not end, since
+    /// it blocks all signals, is reported as a Warning and goes on running. A thread in `chain()`, and the
+    /// calling thread itself, is only marked as stopped.
     void kill();
 
     /// With `tick` the watchdog looks first. `isRunning` answers 0 and `isStopping` 1 once the object was
@@ -134,8 +135,16 @@ protected:
     /// The object's lock, for the `_unsafe` operations.
     vnMutex& getThreadLock() noexcept { return m_lock; }
 
-    /// Whether the calling thread is the one that runs, or ran last, the object.
+    /// Whether the calling thread is the one that runs the object.
     bool isOwnThread() const noexcept;
+
+    /// Whether there is no thread that `run()` has started and that still lives. A thread that is being
+    /// killed is not running any more and has yet to end.
+    bool hasThreadEnded() const;
+
+    /// On the thread itself, for work that turns up when its body has ended and is only reported on: the body
+    /// runs once more, unless `stop()` comes in between.
+    void runAgain();
 
 private:
     enum Flag : unsigned int
@@ -145,26 +154,30 @@ private:
         VN_AUTO_DELETE = 4,
         VN_WORKING = 8,
         VN_KILLED = 16, // the object stays with the killer
-        VN_LIVE = 32    // the body has begun
+        VN_RUN_AGAIN = 32
     };
 
     struct Run;
     struct Body;
+    struct Chained;
 
     void onProgramExecution() override;
 
     static void enterThread(void* object);
+    bool beginAgain();
     bool endRun();
 
     bool has(Flag flag) const noexcept { return m_flags.load(std::memory_order_acquire) & flag; }
-    void change(unsigned int set, unsigned int clear) noexcept;
+    unsigned int change(unsigned int set, unsigned int clear) noexcept;
     unsigned char watch();
     bool refreshRunning();
     vnThreadControl* useControl() const;
     void closeControl();
-    void closeEnded();
+    void closeEnded(vnThreadControl* control);
     void applyPriority(unsigned int id) const;
-    bool tryToKill(vnThreadControl* victim, unsigned int force);
+    bool endVictim(vnThreadControl* victim);
+    bool tryToKill(vnThreadControl* victim, double elapsed);
+    void keepVictim(const vnThreadControl* victim);
     void setWorking(bool busy);
     void cleanUpAfter(const vnThreadControl* victim);
 

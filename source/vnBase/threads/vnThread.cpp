@@ -11,6 +11,8 @@
 #include <vnBase/vnSystem.h>
 #include <vnBase/vnTime.h>
 
+#include <utility>
+
 namespace
 {
 std::atomic<unsigned int> s_workingThreads{0};
@@ -21,10 +23,12 @@ unsigned char s_usePriorities = 0; // stored for callers that set it, read by no
 constexpr unsigned int startMilliseconds = 1000;
 constexpr unsigned int pollMilliseconds = 1;
 
-// How long the end of a thread is put off: for locks that it holds, and for the allocator alone.
+// How long the end of a thread is put off: for locks that it holds, and for the allocator alone. Without the
+// message lock and the output all comes later.
 constexpr double politeSeconds = 1.0;
 constexpr double forcedSeconds = 2.0;
 constexpr double killSeconds = 3.0;
+constexpr double unquietSeconds = 0.5;
 constexpr unsigned int messageLockMilliseconds = 10;
 
 vnKillForce forceAfter(double seconds)
@@ -33,6 +37,61 @@ vnKillForce forceAfter(double seconds)
         return VN_KILL_POLITELY;
     return seconds < forcedSeconds ? VN_KILL_FORCED : VN_KILL_IN_ANY_CASE;
 }
+
+// Holds what a thread must not take with it when it ends. Others may hold it for good, so that nothing here
+// waits for long.
+class Quiet
+{
+public:
+    Quiet()
+        : m_hasMessages(vnMessage::tryLock(messageLockMilliseconds)),
+          m_hasOutput(m_hasMessages && vnTryLockOutput())
+    {
+    }
+    ~Quiet()
+    {
+        if (m_hasOutput)
+            vnUnlockOutput();
+        if (m_hasMessages)
+            vnMessage::unLock();
+    }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+
+    bool isHeld() const noexcept { return m_hasOutput; }
+
+private:
+    bool m_hasMessages;
+    bool m_hasOutput;
+};
+
+// A lock that its holder may keep for good.
+class BoundedGuard
+{
+public:
+    BoundedGuard(const vnMutex& mutex, double seconds) : m_mutex(mutex), m_isHeld(mutex.tryLock())
+    {
+        const double end = vnTime::systemSeconds() + seconds;
+        while (!m_isHeld && vnTime::systemSeconds() < end)
+        {
+            vnSleepMilliseconds(pollMilliseconds);
+            m_isHeld = mutex.tryLock();
+        }
+    }
+    ~BoundedGuard()
+    {
+        if (m_isHeld)
+            m_mutex.unLock();
+    }
+    BoundedGuard(const BoundedGuard&) = delete;
+    BoundedGuard& operator=(const BoundedGuard&) = delete;
+
+    bool isHeld() const noexcept { return m_isHeld; }
+
+private:
+    const vnMutex& m_mutex;
+    bool m_isHeld;
+};
 } // namespace
 
 // One run of an object on this thread. An object may be destroyed by its own process(): then the run has none
@@ -42,12 +101,20 @@ struct vnThread::Run
     vnThread* object;
     Run* outer;
 
-    static __thread Run* s_innermost;
+    static __thread Run* s_innermost __attribute__((tls_model("initial-exec")));
 
     explicit Run(vnThread* thread) noexcept : object(thread), outer(s_innermost) { s_innermost = this; }
     ~Run() { s_innermost = outer; }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
+
+    static bool isWithin(const vnThread* thread) noexcept
+    {
+        for (const Run* run = s_innermost; run; run = run->outer)
+            if (run->object == thread)
+                return true;
+        return false;
+    }
 
     static void forget(const vnThread* thread) noexcept
     {
@@ -91,18 +158,26 @@ vnThread::~vnThread() noexcept(false)
     closeControl();
 }
 
-void vnThread::change(unsigned int set, unsigned int clear) noexcept
+// Answers the flags as they were.
+unsigned int vnThread::change(unsigned int set, unsigned int clear) noexcept
 {
     unsigned int flags = m_flags.load(std::memory_order_relaxed);
     while (!m_flags.compare_exchange_weak(flags, (flags & ~clear) | set, std::memory_order_acq_rel))
         continue;
     if (set & ~flags)
         vnLockWake(&m_flags, VN_LOCK_ALL);
+    return flags;
 }
 
 bool vnThread::isOwnThread() const noexcept
 {
-    return m_threadID.load(std::memory_order_acquire) == vnCurrentThreadID();
+    return Run::isWithin(this);
+}
+
+bool vnThread::hasThreadEnded() const
+{
+    vnBodyGuard guard(m_lock);
+    return !m_control || m_control->hasEnded();
 }
 
 // The watchdog's step. Answers 0 when it has killed the thread.
@@ -142,88 +217,115 @@ void vnThread::closeControl()
     m_control = nullptr;
 }
 
-// Called with the lock held, for a body that has come to its end. The thread is past the object and only has
-// to end; the system keeps its stack until it is closed.
-void vnThread::closeEnded()
+// For a body that has come to its end. The thread is past the object and only has to end; the system keeps
+// its stack until it is closed.
+void vnThread::closeEnded(vnThreadControl* control)
 {
-    if (!m_control || m_control->isCaller())
-        return;
-    m_control->waitForEnd(pollMilliseconds);
-    if (m_control->hasEnded())
-        closeControl();
+    control->waitForEnd(pollMilliseconds);
+    bool closes = false;
+    {
+        vnBodyGuard guard(m_lock);
+        closes = m_control == control && control->hasEnded();
+        if (closes)
+            m_control = nullptr;
+    }
+    // Without the lock: the thread may still run the destructors of its own variables.
+    if (closes)
+        control->letGo();
 }
 
 void vnThread::stop(unsigned char wait)
 {
     {
         vnBodyGuard guard(m_lock);
-        change(VN_STOPPING, 0);
+        change(VN_STOPPING, VN_RUN_AGAIN);
     }
     watch();
     const bool waits = wait && !isOwnThread();
     while (isValidMemory())
     {
+        bool isRunning = false;
         vnThreadControl* control = nullptr;
         {
             vnBodyGuard guard(m_lock);
-            change(VN_STOPPING, 0);
-            if (!refreshRunning() && waits)
-                closeEnded();
-            if (!has(VN_RUNNING) || !waits)
-                return;
-            control = useControl();
+            change(VN_STOPPING, VN_RUN_AGAIN);
+            isRunning = refreshRunning();
+            if (waits)
+                control = useControl();
         }
-        if (control)
-        {
+        if (control && isRunning)
             control->waitForEnd(pollMilliseconds);
-            control->letGo();
-        }
-        else
-        {
+        else if (control)
+            closeEnded(control);
+        else if (waits && isRunning)
             vnSleepMilliseconds(pollMilliseconds);
-        }
+        if (control)
+            control->letGo();
+        if (!isRunning || !waits)
+            return;
     }
 }
 
 unsigned char vnThread::run(unsigned char wait)
 {
     int error = 0;
+    vnThreadControl* ended = nullptr;
+    vnThreadControl* control = nullptr; // the object may have deleted itself before this returns
     {
         vnBodyGuard guard(m_lock);
         if (has(VN_RUNNING))
             return 1;
-        change(0, VN_STOPPING | VN_KILLED | VN_LIVE);
-        closeControl();
+        change(0, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
+        ended = std::exchange(m_control, nullptr);
         m_threadID.store(0, std::memory_order_relaxed);
         // The watchdog counts from here, so that it does not take a thread that is being born for a dead one.
         m_lastTick.store(vnTime::systemSeconds(), std::memory_order_relaxed);
         m_control = vnThreadControl::create(enterThread, this, error);
         if (m_control)
             change(VN_RUNNING, 0);
+        control = wait ? useControl() : nullptr;
     }
+    if (ended)
+        ended->letGo();
     if (error != 0)
     {
         vnMessage::message(VN_MESSAGE_WARNING, "vnThread could not be started: %s",
                            vnGetSysErrorDescription(error));
         return 0;
     }
-    if (!wait)
-        return 1;
-    const vnInt64 deadline = vnLockDeadline(startMilliseconds);
-    unsigned int flags = m_flags.load(std::memory_order_acquire);
-    while (!(flags & VN_LIVE) && vnLockSleep(&m_flags, flags, deadline) != VN_LOCK_TIMED_OUT)
-        flags = m_flags.load(std::memory_order_acquire);
+    if (control)
+    {
+        control->waitForLife(startMilliseconds);
+        control->letGo();
+    }
     return 1;
 }
 
 void vnThread::enterThread(void* object)
 {
     vnThread* thread = static_cast<vnThread*>(object);
-    const Run run(thread);
+    Run run(thread);
     thread->m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
-    vnExecuteProgram(thread);
+    do
+        vnExecuteProgram(thread);
+    while (run.object && thread->isValidMemory() && thread->beginAgain());
     if (run.object && thread->isValidMemory() && thread->endRun())
         delete thread;
+}
+
+void vnThread::runAgain()
+{
+    vnBodyGuard guard(m_lock);
+    change(VN_RUN_AGAIN, 0);
+}
+
+bool vnThread::beginAgain()
+{
+    vnBodyGuard guard(m_lock);
+    if (!has(VN_RUN_AGAIN) || has(VN_KILLED))
+        return false;
+    change(0, VN_RUN_AGAIN | VN_STOPPING);
+    return true;
 }
 
 // Answers whether the object is to be deleted. When it is not, it may be gone on return.
@@ -239,30 +341,47 @@ void vnThread::onProgramExecution()
     const unsigned int id = vnCurrentThreadID();
     {
         vnBodyGuard guard(m_lock);
-        change(VN_RUNNING | VN_LIVE, 0);
+        change(VN_RUNNING, 0);
     }
+    vnThreadControl::markCallerLive();
     watch();
     applyPriority(id);
     const Body body(id);
     process();
 }
 
+// The end of a run on the caller's thread, whatever leaves it.
+struct vnThread::Chained
+{
+    Run run;
+
+    explicit Chained(vnThread* thread) noexcept : run(thread) {}
+    ~Chained()
+    {
+        if (!run.object)
+            return;
+        vnBodyGuard guard(run.object->m_lock);
+        run.object->change(VN_STOPPING, VN_RUNNING | VN_RUN_AGAIN);
+    }
+    Chained(const Chained&) = delete;
+    Chained& operator=(const Chained&) = delete;
+};
+
 unsigned char vnThread::chain()
 {
+    vnThreadControl* ended = nullptr;
     {
         vnBodyGuard guard(m_lock);
         if (has(VN_RUNNING))
             return 0;
-        change(VN_RUNNING, VN_STOPPING | VN_KILLED);
-        closeControl();
+        change(VN_RUNNING, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
+        ended = std::exchange(m_control, nullptr);
         m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
     }
-    const Run run(this);
+    const Chained chained(this);
+    if (ended)
+        ended->letGo();
     vnExecuteProgram(this);
-    if (!run.object)
-        return 1;
-    vnBodyGuard guard(m_lock);
-    change(VN_STOPPING, VN_RUNNING);
     return 1;
 }
 
@@ -287,45 +406,61 @@ void vnThread::kill()
 {
     vnThreadControl* victim = nullptr;
     {
-        vnBodyGuard guard(m_lock);
-        change(VN_STOPPING | VN_KILLED, VN_RUNNING);
-        victim = useControl();
+        const BoundedGuard guard(m_lock, politeSeconds);
+        const unsigned int old = change(VN_STOPPING | VN_KILLED, VN_RUNNING | VN_RUN_AGAIN);
+        // The victim itself may hold the lock for good; then nobody else changes its control.
+        const unsigned int self = m_threadID.load(std::memory_order_acquire);
+        if (guard.isHeld() || (self != 0 && m_lock.getOwnerThreadID() == self))
+            victim = useControl();
+        else
+            change(old & VN_RUNNING, VN_KILLED);
     }
     if (!victim)
         return;
-    bool ended = victim->hasEnded();
     if (!victim->isCaller())
     {
-        const double begin = vnTime::systemSeconds();
-        double elapsed = 0;
-        while (!ended && elapsed < killSeconds)
-        {
-            ended = tryToKill(victim, forceAfter(elapsed));
-            // In between nothing is held, so that the thread can leave the region that puts its end off.
-            if (!ended)
-                victim->waitForEnd(pollMilliseconds);
-            elapsed = vnTime::systemSeconds() - begin;
-        }
-        if (ended)
+        if (endVictim(victim))
             cleanUpAfter(victim);
         else
-            vnMessage::message(VN_MESSAGE_WARNING, "vnThread (%x) does not end when killed",
-                               static_cast<const void*>(this));
+            keepVictim(victim);
     }
     victim->letGo();
 }
 
-// One attempt, under the locks that the thread must not die with.
-bool vnThread::tryToKill(vnThreadControl* victim, unsigned int force)
+bool vnThread::endVictim(vnThreadControl* victim)
 {
-    vnBodyGuard guard(m_lock);
-    const bool quiet = vnMessage::tryLock(messageLockMilliseconds);
-    // Somebody may hold the message lock for good, so that an attempt without it comes in the end.
-    const bool ended =
-        (quiet || force != VN_KILL_POLITELY) && victim->tryToEnd(static_cast<vnKillForce>(force));
-    if (quiet)
-        vnMessage::unLock();
-    return ended;
+    const double begin = vnTime::systemSeconds();
+    double elapsed = 0;
+    while (!victim->hasEnded() && elapsed < killSeconds)
+    {
+        // In between nothing is held, so that the thread can leave the region that puts its end off.
+        if (!tryToKill(victim, elapsed))
+            victim->waitForEnd(pollMilliseconds);
+        elapsed = vnTime::systemSeconds() - begin;
+    }
+    return victim->hasEnded();
+}
+
+// One attempt, under the locks that the thread must not die with. It comes without them in the end.
+bool vnThread::tryToKill(vnThreadControl* victim, double elapsed)
+{
+    const BoundedGuard guard(m_lock, 0);
+    const Quiet quiet;
+    if (guard.isHeld() && quiet.isHeld())
+        return victim->tryToEnd(forceAfter(elapsed));
+    return elapsed >= politeSeconds && victim->tryToEnd(forceAfter(elapsed - unquietSeconds));
+}
+
+// The thread could not be ended, and goes on.
+void vnThread::keepVictim(const vnThreadControl* victim)
+{
+    {
+        const BoundedGuard guard(m_lock, 0);
+        if (m_control == victim && !victim->hasEnded())
+            change(VN_RUNNING, VN_KILLED);
+    }
+    vnMessage::message(VN_MESSAGE_WARNING, "vnThread (%x) does not end when killed",
+                       static_cast<const void*>(this));
 }
 
 // What the thread itself would have done at its end.
@@ -333,7 +468,7 @@ void vnThread::cleanUpAfter(const vnThreadControl* victim)
 {
     vnReleaseThreadNumber(victim->getID());
     vnStopPerformanceThread(victim->getID());
-    vnBodyGuard guard(m_lock);
+    const BoundedGuard guard(m_lock, politeSeconds);
     if (m_control != victim)
         return;
     change(VN_STOPPING, VN_RUNNING);
@@ -420,19 +555,11 @@ void vnThread::working(unsigned char busy)
 
 void vnThread::setWorking(bool busy)
 {
-    vnBodyGuard guard(m_lock);
-    if (has(VN_WORKING) == busy)
-        return;
-    if (busy)
-    {
-        change(VN_WORKING, 0);
+    const bool wasBusy = (busy ? change(VN_WORKING, 0) : change(0, VN_WORKING)) & VN_WORKING;
+    if (busy && !wasBusy)
         s_workingThreads.fetch_add(1, std::memory_order_relaxed);
-    }
-    else
-    {
-        change(0, VN_WORKING);
+    else if (!busy && wasBusy)
         s_workingThreads.fetch_sub(1, std::memory_order_relaxed);
-    }
 }
 
 unsigned int vnThread::getWorkingThreads() noexcept

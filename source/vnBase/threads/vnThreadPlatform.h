@@ -31,6 +31,16 @@ public:
     bool hasEnded() const noexcept;
     bool isCaller() const noexcept;
 
+    /// The control of the calling thread; null in a thread that was not created here.
+    static vnThreadControl* getCaller() noexcept;
+
+    /// Tells that the work of the calling thread has begun; nothing in a thread that was not created here.
+    static void markCallerLive() noexcept;
+
+    /// Returns when the work of the thread has begun, when the thread has ended, or after so many
+    /// milliseconds.
+    void waitForLife(unsigned int milliseconds) const noexcept;
+
     /// Returns when the thread has ended, or after so many milliseconds.
     void waitForEnd(unsigned int milliseconds) const noexcept;
 
@@ -43,8 +53,11 @@ private:
     enum State : unsigned int
     {
         VN_ENDED = 1,
-        VN_ABANDONED = 2
+        VN_ABANDONED = 2,
+        VN_LIVE = 4
     };
+
+    void waitFor(unsigned int states, unsigned int milliseconds) const noexcept;
 
     vnThreadControl() = default;
 
@@ -62,3 +75,7 @@ void vnSetPlatformPriority(unsigned int id, int step) noexcept;
 
 /// Sleeps; 0 yields the processor.
 void vnSleepMilliseconds(unsigned int milliseconds) noexcept;
+
+/// Take the locks of the C library's standard output and error streams, or neither of them, without waiting.
+bool vnTryLockOutput() noexcept;
+void vnUnlockOutput() noexcept;

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <ctime>
 #include <new>
 #include <pthread.h>
@@ -37,8 +38,10 @@ struct vnThreadControl::Access
     static void* main(void* argument)
     {
         vnThreadControl* control = static_cast<vnThreadControl*>(argument);
-        t_control = control;
+        // The id comes first: whoever ends the thread, which needs the control, asks for it.
         control->m_id.store(vnCurrentThreadID(), std::memory_order_release);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        t_control = control;
         vnLockWake(&control->m_id, VN_LOCK_ALL);
         const End end{control}; // also when the thread is left by pthread_exit
         control->m_entry(control->m_argument);
@@ -163,11 +166,34 @@ bool vnThreadControl::isCaller() const noexcept
     return t_control == this;
 }
 
+vnThreadControl* vnThreadControl::getCaller() noexcept
+{
+    return t_control;
+}
+
+void vnThreadControl::markCallerLive() noexcept
+{
+    vnThreadControl* self = t_control;
+    if (!self || (self->m_state.fetch_or(VN_LIVE, std::memory_order_acq_rel) & VN_LIVE))
+        return;
+    vnLockWake(&self->m_state, VN_LOCK_ALL);
+}
+
+void vnThreadControl::waitForLife(unsigned int milliseconds) const noexcept
+{
+    waitFor(VN_LIVE | VN_ENDED, milliseconds);
+}
+
 void vnThreadControl::waitForEnd(unsigned int milliseconds) const noexcept
+{
+    waitFor(VN_ENDED, milliseconds);
+}
+
+void vnThreadControl::waitFor(unsigned int states, unsigned int milliseconds) const noexcept
 {
     const vnInt64 deadline = vnLockDeadline(milliseconds);
     unsigned int state = m_state.load(std::memory_order_acquire);
-    while (!(state & VN_ENDED) && vnLockSleep(&m_state, state, deadline) != VN_LOCK_TIMED_OUT)
+    while (!(state & states) && vnLockSleep(&m_state, state, deadline) != VN_LOCK_TIMED_OUT)
         state = m_state.load(std::memory_order_acquire);
 }
 
@@ -218,4 +244,20 @@ void vnSleepMilliseconds(unsigned int milliseconds) noexcept
     left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000;
     while (nanosleep(&left, &left) != 0 && errno == EINTR)
         continue;
+}
+
+bool vnTryLockOutput() noexcept
+{
+    if (ftrylockfile(stdout) != 0)
+        return false;
+    if (ftrylockfile(stderr) == 0)
+        return true;
+    funlockfile(stdout);
+    return false;
+}
+
+void vnUnlockOutput() noexcept
+{
+    funlockfile(stderr);
+    funlockfile(stdout);
 }
