@@ -7,6 +7,8 @@
 
 /// Takes the last `unref` of an object, and with it the destructor, off a thread whose time is precious:
 ///
+///     vnRefPointer<Scene> scene; // a class derived from vnThreadSafeReference
+///     ...
 ///     vnThreadDeallocator::deallocObject(scene, 0);
 ///     scene = nullptr;
 ///
@@ -51,6 +53,8 @@ private:
     static Shared& shared();
 
     void serve();
+    void deleteUnowned();
     void takeUnowned(vnRefList<vnReference>& objects);
     bool mayEnd();
+    void leave();
 };

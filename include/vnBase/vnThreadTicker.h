@@ -167,8 +167,11 @@ private:
     void leave();
 
     bool add(vnThreadTicker* ticker);
-    void remove(vnThreadTicker* ticker);
+    bool remove(vnThreadTicker* ticker);
+    void awaitLeaving(vnThreadTicker* ticker);
     void removeAndDestroy(vnThreadTicker* ticker);
+    void queueLeaving(vnThreadTicker* ticker, bool destroys);
+    void cancelWaiting(vnThreadTicker* ticker);
     void forget(vnThreadTicker* ticker);
     void deactivate(vnThreadTicker* ticker);
     vnRemovedSubscriber* findLeaving(vnThreadTicker* ticker);
@@ -179,6 +182,7 @@ private:
     void tickAll(double now, unsigned int& minSleep);
     vnThreadTicker* nextDue(unsigned int& index, double now, unsigned int& minSleep);
     void letLeavingGo();
+    void finishLeaving(const Call& call, const vnRemovedSubscriber& entry);
     void terminateActive();
     double getSleep(double spent, unsigned int minSleep);
     void sleep(double spent, unsigned int minSleep, unsigned int seenWakes);

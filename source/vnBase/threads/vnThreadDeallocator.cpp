@@ -11,6 +11,26 @@ namespace
 constexpr unsigned int lookMilliseconds = 500;
 
 std::atomic<unsigned int> s_maxPendingDeletes{1000};
+
+// Holds the lock when it is free, for a thread that must not wait for it.
+class TryGuard
+{
+public:
+    explicit TryGuard(const vnMutex& mutex) : m_mutex(mutex), m_isHeld(mutex.tryLock()) {}
+    ~TryGuard()
+    {
+        if (m_isHeld)
+            m_mutex.unLock();
+    }
+    TryGuard(const TryGuard&) = delete;
+    TryGuard& operator=(const TryGuard&) = delete;
+
+    bool isHeld() const noexcept { return m_isHeld; }
+
+private:
+    const vnMutex& m_mutex;
+    bool m_isHeld;
+};
 } // namespace
 
 // What the thread shares with the others. It is never destroyed, since objects may be handed over until the
@@ -19,7 +39,9 @@ struct vnThreadDeallocator::Shared
 {
     vnMutex lock; // guards the fields below
     vnRefList<vnReference> pending;
-    bool isServed = false; // a thread will look at the pending objects after the lock was given back
+    // A thread will look at the pending objects after the lock was given back. Only an error that ends the
+    // thread while another one holds the lock clears it without.
+    std::atomic<bool> isServed{false};
 
     vnEvent event; // its mutex comes after the lock
 };
@@ -49,9 +71,14 @@ void vnThreadDeallocator::serve()
 {
     {
         vnBodyGuard guard(shared().lock);
-        if (isOwnThread() || (shared().isServed && isRunning(0) && !isStopping(0)))
+        if (shared().isServed && isRunning(0) && (isOwnThread() || !isStopping(0)))
             return;
         shared().isServed = true;
+    }
+    if (isOwnThread()) // it reports the error that it ends with
+    {
+        runAgain();
+        return;
     }
     while (run(0) && isStopping(0))
         stop(1);
@@ -131,6 +158,19 @@ void vnThreadDeallocator::setMaxPendingDeletes(const unsigned int& count) noexce
 
 void vnThreadDeallocator::process()
 {
+    try
+    {
+        deleteUnowned();
+    }
+    catch (...)
+    {
+        leave(); // an error ends the thread, and the next object starts it again
+        throw;
+    }
+}
+
+void vnThreadDeallocator::deleteUnowned()
+{
     vnRefList<vnReference> objects;
     do
     {
@@ -146,7 +186,8 @@ void vnThreadDeallocator::process()
 
 void vnThreadDeallocator::takeUnowned(vnRefList<vnReference>& objects)
 {
-    if (!shared().lock.tryLock())
+    const TryGuard guard(shared().lock);
+    if (!guard.isHeld())
         return;
     for (vnRefList<vnReference>::Iterator it(shared().pending); it.isValid();)
     {
@@ -159,21 +200,24 @@ void vnThreadDeallocator::takeUnowned(vnRefList<vnReference>& objects)
         objects.append(object);
         it.remove();
     }
-    shared().lock.unLock();
 }
 
 // Decided under the lock, so that no object is handed over to a thread that has just found nothing to do.
 bool vnThreadDeallocator::mayEnd()
 {
+    const TryGuard guard(shared().lock);
     // Whoever stops the thread may hold the lock, and counts with its end.
-    if (!shared().lock.tryLock())
+    if (!guard.isHeld())
         return isStopping(0);
-    const bool ends = isStopping(0) || shared().pending.isEmpty();
-    if (ends)
-    {
-        stop(0);
-        shared().isServed = false;
-    }
-    shared().lock.unLock();
-    return ends;
+    if (!isStopping(0) && !shared().pending.isEmpty())
+        return false;
+    leave();
+    return true;
+}
+
+void vnThreadDeallocator::leave()
+{
+    const TryGuard guard(shared().lock); // whoever holds it may wait for the end
+    stop(0);
+    shared().isServed = false;
 }

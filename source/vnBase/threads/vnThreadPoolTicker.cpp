@@ -25,25 +25,29 @@ struct vnThreadPoolTicker::Pools
     vnRefList<vnThreadPoolTicker> list;
 };
 
-// One call of a ticker's operation. Made under the event's mutex; the call itself comes without it. Whoever
+// One call of a ticker's operation. Begun under the event's mutex; the call itself comes without it. Whoever
 // wants to destroy the ticker waits for its end.
 class vnThreadPoolTicker::Call
 {
 public:
-    Call(vnThreadPoolTicker& pool, vnThreadTicker* ticker) : m_pool(pool), m_ticker(ticker)
-    {
-        pool.m_called = ticker;
-        pool.m_callingThread = vnCurrentThreadID();
-    }
+    explicit Call(vnThreadPoolTicker& pool) : m_pool(pool) {}
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
-
-    /// Returns under the event's mutex when the ticker still is.
     ~Call() noexcept(false)
     {
+        if (!m_ticker)
+            return;
         vnBodyGuard guard(m_pool.m_event);
         m_pool.m_called = nullptr;
         m_pool.m_event.fire();
+    }
+
+    /// Called under the event's mutex.
+    void begin(vnThreadTicker* ticker)
+    {
+        m_ticker = ticker;
+        m_pool.m_called = ticker;
+        m_pool.m_callingThread = vnCurrentThreadID();
     }
 
     /// Whether the ticker was destroyed by its own operation.
@@ -55,7 +59,7 @@ public:
 
 private:
     vnThreadPoolTicker& m_pool;
-    vnThreadTicker* m_ticker;
+    vnThreadTicker* m_ticker = nullptr;
 };
 
 // One round on the calling thread. It holds no lock while it calls tickers, so that a thread that is killed
@@ -173,6 +177,14 @@ void vnThreadPoolTicker::serve()
             return;
         m_isServed = true;
     }
+    if (isOwnThread()) // it reports the error that it ends with
+    {
+        runAgain();
+        return;
+    }
+    // A thread that is being killed may still be inside a ticker.
+    while (!isRunning(0) && !hasThreadEnded())
+        vnThread::stop(1);
     while (run(0) && isStopping(0))
         vnThread::stop(1);
 }
@@ -207,19 +219,21 @@ bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
     return true;
 }
 
-void vnThreadPoolTicker::remove(vnThreadTicker* ticker)
+// Disables the ticker; answers whether the pool has yet to let it go. When there is no memory nothing has
+// changed.
+bool vnThreadPoolTicker::remove(vnThreadTicker* ticker)
 {
-    {
-        vnBodyGuard guard(m_event);
-        if (ticker->m_isWaiting)
-            m_waiting.remove(ticker);
-        ticker->m_isWaiting = false;
-        if (!ticker->m_isActive || ticker->m_isLeaving)
-            return;
-        m_leaving.append(new vnRemovedSubscriber(ticker, 0, false));
-        ticker->m_isLeaving = true;
-        wake();
-    }
+    vnBodyGuard guard(m_event);
+    const bool leaves = ticker->m_isActive && !ticker->m_isLeaving;
+    if (leaves)
+        queueLeaving(ticker, false);
+    cancelWaiting(ticker);
+    ticker->m_enabled.store(0, std::memory_order_release);
+    return leaves;
+}
+
+void vnThreadPoolTicker::awaitLeaving(vnThreadTicker* ticker)
+{
     serve();
     const double end = vnTime::systemSeconds() + removeMilliseconds * 0.001;
     vnBodyGuard guard(m_event);
@@ -235,17 +249,30 @@ void vnThreadPoolTicker::removeAndDestroy(vnThreadTicker* ticker)
 {
     {
         vnBodyGuard guard(m_event);
-        if (ticker->m_isWaiting)
-            m_waiting.remove(ticker);
-        ticker->m_isWaiting = false;
         if (vnRemovedSubscriber* entry = findLeaving(ticker))
             entry->m_destroys = true;
         else
-            m_leaving.append(new vnRemovedSubscriber(ticker, 0, true));
-        ticker->m_isLeaving = true;
-        wake();
+            queueLeaving(ticker, true);
+        cancelWaiting(ticker);
+        ticker->m_enabled.store(0, std::memory_order_release);
     }
     serve();
+}
+
+// Called under the event's mutex, as the next two.
+void vnThreadPoolTicker::queueLeaving(vnThreadTicker* ticker, bool destroys)
+{
+    vnRefPointer<vnRemovedSubscriber> entry(new vnRemovedSubscriber(ticker, 0, destroys));
+    m_leaving.append(entry);
+    ticker->m_isLeaving = true;
+    wake();
+}
+
+void vnThreadPoolTicker::cancelWaiting(vnThreadTicker* ticker)
+{
+    if (ticker->m_isWaiting)
+        m_waiting.remove(ticker);
+    ticker->m_isWaiting = false;
 }
 
 vnThreadPoolTicker::vnRemovedSubscriber* vnThreadPoolTicker::findLeaving(vnThreadTicker* ticker)
@@ -262,9 +289,7 @@ void vnThreadPoolTicker::forget(vnThreadTicker* ticker)
     vnBodyGuard guard(m_event);
     for (;;)
     {
-        if (ticker->m_isWaiting)
-            m_waiting.remove(ticker);
-        ticker->m_isWaiting = false;
+        cancelWaiting(ticker);
         deactivate(ticker);
         while (vnRemovedSubscriber* entry = findLeaving(ticker))
             m_leaving.remove(entry);
@@ -349,18 +374,19 @@ void vnThreadPoolTicker::takeWaiting()
 {
     for (;;)
     {
-        m_event.waitLock();
-        vnThreadTicker* ticker = m_waiting.removeHead();
-        if (!ticker)
+        Call call(*this);
+        vnThreadTicker* ticker = nullptr;
         {
-            m_event.unLock();
-            return;
+            vnBodyGuard guard(m_event);
+            ticker = m_waiting.getHead();
+            if (!ticker)
+                return;
+            m_active.append(ticker); // when there is no memory it goes on waiting
+            m_waiting.removeHead();
+            ticker->m_isWaiting = false;
+            ticker->m_isActive = true;
+            call.begin(ticker);
         }
-        m_active.append(ticker);
-        ticker->m_isWaiting = false;
-        ticker->m_isActive = true;
-        const Call call(*this, ticker);
-        m_event.unLock();
         ticker->onInitialize();
     }
 }
@@ -369,15 +395,15 @@ void vnThreadPoolTicker::tickAll(double now, unsigned int& minSleep)
 {
     for (unsigned int index = 0;; ++index)
     {
-        m_event.waitLock();
-        vnThreadTicker* ticker = nextDue(index, now, minSleep);
-        if (!ticker)
+        Call call(*this);
+        vnThreadTicker* ticker = nullptr;
         {
-            m_event.unLock();
-            return;
+            vnBodyGuard guard(m_event);
+            ticker = nextDue(index, now, minSleep);
+            if (!ticker)
+                return;
+            call.begin(ticker);
         }
-        const Call call(*this, ticker);
-        m_event.unLock();
         const struct TickLock // taken by nextDue
         {
             const Call& call;
@@ -411,6 +437,7 @@ vnThreadTicker* vnThreadPoolTicker::nextDue(unsigned int& index, double now, uns
         const bool isTime = interval != 0 && next <= now;
         if (isTime)
         {
+            // Before the tick and not after it: what the ticker sets there counts, and it may be gone then.
             const bool catchesUp = ticker->m_policy.load(std::memory_order_relaxed) == VN_TICK_CATCH_UP;
             ticker->m_nextTick.store((catchesUp ? next : now) + interval, std::memory_order_relaxed);
         }
@@ -428,31 +455,46 @@ void vnThreadPoolTicker::letLeavingGo()
 {
     for (;;)
     {
-        m_event.waitLock();
-        vnRefPointer<vnRemovedSubscriber> entry(m_leaving.getHead());
-        if (!entry)
+        Call call(*this);
+        vnRefPointer<vnRemovedSubscriber> entry;
+        bool terminates = false;
         {
-            m_event.unLock();
-            return;
+            vnBodyGuard guard(m_event);
+            entry = m_leaving.getHead();
+            if (!entry)
+                return;
+            m_leaving.removeHead();
+            vnThreadTicker* ticker = entry->m_ticker;
+            terminates = ticker->m_isActive && !entry->m_skipTerminate;
+            deactivate(ticker);
+            call.begin(ticker);
         }
-        m_leaving.removeHead();
-        vnThreadTicker* ticker = entry->m_ticker;
-        const bool terminates = ticker->m_isActive && !entry->m_skipTerminate;
-        deactivate(ticker);
-        const Call call(*this, ticker);
-        m_event.unLock();
-        if (terminates)
-            ticker->onTerminate();
-        if (call.isGone())
-            continue;
-        if (entry->m_destroys)
+        try
         {
-            delete ticker;
-            continue;
+            if (terminates)
+                entry->m_ticker->onTerminate();
         }
-        vnBodyGuard guard(m_event);
-        ticker->m_isLeaving = findLeaving(ticker) != nullptr;
+        catch (...)
+        {
+            finishLeaving(call, *entry); // it has left all the same
+            throw;
+        }
+        finishLeaving(call, *entry);
     }
+}
+
+void vnThreadPoolTicker::finishLeaving(const Call& call, const vnRemovedSubscriber& entry)
+{
+    if (call.isGone())
+        return;
+    vnThreadTicker* ticker = entry.m_ticker;
+    if (entry.m_destroys)
+    {
+        delete ticker;
+        return;
+    }
+    vnBodyGuard guard(m_event);
+    ticker->m_isLeaving = findLeaving(ticker) != nullptr;
 }
 
 // At the end of a thread that was stopped. The tickers wait, and are initialised again by the next one.
@@ -460,21 +502,19 @@ void vnThreadPoolTicker::terminateActive()
 {
     for (;;)
     {
-        m_event.waitLock();
+        Call call(*this);
         vnThreadTicker* ticker = nullptr;
-        for (unsigned int i = 0; i < m_active.getSize() && !ticker; ++i)
-            ticker = m_active.data()[i];
-        if (!ticker)
         {
-            m_active.setSize(0);
-            m_event.unLock();
-            return;
+            vnBodyGuard guard(m_event);
+            compact();
+            if (m_active.isEmpty())
+                return;
+            ticker = m_active.get(0);
+            m_waiting.append(ticker); // when there is no memory it stays active
+            ticker->m_isWaiting = true;
+            deactivate(ticker);
+            call.begin(ticker);
         }
-        deactivate(ticker);
-        m_waiting.append(ticker);
-        ticker->m_isWaiting = true;
-        const Call call(*this, ticker);
-        m_event.unLock();
         ticker->onTerminate();
     }
 }

@@ -29,24 +29,30 @@ void vnThreadTicker::enableThreadTicker()
             return;
         m_enabled.store(1, std::memory_order_release);
     }
-    m_pool->serve();
+    try
+    {
+        m_pool->serve();
+    }
+    catch (...)
+    {
+        m_enabled.store(0, std::memory_order_release); // so that another attempt starts the pool
+        throw;
+    }
 }
 
 void vnThreadTicker::disableThreadTicker()
 {
+    bool leaves = false;
     {
         vnBodyGuard guard(m_stateMutex);
-        m_enabled.store(0, std::memory_order_release);
+        leaves = m_pool->remove(this);
     }
-    m_pool->remove(this);
+    if (leaves)
+        m_pool->awaitLeaving(this);
 }
 
 void vnThreadTicker::deleteThreadTicker()
 {
-    {
-        vnBodyGuard guard(m_stateMutex);
-        m_enabled.store(0, std::memory_order_release);
-    }
     // Pools outlast their tickers; this one may be gone at once.
     m_pool->removeAndDestroy(this);
 }
