@@ -3,6 +3,7 @@
 
 #include <vnBase/vnMessage.h>
 
+#include <cstdio>
 #include <new>
 
 vnProgramExecution::~vnProgramExecution() noexcept(false) = default;
@@ -19,15 +20,23 @@ void vnProgramExecution::checkBaseExceptions()
 {
     try
     {
-        onProgramExecution();
-    }
-    catch (const vnBaseError& error)
-    {
-        onBaseException(error);
+        try
+        {
+            onProgramExecution();
+        }
+        catch (const vnBaseError& error)
+        {
+            onBaseException(error);
+        }
+        catch (const std::bad_alloc&)
+        {
+            onBaseException(vnFatalError("Out Of Memory [bad_alloc]", 0, 0));
+        }
     }
     catch (const std::bad_alloc&)
     {
-        onBaseException(vnFatalError("Out Of Memory [bad_alloc]", 0, 0));
+        // There is no memory for the report either. The stream is unbuffered and takes none.
+        std::fputs("Out Of Memory [bad_alloc]\n", stderr);
     }
 }
 
