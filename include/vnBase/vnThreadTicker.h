@@ -163,6 +163,8 @@ private:
 
     void wake();
     void serve();
+    bool hasRoundEnded() const;
+    void takeRoundOver();
     bool mayEnd();
     void leave();
 
@@ -196,6 +198,7 @@ private:
     vnThreadTicker* m_called = nullptr; // the one whose operation runs
     unsigned int m_callingThread = 0;
     unsigned int m_roundThread = 0;
+    vnThreadControl* m_roundControl = nullptr; // of the same thread, when it is one of the library's
     unsigned int m_wakes = 0;
     bool m_isServed = false; // a thread will look at the lists after the mutex was given back
     double m_sleepInterval = 0.001;

@@ -6,6 +6,7 @@
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnThread.h>
+#include <vnBase/vnThreadTicker.h>
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,9 @@
 #include <functional>
 #include <memory>
 #include <pthread.h>
+#include <signal.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -320,4 +323,169 @@ VN_KILL_TEST(LetsTheObjectRunAgain)
         EXPECT_EQ(victim.isStopping(0), 0);
         expectKilled(victim);
     }
+}
+
+VN_KILL_TEST(EndsAThreadThatHasHardlyBegun)
+{
+    for (unsigned int i = 0; i < 100; ++i)
+    {
+        Victim victim(spin);
+        victim.run(0);
+        victim.kill();
+        ASSERT_EQ(victim.isRunning(0), 0);
+        victim.stop(1);
+    }
+}
+
+VN_KILL_TEST(LeavesTheOutputToOthers)
+{
+    std::fflush(stdout);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const int saved = dup(STDOUT_FILENO);
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[1]);
+    Victim victim(
+        [](Victim& self)
+        {
+            const std::string line(1000, 'x');
+            for (;;)
+            {
+                ++self.steps;
+                std::fputs(line.c_str(), stdout);
+                std::fflush(stdout);
+            }
+        });
+    std::thread reader(
+        [&]
+        {
+            // It lets the pipe run full, and reads only while the thread is being killed.
+            char block[4096];
+            while (!victim.isStopping(0))
+                std::this_thread::yield();
+            while (read(ends[0], block, sizeof block) > 0)
+                continue;
+        });
+    victim.run(0);
+    EXPECT_TRUE(comesTrue([&] { return victim.steps >= 60; }));
+    victim.kill();
+    const int held = ftrylockfile(stdout);
+    if (held == 0)
+    {
+        std::fflush(stdout);
+        funlockfile(stdout);
+    }
+    dup2(saved, STDOUT_FILENO); // the last writing end of the pipe
+    close(saved);
+    reader.join();
+    close(ends[0]);
+    ASSERT_EQ(held, 0);
+    EXPECT_EQ(victim.isRunning(0), 0);
+    EXPECT_FALSE(isAlive(victim.id));
+}
+
+VN_KILL_TEST(EndsInBoundedTimeWhileAnotherThreadHoldsTheMessages)
+{
+    std::atomic<bool> isHeld{false};
+    std::atomic<bool> done{false};
+    std::thread holder(
+        [&]
+        {
+            vnMessage::waitLock();
+            isHeld = true;
+            while (!done)
+                std::this_thread::yield();
+            vnMessage::unLock();
+        });
+    EXPECT_TRUE(comesTrue([&] { return isHeld.load(); }));
+    Victim victim(spin);
+    victim.begin();
+    victim.kill();
+    EXPECT_TRUE(comesTrue([&] { return !isAlive(victim.id); }));
+    EXPECT_EQ(victim.isRunning(0), 0);
+    done = true;
+    holder.join();
+    expectHealth();
+}
+
+VN_KILL_TEST(WaitsUntilItsVictimHasDeliveredAMessage)
+{
+    struct Receiver : vnMessageReceiverInterface
+    {
+        explicit Receiver(vnThread& thread) : victim(thread) { vnMessage::addMessageReceiver(this); }
+        ~Receiver() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+        void onMessage(const vnString&, vnMessageLevel, const char* message) override
+        {
+            if (std::string(message) != "last words")
+                return;
+            isInside = true;
+            hasSeenTheKill = comesTrue([this] { return victim.isStopping(0) != 0; });
+        }
+
+        vnThread& victim;
+        std::atomic<bool> isInside{false};
+        std::atomic<bool> hasSeenTheKill{false};
+    };
+    Victim victim(
+        [](Victim& self)
+        {
+            vnMessage::message(VN_MESSAGE_NOTICE, "last words");
+            spin(self);
+        });
+    Receiver receiver(victim);
+    victim.run(0);
+    EXPECT_TRUE(comesTrue([&] { return receiver.isInside.load(); }));
+    expectKilled(victim);
+    EXPECT_TRUE(receiver.hasSeenTheKill);
+}
+
+VN_KILL_TEST(KeepsAThreadThatBlocksAllSignalsRunning)
+{
+    std::atomic<bool> done{false};
+    Victim victim(
+        [&](Victim& self)
+        {
+            sigset_t all;
+            sigfillset(&all);
+            pthread_sigmask(SIG_SETMASK, &all, nullptr);
+            while (!done)
+                self.isReady = true;
+            ++self.steps;
+        });
+    victim.begin();
+    victim.kill();
+    EXPECT_EQ(victim.isRunning(0), 1);
+    EXPECT_EQ(victim.isStopping(0), 1);
+    done = true;
+    victim.stop(1); // waits for it
+    EXPECT_EQ(victim.steps, 1u);
+    EXPECT_EQ(victim.isRunning(0), 0);
+}
+
+VN_KILL_TEST(LetsAnotherThreadDrivePoolZero)
+{
+    struct Ticker : vnThreadTicker
+    {
+        explicit Ticker(std::function<void()> function)
+            : vnThreadTicker(0, VN_THREAD_PRIORITY_NORMAL), work(std::move(function))
+        {
+        }
+        ~Ticker() noexcept(false) override { detachThreadTicker(); }
+        void onTick() override { work(); }
+        std::function<void()> work;
+    };
+    unsigned int ticks = 0;
+    Victim victim([](Victim&) { vnThreadPoolTicker::guiTick(); });
+    auto endless = std::make_unique<Ticker>([&] { spin(victim); });
+    endless->triggerTick(0);
+    victim.begin();
+    expectKilled(victim);
+    Ticker other([&] { ++ticks; });
+    other.triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticks, 1u);
+    // The lock that its tick holds stays held, and is reported.
+    endless.reset();
+    vnThreadPoolTicker::guiTick();
+    expectHealth();
 }

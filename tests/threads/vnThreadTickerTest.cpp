@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnThreadTestHelp.h"
 
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnMessage.h>
 #include <vnBase/vnThreadTicker.h>
 #include <vnBase/vnTime.h>
 
@@ -232,28 +234,74 @@ TEST(vnThreadTicker, MayBeDestroyedInItsOwnTick)
 
 TEST(vnThreadTicker, IsOutOfReachOnceDestroyed)
 {
+    std::atomic<unsigned int> inside{0}; // outlives the tickers
     for (unsigned int i = 0; i < 200; ++i)
     {
-        std::atomic<bool> alive{true};
-        std::atomic<bool> late{false};
         {
             Ticker ticker(78,
                           [&](Ticker&)
                           {
-                              if (!alive)
-                                  late = true;
+                              ++inside;
+                              for (unsigned int step = 0; step < 20; ++step)
+                                  std::this_thread::yield();
+                              --inside;
                           });
             ticker.setTickInterval(1e-6);
             ticker.enableThreadTicker();
-            if (i % 2)
+            if (i % 2) // it is destroyed in the midst of a tick
             {
-                EXPECT_TRUE(comesTrue([&] { return ticker.ticks > 0; }));
+                ASSERT_TRUE(comesTrue([&] { return inside == 1; }));
             }
             ticker.triggerTick(0);
         }
-        alive = false;
-        ASSERT_FALSE(late);
+        ASSERT_EQ(inside, 0u);
     }
+}
+
+TEST(vnThreadTicker, TicksAgainAfterAnErrorHasEndedItsPool)
+{
+    // Whoever hears of the error triggers a ticker of the same pool, on the thread that is about to end.
+    struct Receiver : vnMessageReceiverInterface
+    {
+        explicit Receiver(vnThreadTicker& ticker) : other(ticker) { vnMessage::addMessageReceiver(this); }
+        ~Receiver() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+        void onMessage(const vnString&, vnMessageLevel, const char* message) override
+        {
+            if (std::string(message) != "a tick fails")
+                return;
+            ++errors;
+            other.triggerTick(0);
+        }
+
+        vnThreadTicker& other;
+        std::atomic<unsigned int> errors{0};
+    };
+    Ticker other(82);
+    Ticker failing(82, [](Ticker&) { vnExceptionThrows::vnThrowFatal("a tick fails"); });
+    Receiver receiver(other);
+    for (unsigned int i = 1; i <= 5; ++i)
+    {
+        failing.triggerTick(0);
+        ASSERT_TRUE(comesTrue([&] { return receiver.errors == i; }));
+        ASSERT_TRUE(comesTrue([&] { return other.ticks >= i; }));
+    }
+}
+
+TEST(vnThreadTicker, LeavesAlsoWhenItsTerminationThrows)
+{
+    struct Rude : vnThreadTicker
+    {
+        Rude() : vnThreadTicker(0, VN_THREAD_PRIORITY_NORMAL) {}
+        ~Rude() noexcept(false) override { detachThreadTicker(); }
+        void onTerminate() override { throw 7; }
+    };
+    Rude rude;
+    rude.enableThreadTicker();
+    vnThreadPoolTicker::guiTick();
+    rude.disableThreadTicker();
+    EXPECT_THROW(vnThreadPoolTicker::guiTick(), int);
+    rude.enableThreadTicker(); // refused while it is leaving
+    EXPECT_EQ(rude.isEnabled(), 1);
 }
 
 TEST(vnThreadTicker, TriggersItselfAndOthersFromItsTick)

@@ -5,9 +5,11 @@
 #include <vnBase/vnTime.h>
 
 #include "../core/vnEternal.h"
+#include "vnThreadPlatform.h"
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace
 {
@@ -71,12 +73,16 @@ public:
     {
         vnBodyGuard guard(pool.m_event);
         // A ticker of pool 0 that drives the application's loop gets here again.
-        m_isNested = pool.m_roundThread == vnCurrentThreadID();
+        m_isNested = pool.m_roundThread == vnCurrentThreadID() && !pool.hasRoundEnded();
         if (m_isNested)
             return;
-        while (pool.m_poolID == 0 && pool.m_roundThread != 0)
+        while (pool.m_poolID == 0 && pool.m_roundThread != 0 && !pool.hasRoundEnded())
             pool.m_event.waitAndLock(pollMilliseconds, 1);
+        pool.takeRoundOver();
         pool.m_roundThread = vnCurrentThreadID();
+        pool.m_roundControl = vnThreadControl::getCaller();
+        if (pool.m_roundControl)
+            pool.m_roundControl->use();
         m_seenWakes = pool.m_wakes;
     }
     ~Round()
@@ -84,7 +90,7 @@ public:
         if (m_isNested)
             return;
         vnBodyGuard guard(m_pool.m_event);
-        m_pool.m_roundThread = 0;
+        m_pool.takeRoundOver();
         m_pool.m_event.fire();
     }
     Round(const Round&) = delete;
@@ -189,6 +195,24 @@ void vnThreadPoolTicker::serve()
         vnThread::stop(1);
 }
 
+// Called under the event's mutex. Whether the thread of the current round was killed in it; it has left all
+// as it was.
+bool vnThreadPoolTicker::hasRoundEnded() const
+{
+    return m_roundControl && m_roundControl->hasEnded();
+}
+
+// Called under the event's mutex.
+void vnThreadPoolTicker::takeRoundOver()
+{
+    if (hasRoundEnded())
+        m_called = nullptr;
+    if (m_roundControl)
+        m_roundControl->letGo();
+    m_roundControl = nullptr;
+    m_roundThread = 0;
+}
+
 bool vnThreadPoolTicker::mayEnd()
 {
     vnBodyGuard guard(m_event);
@@ -256,7 +280,15 @@ void vnThreadPoolTicker::removeAndDestroy(vnThreadTicker* ticker)
         cancelWaiting(ticker);
         ticker->m_enabled.store(0, std::memory_order_release);
     }
-    serve();
+    try
+    {
+        serve();
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The ticker is the pool's already, so that the caller must not hear of a failure: the next ticker
+        // starts the thread.
+    }
 }
 
 // Called under the event's mutex, as the next two.
@@ -297,14 +329,12 @@ void vnThreadPoolTicker::forget(vnThreadTicker* ticker)
         wake();
         if (m_called != ticker)
             return;
-        if (m_callingThread == vnCurrentThreadID())
+        // A thread that was killed in the call does not come back.
+        if (hasRoundEnded() || (m_poolID != 0 && hasThreadEnded()) || m_callingThread == vnCurrentThreadID())
         {
             m_called = nullptr;
             return;
         }
-        // A thread that was killed in the call does not come back.
-        if (m_poolID != 0 && !isRunning(0))
-            return;
         m_event.waitAndLock(pollMilliseconds, 1);
     }
 }
