@@ -81,6 +81,8 @@ public:
     static unsigned int daysPerYear(unsigned int year) noexcept;
 
 private:
+    static double findCounterEpoch() noexcept;
+
     double m_seconds;
 
     static double s_systemStartTime;

@@ -18,14 +18,6 @@ constexpr double unset = -1e300;
 std::atomic<double> s_counterEpoch{unset};
 std::atomic<double> s_systemTimeOffset{0.0};
 
-double findCounterEpoch()
-{
-    double epoch = vnReadWallClock() - static_cast<double>(vnReadCounter()) * secondsPerTick;
-    double expected = unset;
-    return s_counterEpoch.compare_exchange_strong(expected, epoch, std::memory_order_relaxed) ? epoch
-                                                                                              : expected;
-}
-
 bool isLeapYear(vnInt64 year)
 {
     return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
@@ -81,7 +73,25 @@ double modulo(double value, double divisor)
 }
 } // namespace
 
-double vnTime::s_systemStartTime = vnTime::systemSeconds();
+double vnTime::s_systemStartTime = 0;
+
+namespace
+{
+// At the latest when the library is loaded, so that there is one thread only.
+[[maybe_unused]] const double loadTime = vnTime::systemSeconds();
+} // namespace
+
+// The start of the clock is that of the system, also for those who read it while the library is being loaded.
+double vnTime::findCounterEpoch() noexcept
+{
+    const vnInt64 counter = vnReadCounter();
+    const double epoch = vnReadWallClock() - static_cast<double>(counter) * secondsPerTick;
+    double expected = unset;
+    if (!s_counterEpoch.compare_exchange_strong(expected, epoch, std::memory_order_relaxed))
+        return expected;
+    s_systemStartTime = epoch + static_cast<double>(counter) * secondsPerTick;
+    return epoch;
+}
 
 vnTime::vnTime(unsigned int year, unsigned char month, unsigned char day, double daySeconds) : m_seconds(0.0)
 {
