@@ -36,6 +36,10 @@ unsigned int vnLockMove(const void* from, unsigned int expected, const void* to,
 /// All sleepers.
 constexpr unsigned int VN_LOCK_ALL = 0x7FFFFFFFu;
 
+/// How often a thread looks at a lock before it sleeps for it. Most locks of the library are held for less
+/// than a microsecond: to spin about that long is cheaper than to sleep.
+constexpr unsigned int VN_LOCK_SPINS = 60;
+
 /// A hint to the processor that the caller spins.
 inline void vnLockRelax() noexcept
 {

@@ -6,13 +6,6 @@
 
 #include <vnBase/vnMessage.h>
 
-namespace
-{
-// Most locks of the library are held for less than a microsecond: to spin about that long is cheaper than to
-// sleep.
-constexpr unsigned int spins = 60;
-} // namespace
-
 vnMutex::~vnMutex() noexcept(false)
 {
     const unsigned int count = getSpinLockCount();
@@ -28,7 +21,7 @@ vnMutex::~vnMutex() noexcept(false)
 
 void vnMutex::waitLockSlow(vnThreadState& self) const
 {
-    for (unsigned int i = 0; i < spins; ++i)
+    for (unsigned int i = 0; i < VN_LOCK_SPINS; ++i)
     {
         vnLockRelax();
         if (m_word.load(std::memory_order_relaxed) == 0 && take(self))

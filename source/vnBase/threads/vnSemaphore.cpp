@@ -7,7 +7,6 @@ namespace
 {
 constexpr unsigned int waitMilliseconds = 100;
 constexpr unsigned int tryMilliseconds = 10;
-constexpr unsigned int spins = 60;
 } // namespace
 
 vnSemaphore::vnSemaphore(unsigned int ownerValue, unsigned int lockCount, unsigned int maxLockCount)
@@ -31,7 +30,7 @@ const void* vnSemaphore::countAddress() const noexcept
 
 void vnSemaphore::waitLockSlow(unsigned int value) const
 {
-    for (unsigned int i = 0; i < spins; ++i)
+    for (unsigned int i = 0; i < VN_LOCK_SPINS; ++i)
     {
         vnLockRelax();
         if (isAvailable(m_state.load(std::memory_order_relaxed), value) && attempt(value))
