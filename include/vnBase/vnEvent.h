@@ -55,6 +55,7 @@ public:
     unsigned char waitAndLock(unsigned int milliseconds, unsigned char locked);
 
     /// Waits for any of `events` (include vnRefList.h): the first that fired, or null after `milliseconds`.
+    /// Null elements are passed over.
     /// It costs a thread for each event; an event fired before its thread sleeps is missed.
     static vnEvent* wait(const vnRefList<vnEvent>& events, unsigned int milliseconds);
 

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fstream>
+#include <string>
 #include <thread>
 
 TEST(vnEvent, TimesOutWhenNobodyFires)
@@ -65,6 +67,7 @@ struct Sleepers
                 [this]
                 {
                     vnBodyGuard guard(event);
+                    ids[asleep] = vnCurrentThreadID();
                     ++asleep; // for whoever takes the lock next
                     if (event.waitAndLock(20000, 1))
                         ++woken;
@@ -82,7 +85,21 @@ struct Sleepers
             thread.join();
     }
 
+    bool areAsleep() const
+    {
+        for (const unsigned int id : ids)
+        {
+            std::ifstream file("/proc/self/task/" + std::to_string(id) + "/stat");
+            std::string text;
+            std::getline(file, text);
+            if (text.find(") S ") == std::string::npos)
+                return false;
+        }
+        return true;
+    }
+
     vnEvent& event;
+    unsigned int ids[3] = {};
     unsigned int asleep = 0;
     std::atomic<unsigned int> woken{0};
     std::thread threads[3];
@@ -101,10 +118,13 @@ TEST(vnEvent, WakesSleepersOneByOne)
 {
     vnEvent event;
     Sleepers sleepers(event);
+    // Its thread sleeps in the kernel: one that is only about to may wake with another one.
+    ASSERT_TRUE(comesTrue([&] { return sleepers.areAsleep(); }));
     for (unsigned int i = 1; i <= 3; ++i)
     {
         event.fireOnlyOne();
-        EXPECT_TRUE(comesTrue([&] { return sleepers.woken >= i; })); // no wake-up is lost
+        ASSERT_TRUE(comesTrue([&] { return sleepers.woken >= i; })); // no wake-up is lost
+        EXPECT_EQ(sleepers.woken, i);
     }
 }
 
@@ -190,6 +210,7 @@ TEST(vnEvent, WaitsForTheFirstOfSeveral)
                 std::this_thread::yield();
             }
         });
+    events.append(nullptr); // passed over
     EXPECT_EQ(vnEvent::wait(events, 20000), last.get());
     done = true;
     other.join();

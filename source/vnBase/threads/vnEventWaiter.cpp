@@ -51,6 +51,8 @@ vnEvent* vnEvent::wait(const vnRefList<vnEvent>& events, unsigned int millisecon
     vnRefList<vnEventWaiter> waiters;
     for (vnEvent* event : events)
     {
+        if (!event)
+            continue;
         vnRefPointer<vnEventWaiter> waiter(new vnEventWaiter(event, milliseconds, woken));
         waiters.append(waiter);
         waiter->run(0);
