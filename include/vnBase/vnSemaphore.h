@@ -12,7 +12,8 @@
 /// Waiters poll each 100 milliseconds (10 in `tryLock`) and are woken at once when the last hold goes, so a
 /// missed wake-up delays but never hangs one. There is no fairness.
 ///
-/// Thread-safety: all operations, on any thread. A hold may be given back by another thread than took it.
+/// Thread-safety: all operations, on any thread. A hold may be given back by another thread than took it; the
+/// taker goes on counting as a holder for `vnThread::kill`, which then puts its end off as long as it can.
 class VN_BASE_API vnSemaphore
 {
 public:
