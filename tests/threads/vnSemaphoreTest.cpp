@@ -157,3 +157,15 @@ TEST(vnReadWriteMutex, KeepsReadersAndWritersApartUnderLoad)
         thread.join();
     EXPECT_EQ(left, 4000u);
 }
+
+TEST(vnReadWriteMutex, KeepsSharedWritersFromAWriter)
+{
+    vnReadWriteMutex mutex;
+    mutex.waitLockWrite();
+    std::thread([&] { EXPECT_EQ(mutex.tryLockSharedWrite(), 0); }).join();
+    EXPECT_EQ(mutex.tryLockSharedWrite(), 0); // nor from itself
+    mutex.unLock();
+    EXPECT_EQ(mutex.tryLockSharedWrite(), 1);
+    EXPECT_EQ(mutex.tryLockWrite(), 0);
+    mutex.unLock();
+}

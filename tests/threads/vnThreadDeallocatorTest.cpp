@@ -134,3 +134,20 @@ TEST_F(vnThreadDeallocatorTest, LosesNoObjectBetweenItsEndAndItsNextStart)
     other.join();
     EXPECT_TRUE(die(2 * count));
 }
+
+TEST_F(vnThreadDeallocatorTest, TakesWhatADestructorHandsOver)
+{
+    struct Chain : Scene
+    {
+        explicit Chain(unsigned int count) : m_count(count) {}
+        ~Chain() noexcept(false) override
+        {
+            if (m_count > 0)
+                vnThreadDeallocator::deallocObject(new Chain(m_count - 1), 1);
+        }
+        unsigned int m_count;
+    };
+    vnThreadDeallocator::deallocObject(new Chain(20), 0);
+    EXPECT_TRUE(die(21));
+    EXPECT_NE(s_diedOn, vnCurrentThreadID());
+}

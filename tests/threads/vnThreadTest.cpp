@@ -8,11 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <new>
+#include <pthread.h>
 #include <set>
 #include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -283,14 +287,107 @@ TEST(vnThread, DelaysAtLeastAsLongUnlessTheEventFires)
     EXPECT_LT(seconds, 50.0);
 }
 
-TEST(vnThread, StoresPrioritiesThatDoNotExist)
+TEST(vnThread, LowersItsPriorityAndStoresThoseThatDoNotExist)
 {
+    const int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
     Worker worker;
     worker.setThreadPriority(static_cast<vnThreadPriority>(9));
+    EXPECT_EQ(worker.getThreadPriority(), 9);
     worker.run(1);
+    const auto priority = [&] { return getpriority(PRIO_PROCESS, worker.getThreadInfo().threadID); };
+    EXPECT_EQ(priority(), base); // not applied
     worker.setThreadPriority(VN_THREAD_PRIORITY_LOWEST);
-    EXPECT_EQ(worker.getThreadPriority(), VN_THREAD_PRIORITY_LOWEST);
-    vnThread::useThreadPriorities(1);
+    EXPECT_EQ(priority(), std::min(base + 10, 19)); // steps of 5
+    worker.stop(1);
+    Worker low;
+    low.setThreadPriority(VN_THREAD_PRIORITY_LOW);
+    low.run(0);
+    const unsigned int id = low.getThreadInfo().threadID;
+    EXPECT_TRUE(
+        comesTrue([&] { return getpriority(PRIO_PROCESS, id) == std::min(base + 5, 19); })); // from the start
+}
+
+TEST(vnThread, ReportsThatNoThreadCouldBeStarted)
+{
+    // In a process of its own, which has room for no further stack.
+    EXPECT_EXIT(
+        {
+            struct Receiver : vnMessageReceiverInterface
+            {
+                Receiver() { vnMessage::addMessageReceiver(this); }
+                void onMessage(const vnString&, vnMessageLevel level, const char* message) override
+                {
+                    if (std::string(message).find("vnThread could not be started: ") == 0)
+                        lastLevel = level;
+                }
+                vnMessageLevel lastLevel = 0;
+            };
+            Receiver receiver;
+            pthread_attr_t attributes;
+            pthread_attr_init(&attributes);
+            pthread_attr_setstacksize(&attributes, std::size_t(1) << 46);
+            pthread_setattr_default_np(&attributes);
+            Worker worker;
+            const bool isRefused = worker.run(1) == 0;
+            const bool isReported = receiver.lastLevel == VN_MESSAGE_WARNING;
+            const bool isStopped = worker.isRunning(0) == 0;
+            pthread_attr_setstacksize(&attributes, std::size_t(1) << 20);
+            pthread_setattr_default_np(&attributes);
+            const bool runsLater = worker.run(1) == 1;
+            worker.stop(1);
+            _exit(isRefused + 2 * isReported + 4 * isStopped + 8 * runsLater);
+        },
+        testing::ExitedWithCode(15), "");
+}
+
+TEST(vnThread, HasAnIdOfItsOwnInTheChildOfAFork)
+{
+    const unsigned int own = vnThread::getThreadID();
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(vnThread::getThreadID() != own && static_cast<pid_t>(vnThread::getThreadID()) == getpid() ? 0
+                                                                                                        : 1);
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(vnThread, EndsItsChainedRunWhateverLeavesIt)
+{
+    Worker worker([](Worker&) { throw 7; });
+    EXPECT_THROW(worker.chain(), int);
+    EXPECT_EQ(worker.isRunning(0), 0);
+    EXPECT_THROW(worker.chain(), int); // it may be run again
+}
+
+TEST(vnThread, SurvivesAReportThatFindsNoMemory)
+{
+    struct Poor : vnThread
+    {
+        void process() override { throw std::bad_alloc(); }
+        void onBaseException(const vnBaseError&) override { throw std::bad_alloc(); }
+    };
+    Poor poor;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(poor.chain(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Out Of Memory [bad_alloc]\n");
+    EXPECT_EQ(poor.isRunning(0), 0);
+}
+
+TEST(vnThread, MayDeleteItselfWhileItsStarterWaitsForItsBeginning)
+{
+    struct Own : vnThread
+    {
+        ~Own() noexcept(false) override { stop(1); }
+        void process() override {}
+    };
+    for (unsigned int i = 0; i < 300; ++i)
+    {
+        Own* own = new Own;
+        own->setAutoDelete(1);
+        EXPECT_EQ(own->run(1), 1);
+    }
 }
 
 TEST(vnThread, StartsAndStopsFromManyThreadsAtOnce)
