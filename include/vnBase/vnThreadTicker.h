@@ -160,6 +160,7 @@ private:
 
     static Pools& pools();
     static vnThreadPoolTicker* find(unsigned int poolID, vnThreadPriority priority);
+    static vnThreadPoolTicker* getPool(unsigned int index);
 
     void wake();
     void serve();

@@ -145,15 +145,20 @@ void vnThreadPoolTicker::guiTick()
     find(0, VN_THREAD_PRIORITY_NORMAL)->round();
 }
 
+// Pools are only ever appended. A list of them would take memory, which the end of a program must not need.
+vnThreadPoolTicker* vnThreadPoolTicker::getPool(unsigned int index)
+{
+    vnBodyGuard guard(pools().mutex);
+    for (vnThreadPoolTicker* pool : pools().list)
+        if (index-- == 0)
+            return pool;
+    return nullptr;
+}
+
 void vnThreadPoolTicker::closeAll()
 {
-    vnRefList<vnThreadPoolTicker> all;
-    {
-        vnBodyGuard guard(pools().mutex);
-        for (vnThreadPoolTicker* pool : pools().list)
-            all.append(pool);
-    }
-    for (vnThreadPoolTicker* pool : all)
+    unsigned int index = 0;
+    while (vnThreadPoolTicker* pool = getPool(index++))
         pool->stop(1);
 }
 

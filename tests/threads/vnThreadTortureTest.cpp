@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnMemory.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnRefList.h>
+#include <vnBase/vnRefPointer.h>
+#include <vnBase/vnString.h>
+#include <vnBase/vnThreadData.h>
+#include <vnBase/vnThreadDeallocator.h>
+#include <vnBase/vnThreadTicker.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+
+namespace
+{
+// The C library's heap, but for one allocation, on whichever thread, that fails on request.
+class FailingManager : public vnMemoryManagerInterface
+{
+public:
+    FailingManager() { vnMemoryControl::setMemoryManager(this); }
+    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override
+    {
+        const unsigned int number = ++made;
+        if (number == failing || (failsOn && failing && number > failing))
+            return nullptr;
+        return std::malloc(size);
+    }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override { std::free(block); }
+
+    std::atomic<unsigned int> made{0};
+    std::atomic<unsigned int> failing{0}; // 0 for none
+    std::atomic<bool> failsOn{false};     // all later ones fail, too
+};
+
+class Ticker : public vnThreadTicker
+{
+public:
+    explicit Ticker(unsigned int poolID) : vnThreadTicker(poolID, VN_THREAD_PRIORITY_NORMAL) {}
+    ~Ticker() noexcept(false) override { detachThreadTicker(); }
+    void onTick() override { ++ticks; }
+
+    std::atomic<unsigned int> ticks{0};
+};
+
+// The callers of guiTick() get the errors of its tickers, so that nothing is lost: a second attempt finds all
+// in its place.
+void tickInPoolZero()
+{
+    Ticker ticker(0);
+    ticker.triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 1u);
+    ticker.disableThreadTicker();
+    EXPECT_EQ(ticker.isEnabled(), 0);
+    vnThreadPoolTicker::guiTick();
+    ticker.enableThreadTicker();
+    ticker.triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 2u);
+}
+
+void tickOnAThread()
+{
+    const struct Closer
+    {
+        ~Closer() { vnThreadPoolTicker::closeAll(); }
+    } closer;
+    Ticker ticker(991);
+    ticker.triggerTick(0);
+    ticker.disableThreadTicker();
+    std::unique_ptr<Ticker> other(new Ticker(991));
+    other->enableThreadTicker();
+    other->deleteThreadTicker(); // throws as long as the ticker is still ours
+    static_cast<void>(other.release());
+}
+
+void deallocate()
+{
+    const struct Stopper
+    {
+        ~Stopper() { vnThreadDeallocator::stopDeallocator(); }
+    } stopper;
+    vnRefPointer<vnThreadSafeReference> first(new vnThreadSafeReference);
+    vnRefPointer<vnThreadSafeReference> second(new vnThreadSafeReference);
+    vnThreadDeallocator::deallocObject(first, 1);
+    vnThreadDeallocator::deallocObject(second, 0);
+}
+
+void keepThreadData()
+{
+    vnThreadData<vnString> data(3);
+    data.get() = "a text that does not fit into any small buffer of its own, by far";
+    EXPECT_EQ(data.get().length(), 0u);
+    data.clear();
+    EXPECT_EQ(data.get().length(), 0u);
+}
+
+void runThreads()
+{
+    struct Worker : vnThread
+    {
+        ~Worker() noexcept(false) override { stop(1); }
+        void process() override { text = "a text that does not fit into any small buffer of its own"; }
+        vnString text;
+    };
+    Worker worker;
+    worker.run(1);
+    worker.stop(1);
+    worker.chain();
+    EXPECT_EQ(worker.isRunning(0), 0);
+}
+
+void waitForEvents()
+{
+    vnRefList<vnEvent> events;
+    for (int i = 0; i < 2; ++i)
+    {
+        vnRefPointer<vnEvent> event(new vnEvent);
+        events.append(event);
+    }
+    EXPECT_EQ(vnEvent::wait(events, 0), nullptr);
+}
+
+struct Script
+{
+    const char* name;
+    void (*run)();
+};
+const Script scripts[] = {
+    {"tickers of pool 0", tickInPoolZero}, {"tickers", tickOnAThread}, {"deallocator", deallocate},
+    {"thread data", keepThreadData},       {"threads", runThreads},    {"several events", waitForEvents},
+};
+
+// The report of a failure may go past the script's end, on another thread, so that a fixed number is tried.
+constexpr unsigned int mostAllocations = 40;
+
+void torture(FailingManager& manager, const Script& script)
+{
+    for (unsigned int failing = 1; failing <= mostAllocations; ++failing)
+    {
+        SCOPED_TRACE(failing);
+        manager.made = 0;
+        manager.failing = failing;
+        try
+        {
+            script.run();
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        manager.failing = 0;
+        ASSERT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
+        ASSERT_EQ(vnCurrentThreadState().shared, 0) << "a read-write lock is held";
+        script.run(); // works as before
+    }
+}
+} // namespace
+
+TEST(vnThreadTorture, GoesOnAfterAnyAllocationHasFailed)
+{
+    FailingManager manager;
+    testing::internal::CaptureStderr(); // each failure is reported there
+    for (const bool failsOn : {false, true})
+        for (const Script& script : scripts)
+        {
+            SCOPED_TRACE(std::string(script.name) + (failsOn ? ", nothing from there on" : ""));
+            script.run();
+            manager.failsOn = failsOn;
+            torture(manager, script);
+        }
+    const std::string report = testing::internal::GetCapturedStderr();
+    EXPECT_NE(report.find("Bad Alloc:File: "), std::string::npos);
+}
