@@ -3,6 +3,8 @@
 
 #include <vnBase/vnString.h>
 
+#include <type_traits>
+
 /// Flag bits of a message level that travel with an error, see `vnMessageLevel`: 0x200 tells that the text is
 /// translated already.
 using vnMessageEncoding = unsigned int;
@@ -57,64 +59,64 @@ VN_BASE_API void vnDefaultFatalHandler(const vnFatalError& error);
 VN_BASE_API void vnDefaultWarningHandler(const vnWarningError& error);
 
 /// Throws errors with formatted texts. The format is translated first, unless the encoding holds 0x200; the
-/// error carries the code 0.
+/// error carries the code 0. An encoding is a `vnMessageEncoding`, given as any number.
 class VN_BASE_API vnExceptionThrows
 {
+    template <class T>
+    using IfNumber = std::enable_if_t<std::is_integral<T>::value || std::is_enum<T>::value, int>;
+
 public:
     template <class... Args>
     [[noreturn]] static void vnThrowFatal(const char* format, const Args&... args)
     {
-        throwFatal(VN_TRANSLATED, true, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+        throwFatal(vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
     }
     template <class... Args>
     [[noreturn]] static void vnThrowFatal(const char16_t* format, const Args&... args)
     {
-        throwFatal(VN_TRANSLATED, true, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+        throwFatal(vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
     }
-    template <class... Args>
-    [[noreturn]] static void vnThrowFatal(vnMessageEncoding encoding, const char* format, const Args&... args)
+    template <class Encoding, class... Args, IfNumber<Encoding> = 0>
+    [[noreturn]] static void vnThrowFatal(Encoding encoding, const char* format, const Args&... args)
     {
-        throwFatal(encoding, !(encoding & VN_TRANSLATED), vnString(format),
-                   vnArgumentPack<sizeof...(Args)>(args...));
+        throwEncodedFatal(static_cast<vnMessageEncoding>(encoding), vnString(format),
+                          vnArgumentPack<sizeof...(Args)>(args...));
     }
-    template <class... Args>
-    [[noreturn]] static void vnThrowFatal(vnMessageEncoding encoding, const char16_t* format,
-                                          const Args&... args)
+    template <class Encoding, class... Args, IfNumber<Encoding> = 0>
+    [[noreturn]] static void vnThrowFatal(Encoding encoding, const char16_t* format, const Args&... args)
     {
-        throwFatal(encoding, !(encoding & VN_TRANSLATED), vnString(format),
-                   vnArgumentPack<sizeof...(Args)>(args...));
+        throwEncodedFatal(static_cast<vnMessageEncoding>(encoding), vnString(format),
+                          vnArgumentPack<sizeof...(Args)>(args...));
     }
 
     template <class... Args>
     [[noreturn]] static void vnThrowWarning(const char* format, const Args&... args)
     {
-        throwWarning(VN_TRANSLATED, true, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+        throwWarning(vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
     }
     template <class... Args>
     [[noreturn]] static void vnThrowWarning(const char16_t* format, const Args&... args)
     {
-        throwWarning(VN_TRANSLATED, true, vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
+        throwWarning(vnString(format), vnArgumentPack<sizeof...(Args)>(args...));
     }
-    template <class... Args>
-    [[noreturn]] static void vnThrowWarning(vnMessageEncoding encoding, const char* format,
-                                            const Args&... args)
+    template <class Encoding, class... Args, IfNumber<Encoding> = 0>
+    [[noreturn]] static void vnThrowWarning(Encoding encoding, const char* format, const Args&... args)
     {
-        throwWarning(encoding, !(encoding & VN_TRANSLATED), vnString(format),
-                     vnArgumentPack<sizeof...(Args)>(args...));
+        throwEncodedWarning(static_cast<vnMessageEncoding>(encoding), vnString(format),
+                            vnArgumentPack<sizeof...(Args)>(args...));
     }
-    template <class... Args>
-    [[noreturn]] static void vnThrowWarning(vnMessageEncoding encoding, const char16_t* format,
-                                            const Args&... args)
+    template <class Encoding, class... Args, IfNumber<Encoding> = 0>
+    [[noreturn]] static void vnThrowWarning(Encoding encoding, const char16_t* format, const Args&... args)
     {
-        throwWarning(encoding, !(encoding & VN_TRANSLATED), vnString(format),
-                     vnArgumentPack<sizeof...(Args)>(args...));
+        throwEncodedWarning(static_cast<vnMessageEncoding>(encoding), vnString(format),
+                            vnArgumentPack<sizeof...(Args)>(args...));
     }
 
 private:
-    static constexpr vnMessageEncoding VN_TRANSLATED = 0x200;
-
-    [[noreturn]] static void throwFatal(vnMessageEncoding encoding, bool translate, const vnString& format,
-                                        const vnArgumentList& arguments);
-    [[noreturn]] static void throwWarning(vnMessageEncoding encoding, bool translate, const vnString& format,
-                                          const vnArgumentList& arguments);
+    [[noreturn]] static void throwFatal(const vnString& format, const vnArgumentList& arguments);
+    [[noreturn]] static void throwWarning(const vnString& format, const vnArgumentList& arguments);
+    [[noreturn]] static void throwEncodedFatal(vnMessageEncoding encoding, const vnString& format,
+                                               const vnArgumentList& arguments);
+    [[noreturn]] static void throwEncodedWarning(vnMessageEncoding encoding, const vnString& format,
+                                                 const vnArgumentList& arguments);
 };

@@ -35,8 +35,10 @@ public:
     virtual ~vnMessageReceiverInterface() noexcept(false);
 
     /// Called on the thread that posts, on several threads at once, under the read lock of the message
-    /// system: it must not add or remove receivers, nor set the translator, which throws `vnFatalError`. It
-    /// may post messages itself. What it throws reaches the one who posted.
+    /// system: it must not add receivers, nor set a translator, which throws `vnFatalError`. It may post
+    /// messages itself, which reach it too, and end the program. Receivers may be removed and destroyed from
+    /// within it, for which the thread gives its read lock back meanwhile: a receiver that it is in may then
+    /// be removed, and destroyed, by another thread. What it throws reaches the one who posted.
     virtual void onMessage(const vnString& sender, vnMessageLevel level, const char* message) = 0;
 };
 
@@ -157,7 +159,10 @@ public:
     static void setTranslation(const vnString& language, const vnString& sender, const vnString& text,
                                const vnString& translation);
 
-    /// Holds all delivery off, except on the calling thread, until `unLock()`.
+    /// Holds all delivery off, except on the calling thread, until `unLock()`. Throws `vnFatalError` from
+    /// within a delivery, which it would wait for. A message below the threshold does not wait. A thread that
+    /// keeps the lock for good does not keep the library from ending: its own waits at the end of the process
+    /// are bounded; the removal of a receiver before that waits, as at any time.
     static void waitLock();
     static void unLock();
 

@@ -10,6 +10,8 @@
 ///     class Clock : public vnNotifyMaster<Clock, ClockListener, int> {};
 ///     class ClockListener : public vnNotifySlave<Clock, ClockListener, int>
 ///     {
+///     public:
+///         ~ClockListener() noexcept(false) override { endSubscriptions(); }
 ///         void onNotify(Clock* clock, int& second, vnUInt64 source) override;
 ///     };
 ///     clock.addSubscriber(&listener);
@@ -22,7 +24,11 @@
 /// Thread-safety: any thread may post, subscribe, unsubscribe and trigger. Posting doesn't wait for a running
 /// pass. Callbacks run on the thread that triggers. A master or a slave may be destroyed on any thread, also
 /// from within a callback: its destructor waits for a pass of another thread. Since the derived part is gone
-/// by then, a class whose callbacks use it calls `endSubscriptions()` first thing in its own destructor.
+/// by then, `onNotify` among it, each class whose callbacks another thread can run calls `endSubscriptions()`
+/// first thing in its own destructor, also when it has no state.
+///
+/// Data passes from the thread that posts to the one that triggers. What it refers to, such as the object
+/// behind a `vnRefPointer`, is either given away with it or made for use by several threads.
 template <class Master, class Slave, class Data>
 class vnNotifyMaster
 {
@@ -38,7 +44,8 @@ public:
         m_channel->releaseByMaster();
     }
 
-    /// Tells what became of a subscription. Called under the locks of the pass.
+    /// Tells what became of a subscription. Called under the locks of the pass: it must not wait for another
+    /// thread, nor subscribe a slave to another master.
     virtual void onNotifyStatus(Slave*, vnNotifyState) {}
 
     /// Asks for the data whose source id is `filter`, or for all with 0. A slave may subscribe with several
@@ -59,11 +66,12 @@ public:
     /// Queues data, behind all data of the same or a higher priority. It is dropped when it is not delivered
     /// within `lifetime` seconds (0: never), and not delivered before `earliest`, in seconds of
     /// `vnTime::systemSeconds` (0: at once). With `trigger`, or when this master delivers at once, a pass
-    /// runs before the call returns. The data is assigned, so an object behind a pointer is shared.
-    void post(const Data& data, vnUInt64 source, const double& lifetime = 0, const double& earliest = 0,
+    /// runs before the call returns. The data moves into the queue; a `vnRefPointer` that is not moved in is
+    /// copied as its object's copy mode says.
+    void post(Data data, vnUInt64 source, const double& lifetime = 0, const double& earliest = 0,
               unsigned int priority = 0, unsigned char trigger = 0)
     {
-        m_channel->post(data, source, lifetime, earliest, priority);
+        m_channel->post(std::move(data), source, lifetime, earliest, priority);
         if (trigger || getDeliverAtOnce())
             triggerNotify();
     }
@@ -112,7 +120,8 @@ public:
     /// Receives an item. All subscribers of the pass get the same `data`, one after the other.
     virtual void onNotify(Master* master, Data& data, vnUInt64 source) = 0;
 
-    /// Tells what became of a subscription of `slave`, this object. Called under its lock.
+    /// Tells what became of a subscription of `slave`, this object. Called under its lock and those of the
+    /// pass: it must not subscribe the object to another master, whose pass may be waiting for that lock.
     virtual void onNotifyStatus(Master*, Slave*, vnNotifyState) {}
 
 protected:

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <limits>
+#include <new>
 #include <utility>
 
 /// The machinery behind `vnNotifyMaster` and `vnNotifySlave`; use those. A master owns a channel, a slave a
@@ -221,26 +223,22 @@ public:
             m_receiver->onNotifyStatus(master, slave, state);
     }
 
-    /// Ends all subscriptions, for good.
+    /// Ends all subscriptions, for good. What a status call throws comes out once all have ended.
     void close()
     {
-        for (;;)
-        {
-            vnRefPointer<Channel> channel;
-            Slave* slave = nullptr;
+        std::exception_ptr error;
+        vnRefPointer<Channel> channel;
+        while (Slave* slave = nextToClose(channel))
+            try
             {
-                vnBodyGuard guard(m_lock);
-                m_closing = true;
-                if (m_entries.isEmpty())
-                {
-                    m_receiver = nullptr;
-                    return;
-                }
-                channel = m_entries[0].channel;
-                slave = m_entries[0].slave;
+                channel->detach(this, slave);
             }
-            channel->detach(this, slave);
-        }
+            catch (...)
+            {
+                error = std::current_exception();
+            }
+        if (error)
+            std::rethrow_exception(error);
     }
 
 private:
@@ -250,6 +248,21 @@ private:
         Slave* slave = nullptr;
         unsigned int count = 0;
     };
+
+    // Null when none is left; the receiver is called no more then.
+    Slave* nextToClose(vnRefPointer<Channel>& channel)
+    {
+        vnRefPointer<Channel> released = std::move(channel); // let go of behind the lock
+        vnBodyGuard guard(m_lock);
+        m_closing = true;
+        if (m_entries.isEmpty())
+        {
+            m_receiver = nullptr;
+            return nullptr;
+        }
+        channel = m_entries[0].channel;
+        return m_entries[0].slave;
+    }
 
     Entry* find(Channel* channel)
     {
@@ -328,7 +341,8 @@ public:
         m_pending.store(true, std::memory_order_release);
     }
 
-    void post(const Data& data, vnUInt64 source, double lifetime, double earliest, unsigned int priority)
+    /// Leaves `data` empty: what counts its holders without a lock is the pass's alone from then on.
+    void post(Data&& data, vnUInt64 source, double lifetime, double earliest, unsigned int priority)
     {
         const double latest =
             lifetime == 0 ? std::numeric_limits<double>::max() : vnTime::systemSeconds() + lifetime;
@@ -338,7 +352,7 @@ public:
         Item* item = m_spare.pop();
         try
         {
-            item->data = data;
+            item->data = std::move(data);
         }
         catch (...)
         {
@@ -367,14 +381,16 @@ public:
     void detach(Membership* member, Slave* slave)
     {
         Frame frame(this);
-        if (!m_closed)
+        try
         {
-            vnBodyGuard guard(m_subscriberLock);
-            const unsigned int limit = m_sequence;
-            applyRemoves(limit);
-            removeSlave(member, limit);
-            applyAdds(limit);
-            tellMaster(slave, VN_NOTIFY_DESTROYED);
+            if (!m_closed)
+                leave(member, slave);
+        }
+        catch (...)
+        {
+            // A status call threw: the slave dies all the same, and nothing may point to it.
+            abandon(member);
+            throw;
         }
         member->forget(this, true);
     }
@@ -573,6 +589,39 @@ private:
             m_gaps = true;
             end(std::exchange(subscriber, Subscription()), VN_NOTIFY_UNSUBSCRIBED);
         }
+    }
+
+    void leave(Membership* member, Slave* slave)
+    {
+        vnBodyGuard guard(m_subscriberLock);
+        const unsigned int limit = m_sequence;
+        applyRemoves(limit);
+        removeSlave(member, limit);
+        try
+        {
+            applyAdds(limit);
+        }
+        catch (const std::bad_alloc&)
+        {
+            // The subscriptions of others stay pending until the next pass.
+        }
+        tellMaster(slave, VN_NOTIFY_DESTROYED);
+    }
+
+    // Takes the slave out without telling anybody.
+    void abandon(Membership* member)
+    {
+        vnBodyGuard guard(m_subscriberLock);
+        for (Subscription& add : m_adds.list)
+            if (add.member.get() == member)
+                add = Subscription();
+        for (Subscription& subscriber : m_subscribers)
+            if (subscriber.member.get() == member)
+            {
+                subscriber = Subscription();
+                m_gaps = true;
+            }
+        member->forget(this, true);
     }
 
     // The slave learns in either case that its subscription ended; the master is told whether it was in

@@ -4,7 +4,9 @@
 #include <vnBase/vnNotify.h>
 #include <vnBase/vnString.h>
 
-/// A message of a `vnNotifyManager`. It is not changed once it is posted, so that threads may share it.
+/// A message of a `vnNotifyManager`. It is not changed once it is posted. Its holders are counted without a
+/// lock: the thread that posts it keeps no pointer to it, and a subscriber that keeps one lets go of it on
+/// the thread that triggers.
 class VN_BASE_API vnNotifyMessage : public vnReference
 {
 public:
@@ -57,7 +59,8 @@ public:
     /// The manager of the process.
     static vnNotifyManager* getManager();
 
-    /// Posts a message whose source id is the address of `sender`.
+    /// Posts a message whose source id is the address of `sender`. When another thread triggers, `data` is a
+    /// `vnThreadSafeReference`, or a new object that the caller does not keep.
     void notify(const vnString& command, unsigned int priority, const double& lifetime,
                 vnTypeInterface* sender, vnReference* data = nullptr, unsigned int number = 0,
                 unsigned char trigger = 0);

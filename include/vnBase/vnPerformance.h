@@ -44,11 +44,11 @@ VN_BASE_API void vnClearPerformanceSection(const vnString& name, unsigned int th
 /// The name of a thread in the report; 0 means the calling thread.
 VN_BASE_API void vnSetPerformanceThreadName(const vnString& name, unsigned int thread = 0);
 
-/// Called by each `vnThread` around its work: a thread that starts while sections are on is reported even
-/// when it enters none, and one that has stopped is reported as such. A thread that was killed is stopped by
-/// its killer, by its id; 0 means the calling thread.
+/// Called by each `vnThread` around its work, on its own thread: a running thread is reported even when it
+/// enters no section, with the time since its start, and one that has stopped is reported as such. One that
+/// stops while sections are off and has entered none leaves no trace. Neither throws.
 VN_BASE_API void vnStartPerformanceThread();
-VN_BASE_API void vnStopPerformanceThread(unsigned int thread = 0);
+VN_BASE_API void vnStopPerformanceThread();
 
 /// The name of a section of one thread.
 class VN_BASE_API vnSectionInfo : public vnReference
@@ -88,7 +88,8 @@ enum : vnPerformanceDumpFlags
     VN_PERFORMANCE_ALL = 15
 };
 
-/// Posts the report. The sections that are being measured are shown without the time since they were entered.
+/// Posts the report, with no lock held: those of two threads may mix. The sections that are being measured
+/// are shown without the time since they were entered.
 VN_BASE_API void vnDumpPerformanceInfo(vnPerformanceDumpFlags flags = VN_PERFORMANCE_ALL);
 
 /// A name for a section that is known by its place: "file:line".

@@ -55,7 +55,8 @@ private:
     static constexpr unsigned char VN_PER_THREAD = 2; // it stands in the place of a thread
 
     vnProgressInterface* m_previous = nullptr;
-    unsigned int m_thread = 0; // whose place it stands in
+    vnProgressInterface* m_nextActive = nullptr; // all active ones
+    unsigned int m_thread = 0;                   // whose place it stands in
     unsigned char m_flags = 0;
 };
 
@@ -76,7 +77,8 @@ private:
 /// Routes reports of progress to the listener of the thread that reports, or to the default listener. The
 /// setters do not own what they are given; null removes. At the start there is no listener.
 ///
-/// Thread-safety: any thread. A replaced listener is told nothing any more once the setter has returned.
+/// Thread-safety: any thread. Once the setter has returned, no other thread is in a report to the replaced
+/// listener, and none begins; but an active listener that remembers it goes on routing reports to it.
 class VN_BASE_API vnProgress
 {
 public:
@@ -95,5 +97,8 @@ private:
     static void activate(vnProgressInterface& listener);
     static void deactivate(vnProgressInterface& listener);
     static void forget(vnProgressInterface& listener);
+    static void replaceRemembered(const vnProgressInterface& leaving, vnProgressInterface* by);
     static void route(const vnProgressInterface& listener, unsigned char percent, const char* banner);
+
+    static vnProgressInterface* s_firstActive;
 };

@@ -5,7 +5,9 @@
 #include <vnBase/vnDict.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
-#include <vnBase/vnNotify.h>
+#include <vnBase/vnNotifyManager.h>
+#include <vnBase/vnPerformance.h>
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnQueue.h>
 #include <vnBase/vnRecycleData.h>
 #include <vnBase/vnRefDict.h>
@@ -15,6 +17,7 @@
 #include <vnBase/vnString.h>
 #include <vnBase/vnThreadID.h>
 #include <vnBase/vnUniqueString.h>
+#include <vnBase/vnUpdateID.h>
 
 #include <gtest/gtest.h>
 
@@ -150,10 +153,13 @@ class Sender;
 class Listener;
 class Sender : public vnNotifyMaster<Sender, Listener, vnString>
 {
+public:
+    ~Sender() noexcept(false) override { endSubscriptions(); }
 };
 class Listener : public vnNotifySlave<Sender, Listener, vnString>
 {
 public:
+    ~Listener() noexcept(false) override { endSubscriptions(); }
     void onNotify(Sender*, vnString& data, vnUInt64) override { last = data; }
     vnString last;
 };
@@ -168,6 +174,95 @@ void useNotifications()
     sender.post(longText, 0);
     sender.post("3", 3, 0, 0, 1, 1);
     EXPECT_EQ(other.last, "3");
+}
+
+void useTwoMasters()
+{
+    Sender first;
+    Sender second;
+    Listener both;
+    {
+        Listener passing;
+        first.addSubscriber(&passing);
+        second.addSubscriber(&passing);
+        for (vnUInt64 filter = 1; filter < 4; ++filter)
+            first.addSubscriber(&both, filter);
+        second.addSubscriber(&both);
+        // Leaves both while the subscriptions of the other one are pending.
+    }
+    first.post("1", 1);
+    second.post(longText, 0);
+    EXPECT_EQ(both.last, longText);
+}
+
+class Panel : public vnNotifyInterface
+{
+public:
+    ~Panel() noexcept(false) override { endSubscriptions(); }
+    void onNotify(vnNotifyManager*, vnRefPointer<vnNotifyMessage>&, vnUInt64) override {}
+};
+
+void useManagers()
+{
+    vnNotifyManager manager;
+    Panel panel;
+    manager.addSubscriber(&panel);
+    manager.notify(longText, 0, 0, nullptr, new vnRefData<vnString>(longText), 0, 1);
+}
+
+class Bar : public vnProgressInterface
+{
+public:
+    ~Bar() noexcept(false) override { deactivateProgressInterface(); }
+    void onProgress(unsigned char percent, const char* banner) override
+    {
+        last = banner;
+        routeProgress(percent, banner);
+    }
+    vnString last;
+};
+
+void useProgress()
+{
+    Bar own;
+    Bar above;
+    vnProgress::setProgressInterface(&own);
+    above.activateProgressInterface();
+    vnProgress::progress(3, longText);
+    EXPECT_EQ(own.last, longText);
+    above.deactivateProgressInterface();
+    EXPECT_EQ(vnProgress::setProgressInterface(nullptr), &own);
+}
+
+void useProfiler()
+{
+    vnStopPerformanceThread(); // off: leaves no trace
+    vnStartPerformanceThread();
+    vnRefList<vnSectionInfo> sections;
+    vnGetAllPerformanceSections(sections);
+    const vnMessageLevel level = vnMessage::getMessageLevel();
+    vnMessage::setMessageLevel(VN_MESSAGE_PERF);
+    try
+    {
+        vnDumpPerformanceInfo();
+    }
+    catch (...)
+    {
+        vnMessage::setMessageLevel(level);
+        throw;
+    }
+    vnMessage::setMessageLevel(level);
+}
+
+void useUpdateIDs()
+{
+    vnLookupUpdateID seen;
+    seen.setUpdateID(30, 7);
+    EXPECT_EQ(seen.getUpdateID(30), 7u);
+    vnUpdateIDFeatureInterface features;
+    features.resetFeatureMask(4, 50);
+    EXPECT_FALSE(features.checkFeature(4, 50));
+    EXPECT_TRUE(features.checkFeature(4, 90));
 }
 
 void useAdapters()
@@ -191,7 +286,6 @@ struct Script
 {
     const char* name;
     void (*run)();
-    bool bearsNone = true; // also when every later allocation fails, those of destructors among them
 };
 const Script scripts[] = {
     {"strings", useStrings},
@@ -200,8 +294,12 @@ const Script scripts[] = {
     {"arrays", useArrays},
     {"pools", usePools},
     {"messages", useMessages},
-    // A slave that leaves first puts into effect what is pending, and that takes memory.
-    {"notifications", useNotifications, false},
+    {"notifications", useNotifications},
+    {"one slave on two masters", useTwoMasters},
+    {"notification managers", useManagers},
+    {"progress", useProgress},
+    {"profiler", useProfiler},
+    {"update ids", useUpdateIDs},
     {"adapters", useAdapters},
 };
 
@@ -235,8 +333,6 @@ TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
         for (const bool failsOn : {false, true})
         {
             SCOPED_TRACE(std::string(script.name) + (failsOn ? ", nothing from there on" : ""));
-            if (failsOn && !script.bearsNone)
-                continue;
             manager.failsOn = failsOn;
             for (int i = 0; i < 20; ++i)
                 script.run(); // what is kept for good, such as the rings of buffers, stands now
@@ -251,4 +347,45 @@ TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
         }
     const std::string report = testing::internal::GetCapturedStderr();
     EXPECT_EQ(report.find("Bad Alloc:File: "), 0u);
+}
+
+// Sections stay for good: each round needs new ones.
+TEST(vnAllocationTorture, LeavesTheProfilerInBalance)
+{
+    FailingManager manager;
+    testing::internal::CaptureStderr();
+    vnEnablePerformanceSections(1);
+    {
+        vnPerformanceBody first("torture first"); // what is kept for the thread stands now
+    }
+    unsigned int failing = 0;
+    bool reached = true;
+    while (reached)
+    {
+        const vnString name = vnString::formatString("torture of a section whose name is long %d", ++failing);
+        manager.made = 0;
+        manager.failing = failing;
+        bool failed = false;
+        try
+        {
+            vnPerformanceBody section(name);
+        }
+        catch (const std::bad_alloc&)
+        {
+            failed = true;
+        }
+        reached = manager.made >= failing;
+        manager.failing = 0;
+        EXPECT_EQ(failed, reached);
+        EXPECT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
+        EXPECT_EQ(vnMemoryControl::getState(0), 1u);
+        {
+            vnPerformanceBody section(name);
+        }
+        EXPECT_EQ(vnGetSectionResult(name).count, failed ? 1u : 2u);
+        ASSERT_LT(failing, 100u);
+    }
+    vnEnablePerformanceSections(0);
+    EXPECT_GT(failing, 2u);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("Bad Alloc:File: "), 0u);
 }

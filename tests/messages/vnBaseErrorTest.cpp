@@ -49,6 +49,9 @@ TEST(vnBaseError, CarriesTheTextThatWasTranslatedAndFormatted)
     expectError<vnFatalError>([] { Throws::vnThrowFatal(0x800u, u"%d", 4); }, "Exception:4", 0x800);
     expectError<vnWarningError>([] { Throws::vnThrowWarning("%d", 5); }, "Exception:5", 0x200);
     expectError<vnWarningError>([] { Throws::vnThrowWarning(0xA00u, "%d", 6); }, "6", 0xA00);
+    expectError<vnFatalError>([] { Throws::vnThrowFatal(0, "%s", "zero"); }, "Exception:zero", 0);
+    expectError<vnWarningError>([] { Throws::vnThrowWarning(0, u"%d", 7); }, "Exception:7", 0);
+    expectError<vnFatalError>([] { Throws::vnThrowFatal(VN_MESSAGE_UNTRANSLATED, "%d", 8); }, "8", 0x200);
     expectError<vnFatalError>([] { throwFatalTemplateError("broken"); }, "Exception:Template-broken", 0x200);
 }
 

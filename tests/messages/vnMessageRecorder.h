@@ -4,7 +4,9 @@
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnMutex.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Receives messages for a test, as lines "sender|level in hex|text", and restores the threshold.
@@ -36,6 +38,24 @@ private:
     vnMessageLevel m_oldLevel = vnMessage::getMessageLevel();
     vnMutex m_mutex;
     std::vector<std::string> m_lines;
+};
+
+/// Calls a function with each message.
+class Caller : public vnMessageReceiverInterface
+{
+public:
+    explicit Caller(std::function<void(vnMessageLevel, const char*)> call) : m_call(std::move(call))
+    {
+        vnMessage::addMessageReceiver(this);
+    }
+    ~Caller() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
+    {
+        m_call(level, message);
+    }
+
+private:
+    std::function<void(vnMessageLevel, const char*)> m_call;
 };
 
 using Lines = std::vector<std::string>;

@@ -11,31 +11,13 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <functional>
+#include <memory>
 #include <thread>
 
 #include <unistd.h>
 
 namespace
 {
-// Calls a function with each message.
-class Caller : public vnMessageReceiverInterface
-{
-public:
-    explicit Caller(std::function<void(vnMessageLevel, const char*)> call) : m_call(std::move(call))
-    {
-        vnMessage::addMessageReceiver(this);
-    }
-    ~Caller() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
-    {
-        m_call(level, message);
-    }
-
-private:
-    std::function<void(vnMessageLevel, const char*)> m_call;
-};
-
 class Unlisted : public vnMessageReceiverInterface
 {
 public:
@@ -54,7 +36,12 @@ public:
             return vnString();
         return vnString::formatString("<%s %x>", sender, level) + text;
     }
-    void setTranslation(const vnString&, const vnString&, const vnString&, const vnString&) override {}
+    void setTranslation(const vnString& language, const vnString& sender, const vnString& text,
+                        const vnString& translation) override
+    {
+        set = vnString::formatString("%s|%s|%s|%s", language, sender, text, translation);
+    }
+    vnString set;
 };
 
 std::string printed(const char* sender, vnMessageLevel level, const char* text)
@@ -160,6 +147,18 @@ TEST(vnMessage, TranslatesNoticesAndAboveBeforeFormatting)
     EXPECT_EQ(vnMessage::getMessageTranslator(), &translator);
 }
 
+TEST(vnMessage, HandsTranslationsToTheTranslator)
+{
+    vnMessage::setTranslation("deu", "s", "none", "keiner"); // nobody takes it
+    Translator translator;
+    vnMessage::setTranslation("deu", "s", "door", "Tor");
+    EXPECT_EQ(translator.set, "deu|s|door|Tor");
+    EXPECT_EQ(vnMessageTranslatorInterface::getCurrentLanguage(), "eng");
+    vnMessageTranslatorInterface::setCurrentLanguage("deu");
+    EXPECT_EQ(vnMessageTranslatorInterface::getCurrentLanguage(), "deu");
+    vnMessageTranslatorInterface::setCurrentLanguage("eng");
+}
+
 TEST(vnMessage, CallsReceiversInTheOrderInWhichTheyCame)
 {
     std::string order;
@@ -186,12 +185,50 @@ TEST(vnMessage, LetsAReceiverPostButNotChangeTheReceivers)
                 // One that is in no list may even be destroyed.
                 Unlisted unlisted;
             }
-            vnMessage::removeMessageReceiver(&recorder);
+            EXPECT_THROW(vnMessage::waitLock(), vnFatalError);
+            Recorder refused;
         });
     EXPECT_THROW(vnMessage::message("s", 0x4000, "outer"), vnFatalError);
     EXPECT_EQ(recorder.take(), (Lines{"s|4000|outer", "s|4000|inner"}));
     // The exception has left no lock behind.
     std::thread([] { vnMessage::waitLock(), vnMessage::unLock(); }).join();
+}
+
+TEST(vnMessage, LetsAReceiverLeaveAndDieWithinADelivery)
+{
+    std::string order;
+    std::unique_ptr<Caller> dying;
+    Caller first(
+        [&](vnMessageLevel, const char* text)
+        {
+            order += std::string("1") + text;
+            vnMessage::removeMessageReceiver(&first);
+        });
+    dying =
+        std::make_unique<Caller>([&](vnMessageLevel, const char* text) { order += std::string("2") + text; });
+    Caller third(
+        [&](vnMessageLevel, const char* text)
+        {
+            order += std::string("3") + text;
+            dying.reset();
+            if (*text == 'a')
+                vnMessage::message("s", 0x4000, "b");
+        });
+    Caller last([&](vnMessageLevel, const char* text) { order += std::string("4") + text; });
+    vnMessage::message("s", 0x4000, "a");
+    EXPECT_EQ(order, "1a2a3a3b4b4a"); // nobody is left out, and the one that posts gets its own
+    vnMessage::message("s", 0x4000, "c");
+    EXPECT_EQ(order, "1a2a3a3b4b4a3c4c");
+    std::thread([] { vnMessage::waitLock(), vnMessage::unLock(); }).join(); // no lock was left behind
+}
+
+TEST(vnMessage, LetsAMessageBelowTheThresholdPassWhileLocked)
+{
+    Recorder recorder;
+    vnMessage::waitLock();
+    std::thread([] { vnMessage::message("s", 0x2000, "text"); }).join();
+    vnMessage::unLock();
+    EXPECT_EQ(recorder.take(), Lines{});
 }
 
 TEST(vnMessage, HoldsDeliveryOffWhileLocked)
@@ -315,6 +352,22 @@ TEST_F(vnMessageProcess, EndsWithoutWaitingForItselfWhenAnAssertionIsAborted)
         static Recorder recorder; vnMessage::addMessageReceiver(vnMessage::getDefaultMessageReceiver());
         vnMessage::setAssertDialogue([](const vnString&, const vnString&) { return VN_ASSERT_ABORT; });
         vnMessage::message("a", 0x6000, "broken"), 99, "^\ra Assert::broken\n$");
+}
+
+TEST_F(vnMessageProcess, EndsFromWithinAReceiver)
+{
+    EXPECT_PROCESS(static Recorder recorder; static Translator translator;
+                   static Caller caller([](vnMessageLevel, const char*) { std::exit(7); });
+                   vnMessage::message("a", 0x4000, "exit"), 7, "");
+    // Nobody removes this one before the library's own statics end.
+    EXPECT_PROCESS(Caller caller([](vnMessageLevel, const char*) { std::exit(8); });
+                   vnMessage::message("a", 0x4000, "exit"), 8, "");
+}
+
+TEST_F(vnMessageProcess, EndsAlthoughAThreadKeepsTheLock)
+{
+    EXPECT_PROCESS(std::thread([] { vnMessage::waitLock(); }).detach();
+                   while (vnMessage::tryLock(0)) vnMessage::unLock(), 0, "");
 }
 
 TEST_F(vnMessageProcess, TakesTheAnswerOfTheEnvironmentWithoutATerminal)

@@ -54,10 +54,13 @@ public:
         EXPECT_EQ(self, this);
         if (m_log)
             *m_log += "s" + std::to_string(state) + " ";
+        if (onStatus)
+            onStatus(state);
     }
 
     std::vector<int> received;
     std::function<void(int)> onData;
+    std::function<void(vnNotifyState)> onStatus;
 
 private:
     std::string* m_log;
@@ -304,6 +307,28 @@ TEST(vnNotify, DeliversTheRestAfterASubscriberThrew)
     EXPECT_EQ(listener.received, (Data{1, 2, 3}));
 }
 
+TEST(vnNotify, LeavesNoDestroyedSlaveBehindAfterAStatusCallThrew)
+{
+    Sender first;
+    Sender second;
+    const auto subscribeAndDie = [&]
+    {
+        Listener listener;
+        for (vnUInt64 filter = 1; filter <= 2; ++filter)
+        {
+            first.addSubscriber(&listener, filter);
+            second.addSubscriber(&listener, filter);
+        }
+        first.triggerNotify();
+        second.triggerNotify();
+        second.addSubscriber(&listener, 3); // pending
+        listener.onStatus = [](vnNotifyState) { throw std::runtime_error("status"); };
+    };
+    EXPECT_THROW(subscribeAndDie(), std::runtime_error);
+    first.post(1, 1); // reaches nobody
+    second.post(2, 2);
+}
+
 TEST(vnNotify, LosesNothingBetweenThreadsThatPostSubscribeAndDie)
 {
     constexpr int perThread = 1000;
@@ -392,6 +417,39 @@ TEST(vnNotifyManager, ClonesDataThatWantsToBe)
     EXPECT_EQ(secondCopy->getData().get(), shared.get());
     EXPECT_EQ(secondCopy->getCommand(), "b");
     EXPECT_EQ(secondCopy->getTime(), second.getTime());
+}
+
+TEST(vnNotifyManager, LetsAnotherThreadTriggerWhatIsPosted)
+{
+    constexpr unsigned int count = 2000;
+    vnNotifyManager manager;
+    class Counter : public Panel
+    {
+    public:
+        ~Counter() noexcept(false) override { endSubscriptions(); }
+        void onNotify(vnNotifyManager*, vnRefPointer<vnNotifyMessage>& message, vnUInt64) override
+        {
+            length += static_cast<vnRefData<vnString>*>(message->getData().get())->getData().length();
+            ++received;
+        }
+        unsigned int length = 0;
+        unsigned int received = 0;
+    } counter;
+    manager.addSubscriber(&counter);
+    std::atomic<bool> done{false};
+    std::thread poster(
+        [&]
+        {
+            for (unsigned int i = 0; i < count; ++i)
+                manager.notify("text", i % 3, 0, nullptr, new vnRefData<vnString>("four"));
+            done = true;
+        });
+    while (!done)
+        manager.triggerNotify();
+    poster.join();
+    manager.triggerNotify();
+    EXPECT_EQ(counter.received, count);
+    EXPECT_EQ(counter.length, 4 * count);
 }
 
 TEST(vnNotifyManager, SendsATextThroughTheProcessesManager)

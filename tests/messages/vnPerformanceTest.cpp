@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnDynamicType.h>
+#include <vnBase/vnMemory.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnTime.h>
 
@@ -143,6 +144,37 @@ TEST(vnPerformance, DoesNothingWhileOffOrAtTheRoot)
     EXPECT_EQ(vnGetSectionResult("root", thread).count, 2u);
 }
 
+TEST(vnPerformance, KnowsThreadsThatStartedBeforeItWasSwitchedOn)
+{
+    const auto reported = [](const char* thread, vnPerformanceDumpFlags flags)
+    {
+        Recorder recorder;
+        vnMessage::setMessageLevel(0x1000);
+        vnDumpPerformanceInfo(flags);
+        const Lines lines = recorder.take();
+        for (std::size_t i = 0; i + 1 < lines.size(); ++i)
+            if (lines[i].find(thread) != lines[i].npos)
+                return std::stod(lines[i + 1].substr(lines[i + 1].find("Time: ") + 6));
+        return -1.0;
+    };
+    std::thread(
+        [&]
+        {
+            char id[40];
+            std::snprintf(id, sizeof id, "Thread ID: 0x%x ", vnCurrentThreadID());
+            vnStartPerformanceThread();
+            burn(0.01);
+            vnEnablePerformanceSections(1);
+            EXPECT_GE(reported(id, VN_PERFORMANCE_RUNNING), 0.0099);
+            EXPECT_EQ(reported(id, VN_PERFORMANCE_STOPPED), -1);
+            vnStopPerformanceThread();
+            EXPECT_EQ(reported(id, VN_PERFORMANCE_RUNNING), -1);
+            EXPECT_GE(reported(id, VN_PERFORMANCE_STOPPED), 0.0099);
+        })
+        .join();
+    vnEnablePerformanceSections(0);
+}
+
 TEST(vnPerformance, ClearsASectionAlsoWhileItIsMeasured)
 {
     const unsigned int thread = onThread(
@@ -195,6 +227,41 @@ TEST(vnPerformance, LetsOthersReadATreeWhileItGrows)
     worker.join();
     vnEnablePerformanceSections(0);
     EXPECT_EQ(vnGetSectionResult("grow 8").count, 41u);
+}
+
+TEST(vnPerformance, HoldsNoLockWhileItPosts)
+{
+    Caller waiter(
+        [](vnMessageLevel, const char*)
+        {
+            // Would wait for the report for ever.
+            std::thread([] { vnSetPerformanceThreadName("beside the report"); }).join();
+        });
+    Recorder recorder;
+    vnMessage::setMessageLevel(0x1000);
+    vnDumpPerformanceInfo(0);
+    EXPECT_EQ(recorder.take().size(), 2u);
+}
+
+TEST(vnPerformance, KeepsItsMemoryOutOfTheReports)
+{
+    constexpr unsigned int state = 4711;
+    onThread(
+        []
+        {
+            const vnString name("a section whose name does not fit into a small buffer of its own");
+            const unsigned int self = vnCurrentThreadID();
+            vnMemoryControl::debugMem(1);
+            vnMemoryControl::updateState(state, 0);
+            vnSetPerformanceThreadName(name);
+            vnEnterPerformanceSection(name);
+            vnLeavePerformanceSection();
+            EXPECT_EQ(vnMemoryControl::getState(0), state);
+            EXPECT_EQ(vnMemoryControl::getAllocMem(state, self), 0u);
+            EXPECT_GT(vnMemoryControl::getAllocMem(99999, self), 64u); // the name at least
+            vnMemoryControl::debugMem(0);
+            vnMemoryControl::cleanAllocMem();
+        });
 }
 
 TEST(vnPerformance, FramesTheReport)

@@ -101,6 +101,46 @@ TEST(vnProgress, LeavesNoDestroyedListenerBehind)
     EXPECT_EQ(vnProgress::getProgressInterface(), nullptr);
 }
 
+TEST(vnProgress, RoutesNothingToADestroyedListenerThatWasOnlySet)
+{
+    std::string log;
+    auto set = std::make_unique<Listener>(log, "s");
+    Listener replaced(log, "r");
+    Listener top(log, "t");
+    vnProgress::setDefaultProgressInterface(set.get());
+    replaced.activateProgressInterface();
+    vnProgress::setDefaultProgressInterface(set.get()); // the active one stands in no place any more
+    top.activateProgressInterface();
+    top.onReport = [&] { top.routeProgress(7, "x"); };
+    EXPECT_EQ(reported(log, 1), "t1 s7x ");
+    set.reset();
+    EXPECT_EQ(reported(log, 2), "t2 ");
+    replaced.routeProgress(8, "y");
+    EXPECT_EQ(log, "");
+    top.deactivateProgressInterface();
+    EXPECT_EQ(vnProgress::setDefaultProgressInterface(nullptr), nullptr);
+}
+
+TEST(vnProgress, ReportsInNoCircle)
+{
+    std::string log;
+    Listener set(log, "s");
+    Listener first(log, "1");
+    set.onReport = [&] { set.routeProgress(5, ""); };
+    first.onReport = [&] { first.routeProgress(6, ""); };
+    vnProgress::setDefaultProgressInterface(&set);
+    first.activateProgressInterface();
+    set.activateProgressInterface(); // the first one remembers it
+    EXPECT_EQ(reported(log, 1), "s1 15 ");
+    set.deactivateProgressInterface();
+    EXPECT_EQ(reported(log, 2), "12 ");
+    first.deactivateProgressInterface();
+
+    vnProgress::setDefaultProgressInterface(&set);
+    set.activateProgressInterface(); // stands there already
+    EXPECT_EQ(reported(log, 3), "s3 ");
+}
+
 TEST(vnProgress, RefusesToReplaceListenersWithinAReport)
 {
     std::string log;

@@ -73,16 +73,26 @@ void vnDefaultWarningHandler(const vnWarningError& error)
     vnMessage::message(VN_MESSAGE_WARNING + error.getMessageEncoding(), error.getErrorString().getString());
 }
 
-void vnExceptionThrows::throwFatal(vnMessageEncoding encoding, bool translate, const vnString& format,
-                                   const vnArgumentList& arguments)
+void vnExceptionThrows::throwFatal(const vnString& format, const vnArgumentList& arguments)
 {
-    throw vnFatalError(createText(format, translate, arguments), 0, encoding);
+    throw vnFatalError(createText(format, true, arguments), 0, VN_MESSAGE_UNTRANSLATED);
 }
 
-void vnExceptionThrows::throwWarning(vnMessageEncoding encoding, bool translate, const vnString& format,
-                                     const vnArgumentList& arguments)
+void vnExceptionThrows::throwWarning(const vnString& format, const vnArgumentList& arguments)
 {
-    throw vnWarningError(createText(format, translate, arguments), 0, encoding);
+    throw vnWarningError(createText(format, true, arguments), 0, VN_MESSAGE_UNTRANSLATED);
+}
+
+void vnExceptionThrows::throwEncodedFatal(vnMessageEncoding encoding, const vnString& format,
+                                          const vnArgumentList& arguments)
+{
+    throw vnFatalError(createText(format, !(encoding & VN_MESSAGE_UNTRANSLATED), arguments), 0, encoding);
+}
+
+void vnExceptionThrows::throwEncodedWarning(vnMessageEncoding encoding, const vnString& format,
+                                            const vnArgumentList& arguments)
+{
+    throw vnWarningError(createText(format, !(encoding & VN_MESSAGE_UNTRANSLATED), arguments), 0, encoding);
 }
 
 void throwFatalTemplateError(const char* text)

@@ -2,6 +2,7 @@
 #include <vnBase/vnMessage.h>
 
 #include "core/vnEternal.h"
+#include "vnCallbackLock.h"
 #include "vnMessagePlatform.h"
 
 #include <vnBase/vnDynamicArray.h>
@@ -37,8 +38,11 @@ struct Registry
 std::atomic<DefaultUse> s_defaultUse{DEFAULT_PENDING};
 std::atomic<vnAssertDialogue> s_assertDialogue{vnPlatformAssertDialogue};
 
-// The read holds of the calling thread: lets a change of receivers from within a delivery fail instead of
-// waiting for itself.
+// At the end of the process a thread may stand in a delivery, or hold the lock, for good.
+constexpr unsigned int endMilliseconds = 200;
+
+// The read holds of the calling thread: lets it see that it is within a delivery instead of waiting for
+// itself.
 __thread unsigned int s_readDepth __attribute__((tls_model("initial-exec"))) = 0;
 
 Registry& registry()
@@ -47,44 +51,44 @@ Registry& registry()
     return instance.value;
 }
 
-class ReadScope
+class ReadScope : public vnCallbackReadGuard
 {
 public:
-    explicit ReadScope(const vnReadWriteMutex& mutex) : m_mutex(mutex)
-    {
-        m_mutex.waitLockRead();
-        ++s_readDepth;
-    }
-    ~ReadScope()
-    {
-        --s_readDepth;
-        m_mutex.unLock();
-    }
-    ReadScope(const ReadScope&) = delete;
-    ReadScope& operator=(const ReadScope&) = delete;
-
-private:
-    const vnReadWriteMutex& m_mutex;
+    explicit ReadScope(const Registry& state) : vnCallbackReadGuard(state.mutex, s_readDepth) {}
 };
+
+void releaseReadHolds()
+{
+    for (; s_readDepth > 0; --s_readDepth)
+        registry().mutex.unLock();
+}
 
 void waitLockWrite(const vnReadWriteMutex& mutex)
 {
     if (s_readDepth > 0 && mutex.getOwnerValue() != vnCurrentThreadID())
         vnExceptionThrows::vnThrowFatal(
-            "vnMessage: receivers and translator can't be changed from within a delivery");
+            "vnMessage: receivers can't be added, nor the translator set, from within a delivery");
     mutex.waitLockWrite();
 }
 
 class WriteScope
 {
 public:
-    explicit WriteScope(const vnReadWriteMutex& mutex) : m_mutex(mutex) { waitLockWrite(m_mutex); }
+    explicit WriteScope(const Registry& state) : m_mutex(state.mutex) { waitLockWrite(m_mutex); }
     ~WriteScope() { m_mutex.unLock(); }
     WriteScope(const WriteScope&) = delete;
     WriteScope& operator=(const WriteScope&) = delete;
 
 private:
     const vnReadWriteMutex& m_mutex;
+};
+
+// For removals, which destructors ask for: they also run within a delivery, not least when a receiver ends
+// the program.
+class RemoveScope : public vnCallbackWriteGuard
+{
+public:
+    explicit RemoveScope(const Registry& state) : vnCallbackWriteGuard(state.mutex, s_readDepth) {}
 };
 
 struct Prefix
@@ -123,8 +127,7 @@ vnString translated(const char* text)
 // so that this thread's part of the read lock is given back first.
 [[noreturn]] void endProgram()
 {
-    for (; s_readDepth > 0; --s_readDepth)
-        registry().mutex.unLock();
+    releaseReadHolds();
     std::exit(99);
 }
 
@@ -155,10 +158,13 @@ public:
     // or never, and the memory report wants its block back.
     ~DefaultMessageReceiver() noexcept(false) override
     {
-        Registry& state = registry();
-        WriteScope guard(state.mutex);
+        releaseReadHolds(); // the program may end within a delivery
         s_defaultUse = DEFAULT_OFF;
+        Registry& state = registry();
+        if (!vnMessage::tryLock(endMilliseconds))
+            return;
         state.receivers.reallocate(0);
+        vnMessage::unLock();
     }
 
     void onMessage(const vnString& sender, vnMessageLevel level, const char* message) override
@@ -191,6 +197,8 @@ private:
 // Constant initialisation: messages of other files' static initialisers find it complete.
 DefaultMessageReceiver s_defaultReceiver;
 
+// A message below the threshold does not come here: unlike the first one above it, it leaves the default
+// receiver pending.
 bool useDefaultReceiver(const Registry& state)
 {
     if (s_defaultUse.load(std::memory_order_relaxed) == DEFAULT_OFF)
@@ -209,24 +217,37 @@ void deliver(const Registry& state, const vnString& sender, vnMessageLevel level
     }
     // By index: a thread that holds the write lock may post, and change the list from within the delivery.
     for (unsigned int i = 0; i < state.receivers.getSize(); ++i)
-        state.receivers.get(i)->onMessage(sender, level, text);
+        if (vnMessageReceiverInterface* receiver = state.receivers.get(i))
+            receiver->onMessage(sender, level, text);
 }
 
 bool isListed(const Registry& state, const vnMessageReceiverInterface* receiver)
 {
-    ReadScope guard(state.mutex);
+    ReadScope guard(state);
     return std::find(state.receivers.begin(), state.receivers.end(), receiver) != state.receivers.end();
 }
 
-// Takes the receiver out of the list and answers whether it was there.
-bool erase(Registry& state, const vnMessageReceiverInterface* receiver)
+// Takes the receiver out of the list. The deliveries of this thread walk it by index, so that places stay
+// where they are until the last of them has ended.
+void erase(Registry& state, const vnMessageReceiverInterface* receiver)
 {
-    vnMessageReceiverInterface** place = std::find(state.receivers.begin(), state.receivers.end(), receiver);
-    if (place == state.receivers.end())
-        return false;
-    std::move(place + 1, state.receivers.end(), place);
-    state.receivers.setSize(state.receivers.getSize() - 1);
-    return true;
+    vnMessageReceiverInterface** end = state.receivers.end();
+    vnMessageReceiverInterface** place = std::find(state.receivers.begin(), end, receiver);
+    if (place != end)
+        *place = nullptr;
+    if (s_readDepth > 0)
+        return;
+    end = std::remove(state.receivers.begin(), end, nullptr);
+    state.receivers.setSize(static_cast<unsigned int>(end - state.receivers.begin()));
+}
+
+void remove(Registry& state, const vnMessageReceiverInterface* receiver)
+{
+    erase(state, receiver);
+    if (receiver == &s_defaultReceiver && s_defaultUse == DEFAULT_ACTIVE)
+        s_defaultUse = DEFAULT_OFF;
+    if (state.receivers.isEmpty())
+        state.receivers.reallocate(0);
 }
 } // namespace
 
@@ -243,7 +264,7 @@ void vnMessage::post(const vnString& sender, vnMessageLevel level, const char* f
     if (!s_defaultReceiver.isValidMemory())
         return;
     const Registry& state = registry();
-    ReadScope guard(state.mutex);
+    ReadScope guard(state);
 
     vnString text;
     const char* shown = format ? format : "";
@@ -275,7 +296,7 @@ void vnMessage::addMessageReceiver(vnMessageReceiverInterface* receiver)
     if (!receiver || !s_defaultReceiver.isValidMemory())
         return;
     Registry& state = registry();
-    WriteScope guard(state.mutex);
+    WriteScope guard(state);
     erase(state, &s_defaultReceiver);
     if (std::find(state.receivers.begin(), state.receivers.end(), receiver) == state.receivers.end())
         state.receivers.append(receiver);
@@ -285,14 +306,18 @@ void vnMessage::addMessageReceiver(vnMessageReceiverInterface* receiver)
 void vnMessage::removeMessageReceiver(vnMessageReceiverInterface* receiver)
 {
     Registry& state = registry();
-    if (s_readDepth > 0 && !isListed(state, receiver))
-        return; // nothing to change: a receiver may live and die within a delivery
-    WriteScope guard(state.mutex);
-    erase(state, receiver);
-    if (receiver == &s_defaultReceiver && s_defaultUse == DEFAULT_ACTIVE)
-        s_defaultUse = DEFAULT_OFF;
-    if (state.receivers.isEmpty())
-        state.receivers.reallocate(0);
+    if (!receiver || (s_readDepth > 0 && !isListed(state, receiver)))
+        return;
+    if (s_defaultReceiver.isValidMemory())
+    {
+        RemoveScope guard(state);
+        remove(state, receiver);
+    }
+    else if (tryLock(endMilliseconds))
+    {
+        remove(state, receiver);
+        unLock();
+    }
 }
 
 vnMessageReceiverInterface* vnMessage::getDefaultMessageReceiver()
@@ -303,14 +328,20 @@ vnMessageReceiverInterface* vnMessage::getDefaultMessageReceiver()
 void vnMessage::setMessageTranslator(vnMessageTranslatorInterface* translator)
 {
     Registry& state = registry();
-    WriteScope guard(state.mutex);
+    if (!translator)
+    {
+        RemoveScope guard(state);
+        state.translator = nullptr;
+        return;
+    }
+    WriteScope guard(state);
     state.translator = translator;
 }
 
 vnMessageTranslatorInterface* vnMessage::getMessageTranslator()
 {
     const Registry& state = registry();
-    ReadScope guard(state.mutex);
+    ReadScope guard(state);
     return state.translator;
 }
 
@@ -324,7 +355,7 @@ vnString vnMessage::translate(const vnString& sender, const vnString& text)
     if (!s_defaultReceiver.isValidMemory())
         return text;
     const Registry& state = registry();
-    ReadScope guard(state.mutex);
+    ReadScope guard(state);
     return state.translator ? state.translator->translate(sender, VN_MESSAGE_ALWAYS, text) : text;
 }
 
@@ -332,7 +363,7 @@ void vnMessage::setTranslation(const vnString& language, const vnString& sender,
                                const vnString& translation)
 {
     const Registry& state = registry();
-    ReadScope guard(state.mutex);
+    ReadScope guard(state);
     if (state.translator)
         state.translator->setTranslation(language, sender, text, translation);
 }

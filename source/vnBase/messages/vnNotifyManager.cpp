@@ -56,13 +56,16 @@ void vnNotifyManager::notify(const vnString& command, unsigned int priority, con
                              vnTypeInterface* sender, vnReference* data, unsigned int number,
                              unsigned char trigger)
 {
+    vnRefPointer<vnReference> held(data); // exhausted memory must not lose it
     vnRefPointer<vnNotifyMessage> message(new vnNotifyMessage(command, lifetime, sender, data, number));
-    post(message, getSource(sender), lifetime, 0, priority, trigger);
+    // Nothing is held here once it is posted: another thread may let go of both then, and the counts have no
+    // lock.
+    held = nullptr;
+    post(std::move(message), getSource(sender), lifetime, 0, priority, trigger);
 }
 
 void notify_vnString(const vnString& command, const vnString& text, vnTypeInterface* sender,
                      unsigned char trigger)
 {
-    vnRefPointer<vnReference> data(new vnRefData<vnString>(text));
-    vnNotifyManager::getManager()->notify(command, 0, 0, sender, data, 0, trigger);
+    vnNotifyManager::getManager()->notify(command, 0, 0, sender, new vnRefData<vnString>(text), 0, trigger);
 }

@@ -3,10 +3,12 @@
 
 #include "core/vnEternal.h"
 #include "vnPerformanceData.h"
+#include "vnPerformanceThread.h"
 
 #include <vnBase/vnTime.h>
 
 #include <algorithm>
+#include <new>
 
 vnType vnSectionInfo::s_type(vnReference::getClassType(), "vnSectionInfo");
 
@@ -65,7 +67,7 @@ void forEachThread(unsigned int thread, const Visit& visit)
     };
     for (const auto& entry : threads.running)
         visitLocked(*entry.getValue());
-    for (vnPerformanceThreadData* data : threads.stopped)
+    for (vnPerformanceThreadData* data = threads.firstStopped; data; data = data->nextStopped)
         visitLocked(*data);
 }
 
@@ -78,6 +80,33 @@ void forEachSection(const vnPerformanceTree& tree, const Visit& visit)
         visit(entry.getKey(), *entry.getValue());
         forEachSection(entry.getValue()->children, visit);
     }
+}
+
+// Calls `visit(section)` for all sections of the name.
+template <class Visit>
+void forEachSectionNamed(const vnString& name, unsigned int thread, const Visit& visit)
+{
+    const auto visitNamed = [&](const vnString& key, vnPerformanceData& section)
+    {
+        if (key == name)
+            visit(section);
+    };
+    forEachThread(thread, [&](vnPerformanceThreadData& data) { forEachSection(data.root, visitNamed); });
+}
+
+void stopThread(unsigned int thread)
+{
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    vnRefPointer<vnPerformanceThreadData> data(threads.running.find(thread));
+    if (!data)
+        return;
+    threads.running.remove(thread);
+    data->total = vnTime::systemSeconds() - data->start;
+    data->isStopped = true;
+    // Programs that never look do not pay for each thread that they ever ran.
+    if (vnEnabledPerformanceSections() || !data->root.isEmpty())
+        threads.appendStopped(data);
 }
 
 // The monitor and its lock; a monitor may call in again.
@@ -168,18 +197,12 @@ void vnSetPerformanceDepth(unsigned int depth)
 
 void vnClearPerformanceSection(const vnString& name, unsigned int thread)
 {
-    forEachThread(thread,
-                  [&](vnPerformanceThreadData& data)
-                  {
-                      forEachSection(data.root,
-                                     [&](const vnString& key, vnPerformanceData& section)
-                                     {
-                                         if (key != name)
-                                             return;
-                                         section.time.store(0, std::memory_order_relaxed);
-                                         section.count.store(0, std::memory_order_relaxed);
-                                     });
-                  });
+    forEachSectionNamed(name, thread,
+                        [](vnPerformanceData& section)
+                        {
+                            section.time.store(0, std::memory_order_relaxed);
+                            section.count.store(0, std::memory_order_relaxed);
+                        });
 }
 
 void vnSetPerformanceThreadName(const vnString& name, unsigned int thread)
@@ -192,28 +215,25 @@ void vnSetPerformanceThreadName(const vnString& name, unsigned int thread)
 
 void vnStartPerformanceThread()
 {
-    // While off a thread leaves no trace: programs that never look would pay for each thread they ever ran.
-    if (vnEnabledPerformanceSections())
+    try
+    {
         s_own = findOrCreate(vnCurrentThreadID());
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The thread works all the same; its first section tries again.
+    }
 }
 
-void vnStopPerformanceThread(unsigned int thread)
+void vnStopPerformanceThread()
 {
-    vnPerformanceThreads& threads = vnGetPerformanceThreads();
-    vnBodyGuard guard(threads.mutex);
-    if (thread == 0)
-        thread = vnCurrentThreadID();
-    if (thread == vnCurrentThreadID())
-        s_own = nullptr;
-    vnRefPointer<vnPerformanceThreadData> data(threads.running.find(thread));
-    if (!data)
-        return;
-    vnPrivateMemoryScope scope;
-    if (vnEnabledPerformanceSections() || !data->root.isEmpty())
-        threads.stopped.append(data);
-    data->total = vnTime::systemSeconds() - data->start;
-    data->isStopped = true;
-    threads.running.remove(thread);
+    s_own = nullptr;
+    stopThread(vnCurrentThreadID());
+}
+
+void vnStopKilledPerformanceThread(unsigned int thread)
+{
+    stopThread(thread);
 }
 
 void vnGetAllPerformanceSections(vnRefList<vnSectionInfo>& sections, unsigned int thread)
@@ -238,18 +258,12 @@ void vnGetAllPerformanceSections(vnRefList<vnSectionInfo>& sections, unsigned in
 vnSectionResult vnGetSectionResult(const vnString& name, unsigned int thread)
 {
     vnSectionResult result;
-    forEachThread(thread,
-                  [&](vnPerformanceThreadData& data)
-                  {
-                      forEachSection(data.root,
-                                     [&](const vnString& key, vnPerformanceData& section)
-                                     {
-                                         if (key != name)
-                                             return;
-                                         result.time += section.time.load(std::memory_order_relaxed);
-                                         result.count += section.count.load(std::memory_order_relaxed);
-                                     });
-                  });
+    forEachSectionNamed(name, thread,
+                        [&](const vnPerformanceData& section)
+                        {
+                            result.time += section.time.load(std::memory_order_relaxed);
+                            result.count += section.count.load(std::memory_order_relaxed);
+                        });
     return result;
 }
 

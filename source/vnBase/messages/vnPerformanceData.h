@@ -52,6 +52,7 @@ public:
     vnString name;
     double total = 0;
     bool isStopped = false;
+    vnRefPointer<vnPerformanceThreadData> nextStopped;
 
     vnMutex treeLock; // held by the thread when it adds a section, and by others when they walk
     vnPerformanceTree root;
@@ -67,7 +68,16 @@ struct vnPerformanceThreads
 {
     vnMutex mutex;
     vnRefDict<vnUInt32CompareInterface, vnPerformanceThreadData> running;
-    vnRefList<vnPerformanceThreadData> stopped;
+
+    // A chain through the data, so that the end of a thread needs no memory.
+    vnRefPointer<vnPerformanceThreadData> firstStopped;
+    vnPerformanceThreadData* lastStopped = nullptr;
+
+    void appendStopped(vnPerformanceThreadData* data)
+    {
+        (lastStopped ? lastStopped->nextStopped : firstStopped) = data;
+        lastStopped = data;
+    }
 };
 
 vnPerformanceThreads& vnGetPerformanceThreads();

@@ -5,6 +5,7 @@
 
 #include "vnPerformanceData.h"
 
+#include <utility>
 #include <vector>
 
 namespace
@@ -31,14 +32,16 @@ double average(double time, unsigned int count)
     return count ? time / count : 0;
 }
 
-// Makes the lines of the report. They are posted once the trees are unlocked: a receiver may enter sections.
+// Makes the lines of the report.
 class Report
 {
 public:
     explicit Report(vnPerformanceDumpFlags flags) : m_flags(flags), m_now(vnTime::systemSeconds()) {}
 
-    const std::vector<vnString>& create(const vnPerformanceThreads& threads)
+    std::vector<vnString> create()
     {
+        const vnPerformanceThreads& threads = vnGetPerformanceThreads();
+        vnBodyGuard guard(threads.mutex);
         add("----------- Performance Dump (%s) ------------",
             vnTime::now(1).asString("%4d-%02d-%02d %02d:%02d:%02d"));
         if (m_flags & VN_PERFORMANCE_RUNNING)
@@ -50,11 +53,11 @@ public:
         if (m_flags & VN_PERFORMANCE_STOPPED)
         {
             add("- Stopped threads");
-            for (const vnPerformanceThreadData* data : threads.stopped)
+            for (const vnPerformanceThreadData* data = threads.firstStopped; data; data = data->nextStopped)
                 addThread(*data);
         }
         add("-------------------- End Performance Dump ---------------------");
-        return m_lines;
+        return std::move(m_lines);
     }
 
 private:
@@ -150,9 +153,7 @@ void vnDumpPerformanceInfo(vnPerformanceDumpFlags flags)
 {
     if (!vnMessage::isWanted(VN_MESSAGE_PERF))
         return;
-    vnPerformanceThreads& threads = vnGetPerformanceThreads();
-    vnBodyGuard guard(threads.mutex);
-    Report report(flags);
-    for (const vnString& line : report.create(threads))
+    // Posted with no lock held: another thread may enter a section while it keeps the message lock.
+    for (const vnString& line : Report(flags).create())
         vnMessage::message(VN_MESSAGE_PERF, "%s", line);
 }

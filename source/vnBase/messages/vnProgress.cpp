@@ -2,6 +2,7 @@
 #include <vnBase/vnProgress.h>
 
 #include "core/vnEternal.h"
+#include "vnCallbackLock.h"
 
 #include <vnBase/vnDict.h>
 #include <vnBase/vnMessage.h>
@@ -33,48 +34,18 @@ Listeners& listeners()
 // The read holds of the calling thread.
 __thread unsigned int s_readDepth __attribute__((tls_model("initial-exec"))) = 0;
 
-class ReadScope
+class ReadScope : public vnCallbackReadGuard
 {
 public:
-    explicit ReadScope(const Listeners& state) : m_mutex(state.mutex)
-    {
-        m_mutex.waitLockRead();
-        ++s_readDepth;
-    }
-    ~ReadScope()
-    {
-        --s_readDepth;
-        m_mutex.unLock();
-    }
-    ReadScope(const ReadScope&) = delete;
-    ReadScope& operator=(const ReadScope&) = delete;
-
-private:
-    const vnReadWriteMutex& m_mutex;
+    explicit ReadScope(const Listeners& state) : vnCallbackReadGuard(state.mutex, s_readDepth) {}
 };
 
-// A listener may take itself out, and be destroyed, within its own report: the thread's read holds are given
-// back meanwhile. Nothing is read behind the reports that are under way.
-class WriteScope
+// A listener may take itself out, and be destroyed, within its own report. Nothing is read behind the reports
+// that are under way.
+class WriteScope : public vnCallbackWriteGuard
 {
 public:
-    explicit WriteScope(const Listeners& state) : m_mutex(state.mutex)
-    {
-        for (unsigned int i = 0; i < s_readDepth; ++i)
-            m_mutex.unLock();
-        m_mutex.waitLockWrite();
-    }
-    ~WriteScope()
-    {
-        m_mutex.unLock();
-        for (unsigned int i = 0; i < s_readDepth; ++i)
-            m_mutex.waitLockRead();
-    }
-    WriteScope(const WriteScope&) = delete;
-    WriteScope& operator=(const WriteScope&) = delete;
-
-private:
-    const vnReadWriteMutex& m_mutex;
+    explicit WriteScope(const Listeners& state) : vnCallbackWriteGuard(state.mutex, s_readDepth) {}
 };
 
 void refuseWithinReport()
@@ -85,13 +56,21 @@ void refuseWithinReport()
 
 void setOfThread(Listeners& state, unsigned int thread, vnProgressInterface* listener)
 {
-    state.ofThreads.remove(thread);
     if (!listener)
+    {
+        state.ofThreads.remove(thread);
         return;
+    }
+    // In its entry when there is one: a listener that takes itself out needs no memory.
+    for (auto& entry : state.ofThreads)
+        if (entry.getKey() == thread)
+            return entry.setValue(listener);
     vnPrivateMemoryScope scope;
     state.ofThreads.enter(thread, listener);
 }
 } // namespace
+
+vnProgressInterface* vnProgress::s_firstActive = nullptr;
 
 vnProgressInterface::~vnProgressInterface() noexcept(false)
 {
@@ -165,6 +144,14 @@ vnProgressInterface* vnProgress::setDefaultProgressInterface(vnProgressInterface
     return std::exchange(state.ofAll, listener);
 }
 
+// Whatever is remembered lives: a listener that leaves is replaced by the one that it remembers itself.
+void vnProgress::replaceRemembered(const vnProgressInterface& leaving, vnProgressInterface* by)
+{
+    for (vnProgressInterface* each = s_firstActive; each; each = each->m_nextActive)
+        if (each->m_previous == &leaving)
+            each->m_previous = by;
+}
+
 void vnProgress::activate(vnProgressInterface& listener)
 {
     refuseWithinReport();
@@ -173,14 +160,20 @@ void vnProgress::activate(vnProgressInterface& listener)
     WriteScope guard(state);
     if (listener.isProgressInterfaceActive())
         return;
+    // It may be remembered already, as the one that a program has set: a report must not go round in a
+    // circle.
+    replaceRemembered(listener, nullptr);
     vnProgressInterface* ofThread = state.ofThreads.peek(thread);
     if (ofThread)
         setOfThread(state, thread, &listener);
-    listener.m_previous = ofThread ? ofThread : std::exchange(state.ofAll, &listener);
+    vnProgressInterface* previous = ofThread ? ofThread : std::exchange(state.ofAll, &listener);
+    listener.m_previous = previous == &listener ? nullptr : previous;
+    listener.m_nextActive = std::exchange(s_firstActive, &listener);
     listener.m_thread = thread;
     listener.m_flags = vnProgressInterface::VN_ACTIVE | (ofThread ? vnProgressInterface::VN_PER_THREAD : 0);
 }
 
+// Allocates nothing: destructors come here.
 void vnProgress::deactivate(vnProgressInterface& listener)
 {
     Listeners& state = listeners();
@@ -196,9 +189,11 @@ void vnProgress::deactivate(vnProgressInterface& listener)
         else
             state.ofAll = listener.m_previous;
     }
-    for (vnProgressInterface* other = top; other && other->m_flags; other = other->m_previous)
-        if (other->m_previous == &listener)
-            other->m_previous = listener.m_previous;
+    vnProgressInterface** link = &s_firstActive;
+    while (*link != &listener)
+        link = &(*link)->m_nextActive;
+    *link = std::exchange(listener.m_nextActive, nullptr);
+    replaceRemembered(listener, listener.m_previous);
     listener.m_previous = nullptr;
     listener.m_flags = 0;
 }
@@ -208,6 +203,7 @@ void vnProgress::forget(vnProgressInterface& listener)
     deactivate(listener);
     Listeners& state = listeners();
     WriteScope guard(state);
+    replaceRemembered(listener, nullptr); // one that was set remembers none
     if (state.ofAll == &listener)
         state.ofAll = nullptr;
     for (auto entry = state.ofThreads.begin(); entry != state.ofThreads.end();)

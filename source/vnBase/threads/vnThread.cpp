@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnThread.h>
 
+#include "messages/vnPerformanceThread.h"
 #include "vnLockPlatform.h"
 #include "vnThreadNumber.h"
 #include "vnThreadPlatform.h"
@@ -467,7 +468,7 @@ void vnThread::keepVictim(const vnThreadControl* victim)
 void vnThread::cleanUpAfter(const vnThreadControl* victim)
 {
     vnReleaseThreadNumber(victim->getID());
-    vnStopPerformanceThread(victim->getID());
+    vnStopKilledPerformanceThread(victim->getID());
     const BoundedGuard guard(m_lock, politeSeconds);
     if (m_control != victim)
         return;
