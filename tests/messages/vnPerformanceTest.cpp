@@ -245,10 +245,10 @@ TEST(vnPerformance, HoldsNoLockWhileItPosts)
 
 TEST(vnPerformance, KeepsItsMemoryOutOfTheReports)
 {
-    constexpr unsigned int state = 4711;
     onThread(
         []
         {
+            constexpr unsigned int state = 4711;
             const vnString name("a section whose name does not fit into a small buffer of its own");
             const unsigned int self = vnCurrentThreadID();
             vnMemoryControl::debugMem(1);
