@@ -207,7 +207,8 @@ void useManagers()
     vnNotifyManager manager;
     Panel panel;
     manager.addSubscriber(&panel);
-    manager.notify(longText, 0, 0, nullptr, new vnRefData<vnString>(longText), 0, 1);
+    const vnString command(longText); // made before the data, which nobody holds until it is handed over
+    manager.notify(command, 0, 0, nullptr, new vnRefData<vnString>(longText), 0, 1);
 }
 
 class Bar : public vnProgressInterface
