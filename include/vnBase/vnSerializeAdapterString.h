@@ -20,7 +20,7 @@ public:
     vnSerializeAdapterString& operator=(const vnString& text);
 
     /// Takes the unread bytes of the queue out, not those pushed back, which stay for the next reads. A
-    /// second conversion gives an empty string. A string holds 65535 bytes at most; what does not fit stays in
-    /// the queue for the next conversion.
+    /// second conversion gives an empty string. A string holds 65535 bytes at most; what does not fit stays
+    /// in the queue for the next conversion.
     operator vnString();
 };

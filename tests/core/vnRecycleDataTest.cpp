@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <future>
 #include <cstdlib>
+#include <future>
 #include <string>
 #include <thread>
 
