@@ -104,14 +104,14 @@ private:
         {
             if constexpr (!std::is_trivially_destructible_v<T>)
                 while (size > 0)
-                    block[--size].~T();
+                    block[--size].T::~T(); // an element is of this very class, virtual destructor or not
         }
         else
         {
             while (size > 0)
                 try
                 {
-                    block[--size].~T();
+                    block[--size].T::~T(); // an element is of this very class, virtual destructor or not
                 }
                 catch (...)
                 {

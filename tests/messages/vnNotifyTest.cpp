@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnNotifyManager.h>
 
+#include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnRefData.h>
 
 #include <gtest/gtest.h>
@@ -80,10 +81,10 @@ public:
     ~Panel() noexcept(false) override { endSubscriptions(); }
     void onNotify(vnNotifyManager*, vnRefPointer<vnNotifyMessage>& message, vnUInt64 source) override
     {
-        messages.push_back(message);
+        messages.append(message);
         sources.push_back(source);
     }
-    std::vector<vnRefPointer<vnNotifyMessage>> messages;
+    vnDynamicArray<vnRefPointer<vnNotifyMessage>> messages;
     std::vector<vnUInt64> sources;
 };
 } // namespace
@@ -389,9 +390,9 @@ TEST(vnNotifyManager, SendsMessagesWhenItIsTriggered)
     manager.addSubscriber(&panel, vnNotifyManager::getSource(&object));
     manager.notify("moved", 0, 0, &object, data, 3000000000u);
     manager.notify("lost", 0, 0, &other);
-    EXPECT_TRUE(panel.messages.empty());
+    EXPECT_TRUE(panel.messages.isEmpty());
     manager.notify("sized", 1, 10, &object, nullptr, 0, 1);
-    ASSERT_EQ(panel.messages.size(), 2u);
+    ASSERT_EQ(panel.messages.getSize(), 2u);
     const vnNotifyMessage& sized = *panel.messages[0];
     const vnNotifyMessage& moved = *panel.messages[1];
     EXPECT_EQ(sized.getCommand(), "sized");
@@ -457,6 +458,6 @@ TEST(vnNotifyManager, SendsATextThroughTheProcessesManager)
     Panel panel;
     vnNotifyManager::getManager()->addSubscriber(&panel);
     notify_vnString("say", "hello", nullptr, 1);
-    ASSERT_EQ(panel.messages.size(), 1u);
+    ASSERT_EQ(panel.messages.getSize(), 1u);
     EXPECT_EQ(static_cast<vnRefData<vnString>*>(panel.messages[0]->getData().get())->getData(), "hello");
 }
