@@ -203,7 +203,7 @@ TEST(vnThread, CountsBusyThreads)
 }
 
 // To ask a destroyed object is what the sanitizer is there to find; the library does it for statics.
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(VN_UNDER_ADDRESS_SANITIZER)
 TEST(vnThread, IsStoppingOnceItsObjectIsDestroyed)
 {
     alignas(Worker) static unsigned char storage[sizeof(Worker)];
