@@ -17,16 +17,20 @@ public:
     constexpr vnMemoryCheck() noexcept : m_marker(VN_MEMORY_VALID) {}
     constexpr vnMemoryCheck(const vnMemoryCheck&) noexcept : m_marker(VN_MEMORY_VALID) {}
     vnMemoryCheck& operator=(const vnMemoryCheck&) noexcept { return *this; }
-    virtual ~vnMemoryCheck() noexcept(false) { m_marker = 0; }
+    virtual ~vnMemoryCheck() noexcept(false) { __atomic_store_n(&m_marker, 0, __ATOMIC_RELAXED); }
 
     /// 1 from the end of construction until the beginning of destruction.
-    unsigned char isValidMemory() const noexcept { return m_marker == VN_MEMORY_VALID; }
+    unsigned char isValidMemory() const noexcept
+    {
+        return __atomic_load_n(&m_marker, __ATOMIC_RELAXED) == VN_MEMORY_VALID;
+    }
 
 private:
     static constexpr unsigned int VN_MEMORY_VALID = 0xABCD1234u;
 
     // Volatile, since the store of the destructor is read after the end of the object's life and an optimizer
-    // would otherwise drop it.
+    // would otherwise drop it. Accessed atomically: a thread that nobody waits for may ask while it is
+    // stored.
     volatile unsigned int m_marker;
 };
 
