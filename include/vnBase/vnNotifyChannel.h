@@ -457,7 +457,7 @@ private:
             const bool outermost = --m_channel->m_frames == 0;
             if (outermost && m_channel->m_gaps)
                 m_channel->closeGaps();
-            const bool orphaned = outermost && m_channel->m_orphaned;
+            const bool orphaned = outermost && std::exchange(m_channel->m_orphaned, false);
             m_channel->m_deliveryLock.unLock();
             if (orphaned)
                 m_channel->unref();
@@ -768,9 +768,9 @@ private:
     Master* m_master = nullptr; // set once, by the first subscription, under the subscriber lock
     unsigned int m_frames = 0;
     bool m_busy = false;
-    bool m_closed = false; // written under the subscriber lock too
-    bool m_orphaned = false;
-    bool m_gaps = false; // subscribers were given up
+    bool m_closed = false;   // written under the subscriber lock too
+    bool m_orphaned = false; // the outermost frame lets go for the master
+    bool m_gaps = false;     // subscribers were given up
     vnPendChain<Data> m_inDelivery;
     vnPendChain<Data> m_delivered; // empty ones
 
