@@ -594,6 +594,8 @@ private:
     void leave(Membership* member, Slave* slave)
     {
         vnBodyGuard guard(m_subscriberLock);
+        // A master that ended the subscription meanwhile may be half destroyed, and is told no more.
+        const bool isKnown = member->getCount(this) > 0;
         const unsigned int limit = m_sequence;
         applyRemoves(limit);
         removeSlave(member, limit);
@@ -605,7 +607,8 @@ private:
         {
             // The subscriptions of others stay pending until the next pass.
         }
-        tellMaster(slave, VN_NOTIFY_DESTROYED);
+        if (isKnown)
+            tellMaster(slave, VN_NOTIFY_DESTROYED);
     }
 
     // Takes the slave out without telling anybody.
