@@ -59,11 +59,13 @@
 #include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnSerializeData.h>
 #include <vnBase/vnSerializeGUID.h>
+#include <vnBase/vnSerializeLex.h>
 #include <vnBase/vnSerializeString.h>
 #include <vnBase/vnSerializeVector.h>
 #include <vnBase/vnSharedMemory.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringData.h>
+#include <vnBase/vnStringTokenizer.h>
 #include <vnBase/vnSystem.h>
 #include <vnBase/vnTemplateError.h>
 #include <vnBase/vnThread.h>

@@ -236,6 +236,7 @@ protected:
     unsigned char* getWriteNext() const noexcept { return m_writeNext; }
 
 private:
+    friend class vnAdapterWindow;
     using InstanceDictionary = vnRefData<vnRefInstanceDictionary>;
     using InstanceArray = vnRefData<vnRefInstanceArray>;
 
@@ -254,6 +255,7 @@ private:
     // the next byte comes from.
     const unsigned char* m_readNext = nullptr;
     const unsigned char* m_readEnd = nullptr;
+    const unsigned char* m_readBegin = nullptr; // where the window began, held back or not
     unsigned char* m_writeNext = nullptr;
     unsigned char* m_writeEnd = nullptr;
     const unsigned char* m_heldNext = nullptr;

@@ -212,6 +212,24 @@ public:
     /// Each character as a number through `format`, joined by `separator`.
     vnString convertUTF8ToNumList(const vnString& format, const vnString& separator) const;
 
+    /// The reverse: each number is a character, of its low 16 bits; commas part them, and anything else stays
+    /// as it stands.
+    vnString convertNumListToUTF8() const;
+
+    /// The number that the text begins with, as the lexical reader reads it (white space before it, a sign,
+    /// "0x" and hexadecimal digits, a fraction, an exponent), cut to an integer; 0 when there is none.
+    vnInt64 num() const;
+
+    /// The same with its fraction, which `decimalToken` starts; 9999 stands for both "." and ",".
+    double real(unsigned short decimalToken = '.') const;
+
+    /// 1 for "yes" and "true", in any case and between white space, and for a number above 0.
+    unsigned char yesNo() const;
+
+    /// The value of a version number: of the pieces between the dots each is added to what those before it
+    /// gave, times `multiplier`. `parts` receives how many pieces there are, when it is not null.
+    vnInt64 dotValue(unsigned int multiplier, unsigned int* parts = nullptr) const;
+
     /// The characters of the text read as UTF-8, up to the first malformed sequence.
     unsigned short getWideStringLength() const noexcept;
 

@@ -233,6 +233,7 @@ unsigned char vnSerializeAdapter::hasData_imp()
 void vnSerializeAdapter::setReadWindow(const unsigned char* next, const unsigned char* end) noexcept
 {
     const bool isHeld = !m_pushBack.isEmpty();
+    m_readBegin = next;
     (isHeld ? m_heldNext : m_readNext) = next;
     (isHeld ? m_heldEnd : m_readEnd) = end;
 }

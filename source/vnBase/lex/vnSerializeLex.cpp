@@ -1,0 +1,445 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeLex.h>
+
+#include "serialize/vnAdapterWindow.h"
+#include "vnLexClass.h"
+#include "vnLexMachine.h"
+
+#include <vnBase/vnMessage.h>
+
+#include <algorithm>
+
+namespace
+{
+constexpr unsigned char utf8Mark[3] = {0xEF, 0xBB, 0xBF};
+constexpr unsigned int VN_MARK_LITTLE = 0xFFFE; // as a big-endian reader sees it
+constexpr unsigned int VN_MARK_BIG = 0xFEFF;
+
+bool isContinuation(unsigned char byte)
+{
+    return (byte & 0xC0) == 0x80;
+}
+
+unsigned char encodeUtf8(char16_t c, unsigned char* to)
+{
+    if (c < 0x80)
+    {
+        to[0] = static_cast<unsigned char>(c);
+        return 1;
+    }
+    const auto last = static_cast<unsigned char>(0x80 | (c & 0x3F));
+    if (c < 0x800)
+    {
+        to[0] = static_cast<unsigned char>(0xC0 | c >> 6);
+        to[1] = last;
+        return 2;
+    }
+    to[0] = static_cast<unsigned char>(0xE0 | c >> 12);
+    to[1] = static_cast<unsigned char>(0x80 | (c >> 6 & 0x3F));
+    to[2] = last;
+    return 3;
+}
+
+vnString textOf(const unsigned char* bytes, unsigned int count)
+{
+    return vnString(reinterpret_cast<const char*>(bytes),
+                    static_cast<unsigned short>(std::min(count, vnString::VN_MAX_LENGTH)));
+}
+} // namespace
+
+vnSerializeLex::vnSerializeLex(unsigned char detectUnicode, unsigned char detectUtf8)
+    : m_options(VN_LEX_SLASH_COMMENT | VN_LEX_BLOCK_COMMENT | VN_LEX_ESCAPES | VN_LEX_BIG_ENDIAN |
+                VN_LEX_PENDING | (detectUnicode ? VN_LEX_DETECT_UNICODE : 0u) |
+                (detectUtf8 ? VN_LEX_DETECT_UTF8 : 0u))
+{
+}
+
+void vnSerializeLex::read(vnSerializeAdapter* adapter)
+{
+    m_scanned.clear();
+    m_token.type = VN_LEX_NONE;
+    m_value = Value::NOTHING;
+    if (readInWindow(*adapter))
+        return;
+    vnLexMachine(*this, *adapter).run();
+}
+
+void vnSerializeLex::write(vnSerializeAdapter* adapter)
+{
+    if (m_options & VN_LEX_PENDING)
+    {
+        if ((m_options & VN_LEX_UNICODE) && (m_options & VN_LEX_DETECT_UNICODE))
+        {
+            const Raw mark = encode(VN_MARK_BIG);
+            adapter->write(mark.bytes, mark.size);
+        }
+        // Also behind the 16-bit mark: what was asked to be detected is written, and nobody asks for both.
+        if (m_options & VN_LEX_DETECT_UTF8)
+            adapter->write(utf8Mark, sizeof utf8Mark);
+        m_options &= ~VN_LEX_PENDING;
+    }
+    keepValue();
+    m_scanned.clear();
+    if (m_token.type == VN_LEX_TOKEN)
+        adapter->write(static_cast<unsigned char>(static_cast<unsigned int>(getData().getNumber())));
+    else if (m_token.type == VN_LEX_IDENTIFIER || m_token.type == VN_LEX_STRING)
+    {
+        const vnString text = getData().getString();
+        adapter->write(reinterpret_cast<const unsigned char*>(text.getString()), text.length());
+    }
+}
+
+void vnSerializeLex::pushBack(vnSerializeAdapter* adapter)
+{
+    giveBack(*adapter, m_scanned.getCount());
+}
+
+void vnSerializeLex::pushBack(vnSerializeAdapter* adapter, char16_t character)
+{
+    const Raw raw = encode(character);
+    vnAdapterWindow::unread(*adapter, raw.bytes, raw.size);
+    refund(raw.size);
+}
+
+unsigned int vnSerializeLex::getDataSize(vnSerializeAdapter*) const
+{
+    return 0;
+}
+
+void vnSerializeLex::qPush(unsigned short character)
+{
+    keepValue();
+    const Raw raw = encode(character);
+    m_scanned.append(raw.bytes, raw.size);
+    m_lastSize = raw.size;
+}
+
+void vnSerializeLex::qPushBack(vnSerializeAdapter* adapter)
+{
+    giveBack(*adapter, getLastSize());
+}
+
+char16_t vnSerializeLex::getLexToken(vnSerializeAdapter* adapter)
+{
+    if (m_options & VN_LEX_PENDING)
+        detect(*adapter);
+    Raw raw;
+    return readCharacter(*adapter, raw);
+}
+
+vnString vnSerializeLex::getScannedBuffer() const
+{
+    if (!isUnicode())
+        return textOf(m_scanned.data(), m_scanned.getCount());
+    Bytes text;
+    const bool isBig = (m_options & VN_LEX_BIG_ENDIAN) != 0;
+    for (unsigned int i = 0; i + 1 < m_scanned.getCount(); i += 2)
+    {
+        const unsigned char* unit = m_scanned.data() + i;
+        unsigned char bytes[3];
+        const unsigned int size =
+            encodeUtf8(static_cast<char16_t>(isBig ? unit[0] << 8 | unit[1] : unit[1] << 8 | unit[0]), bytes);
+        if (text.getCount() + size > vnString::VN_MAX_LENGTH)
+            break;
+        text.append(bytes, size);
+    }
+    return textOf(text.data(), text.getCount());
+}
+
+unsigned int vnSerializeLex::getEncoding(char16_t character) const noexcept
+{
+    const unsigned int result = vnLexClasses[std::min<unsigned int>(character, 255)];
+    if (!(m_options & VN_LEX_PLAIN_IDENTIFIER) || (result & VN_CLASS_LETTER))
+        return result;
+    return result & ~(VN_CLASS_IDENTIFIER_START | VN_CLASS_IDENTIFIER);
+}
+
+unsigned int vnSerializeLex::getTokenSize() const noexcept
+{
+    return m_options & VN_LEX_UNICODE ? 2 : 1;
+}
+
+void vnSerializeLex::setOption(unsigned int option, unsigned char use) noexcept
+{
+    m_options = use ? m_options | option : m_options & ~option;
+}
+
+void vnSerializeLex::useHashComment(unsigned char use) noexcept
+{
+    setOption(VN_LEX_HASH_COMMENT, use);
+}
+
+void vnSerializeLex::useSlashComment(unsigned char use) noexcept
+{
+    setOption(VN_LEX_SLASH_COMMENT, use);
+}
+
+void vnSerializeLex::useComment(unsigned char use) noexcept
+{
+    setOption(VN_LEX_BLOCK_COMMENT, use);
+}
+
+void vnSerializeLex::useStrings(unsigned char use) noexcept
+{
+    setOption(VN_LEX_STRINGS, use);
+}
+
+void vnSerializeLex::useSet(unsigned char use) noexcept
+{
+    setOption(VN_LEX_SETS, use);
+}
+
+void vnSerializeLex::useEscape(unsigned char use) noexcept
+{
+    setOption(VN_LEX_ESCAPES, use);
+}
+
+void vnSerializeLex::useUnicode(unsigned char use, unsigned char bigEndian) noexcept
+{
+    setOption(VN_LEX_UNICODE, use);
+    setOption(VN_LEX_BIG_ENDIAN, bigEndian);
+    if (use)
+        setOption(VN_LEX_UTF8, 0);
+}
+
+void vnSerializeLex::useUtf8(unsigned char use) noexcept
+{
+    setOption(VN_LEX_UTF8, use);
+    if (use)
+        setOption(VN_LEX_UNICODE, 0);
+}
+
+unsigned char vnSerializeLex::isUnicode() const noexcept
+{
+    return (m_options & VN_LEX_UNICODE) != 0;
+}
+
+unsigned char vnSerializeLex::isUtf8() const noexcept
+{
+    return (m_options & VN_LEX_UTF8) != 0;
+}
+
+void vnSerializeLex::usePlainIdentifier(unsigned char use) noexcept
+{
+    setOption(VN_LEX_PLAIN_IDENTIFIER, use);
+}
+
+void vnSerializeLex::useTokensOnly(unsigned char use) noexcept
+{
+    setOption(VN_LEX_TOKENS_ONLY, use);
+}
+
+void vnSerializeLex::useHexMode(unsigned char use) noexcept
+{
+    setOption(VN_LEX_HEX_MODE, use);
+}
+
+unsigned char vnSerializeLex::checkLexToken(const vnArray<vnLexTokenData>& tokens, unsigned int index,
+                                            const vnLexDataType& mask, const vnDynamicType& value)
+{
+    return index < tokens.getSize() && (tokens.get(index).type & mask) && tokens.get(index).data == value;
+}
+
+unsigned char vnSerializeLex::checkLexToken(const vnArray<vnLexTokenData>& tokens, unsigned int index,
+                                            const vnLexDataType& mask, vnDynamicType* value)
+{
+    if (index >= tokens.getSize() || !(tokens.get(index).type & mask))
+        return 0;
+    if (value)
+        *value = tokens.get(index).data;
+    return 1;
+}
+
+void vnSerializeLex::Bytes::grow(unsigned int more)
+{
+    const vnUInt64 needed = static_cast<vnUInt64>(m_count) + more;
+    const vnUInt64 doubled = std::min<vnUInt64>(2ull * m_storage.getSize(), 0xFFFFFFFFu);
+    m_storage.setSize(vnCheckedSize(std::max(needed, doubled)));
+}
+
+void vnSerializeLex::makeValue() const
+{
+    switch (m_value)
+    {
+    case Value::NUMBER:
+        m_token.data = vnDynamicType(m_number);
+        break;
+    case Value::INT64:
+        m_token.data = vnDynamicTypeInt64(m_int64);
+        break;
+    case Value::SCANNED:
+        m_token.data = vnDynamicType(textOf(m_scanned.data() + m_textBegin, m_textLength));
+        break;
+    case Value::TEXT:
+        m_token.data = vnDynamicType(textOf(m_text.data(), m_text.getCount()));
+        break;
+    default:
+        m_token.data.reset();
+        break;
+    }
+    m_value = Value::READY;
+}
+
+// Before the scanned bytes change.
+void vnSerializeLex::keepValue()
+{
+    if (m_value == Value::SCANNED)
+        makeValue();
+}
+
+void vnSerializeLex::setText(vnLexDataType type, Value value) noexcept
+{
+    m_token.type = type;
+    m_value = value;
+}
+
+void vnSerializeLex::setNumber(vnLexDataType type, double number) noexcept
+{
+    m_token.type = type;
+    m_value = Value::NUMBER;
+    m_number = number;
+}
+
+void vnSerializeLex::setInteger(vnUInt64 magnitude, bool isNegative) noexcept
+{
+    if (magnitude >> 32 == 0)
+    {
+        const auto number = static_cast<double>(magnitude);
+        setNumber(VN_LEX_INTEGER, isNegative ? -number : number);
+        return;
+    }
+    m_token.type = VN_LEX_LARGE_INTEGER;
+    m_value = Value::INT64;
+    m_int64 = static_cast<vnInt64>(isNegative ? 0 - magnitude : magnitude);
+}
+
+// Half a character is none: with a single byte left of 16-bit text, or of what may be read of it, the text
+// ends.
+bool vnSerializeLex::hasCharacter(vnSerializeAdapter& adapter) const
+{
+    const unsigned int size = getTokenSize();
+    const auto open =
+        static_cast<std::size_t>(vnAdapterWindow::end(adapter) - vnAdapterWindow::next(adapter));
+    return m_budget >= size && (open >= size || adapter.length() >= size);
+}
+
+void vnSerializeLex::detect(vnSerializeAdapter& adapter)
+{
+    m_options &= ~VN_LEX_PENDING;
+    const vnUInt64 flags = adapter.getAdapterFlags();
+    if (flags & VN_ADAPTER_UNICODE)
+        useUnicode(1, (flags & VN_ADAPTER_BIG_ENDIAN) != 0);
+    else if ((m_options & VN_LEX_DETECT_UNICODE) && adapter.length() > 1 && detectUnicode(adapter))
+        return;
+    if (!isUnicode() && (m_options & VN_LEX_DETECT_UTF8) && adapter.length() > 2)
+        detectUtf8(adapter);
+}
+
+bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
+{
+    unsigned char mark[2];
+    const unsigned int count = adapter.read(mark, sizeof mark);
+    const unsigned int unit = count == sizeof mark ? mark[0] << 8 | mark[1] : 0u;
+    if (unit != VN_MARK_LITTLE && unit != VN_MARK_BIG)
+    {
+        vnAdapterWindow::unread(adapter, mark, count);
+        return false;
+    }
+    const bool isBig = unit == VN_MARK_BIG;
+    useUnicode(1, isBig);
+    const vnUInt64 order = isBig ? static_cast<vnUInt64>(VN_ADAPTER_BIG_ENDIAN) : 0;
+    adapter.setAdapterFlags(adapter.getAdapterFlags() | VN_ADAPTER_UNICODE | order);
+    spend(sizeof mark);
+    return true;
+}
+
+void vnSerializeLex::detectUtf8(vnSerializeAdapter& adapter)
+{
+    unsigned char mark[sizeof utf8Mark];
+    const unsigned int count = adapter.read(mark, sizeof mark);
+    if (count != sizeof mark || std::memcmp(mark, utf8Mark, sizeof mark) != 0)
+    {
+        vnAdapterWindow::unread(adapter, mark, count);
+        return;
+    }
+    useUtf8(1);
+    spend(sizeof mark);
+}
+
+vnSerializeLex::Raw vnSerializeLex::encode(char16_t character) const noexcept
+{
+    const auto high = static_cast<unsigned char>(character >> 8), low = static_cast<unsigned char>(character);
+    if (isUnicode())
+        return m_options & VN_LEX_BIG_ENDIAN ? Raw{{high, low, 0}, 2} : Raw{{low, high, 0}, 2};
+    if (!isUtf8())
+        return Raw{{low, 0, 0}, 1};
+    Raw raw{};
+    raw.size = encodeUtf8(character, raw.bytes);
+    return raw;
+}
+
+char16_t vnSerializeLex::readCharacter(vnSerializeAdapter& adapter, Raw& raw)
+{
+    raw.bytes[0] = adapter.read();
+    raw.size = 1;
+    if (isUnicode())
+    {
+        raw.bytes[1] = adapter.read();
+        raw.size = 2;
+        spend(2);
+        const bool isBig = (m_options & VN_LEX_BIG_ENDIAN) != 0;
+        return static_cast<char16_t>(isBig ? raw.bytes[0] << 8 | raw.bytes[1]
+                                           : raw.bytes[1] << 8 | raw.bytes[0]);
+    }
+    spend(1);
+    return raw.bytes[0] < 0x80 || !isUtf8() ? raw.bytes[0] : decodeUtf8(adapter, raw);
+}
+
+// The bytes up to the first wrong one are the character of a fault.
+char16_t vnSerializeLex::decodeUtf8(vnSerializeAdapter& adapter, Raw& raw)
+{
+    const unsigned char lead = raw.bytes[0];
+    const unsigned int size = lead < 0xC0 || lead >= 0xF0 ? 1 : lead < 0xE0 ? 2 : 3;
+    bool isGood = size > 1;
+    while (isGood && raw.size < size)
+    {
+        isGood = m_budget > 0 && adapter.hasData();
+        if (!isGood)
+            break;
+        const unsigned char byte = adapter.read();
+        spend(1);
+        raw.bytes[raw.size++] = byte;
+        isGood = isContinuation(byte);
+    }
+    if (!isGood)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "Utf lex encoding on faulty data set");
+        return 0;
+    }
+    const unsigned char* bytes = raw.bytes;
+    if (size == 2)
+        return static_cast<char16_t>((lead & 0x1F) << 6 | (bytes[1] & 0x3F));
+    return static_cast<char16_t>((lead & 0x0F) << 12 | (bytes[1] & 0x3F) << 6 | (bytes[2] & 0x3F));
+}
+
+void vnSerializeLex::giveBack(vnSerializeAdapter& adapter, unsigned int count)
+{
+    const unsigned int left = m_scanned.getCount() - count;
+    vnAdapterWindow::unread(adapter, m_scanned.data() + left, count);
+    m_scanned.cut(left);
+    m_lastSize = 0;
+    refund(count);
+}
+
+unsigned int vnSerializeLex::getLastSize() const noexcept
+{
+    const unsigned int count = m_scanned.getCount();
+    if (m_lastSize > 0 && m_lastSize <= count)
+        return m_lastSize;
+    if (!isUtf8())
+        return std::min(count, getTokenSize());
+    unsigned int size = std::min(count, 1u);
+    while (size < 3 && size < count && isContinuation(m_scanned.data()[count - size]))
+        ++size;
+    return size;
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnSerializeAdapter.h>
+
+#include <cstring>
+
+/// The bytes that an adapter lays open to be read, for readers inside the library that look at many at once.
+/// Bytes in the window are the next ones of the stream; there are none while bytes are pushed back, and there
+/// may be none at any other time.
+class vnAdapterWindow
+{
+public:
+    static const unsigned char* next(const vnSerializeAdapter& adapter) noexcept
+    {
+        return adapter.m_readNext;
+    }
+    static const unsigned char* end(const vnSerializeAdapter& adapter) noexcept { return adapter.m_readEnd; }
+
+    /// Takes the bytes up to `to`, which is in the window, as read.
+    static void advance(vnSerializeAdapter& adapter, const unsigned char* to) noexcept
+    {
+        adapter.m_readNext = to;
+    }
+
+    /// Gives the last bytes read back, in the order in which they were read. Where they still stand in the
+    /// window it opens there again, so that what reads next finds a window.
+    static void unread(vnSerializeAdapter& adapter, const unsigned char* bytes, unsigned int count)
+    {
+        const bool isThere = count > 0 && adapter.m_pushBack.isEmpty() &&
+                             adapter.m_readNext - adapter.m_readBegin >= static_cast<std::ptrdiff_t>(count) &&
+                             std::memcmp(adapter.m_readNext - count, bytes, count) == 0;
+        if (isThere)
+            adapter.m_readNext -= count;
+        else
+            adapter.pushBack(bytes, count);
+    }
+};
