@@ -14,6 +14,7 @@
 #include <vnBase/vnDebugInterface.h>
 #include <vnBase/vnDict.h>
 #include <vnBase/vnDictEntry.h>
+#include <vnBase/vnDictIndex.h>
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnDynamicType.h>

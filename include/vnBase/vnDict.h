@@ -4,8 +4,16 @@
 #include <vnBase/vnBlock.h>
 #include <vnBase/vnCompareInterface.h>
 #include <vnBase/vnDictEntry.h>
+#include <vnBase/vnDictIndex.h>
+#include <vnBase/vnMutex.h>
 
+#include <algorithm>
+#include <atomic>
+#include <exception>
 #include <utility>
+
+/// Taken while a dictionary puts its entries in order for a walk.
+VN_BASE_API vnMutex& vnDictOrderLock();
 
 /// A hash dictionary from keys to pointers. Keys are copied and need not be unique: a look-up gives the entry
 /// entered first, and the others are reached through it. The dictionary owns its entries, not the values; see
@@ -26,7 +34,11 @@
 /// comparison; since this writes, look-ups under a read lock, or under none, use `peek`.
 ///
 /// While an iterator is in use the dictionary may be changed through that iterator only. Exhausted memory
-/// throws `std::bad_alloc` and leaves the dictionary as it was.
+/// throws `std::bad_alloc` and leaves the dictionary as it was; an assignment leaves it empty.
+///
+/// A large dictionary, or one whose hashes are poor, keeps a table of a second hash beside its buckets, and
+/// puts new entries into their order when it is next walked. The keys of removed entries may live on until
+/// then, or until half of the new ones were removed.
 ///
 /// A class with hooks of its own calls `clear()` in its destructor, and `copyEntries` in its copy operations.
 ///
@@ -80,7 +92,7 @@ public:
             m_pool.give(entry);
             throw;
         }
-        const bool isEqual = bucketOf(hash).insert(entry);
+        const bool isEqual = place(entry);
         announce(entry);
         // An equal hash before it is all that is asked: the entry found first for this key may be another
         // one.
@@ -102,7 +114,7 @@ public:
         const unsigned int hash = key.hash();
         if (m_last && m_last->m_hash == hash && m_last->m_key == key)
             return m_last->m_value;
-        Entry* entry = bucketOf(hash).find(key, hash);
+        Entry* entry = findEntry(key, hash);
         if (!entry)
             return nullptr;
         if (!m_stopLastFound)
@@ -120,7 +132,7 @@ public:
         if (occurrence)
             return valueAfter(key, occurrence);
         const unsigned int hash = key.hash();
-        Entry* entry = bucketOf(hash).find(key, hash);
+        Entry* entry = findEntry(key, hash);
         return entry ? entry->m_value : nullptr;
     }
 
@@ -129,8 +141,7 @@ public:
     {
         if (m_count == 0)
             return 0;
-        const unsigned int hash = key.hash();
-        return bucketOf(hash).find(key, hash) != nullptr;
+        return findEntry(key, key.hash()) != nullptr;
     }
 
     /// Removes the first entry of `key` and returns its value; null when there is none.
@@ -138,9 +149,7 @@ public:
     {
         if (m_count == 0)
             return nullptr;
-        const unsigned int hash = key.hash();
-        vnDictList<K, V>& bucket = bucketOf(hash);
-        return removeFrom(bucket, bucket.find(key, hash));
+        return removeEntry(findEntry(key, key.hash()));
     }
 
     /// Removes the first entry of `key` with this value and returns the value; null when there is none.
@@ -148,24 +157,32 @@ public:
     {
         if (m_count == 0)
             return nullptr;
-        const unsigned int hash = key.hash();
-        vnDictList<K, V>& bucket = bucketOf(hash);
-        Entry* entry = bucket.find(key, hash);
-        while (entry && entry->m_value != value)
-            entry = vnDictList<K, V>::findFrom(entry->m_next, key, hash);
-        return removeFrom(bucket, entry);
+        return removeEntry(
+            findEntry(key, key.hash(), [value](const Entry& entry) { return entry.m_value == value; }));
     }
 
-    /// Removes all entries; the hash size stays.
+    /// Removes all entries; the hash size stays. When hooks throw, all are removed and the first exception
+    /// goes on.
     void clear()
     {
         m_last = nullptr;
+        order();
+        m_index.close(); // hooks that look keys up walk the buckets, which hold all of them
+        std::exception_ptr failure;
         for (unsigned int i = 0; m_count > 0 && i < m_hashSize; ++i)
             while (Entry* entry = m_buckets[i].m_head)
-            {
-                m_buckets[i].m_head = entry->m_next;
-                drop(entry);
-            }
+                try
+                {
+                    m_buckets[i].m_head = entry->m_next;
+                    drop(entry);
+                }
+                catch (...)
+                {
+                    if (!failure)
+                        failure = std::current_exception();
+                }
+        if (failure)
+            std::rethrow_exception(std::move(failure));
     }
 
     unsigned int getCount() const noexcept { return m_count; }
@@ -196,7 +213,11 @@ public:
     /// With 1, neither look-ups nor insertions change which entry is remembered.
     void setStopLastFound(unsigned char enable) noexcept { m_stopLastFound = enable; }
 
-    Iterator begin() const noexcept { return Iterator(const_cast<vnDict&>(*this)); }
+    Iterator begin() const noexcept
+    {
+        orderForReader();
+        return Iterator(const_cast<vnDict&>(*this));
+    }
     Iterator end() const noexcept { return Iterator(); }
 
 protected:
@@ -216,11 +237,15 @@ protected:
         m_pool.setReuse(other.m_pool.getReuse());
         if (other.m_count == 0)
             return;
+        other.orderForReader();
         try
         {
             createBuckets();
             for (unsigned int i = 0; i < m_hashSize; ++i)
                 copyBucket(other.m_buckets[i], m_buckets[i]);
+            m_wantsIndex = other.m_index.isOpen();
+            if (m_wantsIndex)
+                openIndex();
         }
         catch (...)
         {
@@ -230,6 +255,42 @@ protected:
     }
 
 private:
+    // From this count on, or once a bucket is this long, look-ups go through the index, and new entries wait
+    // until their order matters.
+    static constexpr unsigned int VN_INDEX_FROM = 16384;
+    static constexpr unsigned int VN_LONG_BUCKET = 16;
+
+    // How many waiting entries are worth sorting.
+    static constexpr unsigned int VN_SORT_FROM = 32;
+
+    // Entries that stand in no bucket yet, in the order of insertion. The dead among them are still
+    // constructed.
+    struct Waiting
+    {
+        void append(Entry* entry) noexcept
+        {
+            entry->m_next = nullptr;
+            entry->m_isWaiting = 1;
+            (last ? last->m_next : first) = entry;
+            last = entry;
+            ++count;
+        }
+        void append(const Waiting& other) noexcept
+        {
+            if (!other.first)
+                return;
+            (last ? last->m_next : first) = other.first;
+            last = other.last;
+            count += other.count;
+            dead += other.dead;
+        }
+
+        Entry* first = nullptr;
+        Entry* last = nullptr;
+        unsigned int count = 0;
+        unsigned int dead = 0;
+    };
+
     vnDictList<K, V>& bucketOf(unsigned int hash) const noexcept { return m_buckets[slotOf(hash)]; }
 
     // hash % m_hashSize without a division: the fraction hash / size in 64 bits, times the size. Exact for
@@ -259,6 +320,141 @@ private:
         // The count before this entry decides, so that a hash size of 10 grows when the 21st comes.
         if (m_autoGrow && m_count >= 2 * static_cast<std::size_t>(m_hashSize))
             rehash(vnCheckedSize(4 * static_cast<std::size_t>(m_hashSize) + 3));
+        if (m_index.isOpen())
+            m_index.reserveOne();
+        else if (m_wantsIndex || m_count >= VN_INDEX_FROM)
+            openIndex();
+    }
+
+    void openIndex()
+    {
+        m_pool.openDirectory();
+        m_index.open(m_count + 1);
+        for (unsigned int i = 0; i < m_hashSize; ++i)
+            for (Entry* entry = m_buckets[i].m_head; entry; entry = entry->m_next)
+                m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+    }
+
+    // Puts an entry where look-ups find it, and answers whether one of an equal hash may have been there.
+    bool place(Entry* entry) noexcept
+    {
+        if (!m_index.isOpen())
+        {
+            unsigned int passed = 0;
+            const bool isEqual = bucketOf(entry->m_hash).insert(entry, passed);
+            m_wantsIndex = m_wantsIndex || passed >= VN_LONG_BUCKET;
+            return isEqual;
+        }
+        m_waiting.append(entry);
+        m_isOrdered.store(false, std::memory_order_relaxed);
+        return m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+    }
+
+    // The first entry of `key` that `accept` takes; null when there is none.
+    template <class Accept>
+    Entry* findEntry(const K& key, unsigned int hash, Accept accept) const
+    {
+        if (!m_index.isOpen())
+            return bucketOf(hash).find(key, hash, accept);
+        Entry* found = nullptr;
+        m_index.find(m_index.markOf(key, hash),
+                     [&](unsigned int number)
+                     {
+                         Entry* entry = m_pool.at(number);
+                         if (entry->m_hash != hash || !(entry->m_key == key) || !accept(*entry))
+                             return false;
+                         found = entry;
+                         return true;
+                     });
+        return found;
+    }
+    Entry* findEntry(const K& key, unsigned int hash) const
+    {
+        return findEntry(key, hash, [](const Entry&) { return true; });
+    }
+
+    // Moves the waiting entries to their buckets. Those of one hash go behind the ones that are there.
+    void order() noexcept
+    {
+        dropDead();
+        if (m_waiting.count < VN_SORT_FROM || !orderBySorting())
+            for (Entry* entry = m_waiting.first; entry;)
+            {
+                Entry* next = entry->m_next;
+                entry->m_isWaiting = 0;
+                bucketOf(entry->m_hash).insert(entry);
+                entry = next;
+            }
+        m_waiting = Waiting();
+        m_isOrdered.store(true, std::memory_order_release);
+    }
+
+    // Gives the dead among the waiting entries back.
+    void dropDead() noexcept
+    {
+        if (m_waiting.dead == 0)
+            return;
+        Waiting alive;
+        for (Entry* entry = m_waiting.first; entry;)
+        {
+            Entry* next = entry->m_next;
+            if (entry->m_isDead)
+                m_pool.give(entry);
+            else
+                alive.append(entry);
+            entry = next;
+        }
+        m_waiting = alive;
+    }
+
+    // The same for threads that only read, several of which may begin to walk at once.
+    void orderForReader() const noexcept
+    {
+        if (m_isOrdered.load(std::memory_order_acquire))
+            return;
+        const vnBodyGuard guard(vnDictOrderLock());
+        if (!m_isOrdered.load(std::memory_order_relaxed))
+            const_cast<vnDict*>(this)->order();
+    }
+
+    // In one pass over the buckets in their order, which spares a cache miss per entry and the walk along
+    // long buckets. False when there is no memory for it.
+    bool orderBySorting() noexcept
+    {
+        struct Place
+        {
+            vnUInt64 slotAndHash;
+            Entry* entry;
+        };
+        const vnUInt64 bytes = static_cast<vnUInt64>(m_waiting.count) * sizeof(Place);
+        auto* places =
+            bytes < ~0u ? static_cast<Place*>(vn_malloc(static_cast<unsigned int>(bytes))) : nullptr;
+        if (!places)
+            return false;
+        Place* end = places;
+        for (Entry* entry = m_waiting.first; entry; entry = entry->m_next)
+            *end++ = {static_cast<vnUInt64>(slotOf(entry->m_hash)) << 32 | entry->m_hash, entry};
+        std::stable_sort(places, end,
+                         [](const Place& a, const Place& b) { return a.slotAndHash < b.slotAndHash; });
+        unsigned int slot = 0;
+        Entry** link = &m_buckets[0].m_head;
+        for (const Place* place = places; place != end; ++place)
+        {
+            const auto placeSlot = static_cast<unsigned int>(place->slotAndHash >> 32);
+            if (placeSlot != slot)
+            {
+                slot = placeSlot;
+                link = &m_buckets[slot].m_head;
+            }
+            while (*link && (*link)->m_hash <= place->entry->m_hash)
+                link = &(*link)->m_next;
+            place->entry->m_isWaiting = 0;
+            place->entry->m_next = *link;
+            *link = place->entry;
+            link = &place->entry->m_next;
+        }
+        vn_free(places);
+        return true;
     }
 
     void rehash(unsigned int hashSize)
@@ -267,14 +463,23 @@ private:
         vnDictList<K, V>* old = std::exchange(m_buckets, buckets);
         const unsigned int oldSize = m_hashSize;
         assignHashSize(hashSize);
+        Waiting older;
         for (unsigned int i = 0; i < oldSize; ++i)
             for (Entry* entry = old[i].m_head; entry;)
             {
                 Entry* next = entry->m_next;
-                bucketOf(entry->m_hash).insert(entry);
+                if (m_index.isOpen())
+                    older.append(entry);
+                else
+                    bucketOf(entry->m_hash).insert(entry);
                 entry = next;
             }
         vnBlock<vnDictList<K, V>>::destroy(old, oldSize);
+        if (!older.first)
+            return;
+        older.append(m_waiting);
+        m_waiting = older;
+        m_isOrdered.store(false, std::memory_order_relaxed);
     }
 
     void copyBucket(const vnDictList<K, V>& from, vnDictList<K, V>& to)
@@ -300,61 +505,97 @@ private:
         }
         catch (...)
         {
-            bucketOf(entry->m_hash).remove(entry);
-            m_pool.give(entry);
+            unlink(entry);
+            giveBack(entry);
             throw;
         }
     }
 
     V* valueAfter(const K& key, const V* occurrence) const
     {
-        const unsigned int hash = key.hash();
         bool found = false;
-        for (Entry* entry = bucketOf(hash).find(key, hash); entry;
-             entry = vnDictList<K, V>::findFrom(entry->m_next, key, hash))
-        {
-            if (found)
-                return entry->m_value;
-            found = entry->m_value == occurrence;
-        }
-        return nullptr;
+        Entry* entry = findEntry(key, key.hash(),
+                                 [&](const Entry& candidate)
+                                 {
+                                     const bool isBehind = found;
+                                     found = found || candidate.m_value == occurrence;
+                                     return isBehind;
+                                 });
+        return entry ? entry->m_value : nullptr;
     }
 
-    V* removeFrom(vnDictList<K, V>& bucket, Entry* entry)
+    void removeFromIndex(Entry* entry) noexcept
+    {
+        if (m_index.isOpen())
+            m_index.remove(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+    }
+
+    // An entry that waits stays where it is, as a dead one.
+    void unlink(Entry* entry) noexcept
+    {
+        removeFromIndex(entry);
+        if (!entry->m_isWaiting)
+            bucketOf(entry->m_hash).remove(entry);
+    }
+
+    V* removeEntry(Entry* entry)
     {
         if (!entry)
             return nullptr;
-        bucket.remove(entry);
+        // A spare entry is there at once.
+        if (entry->m_isWaiting && m_pool.getReuse())
+            order();
+        unlink(entry);
         V* value = entry->m_value;
         drop(entry);
         return value;
     }
 
-    // Of an entry that has left its bucket. The entry goes back behind the hook, also behind one that throws.
+    // Gives an entry back that look-ups don't find any more.
+    void giveBack(Entry* entry) noexcept
+    {
+        if (!entry->m_isWaiting)
+        {
+            m_pool.give(entry);
+            return;
+        }
+        entry->m_isDead = 1;
+        ++m_waiting.dead;
+        if (m_waiting.dead > m_waiting.count / 2)
+            dropDead();
+    }
+
+    // Of an entry that was unlinked. The entry goes back behind the hook, also behind one that throws.
     void drop(Entry* entry)
     {
         struct GiveBack
         {
             ~GiveBack()
             {
-                pool.give(entry);
-                pool.trim();
+                dict.giveBack(entry);
+                dict.m_pool.trim();
             }
-            vnDictPool<K, V>& pool;
+            vnDict& dict;
             Entry* entry;
         };
         if (entry == m_last)
             m_last = nullptr;
-        --m_count;
-        GiveBack back{m_pool, entry};
+        if (--m_count == 0)
+        {
+            m_index.close();
+            m_wantsIndex = 0;
+        }
+        const GiveBack back{*this, entry};
         onRemoveItem(entry->m_value);
     }
 
     void destroyAll() noexcept
     {
-        for (unsigned int i = 0; m_count > 0 && i < m_hashSize; ++i)
-            for (Entry* entry = m_buckets[i].m_head; entry; --m_count)
+        for (unsigned int i = 0; m_buckets && i < m_hashSize; ++i)
+            for (Entry* entry = m_buckets[i].m_head; entry;)
                 std::exchange(entry, entry->m_next)->~Entry();
+        for (Entry* entry = m_waiting.first; entry;)
+            std::exchange(entry, entry->m_next)->~Entry();
         vnBlock<vnDictList<K, V>>::destroy(m_buckets, m_hashSize);
     }
 
@@ -364,6 +605,10 @@ private:
     Entry* m_last = nullptr;               // found or entered last; the first of its key
     vnDictList<K, V>* m_buckets = nullptr; // created for the first entry
     vnDictPool<K, V> m_pool;
+    vnDictIndex<K> m_index;              // of all entries, once they are many
+    Waiting m_waiting;                   // with the index only
+    std::atomic<bool> m_isOrdered{true}; // nothing waits
+    unsigned char m_wantsIndex = 0;
     unsigned char m_autoGrow = 1;
     unsigned char m_stopLastFound = 0;
 };
@@ -409,6 +654,7 @@ public:
         Entry* entry = *m_link;
         V* value = entry->m_value;
         *m_link = entry->m_next;
+        m_dict->removeFromIndex(entry);
         --m_left;
         settle();
         m_dict->drop(entry);
@@ -429,7 +675,11 @@ private:
             return;
         while (!*m_link)
         {
-            ++m_bucket;
+            if (++m_bucket == m_end)
+            {
+                m_left = 0; // entries were removed past this iterator
+                return;
+            }
             m_link = &m_bucket->m_head;
             if (m_end - m_bucket > VN_AHEAD)
                 __builtin_prefetch(m_bucket[VN_AHEAD].m_head);

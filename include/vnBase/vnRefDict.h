@@ -27,8 +27,11 @@ public:
     }
     vnRefDict& operator=(const vnRefDict& other)
     {
-        m_keepLast = other.m_keepLast;
+        if (this == &other)
+            return *this;
         vnDict<K, V>::operator=(other);
+        m_keepLast = other.m_keepLast;
+        m_held = nullptr;
         return *this;
     }
     ~vnRefDict() noexcept(false) override { vnRefDict::clear(); }

@@ -105,6 +105,9 @@ public:
     /// A 64-bit hash made by shifting and folding each byte.
     vnUInt64 wrapHash() const noexcept;
 
+    /// A hash of good spread for tables inside one process, which `seed` makes hard to foresee.
+    vnUInt64 mixedHash(vnUInt64 seed) const noexcept;
+
     /// The text, ended by NUL; never null.
     const char* getString() const noexcept { return m_text ? m_text : s_empty; }
     operator const char*() const noexcept { return getString(); }
@@ -288,7 +291,7 @@ private:
     static unsigned short scannedLength(const char* text) noexcept;
     static char* allocate(unsigned int length);
     unsigned int computeHash() const noexcept;
-    static bool equalBytes(const char* left, const char* right, unsigned int length) noexcept;
+    vnUInt64 lengthIdHash() const noexcept;
     bool equalText(const vnString& other) const noexcept;
     void adopt(const vnString& unique) const noexcept;
     void release() const noexcept
@@ -337,41 +340,24 @@ private:
     };
 };
 
-// Names and words need no call: up to 32 bytes are their first and their last 8 or 16.
-inline bool vnString::equalBytes(const char* left, const char* right, unsigned int length) noexcept
+inline vnUInt64 vnString::lengthIdHash() const noexcept
 {
-    const auto differ = [=](unsigned int at)
-    {
-        vnUInt64 leftWord, rightWord;
-        std::memcpy(&leftWord, left + at, sizeof leftWord);
-        std::memcpy(&rightWord, right + at, sizeof rightWord);
-        return leftWord ^ rightWord;
-    };
-    if (length - 8 <= 8)
-        return (differ(0) | differ(length - 8)) == 0;
-    if (length - 8 <= 24)
-        return (differ(0) | differ(8) | differ(length - 16) | differ(length - 8)) == 0;
-    return length == 0 || std::memcmp(left, right, length) == 0;
+    using Word [[gnu::may_alias]] = vnUInt64;
+    return __atomic_load_n(reinterpret_cast<const Word*>(&m_length), __ATOMIC_RELAXED);
 }
 
 /// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
 /// are equal and exactly one is interned, the other becomes so too.
 inline bool operator==(const vnString& left, const vnString& right)
 {
-    const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
-    const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
     // Two ordinary texts of one length and with the same knowledge of their hashes; in one test, since most
     // comparisons of equal strings are this one.
-    if (((left.m_length ^ right.m_length) | left.m_uniqueID | right.m_uniqueID | (leftHash ^ rightHash)) == 0)
-        return vnString::equalBytes(left.m_text, right.m_text, left.m_length);
-    const bool interned = left.m_uniqueID && right.m_uniqueID;
-    if (leftHash != rightHash && leftHash && rightHash && !interned)
+    if (((left.lengthIdHash() ^ right.lengthIdHash()) | left.m_uniqueID | right.m_uniqueID) == 0)
+        return left.m_length == 0 || std::memcmp(left.m_text, right.m_text, left.m_length) == 0;
+    const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
+    const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
+    if (leftHash != rightHash && leftHash && rightHash && !(left.m_uniqueID && right.m_uniqueID))
         return false;
-    if (interned)
-        return left.m_uniqueID == right.m_uniqueID;
-    if (left.m_length != right.m_length)
-        return left.m_length && right.m_length ? false : left.equalText(right);
-    // An interned text on one side, or a hash that is known on one side only, takes the long way.
     return left.equalText(right);
 }
 

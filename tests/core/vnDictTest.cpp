@@ -7,9 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <random>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -367,6 +372,152 @@ TEST(vnDict, HoldsManyKeysOfAnySpread)
         ASSERT_NE(dict.find(key), nullptr) << key;
         ASSERT_EQ(*dict.find(key), key);
     }
+}
+
+// Runs random operations on a dictionary and on a plain list of entries, which must agree on every answer.
+static void compareWithAList(unsigned int hashes, unsigned int keys, unsigned int steps, unsigned char reuse)
+{
+    struct Item
+    {
+        unsigned int hash;
+        int number;
+        const char* value;
+    };
+    std::mt19937 random(hashes * 7 + keys);
+    vnDict<Key, const char> dict(3);
+    dict.setReuseEntries(reuse);
+    std::vector<Item> items;
+    const std::string values(1000, 'v');
+    const auto isFirst = [](int number)
+    { return [number](const Item& item) { return item.number == number; }; };
+    for (unsigned int step = 0; step < steps; ++step)
+    {
+        const int number = static_cast<int>(random() % keys);
+        const Key key{static_cast<unsigned int>(number) % hashes * 2654435761u, number};
+        const auto first = std::find_if(items.begin(), items.end(), isFirst(number));
+        const unsigned int kind = random() % 16;
+        if (kind < 9)
+        {
+            const char* value = &values[random() % values.size()];
+            dict.enter(key, value);
+            items.push_back({key.hashValue, number, value});
+        }
+        else if (kind < 13)
+        {
+            ASSERT_EQ(dict.remove(key), first == items.end() ? nullptr : first->value);
+            if (first != items.end())
+                items.erase(first);
+        }
+        else if (first != items.end())
+        {
+            ASSERT_EQ(dict.find(key), first->value);
+            const auto second = std::find_if(first + 1, items.end(), isFirst(number));
+            if (second != items.end() && second->value != first->value)
+            {
+                ASSERT_EQ(dict.find(key, first->value), second->value);
+            }
+        }
+        else
+        {
+            ASSERT_EQ(dict.find(key), nullptr);
+        }
+        if (step % 997 != 996)
+            continue;
+        std::vector<Item> walk(items);
+        const auto slotOf = [&](const Item& item) { return item.hash % dict.getHashSize(); };
+        std::stable_sort(walk.begin(), walk.end(),
+                         [&](const Item& a, const Item& b)
+                         { return std::make_pair(slotOf(a), a.hash) < std::make_pair(slotOf(b), b.hash); });
+        std::size_t at = 0;
+        for (auto i = dict.begin(); i;)
+        {
+            ASSERT_LT(at, walk.size());
+            ASSERT_EQ(i.getKey().number, walk[at].number);
+            ASSERT_EQ(i.getValue(), walk[at].value);
+            if (at++ % 50 != 49)
+            {
+                ++i;
+                continue;
+            }
+            const char* value = i.getValue();
+            const int removed = i.getKey().number;
+            i.remove();
+            items.erase(std::find_if(items.begin(), items.end(),
+                                     [&](const Item& item)
+                                     { return item.number == removed && item.value == value; }));
+        }
+        ASSERT_EQ(at, walk.size());
+        ASSERT_EQ(dict.getCount(), items.size());
+    }
+}
+
+TEST(vnDict, AnswersAsAPlainListDoes)
+{
+    compareWithAList(1, 400, 6000, 0); // one bucket
+    compareWithAList(24, 300, 6000, 1);
+    compareWithAList(5000, 5000, 20000, 0);
+}
+
+TEST(vnDict, OrdersManyEntriesWhenItIsWalked)
+{
+    constexpr unsigned int count = 40000;
+    vnDict<vnUInt32CompareInterface, const unsigned int> dict;
+    std::vector<unsigned int> keys(count);
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        keys[i] = i * 2654435761u;
+        dict.enter(keys[i], &keys[i]);
+    }
+    for (unsigned int i = 0; i < count; i += 3)
+        ASSERT_EQ(dict.remove(keys[i]), &keys[i]);
+    // Threads that share it for reading put it in order once.
+    std::vector<std::thread> readers;
+    std::atomic<unsigned int> faults{0};
+    for (int reader = 0; reader < 3; ++reader)
+        readers.emplace_back(
+            [&]
+            {
+                std::pair<unsigned int, unsigned int> previous(0, 0);
+                unsigned int walked = 0;
+                for (const auto& entry : dict)
+                {
+                    const auto place = std::make_pair(entry.getHash() % dict.getHashSize(), entry.getHash());
+                    faults += place < previous;
+                    previous = place;
+                    ++walked;
+                }
+                faults += walked != count - (count + 2) / 3;
+            });
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(faults, 0u);
+    const vnDict<vnUInt32CompareInterface, const unsigned int> copy(dict);
+    EXPECT_EQ(copy.peek(keys[1]), &keys[1]);
+    EXPECT_EQ(copy.peek(keys[3]), nullptr);
+    for (unsigned int i = 0; i < count; ++i)
+        ASSERT_EQ(dict.remove(keys[i]), i % 3 ? &keys[i] : nullptr);
+    EXPECT_TRUE(dict.isEmpty());
+}
+
+TEST(vnRefDict, GoesOnWhenAnItemThrowsInItsDestructor)
+{
+    struct Thrower : vnReference
+    {
+        explicit Thrower(int& alive) : m_alive(alive) { ++m_alive; }
+        ~Thrower() noexcept(false) override
+        {
+            if (--m_alive == 1)
+                throw 7;
+        }
+        int& m_alive;
+    };
+    int alive = 0;
+    vnRefDict<vnUInt32CompareInterface, Thrower> dict;
+    for (unsigned int i = 0; i < 3; ++i)
+        dict.enter(i, new Thrower(alive));
+    EXPECT_THROW(dict.clear(), int);
+    EXPECT_EQ(alive, 0);
+    EXPECT_TRUE(dict.isEmpty());
 }
 
 TEST(vnRefDict, HoldsItsValues)

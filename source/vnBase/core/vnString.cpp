@@ -2,6 +2,7 @@
 #include <vnBase/vnString.h>
 
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnDictIndex.h>
 #include <vnBase/vnNumberText.h>
 
 #include <core/vnDigits.h>
@@ -32,6 +33,14 @@ namespace
 unsigned int blockSize(unsigned int length)
 {
     return std::max(((length + 8) & ~15u) + 8, 24u);
+}
+
+template <class Word>
+vnUInt64 load(const char* bytes) noexcept
+{
+    Word word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
 }
 } // namespace
 
@@ -385,8 +394,42 @@ vnUInt64 vnString::wrapHash() const noexcept
     return value;
 }
 
+// Products of 16 bytes at a time.
+vnUInt64 vnString::mixedHash(vnUInt64 seed) const noexcept
+{
+    constexpr vnUInt64 first = 0xA0761D6478BD642Fu;
+    constexpr vnUInt64 second = 0xE7037ED1A0B428DBu;
+    const char* at = m_text;
+    unsigned int left = m_length;
+    for (; left > 16; at += 16, left -= 16)
+        seed = vnFoldedProduct(load<vnUInt64>(at) ^ first, load<vnUInt64>(at + 8) ^ seed);
+    vnUInt64 low = 0;
+    vnUInt64 high = 0;
+    if (left >= 8)
+    {
+        low = load<vnUInt64>(at);
+        high = load<vnUInt64>(at + left - 8);
+    }
+    else if (left >= 4)
+    {
+        low = load<unsigned int>(at);
+        high = load<unsigned int>(at + left - 4);
+    }
+    else if (left > 0)
+    {
+        low = static_cast<unsigned char>(at[0]) |
+              static_cast<vnUInt64>(static_cast<unsigned char>(at[left / 2])) << 8;
+        high = static_cast<unsigned char>(at[left - 1]);
+    }
+    return vnFoldedProduct(low ^ second ^ m_length, vnFoldedProduct(high ^ first, seed ^ second));
+}
+
 bool vnString::equalText(const vnString& other) const noexcept
 {
+    if (m_uniqueID && other.m_uniqueID)
+        return m_uniqueID == other.m_uniqueID;
+    if (m_length && other.m_length && m_length != other.m_length)
+        return false;
     // A text that was never given counts as one that starts with NUL.
     if (!m_text || !other.m_text)
         return !*getString() && !*other.getString();
