@@ -1,13 +1,486 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnStringTokenizer.h>
+#include "vnLexTestTools.h"
+
+#include <vnBase/vnMessage.h>
 
 #include <gtest/gtest.h>
 
-TEST(vnStringTokenizer, ReadsATextToItsEnd)
+#include <cmath>
+#include <random>
+
+namespace
 {
-    vnStringTokenizer tokens("a/b");
-    EXPECT_EQ(tokens.getDataType(1), VN_LEX_IDENTIFIER);
-    EXPECT_EQ(tokens.getDataType(1), VN_LEX_TOKEN);
-    EXPECT_EQ(tokens.getDataType(1), VN_LEX_IDENTIFIER);
-    EXPECT_EQ(tokens.getDataType(1), VN_LEX_NONE);
+using Set = std::function<void(vnSerializeLex&)>;
+
+struct Case
+{
+    std::string text;
+    std::string tokens;
+};
+
+template <std::size_t N>
+void expectTokens(
+    const Case (&cases)[N], const Set& set = [](vnSerializeLex&) {})
+{
+    for (const Case& row : cases)
+    {
+        vnSerializeLex byBytes, inWindow;
+        set(byBytes);
+        set(inWindow);
+        ByteAdapter bytes(row.text);
+        WindowAdapter window(row.text);
+        EXPECT_EQ(tokensOf(byBytes, bytes), row.tokens) << row.text;
+        EXPECT_EQ(tokensOf(inWindow, window), row.tokens) << "in the window: " << row.text;
+        EXPECT_FALSE(bytes.hasError()) << row.text;
+        EXPECT_FALSE(window.hasError()) << row.text;
+    }
+}
+
+class Warnings : public vnMessageReceiverInterface
+{
+public:
+    Warnings() { vnMessage::addMessageReceiver(this); }
+    ~Warnings() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+    void onMessage(const vnString&, vnMessageLevel, const char* text) override
+    {
+        count += std::string(text) == "Utf lex encoding on faulty data set";
+    }
+    int count = 0;
+};
+} // namespace
+
+TEST(vnSerializeLex, CutsNumbers)
+{
+    const Case cases[] = {
+        {"12 ", "d12|w32"},
+        {"-5", "d-5"},
+        {"- 5", "t45|w32|d5"},
+        {"+07+", "d7|t43"},
+        {"0", "d0"},
+        {"0x1F;", "d31|t59"},
+        {"-0Xff", "d-255"},
+        {"0x", "d0"},
+        {"00x1", "d0|ix1"}, // only the first 0 starts a hexadecimal number
+        {"4294967295 4294967296 ", "d4294967295|w32|l4294967296|w32"},
+        {"-4294967296", "l-4294967296"},
+        {"18446744073709551621 ", "d5|w32"}, // integers wrap at 64 bits
+        {"9223372036854775808", "l-9223372036854775808"},
+        {"12.5", "r12.5"},
+        {"1.", "r1"},
+        {".5", "t46|d5"},
+        {"1.5.5", "r1.5|t46|d5"},
+        {"1e3", "r1000"},
+        {"-25E-1x", "r-2.5|ix"},
+        {"1e+2 ", "r100|w32"},
+        {"1e", "e5"},
+        {"1e+x", "e5|ix"},
+        {"2.5e-", "e5"},
+    };
+    expectTokens(cases);
+}
+
+TEST(vnSerializeLex, ReadsTheNearestDouble)
+{
+    const std::pair<const char*, double> cases[] = {
+        {"0.3", 0.3},
+        {"0.1", 0.1},
+        {"1e23", 1e23},
+        {"8.5e-5", 8.5e-5},
+        {"0.12345678901234567890123", 0.12345678901234567890123},
+        {"123456789012345678901234567890.5", 123456789012345678901234567890.5},
+        {"9007199254740993.0", 9007199254740992.0}, // a tie goes to the even one
+        {"9007199254740993.0000000000000000000000000000001", 9007199254740994.0},
+        {"2.2250738585072014e-308", 2.2250738585072014e-308},
+        {"4.9e-324", 4.9e-324},
+        {"1e400", HUGE_VAL},
+        {"-1e400", -HUGE_VAL},
+        {"1e-400", 0.0},
+        {"0e99999999999999999999", 0.0},
+        {"1e99999999999999999999", HUGE_VAL},
+        {"1e-99999999999999999999", 0.0},
+    };
+    for (const auto& [text, value] : cases)
+    {
+        vnSerializeLex lex;
+        ByteAdapter adapter(text);
+        lex.read(&adapter);
+        EXPECT_EQ(lex.getDataType(), VN_LEX_REAL) << text;
+        EXPECT_EQ(lex.getData().getNumber(), value) << text;
+    }
+    const std::string zeros(2000, '0');
+    for (const std::string& one : {"0." + zeros + "1e2001", "1" + zeros + "e-2000", "1" + zeros + "1e-2001"})
+    {
+        vnSerializeLex lex;
+        ByteAdapter adapter(one);
+        lex.read(&adapter);
+        EXPECT_EQ(lex.getData().getNumber(), 1.0) << one.substr(0, 3);
+    }
+}
+
+TEST(vnSerializeLex, TakesTheDecimalTokenThatIsSet)
+{
+    const Case comma[] = {{"1,5", "r1.5"}, {"1.5", "d1|t46|d5"}};
+    expectTokens(comma, [](vnSerializeLex& lex) { lex.useDecimalToken(','); });
+    const Case both[] = {{"1,5 2.5 ", "r1.5|w32|r2.5|w32"}};
+    expectTokens(both, [](vnSerializeLex& lex) { lex.useDecimalToken(vnSerializeLex::VN_DECIMAL_BOTH); });
+    const Case letter[] = {{"1e5 1x5 ", "r1.5|w32|d1|ix5|w32"}}; // before the exponent is looked for
+    expectTokens(letter, [](vnSerializeLex& lex) { lex.useDecimalToken('e'); });
+}
+
+TEST(vnSerializeLex, CutsWordsCommentsAndCharacters)
+{
+    const Case cases[] = {
+        {"", ""},
+        {"a/b", "ia|t47|ib"},
+        {"a//b", "ia|cb"},
+        {"//b\r\nc", "cb\r|w32|ic"},
+        {"_a1\xE9 \xE9", "i_a1\xE9|w32|i\xE9"}, // bytes stay as they are
+        {" \t\r\n ;", "w32|t59"},
+        {"/* x", "e3"},
+        {"/* x *", "e3"},
+        {"/*", "e3"},
+        {"/*/*/;", "c/|t59"},
+        {"/***/;", "c*|t59"},
+        {"/* * / **/;", "c * / *|t59"},
+        {"\"#'[", "t34|t35|t39|t91"},
+        {std::string("\0a\0", 3), "t0|ia|t0"}, // a NUL ends nothing
+        {"+-/", "t43|t45|t47"},
+    };
+    expectTokens(cases);
+    const Case without[] = {{"a//b/*c*/#d\n", "ia|t47|t47|ib|t47|t42|ic|t42|t47|cd|w32"}};
+    expectTokens(without,
+                 [](vnSerializeLex& lex)
+                 {
+                     lex.useSlashComment(0);
+                     lex.useComment(0);
+                     lex.useHashComment(1);
+                 });
+    const Case plain[] = {{"a_1b", "ia|t95|d1|ib"}};
+    expectTokens(plain, [](vnSerializeLex& lex) { lex.usePlainIdentifier(1); });
+    const Case only[] = {{"a 1", "t97|t32|t49"}};
+    expectTokens(only, [](vnSerializeLex& lex) { lex.useTokensOnly(1); });
+    const Case hex[] = {{"ffx 0x1 ", "d255|ix|w32|d0|ix1|w32"}};
+    expectTokens(hex, [](vnSerializeLex& lex) { lex.useHexMode(1); });
+}
+
+TEST(vnSerializeLex, CutsStringsAndSets)
+{
+    const auto use = [](vnSerializeLex& lex)
+    {
+        lex.useStrings(1);
+        lex.useSet(1);
+    };
+    const Case cases[] = {
+        {"\"a'b\"'c\"d'[e\"f];", "sa'b|qc\"d|xe\"f|t59"},
+        {R"("\n\r\b\t\a\f\v\?\"\\\'\q";)", "s\n\r\b\t\a\f\v?\"\\'q|t59"},
+        {R"("a\0b";)", std::string("sa\0b|t59", 8)},
+        {R"([a\]b] )", "xa]b|w32"},
+        {"\"\";", "s|t59"},
+        {"\"a\nb\" ", "sa\nb|w32"},
+        {"\"a", "e6"},
+        {"'a\\", "e6"},
+        {"[a", "e7"},
+        {"[a\\", "e7"},
+    };
+    expectTokens(cases, use);
+    const Case kept[] = {
+        {R"("a\n\"b" )", R"(sa\n\"b|w32)"},
+        // Control characters take their written form, that the text stays printable.
+        {std::string("'\0\a\b\t\n\v\f\r\x1' ", 12), std::string(R"(q\0\a\b\t\n\v\f\r)") + "\x1|w32"},
+    };
+    expectTokens(kept,
+                 [&use](vnSerializeLex& lex)
+                 {
+                     use(lex);
+                     lex.useEscape(0);
+                 });
+}
+
+TEST(vnSerializeLex, FindsTheMarksOfAStream)
+{
+    vnSerializeLex first(1, 1);
+    ByteAdapter little(std::string("\xFF\xFE"
+                                   "a\0 \0\xE9\0b\0",
+                                   10));
+    first.read(&little);
+    EXPECT_EQ(tokenText(first), "ia");
+    EXPECT_EQ(little.getAdapterFlags(), 2u);
+    EXPECT_EQ(first.getTokenSize(), 2u);
+    vnSerializeLex second; // needs no mark: the adapter knows
+    EXPECT_EQ(tokensOf(second, little), "w32|i\xC3\xA9"
+                                        "b");
+
+    vnSerializeLex big(1, 1);
+    ByteAdapter bigBytes(std::string("\xFE\xFF\0a", 4));
+    EXPECT_EQ(tokensOf(big, bigBytes), "ia");
+    EXPECT_EQ(bigBytes.getAdapterFlags(), 6u);
+
+    vnSerializeLex utf8(1, 1);
+    WindowAdapter marked("\xEF\xBB\xBF\xC3\xA9 a ");
+    EXPECT_EQ(tokensOf(utf8, marked), "i\xC3\xA9|w32|ia|w32");
+    EXPECT_TRUE(utf8.isUtf8());
+
+    vnSerializeLex none(1, 1);
+    ByteAdapter unmarked("ab c");
+    EXPECT_EQ(tokensOf(none, unmarked), "iab|w32|ic");
+    EXPECT_EQ(unmarked.getAdapterFlags(), 0u);
+
+    for (const char* mark : {"\xFF\xFE", "\xFE\xFF", "\xEF\xBB\xBF"})
+    {
+        vnSerializeLex only(1, 1);
+        ByteAdapter adapter(mark);
+        EXPECT_EQ(tokensOf(only, adapter), "");
+        EXPECT_EQ(adapter.length(), 0u);
+    }
+}
+
+TEST(vnSerializeLex, ReadsAFaultOfUtf8AsNulAndGoesOn)
+{
+    const char* faults[] = {"\x80", "\xF0", "\xC3;", "\xE2\x82;", "\xE2;", "\xC3"};
+    for (const std::string fault : faults)
+    {
+        const Warnings warnings;
+        vnSerializeLex lex;
+        lex.useUtf8(1);
+        WindowAdapter adapter(fault);
+        EXPECT_EQ(tokensOf(lex, adapter), "t0") << fault.size();
+        EXPECT_EQ(warnings.count, 1) << fault.size();
+        EXPECT_FALSE(adapter.hasError());
+    }
+    vnSerializeLex lex;
+    lex.useUtf8(1);
+    ByteAdapter adapter("ab\xC3 c");
+    lex.read(&adapter);
+    EXPECT_EQ(tokenText(lex), "iab");
+    EXPECT_EQ(adapter.length(), 3u); // the fault is given back whole
+    lex.read(&adapter);
+    EXPECT_EQ(lex.getScannedBuffer(), "\xC3 ");
+}
+
+TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
+{
+    vnSerializeLex lex;
+    ByteAdapter adapter("abc def");
+    lex.setMaxScanTokens(0);
+    lex.read(&adapter);
+    EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
+    EXPECT_EQ(adapter.length(), 7u);
+    lex.setMaxScanTokens(5);
+    EXPECT_EQ(tokensOf(lex, adapter), "iabc|w32|id"); // giving back renews it
+    lex.setMaxScanTokens(2);
+    lex.read(&adapter);
+    lex.pushBack(&adapter);
+    EXPECT_EQ(tokensOf(lex, adapter), "ief");
+
+    vnSerializeLex wide;
+    wide.useUnicode(1);
+    wide.setMaxScanTokens(3); // half a character is none
+    ByteAdapter units(std::string("\0a\0b", 4));
+    EXPECT_EQ(tokensOf(wide, units), "ia");
+    EXPECT_EQ(units.length(), 2u);
+
+    vnSerializeLex window;
+    window.setMaxScanTokens(6);
+    WindowAdapter open("abc defg");
+    EXPECT_EQ(tokensOf(window, open), "iabc|w32|ide");
+}
+
+TEST(vnSerializeLex, GivesATokenBackByteForByte)
+{
+    const std::pair<std::string, Set> cases[] = {
+        {"1e;", [](vnSerializeLex&) {}},
+        {"\"a\\n\xE9\" ", [](vnSerializeLex& lex) { lex.useStrings(1); }},
+        {"\xC3\xA9\xE2\x82\xAC ", [](vnSerializeLex& lex) { lex.useUtf8(1); }},
+        {std::string("\x20\xAC\0b\0 ", 6), [](vnSerializeLex& lex) { lex.useUnicode(1); }},
+        {std::string("\xAC\x20 \0", 4), [](vnSerializeLex& lex) { lex.useUnicode(1, 0); }},
+    };
+    for (const auto& [text, set] : cases)
+    {
+        vnSerializeLex lex;
+        set(lex);
+        WindowAdapter adapter(text);
+        lex.read(&adapter);
+        const std::string token = tokenText(lex);
+        lex.pushBack(&adapter);
+        EXPECT_EQ(tokenText(lex), token); // its value stays
+        EXPECT_EQ(adapter.length(), text.size());
+        lex.read(&adapter);
+        EXPECT_EQ(tokenText(lex), token);
+        lex.pushBack(&adapter);
+        std::string bytes(text.size(), '\0');
+        adapter.read(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<unsigned int>(text.size()));
+        EXPECT_EQ(bytes, text);
+    }
+    // A token that the adapter no longer has behind it comes back all the same.
+    vnSerializeLex lex;
+    WindowAdapter adapter("abc def ");
+    lex.read(&adapter);
+    adapter.seek(6, VN_ORIGIN_SET);
+    adapter.read();
+    lex.pushBack(&adapter);
+    EXPECT_EQ(tokensOf(lex, adapter), "iabcf|w32");
+}
+
+TEST(vnSerializeLex, HandlesSingleCharacters)
+{
+    vnSerializeLex lex;
+    lex.useUtf8(1);
+    ByteAdapter adapter("\xE2\x82\xACx");
+    EXPECT_EQ(lex.getLexToken(&adapter), u'\x20AC');
+    lex.pushBack(&adapter, u'\x20AC');
+    EXPECT_EQ(adapter.length(), 4u);
+    lex.qPush(u'\xE9');
+    lex.qPush(u'\x20AC');
+    EXPECT_EQ(lex.getScannedBuffer(), "\xC3\xA9\xE2\x82\xAC");
+    lex.qPushBack(&adapter);
+    EXPECT_EQ(adapter.length(), 7u);
+    lex.qPushBack(&adapter); // finds where the character before it begins
+    lex.qPushBack(&adapter); // there is none left
+    EXPECT_EQ(lex.getScannedBuffer(), "");
+    EXPECT_EQ(lex.getLexToken(&adapter), u'\xE9');
+
+    lex.useUnicode(1, 0);
+    lex.qPush(u'\x20AC');
+    EXPECT_EQ(lex.getScannedBuffer(), "\xE2\x82\xAC"); // 16-bit units come decoded
+    lex.qPushBack(&adapter);
+    EXPECT_EQ(adapter.read(), 0xAC);
+    EXPECT_EQ(adapter.read(), 0x20);
+}
+
+TEST(vnSerializeLex, TellsTheClassesOfCharacters)
+{
+    vnSerializeLex lex;
+    const std::pair<char16_t, unsigned int> cases[] = {{u'0', 0x2 | 0x4 | 0x8 | 0x20 | 0x80},
+                                                       {u'7', 0x4 | 0x8 | 0x20 | 0x80},
+                                                       {u'9', 0x8 | 0x20 | 0x80},
+                                                       {u'f', 0x8 | 0x10 | 0x40 | 0x80 | 0x100},
+                                                       {u'F', 0x8 | 0x10 | 0x40 | 0x80 | 0x200},
+                                                       {u'g', 0x10 | 0x40 | 0x80},
+                                                       {u'_', 0x40 | 0x80},
+                                                       {u'\x80', 0x10 | 0x40 | 0x80},
+                                                       {u'\xFFFF', 0x10 | 0x40 | 0x80},
+                                                       {u'\t', 0x1},
+                                                       {u'\v', 0},
+                                                       {u'@', 0},
+                                                       {u'\x7F', 0}};
+    for (const auto& [character, mask] : cases)
+        EXPECT_EQ(lex.getEncoding(character), mask) << static_cast<unsigned int>(character);
+    lex.usePlainIdentifier(1);
+    EXPECT_EQ(lex.getEncoding(u'_'), 0u);
+    EXPECT_EQ(lex.getEncoding(u'9'), 0x28u);
+    EXPECT_EQ(lex.getEncoding(u'g'), 0xD0u);
+}
+
+TEST(vnSerializeLex, WritesTokensAndTheMarkBeforeTheFirst)
+{
+    unsigned char block[16];
+    vnSerializeAdapterMemory out(block, sizeof block);
+    vnSerializeLex lex(1, 0);
+    lex.useUnicode(1, 0);
+    lex.write(&out);
+    lex.useUnicode(0);
+    lex.useStrings(1);
+    ByteAdapter in("ab+\"c d\"12 ");
+    for (lex.read(&in); lex.getDataType() != VN_LEX_NONE; lex.read(&in))
+        lex.write(&out);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(block), out.getCurrentPos()), "\xFF\xFE"
+                                                                                "ab+c d");
+    vnSerializeAdapterMemory marked(block, sizeof block);
+    vnSerializeLex(0, 1).write(&marked);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(block), marked.getCurrentPos()), "\xEF\xBB\xBF");
+}
+
+TEST(vnSerializeLex, KeepsTheBytesOfATextTooLongForAString)
+{
+    std::string text(65534, 'a');
+    text += "\xE2\x82\xACzz";
+    vnSerializeLex lex;
+    lex.useUtf8(1);
+    ByteAdapter adapter(text + ";");
+    lex.read(&adapter);
+    EXPECT_EQ(lex.getData().getString().length(), 65534); // no part of a character, and nothing behind it
+    lex.pushBack(&adapter);
+    EXPECT_EQ(adapter.length(), text.size() + 1);
+}
+
+// The tokens out of a window against those of the state machine, with tokens given back and settings changed
+// on the way.
+TEST(vnSerializeLex, ReadsTheSameInAWindowAsByteByByte)
+{
+    const vnMessageLevel level = vnMessage::getMessageLevel();
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
+    const std::string pieces[] = {"a",
+                                  "Z9_",
+                                  "0",
+                                  "0x1f",
+                                  "12",
+                                  ".",
+                                  "e",
+                                  "E+",
+                                  "-",
+                                  "+",
+                                  "/",
+                                  "//",
+                                  "*",
+                                  "/*",
+                                  "*/",
+                                  "\"",
+                                  "'",
+                                  "\\",
+                                  "[",
+                                  "]",
+                                  "\n",
+                                  "  ",
+                                  "#",
+                                  ",",
+                                  "\t",
+                                  "\xC3\xA9",
+                                  "\xE2\x82\xAC",
+                                  "\x80",
+                                  "123456789012345678901234567890"};
+    std::mt19937 random(1);
+    for (int round = 0; round < 20000; ++round)
+    {
+        std::string text;
+        for (unsigned int i = random() % 24; i > 0; --i)
+            text += pieces[random() % std::size(pieces)];
+        ByteAdapter bytes(text);
+        WindowAdapter window(text);
+        vnSerializeLex byBytes, inWindow;
+        const unsigned int budget = random() % 4 ? 1000 : random() % 30;
+        const auto both = [&](auto&& call)
+        {
+            call(byBytes, static_cast<vnSerializeAdapter&>(bytes));
+            call(inWindow, static_cast<vnSerializeAdapter&>(window));
+        };
+        both([&](vnSerializeLex& lex, vnSerializeAdapter&) { lex.setMaxScanTokens(budget); });
+        for (int step = 0; step < 60; ++step)
+        {
+            const unsigned int choice = random();
+            both(
+                [&](vnSerializeLex& lex, vnSerializeAdapter& adapter)
+                {
+                    lex.useStrings(choice >> 1 & 1);
+                    lex.useSet(choice >> 2 & 1);
+                    lex.useHashComment(choice >> 3 & 1);
+                    lex.useSlashComment(choice >> 4 & 1);
+                    lex.useComment(choice >> 5 & 1);
+                    lex.useEscape(choice >> 6 & 1);
+                    lex.usePlainIdentifier(choice >> 7 & 1);
+                    lex.useUtf8(choice >> 8 & 1);
+                    lex.useDecimalToken(choice >> 9 & 1 ? '.' : ',');
+                    lex.useHexMode((choice >> 10 & 15) == 0);
+                    lex.read(&adapter);
+                });
+            ASSERT_EQ(tokenText(byBytes), tokenText(inWindow)) << text;
+            ASSERT_EQ(byBytes.getScannedBuffer(), inWindow.getScannedBuffer()) << text;
+            ASSERT_EQ(bytes.length(), window.length()) << text;
+            if ((choice >> 16) % 4 == 0)
+                both([](vnSerializeLex& lex, vnSerializeAdapter& adapter) { lex.pushBack(&adapter); });
+            if ((choice >> 20) % 8 == 0)
+                both([](vnSerializeLex& lex, vnSerializeAdapter& adapter) { lex.qPushBack(&adapter); });
+        }
+        ASSERT_EQ(bytes.hasError(), window.hasError()) << text;
+    }
+    vnMessage::setMessageLevel(level);
 }

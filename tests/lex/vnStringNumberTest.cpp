@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnString.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+TEST(vnStringNumber, ReadsTheNumberInFront)
+{
+    constexpr vnInt64 max = std::numeric_limits<vnInt64>::max();
+    struct Row
+    {
+        const char* text;
+        vnInt64 number;
+        double real;
+    };
+    const Row rows[] = {
+        {"7", 7, 7},
+        {" \t\r\n-12abc", -12, -12},
+        {"+5 6", 5, 5},
+        {"- 5", 0, 0},
+        {"", 0, 0},
+        {"abc", 0, 0},
+        {"/*1*/2", 0, 0}, // a comment is no white space
+        {"0.5", 0, 0.5},
+        {"-2.9", -2, -2.9},
+        {"1e3", 1000, 1000},
+        {"1e", 0, 0},
+        {"0x1F", 31, 31},
+        {"010", 10, 10},
+        {"123456789012345678", 123456789012345678, 123456789012345678.0},
+        {"9223372036854775807", max, 9223372036854775808.0},
+        {"-9223372036854775807", -max, -9223372036854775808.0},
+        {"1e400", max, HUGE_VAL},
+        {"-1e400", std::numeric_limits<vnInt64>::min(), -HUGE_VAL},
+    };
+    for (const Row& row : rows)
+    {
+        EXPECT_EQ(vnString(row.text).num(), row.number) << row.text;
+        EXPECT_EQ(vnString(row.text).real(), row.real) << row.text;
+    }
+    EXPECT_EQ(vnString("1,5").real(','), 1.5);
+    EXPECT_EQ(vnString("1,5").real(), 1.0);
+    EXPECT_EQ(vnString("1,5").real(9999), 1.5);
+    EXPECT_EQ(vnString("1,5").num(), 1);
+}
+
+TEST(vnStringNumber, ReadsWordsOfTruth)
+{
+    for (const char* text : {"yes", " TRUE\n", "Yes", "1", " 12 apples"})
+        EXPECT_EQ(vnString(text).yesNo(), 1) << text;
+    for (const char* text : {"", "no", "y", "yes!", "0", "-1", "0.5"}) // 0.5 is the integer 0
+        EXPECT_EQ(vnString(text).yesNo(), 0) << text;
+}
+
+TEST(vnStringNumber, ReadsVersions)
+{
+    unsigned int parts = 0;
+    EXPECT_EQ(vnString("2.10.5").dotValue(100, &parts), 21005);
+    EXPECT_EQ(parts, 3u);
+    EXPECT_EQ(vnString("7").dotValue(100, &parts), 7);
+    EXPECT_EQ(parts, 1u);
+    EXPECT_EQ(vnString("1..x.").dotValue(10, &parts), 1000);
+    EXPECT_EQ(parts, 4u);
+    EXPECT_EQ(vnString("3.4").dotValue(1000), 3004);
+}
+
+TEST(vnStringNumber, ReadsListsOfCharacters)
+{
+    EXPECT_EQ(vnString("65,0x42,8364").convertNumListToUTF8(), "AB\xE2\x82\xAC");
+    EXPECT_EQ(vnString("65;66, x").convertNumListToUTF8(), "A;B x"); // only commas go
+    EXPECT_EQ(vnString("1.5").convertNumListToUTF8(), "1.5");
+    const vnString text("a\xC3\xA9\xE2\x82\xAC");
+    EXPECT_EQ(text.convertUTF8ToNumList("%.0f", ",").convertNumListToUTF8(), text);
+    const vnString nul = vnString("65,0,66").convertNumListToUTF8();
+    EXPECT_EQ(nul, vnString("A\0B", 3));
+}
