@@ -45,6 +45,9 @@ GOALS = (
     ("e.locks", "event: wake each other, two processors", "vnEvent", [(1.1, "std::mutex + condition_variable")],
      [(1.0, "std::mutex + condition_variable")]),
 
+    ("j.lexer", "tokens of 20 MB", "vnSerializeLex, with values", [(1.0, "Poco"), (1.0, "GScanner"), (69.0, "")],
+     [(150.0, "")]),
+
     ("l.streams", "read a 100 MB file byte by byte", "vnSerializeAdapterFile read()", [(0.5, "Poco::FileInputStream get()")],
      [(700.0, "")]),
     ("l.streams", "copy a 100 MB file in 64 KB blocks", "vnSerializeAdapterFile", [(1.0, "QFile")],

@@ -8,6 +8,7 @@ Writes, with fixed seeds (the same bytes on every machine):
   keys.txt   1,000,000 distinct short keys, one a line
   blob.bin   100 MB of mildly compressible bytes
   words.txt  20 MB of text, some 50,000 different words, the most frequent ones far ahead
+  source.txt 20 MB of C-like source text
 With --quick a hundredth of it.
 """
 import os
@@ -81,11 +82,62 @@ def words(path, size, seed):
             written += len(text)
 
 
+def sentence(rnd, low, high):
+    return " ".join(rnd.choice(WORDS) for _ in range(rnd.randint(low, high)))
+
+
+def source(path, size, seed):
+    rnd = random.Random(seed)
+    out, total = [], 0
+
+    def name():
+        return rnd.choice(WORDS) + rnd.choice(("", "_" + rnd.choice(WORDS), str(rnd.randint(0, 99))))
+
+    def number():
+        r = rnd.random()
+        if r < 0.7:
+            return str(rnd.randint(0, 99999))
+        return "%.3f" % rnd.uniform(0, 1000)
+
+    def operand():
+        r = rnd.random()
+        if r < 0.6:
+            return name()
+        if r < 0.9:
+            return number()
+        return '"%s"' % sentence(rnd, 1, 5)
+
+    ops = ("+", "-", "*", "/", "<<", ">>", "==", "!=", "<=", ">=", "&&", "||", "<", ">", "&", "|")
+    while total < size:
+        lines = ["// %s\n" % sentence(rnd, 3, 9),
+                 "int %s(int %s, int %s)\n{\n" % (name(), name(), name())]
+        for _ in range(rnd.randint(2, 12)):
+            r = rnd.random()
+            if r < 0.5:
+                lines.append("    %s = %s %s %s;\n" % (name(), operand(), rnd.choice(ops), operand()))
+            elif r < 0.7:
+                lines.append("    if (%s %s %s) { %s(%s, %s); }\n"
+                             % (name(), rnd.choice(ops), operand(), name(), operand(), operand()))
+            elif r < 0.8:
+                lines.append("    /* %s */\n" % sentence(rnd, 2, 12))
+            elif r < 0.9:
+                lines.append("    %s[%s] += %s;\n" % (name(), number(), operand()))
+            else:
+                lines.append("    while (%s) %s->%s();\n" % (name(), name(), name()))
+        lines.append("    return %s;\n}\n\n" % operand())
+        text = "".join(lines)
+        total += len(text)
+        out.append(text)
+    with open(path, "w", encoding="ascii", newline="\n") as f:
+        f.write("".join(out))
+
+
 # name, writer, size, seed
 FILES = (
     ("keys.txt", keys, 1_000_000, 15),
     ("blob.bin", blob, 100_000_000, 17),
     ("words.txt", words, 20_000_000, 19),
+    ("source.txt", source, 20_000_000, 14),
 )
 
 

@@ -15,6 +15,7 @@
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterString.h>
 #include <vnBase/vnString.h>
+#include <vnBase/vnStringTokenizer.h>
 #include <vnBase/vnThreadID.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
@@ -283,6 +284,24 @@ void useAdapters()
     EXPECT_EQ(block[0], 9);
 }
 
+void useTokens()
+{
+    std::string source =
+        "name = 12.5 /* " + std::string(100, 'c') + " */ \"" + std::string(300, 's') + "\\n\";";
+    vnSerializeAdapterMemory stream(source.data(), static_cast<unsigned int>(source.size()));
+    vnSerializeLex lex;
+    lex.useStrings(1);
+    unsigned int count = 0;
+    for (lex.read(&stream); lex.getDataType() != VN_LEX_NONE; lex.read(&stream))
+    {
+        lex.pushBack(&stream);
+        lex.read(&stream);
+        count += !lex.getData().is("void");
+    }
+    EXPECT_EQ(count, 10u);
+    EXPECT_EQ(getLexTokenDataArray(longText, 1).getSize(), 16u);
+}
+
 struct Script
 {
     const char* name;
@@ -302,6 +321,7 @@ const Script scripts[] = {
     {"profiler", useProfiler},
     {"update ids", useUpdateIDs},
     {"adapters", useAdapters},
+    {"tokens", useTokens},
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#include "vnFuzzInput.h"
+
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeLex.h>
+
+// The lexical reader with any settings over any bytes: it ends, each token is made of bytes of the stream
+// and can be given back, and what is read out of a window is what is read byte by byte. The input is four
+// bytes of settings and the text.
+
+namespace
+{
+// The same bytes, one by one.
+class Bytes : public vnSerializeAdapter
+{
+public:
+    explicit Bytes(const std::string& text) : m_text(text) {}
+
+protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        return m_next < m_text.size() ? static_cast<unsigned char>(m_text[m_next++]) : 0;
+    }
+    unsigned int length_imp() override { return static_cast<unsigned int>(m_text.size() - m_next); }
+
+private:
+    const std::string& m_text;
+    std::size_t m_next = 0;
+};
+
+void set(vnSerializeLex& lex, vnUInt64 settings)
+{
+    const auto bit = [settings](unsigned int i) { return static_cast<unsigned char>(settings >> i & 1); };
+    lex.useStrings(bit(0));
+    lex.useSet(bit(1));
+    lex.useEscape(bit(2));
+    lex.useHashComment(bit(3));
+    lex.useSlashComment(bit(4));
+    lex.useComment(bit(5));
+    lex.usePlainIdentifier(bit(6));
+    lex.useTokensOnly(bit(7) & bit(8));
+    lex.useHexMode(bit(9));
+    if (bit(10))
+        lex.useUtf8(1);
+    if (bit(11) & bit(12))
+        lex.useUnicode(1, bit(13));
+    lex.useDecimalToken(bit(14) ? vnSerializeLex::VN_DECIMAL_BOTH : '.');
+    if (bit(15))
+        lex.setMaxScanTokens(static_cast<unsigned int>(settings >> 24));
+}
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // faults of UTF-8 are told as warnings
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    vnFuzzInput input(data, size);
+    const vnUInt64 settings = input.number(4);
+    std::string text = input.rest();
+    vnSerializeAdapterMemory memory(text.data(), static_cast<unsigned int>(text.size()));
+    Bytes bytes(text);
+    const auto detects = [settings](unsigned int i) { return static_cast<unsigned char>(settings >> i & 1); };
+    vnSerializeLex inWindow(detects(16), detects(17)), byByte(detects(16), detects(17));
+    set(inWindow, settings);
+    set(byByte, settings);
+    while (true)
+    {
+        const unsigned int before = memory.length();
+        inWindow.read(&memory);
+        byByte.read(&bytes);
+        VN_FUZZ_CHECK(inWindow.getDataType() == byByte.getDataType());
+        VN_FUZZ_CHECK(inWindow.getData() == byByte.getData());
+        VN_FUZZ_CHECK(memory.length() == bytes.length());
+        VN_FUZZ_CHECK(inWindow.getScannedBuffer() == byByte.getScannedBuffer());
+        if (inWindow.getDataType() == VN_LEX_NONE)
+            return 0;
+        VN_FUZZ_CHECK(memory.length() < before);
+        const unsigned int left = memory.length();
+        const vnDynamicType value = inWindow.getData();
+        inWindow.pushBack(&memory);
+        VN_FUZZ_CHECK(memory.length() > left && memory.length() <= before);
+        inWindow.read(&memory);
+        VN_FUZZ_CHECK(inWindow.getData() == value);
+        VN_FUZZ_CHECK(memory.length() == left);
+    }
+}
