@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 
 /// Gives its bytes one by one and lays nothing open, so that each token is read character by character.
