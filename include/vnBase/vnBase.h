@@ -57,6 +57,7 @@
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
+#include <vnBase/vnSerializeArray.h>
 #include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnSerializeData.h>
 #include <vnBase/vnSerializeGUID.h>

@@ -9,8 +9,36 @@
 #include <vnBase/vnString.h>
 #include <vnBase/vnVector.h>
 
+#include <cstdint>
 #include <cstring>
-#include <memory>
+#include <utility>
+
+/// Owns an object whose destructor may throw: such an error leaves the destructor or the assignment of the
+/// owner, which holds nothing by then.
+template <class T>
+class vnDynamicOwner
+{
+public:
+    explicit vnDynamicOwner(T* object = nullptr) noexcept : m_object(object) {}
+    vnDynamicOwner(vnDynamicOwner&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
+    ~vnDynamicOwner() noexcept(false) { delete m_object; }
+    vnDynamicOwner& operator=(vnDynamicOwner&& other)
+    {
+        if (this != &other)
+            reset(std::exchange(other.m_object, nullptr));
+        return *this;
+    }
+
+    void reset(T* object = nullptr) { delete std::exchange(m_object, object); }
+    void swap(vnDynamicOwner& other) noexcept { std::swap(m_object, other.m_object); }
+    T* get() const noexcept { return m_object; }
+    T& operator*() const noexcept { return *m_object; }
+    T* operator->() const noexcept { return m_object; }
+    explicit operator bool() const noexcept { return m_object != nullptr; }
+
+private:
+    T* m_object;
+};
 
 /// Keeps the objects alive that a value names by pointer. It is never put on a stream.
 class VN_BASE_API vnDynRefList : public vnList<vnReference>, public vnSharedMemory
@@ -26,11 +54,69 @@ protected:
     void onRemoveItem(vnReference* item) override;
 };
 
-/// The payload of a value: bytes of an exact size. Up to 16 of them live in the object itself.
+/// The tag of a value. Of a fixed text of the library it only keeps the place; any other text is its own.
+class VN_BASE_API vnDynamicTypeTag
+{
+public:
+    /// "void".
+    vnDynamicTypeTag() noexcept = default;
+    explicit vnDynamicTypeTag(vnString text);
+    vnDynamicTypeTag(const vnDynamicTypeTag& other) : m_word(other.isOwn() ? copyOf(other) : other.m_word) {}
+    vnDynamicTypeTag(vnDynamicTypeTag&& other) noexcept : m_word(std::exchange(other.m_word, 0)) {}
+    ~vnDynamicTypeTag()
+    {
+        if (isOwn())
+            release();
+    }
+    vnDynamicTypeTag& operator=(const vnDynamicTypeTag& other)
+    {
+        vnDynamicTypeTag(other).swap(*this);
+        return *this;
+    }
+    vnDynamicTypeTag& operator=(vnDynamicTypeTag&& other) noexcept
+    {
+        vnDynamicTypeTag(std::move(other)).swap(*this);
+        return *this;
+    }
+
+    /// The tag of a text that lives to the end of the process.
+    static vnDynamicTypeTag ofFixed(const vnString& text) noexcept
+    {
+        vnDynamicTypeTag tag;
+        tag.m_word = reinterpret_cast<std::uintptr_t>(&text);
+        return tag;
+    }
+
+    const vnString& getText() const noexcept
+    {
+        return m_word ? *reinterpret_cast<const vnString*>(m_word & ~VN_OWN) : voidText();
+    }
+
+    /// By the rules of texts, so that an equal plain text is interned.
+    bool operator==(const vnDynamicTypeTag& other) const
+    {
+        return m_word == other.m_word || getText() == other.getText();
+    }
+
+    void swap(vnDynamicTypeTag& other) noexcept { std::swap(m_word, other.m_word); }
+
+private:
+    static constexpr std::uintptr_t VN_OWN = 1;
+
+    bool isOwn() const noexcept { return m_word & VN_OWN; }
+    static std::uintptr_t copyOf(const vnDynamicTypeTag& other);
+    void release() noexcept;
+    static const vnString& voidText() noexcept;
+
+    // The address of the text, 0 for "void". The lowest bit is set when the text belongs to the tag.
+    std::uintptr_t m_word = 0;
+};
+
+/// The payload of a value: bytes of an exact size. Up to 56 of them live in the object itself.
 class VN_BASE_API vnDynamicPayload
 {
 public:
-    static constexpr unsigned int VN_INLINE_SIZE = 16;
+    static constexpr unsigned int VN_INLINE_SIZE = 56;
 
     vnDynamicPayload() noexcept {}
     vnDynamicPayload(const void* bytes, unsigned int size)
@@ -38,8 +124,18 @@ public:
         if (size)
             std::memcpy(resize(size), bytes, size);
     }
-    vnDynamicPayload(const vnDynamicPayload& other) : vnDynamicPayload(other.data(), other.m_size) {}
-    vnDynamicPayload(vnDynamicPayload&& other) noexcept { steal(other); }
+    vnDynamicPayload(const vnDynamicPayload& other)
+    {
+        if (other.isInline())
+            take(other); // a copy of fixed size needs no call
+        else
+            std::memcpy(resize(other.m_size), other.m_block, other.m_size);
+    }
+    vnDynamicPayload(vnDynamicPayload&& other) noexcept
+    {
+        take(other);
+        other.m_size = 0;
+    }
     ~vnDynamicPayload() { release(); }
     vnDynamicPayload& operator=(const vnDynamicPayload& other);
     vnDynamicPayload& operator=(vnDynamicPayload&& other) noexcept
@@ -47,7 +143,8 @@ public:
         if (this != &other)
         {
             release();
-            steal(other);
+            take(other);
+            other.m_size = 0;
         }
         return *this;
     }
@@ -98,11 +195,10 @@ private:
         if (!isInline())
             vn_delete(m_block);
     }
-    void steal(vnDynamicPayload& other) noexcept
+    void take(const vnDynamicPayload& other) noexcept
     {
-        m_size = other.m_size;
         std::memcpy(m_bytes, other.m_bytes, sizeof m_bytes);
-        other.m_size = 0;
+        m_size = other.m_size;
     }
 
     union
@@ -154,10 +250,19 @@ public:
     /// Wide text goes through a `vnString`.
     vnDynamicType(const char16_t* value) = delete;
     vnDynamicType(const vnDynamicType& other);
-    vnDynamicType(vnDynamicType&& other) noexcept;
-    ~vnDynamicType() noexcept(false) override;
+
+    /// Leaves the other "void".
+    vnDynamicType(vnDynamicType&& other) noexcept
+        : vnSerializeData(), vnTypeInterface(), m_tag(std::move(other.m_tag)),
+          m_data(std::move(other.m_data)), m_references(std::move(other.m_references))
+    {
+    }
+
+    /// Letting go of the last reference to an object whose destructor throws, here and in what follows, ends
+    /// in that error, with the work done.
+    ~vnDynamicType() noexcept(false) override = default;
     vnDynamicType& operator=(const vnDynamicType& other);
-    vnDynamicType& operator=(vnDynamicType&& other) noexcept;
+    vnDynamicType& operator=(vnDynamicType&& other);
 
     VN_TYPE(vnDynamicType)
 
@@ -168,13 +273,14 @@ public:
 
     /// Reads a value; its references are gone. A size beyond what the stream holds ends with the data, and no
     /// memory is taken ahead of the data. A tag whose id `vnUniqueString::getStreamText` refuses sets the
-    /// error of the adapter, and the value is void.
+    /// error of the adapter, and the value is void; within another value it posts a Warning. The value stays
+    /// as it was when the adapter throws.
     void read(vnSerializeAdapter* adapter) override;
     void pushBack(vnSerializeAdapter* adapter) override;
     unsigned int getDataSize(vnSerializeAdapter* adapter) const override;
 
-    const vnString& getDynamicType() const noexcept { return m_tag; }
-    unsigned char is(const vnString& tag) const { return m_tag == tag; }
+    const vnString& getDynamicType() const noexcept { return m_tag.getText(); }
+    unsigned char is(const vnString& tag) const { return m_tag.getText() == tag; }
 
     /// A copy of the payload.
     vnArray<unsigned char> getDynamicData() const
@@ -216,10 +322,13 @@ public:
 protected:
     /// For the classes of further tags.
     vnDynamicType(const vnString& tag, vnDynamicPayload&& payload) : m_tag(tag), m_data(std::move(payload)) {}
+    vnDynamicType(vnDynamicTypeTag&& tag, vnDynamicPayload&& payload) noexcept
+        : m_tag(std::move(tag)), m_data(std::move(payload))
+    {
+    }
 
-    /// Answers `source`, or throws unless it has the tag, naming the class in the error.
-    static const vnDynamicType& checked(const vnDynamicType& source, const vnString& tag,
-                                        const char* className);
+    /// Answers `source`, or throws with `format` and its tag unless that is `tag`.
+    static const vnDynamicType& checked(const vnDynamicType& source, const vnString& tag, const char* format);
 
     /// For `vnDynamicTypeCustom`: the check of its tag, and its data through an adapter over the payload.
     static const vnDynamicType& checkedCustom(const vnDynamicType& source, const vnString& tag);
@@ -233,9 +342,9 @@ protected:
     /// Appends the references of `other` to this value's.
     void appendReferences(const vnDynamicType& other);
 
-    vnString m_tag;
+    vnDynamicTypeTag m_tag;
     vnDynamicPayload m_data;
-    std::unique_ptr<vnDynRefList> m_references; // made on first need
+    vnDynamicOwner<vnDynRefList> m_references; // made on first need
 
 private:
     friend class vnDynamicWire;
@@ -307,6 +416,9 @@ public:
 
     vnArray<vnDynamicType> getArray() const;
     operator vnArray<vnDynamicType>() const { return getArray(); }
+
+private:
+    vnDynamicTypeArray(const vnDynamicType* elements, unsigned int count);
 };
 
 /// The constant values; each lives to the end of the process.

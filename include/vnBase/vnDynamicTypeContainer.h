@@ -5,8 +5,6 @@
 #include <vnBase/vnRefData.h>
 #include <vnBase/vnRefDict.h>
 
-#include <memory>
-
 /// What happened to the attributes of a container, or to the user data of an object.
 enum vnDynamicTypeEvent : unsigned int
 {
@@ -66,8 +64,9 @@ private:
 /// write equal bytes. With the default of one bucket every look-up walks one list: who has many attributes
 /// gives a bucket count.
 ///
-/// Copies are deep; the references of values are shared. On a stream a container that never had an attribute
-/// takes no bytes at all, and one that was emptied takes eight.
+/// Copies are deep; the references of values are shared. A container that was moved from is as a new one. On
+/// a stream a container that never had an attribute takes no bytes at all, and one that was emptied takes
+/// eight.
 ///
 /// Thread-safety: none, also not for two readers, as a look-up remembers what it found.
 class VN_BASE_API vnDynamicTypeContainer : public vnSerializeData
@@ -79,7 +78,11 @@ public:
     /// `entries` is the count of buckets; 0 becomes 1.
     explicit vnDynamicTypeContainer(unsigned int entries = 1) noexcept : m_entries(entries ? entries : 1) {}
     vnDynamicTypeContainer(const vnDynamicTypeContainer& other);
+    vnDynamicTypeContainer(vnDynamicTypeContainer&& other) noexcept;
+
+    /// Iterators over this container have to be reset behind it.
     vnDynamicTypeContainer& operator=(const vnDynamicTypeContainer& other);
+    vnDynamicTypeContainer& operator=(vnDynamicTypeContainer&& other);
     ~vnDynamicTypeContainer() noexcept(false) override;
 
     /// Little-endian: the magic word 0xFEBFCD07 and the count, 4 bytes each, then for each attribute its name
@@ -87,8 +90,9 @@ public:
     void write(vnSerializeAdapter* adapter) override;
 
     /// A stream that does not go on with the magic word leaves the container as it was, and loses no byte.
-    /// Otherwise the attributes are replaced by those of the stream. An error of the adapter on the way
-    /// throws `vnWarningError`; the attributes that were read whole stay.
+    /// Otherwise the attributes are replaced by those of the stream. An error of the adapter on the way, also
+    /// one that it had before, throws `vnWarningError`; the attributes that were read whole stay. So does a
+    /// stream that ends before its last attribute, or counts more of them than the limit allows.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Not possible: throws `vnWarningError`.
@@ -114,10 +118,16 @@ public:
         return m_attributes ? m_attributes->getCount() : 0;
     }
 
+    /// The most attributes that a read accepts; 0, as at the start, for any number. For streams from outside.
+    /// Copies take the limit over.
+    void setReadLimit(unsigned int limit) noexcept { m_readLimit = limit; }
+    unsigned int getReadLimit() const noexcept { return m_readLimit; }
+
     /// "cont".
     static const vnString& getDataTag();
 
 private:
+    friend class vnDynamicTypeContainerConstIterator;
     friend class vnDynamicTypeContainerIterator;
 
     class Attributes : public Dictionary, public vnSharedMemory
@@ -127,34 +137,36 @@ private:
     };
 
     Dictionary& attributes();
-    void testError(vnSerializeAdapter* adapter) const;
+    void readAttribute(vnSerializeAdapter* adapter);
 
     unsigned int m_entries;
-    std::unique_ptr<Attributes> m_attributes; // made for the first attribute
+    unsigned int m_readLimit = 0;
+    vnDynamicOwner<Attributes> m_attributes; // made for the first attribute
 };
 
 /// Walks over the attributes whose names start with a prefix, in the order of the container.
 ///
-///     vnDynamicTypeContainerIterator iterator(container, "color.");
+///     vnDynamicTypeContainerConstIterator iterator(container, "color.");
 ///     vnString name;
-///     while (vnDynamicType* value = iterator(&name))
+///     while (const vnDynamicType* value = iterator(&name))
 ///         ...
 ///
 /// The container must outlive the iterator, and may be changed meanwhile only by setting attributes that are
-/// there and by `remove`.
-class VN_BASE_API vnDynamicTypeContainerIterator
+/// there and by the iterator. Until the first call it may be changed in any way.
+class VN_BASE_API vnDynamicTypeContainerConstIterator
 {
 public:
-    vnDynamicTypeContainerIterator(vnDynamicTypeContainer& container, const vnString& prefix = vnString());
-    vnDynamicTypeContainerIterator(const vnDynamicTypeContainerIterator&) = delete;
-    vnDynamicTypeContainerIterator& operator=(const vnDynamicTypeContainerIterator&) = delete;
+    explicit vnDynamicTypeContainerConstIterator(const vnDynamicTypeContainer& container,
+                                                 const vnString& prefix = vnString());
+    vnDynamicTypeContainerConstIterator(const vnDynamicTypeContainerConstIterator&) = delete;
+    vnDynamicTypeContainerConstIterator& operator=(const vnDynamicTypeContainerConstIterator&) = delete;
 
     /// The next value, and its name to `name` if that is not null; null at the end, which changes no name.
-    vnDynamicType* operator()(vnString* name = nullptr);
+    const vnDynamicType* operator()(vnString* name = nullptr) { return next(name); }
 
     /// What the last call found; null, or the empty name, before the first, at the end and after `remove`.
-    vnDynamicType* current() const;
-    vnDynamicTypeContainer::Value* currentItem() const;
+    const vnDynamicType* current() const;
+    const vnDynamicTypeContainer::Value* currentItem() const;
     vnString currentName() const;
 
     /// Starts again. A container that had no attributes ever when the iterator was made stays at its end.
@@ -163,14 +175,45 @@ public:
     /// Holds for the names that come next.
     void setPrefix(const vnString& prefix) { m_prefix = prefix; }
 
-    /// Removes the current attribute, behind its event; the next call goes on with the one that follows.
-    void remove();
+protected:
+    vnDynamicType* next(vnString* name);
+    vnDynamicTypeContainer::Value* item() const;
+    void removeCurrent();
 
 private:
     using DictIterator = vnDynamicTypeContainer::Dictionary::Iterator;
 
-    vnDynamicTypeContainer& m_container;
+    enum State
+    {
+        VN_AT_START,
+        VN_ON_ITEM,     // the dictionary's iterator stands on what was delivered last
+        VN_BEFORE_NEXT, // it stands on what comes next, or at its end
+        VN_WITHOUT      // there was no dictionary
+    };
+
+    const vnDynamicTypeContainer& m_container;
     vnString m_prefix;
-    std::unique_ptr<DictIterator> m_iterator; // null for a container without a dictionary
-    bool m_isOnItem = false;                  // the iterator stands on what was delivered last
+    DictIterator m_iterator;
+    State m_state;
+};
+
+/// The same with access to the values, and removal.
+class VN_BASE_API vnDynamicTypeContainerIterator : public vnDynamicTypeContainerConstIterator
+{
+public:
+    explicit vnDynamicTypeContainerIterator(vnDynamicTypeContainer& container,
+                                            const vnString& prefix = vnString())
+        : vnDynamicTypeContainerConstIterator(container, prefix), m_container(container)
+    {
+    }
+
+    vnDynamicType* operator()(vnString* name = nullptr) { return next(name); }
+    vnDynamicType* current() const;
+    vnDynamicTypeContainer::Value* currentItem() const { return item(); }
+
+    /// Removes the current attribute, behind its event; the next call goes on with the one that follows.
+    void remove();
+
+private:
+    vnDynamicTypeContainer& m_container;
 };

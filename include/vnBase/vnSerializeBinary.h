@@ -29,7 +29,10 @@ public:
         if constexpr (std::is_pointer_v<T>)
             return static_cast<Wire>(reinterpret_cast<std::uintptr_t>(value));
         else if constexpr (std::is_enum_v<T>)
+        {
+            static_assert(sizeof(T) <= sizeof(Wire), "enumerations travel as 32 bits");
             return static_cast<Wire>(value);
+        }
         else
         {
             static_assert(std::is_arithmetic_v<T> && sizeof(Wire) == sizeof(T));
@@ -44,7 +47,13 @@ public:
         if constexpr (std::is_pointer_v<T>)
             return reinterpret_cast<T>(static_cast<std::uintptr_t>(wire));
         else if constexpr (std::is_enum_v<T>)
-            return static_cast<T>(wire);
+        {
+            // By its bytes: a cast is not defined for what no enumerator has room for.
+            const auto number = static_cast<std::underlying_type_t<T>>(wire);
+            T value;
+            std::memcpy(&value, &number, sizeof value);
+            return value;
+        }
         else
         {
             T value;

@@ -9,6 +9,8 @@
 class VN_BASE_API vnVarUInt64 : public vnSerializeData
 {
 public:
+    static constexpr unsigned int VN_MAX_SIZE = 9;
+
     vnVarUInt64(vnUInt64 value = 0) noexcept : m_value(value) {}
 
     vnUInt64 getValue() const noexcept { return m_value; }
@@ -27,10 +29,15 @@ public:
     void pushBack(vnSerializeAdapter* adapter) override;
     unsigned int getDataSize(vnSerializeAdapter* adapter) const override;
 
+    /// The same for plain memory: writes up to `VN_MAX_SIZE` bytes and returns how many.
+    static unsigned int encode(vnUInt64 value, unsigned char* to) noexcept;
+
+    /// Reads a value, or what there is of it before `end`, and moves `from` over it.
+    static vnUInt64 decode(const unsigned char*& from, const unsigned char* end) noexcept;
+
+    /// The bytes that `encode` writes.
+    static unsigned int sizeOf(vnUInt64 value) noexcept;
+
 private:
-    static constexpr unsigned int VN_MAX_SIZE = 9;
-
-    unsigned int encode(unsigned char* bytes) const noexcept;
-
     vnUInt64 m_value;
 };

@@ -57,3 +57,39 @@ std::string faultOf(const Call& call)
     }
     return std::string();
 }
+
+/// A source of unknown length. It fails once `failing` bytes were read.
+class UnknownLength : public vnSerializeAdapter
+{
+public:
+    explicit UnknownLength(const Bytes& bytes, std::size_t failing = ~std::size_t(0))
+        : m_bytes(bytes), m_failing(failing)
+    {
+    }
+    unsigned char isAtEnd() const { return m_next == m_bytes.size(); }
+
+protected:
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        if (m_next >= m_failing)
+            vnExceptionThrows::vnThrowWarning("source failed");
+        if (!isAtEnd())
+            return m_bytes[m_next++];
+        setError("read beyond end");
+        return 0;
+    }
+    unsigned char hasData_imp() override { return !isAtEnd(); }
+
+private:
+    Bytes m_bytes;
+    std::size_t m_failing;
+    std::size_t m_next = 0;
+};
+
+/// An object that throws when it goes.
+class ThrowsOnDestruction : public vnReference
+{
+public:
+    ~ThrowsOnDestruction() noexcept(false) override { vnExceptionThrows::vnThrowWarning("gone"); }
+};

@@ -2,7 +2,10 @@
 #include <vnBase/vnDynamicTypeContainer.h>
 
 #include <vnBase/vnRefPointer.h>
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
 
+#include "../serialize/vnTempFolder.h"
 #include "vnDynamicTestHelp.h"
 
 #include <algorithm>
@@ -119,18 +122,31 @@ TEST(vnDynamicTypeContainer, ReadsWhatItWroteAndReplacesWhatItHad)
 
 TEST(vnDynamicTypeContainer, LeavesAStreamWithoutContainerAlone)
 {
-    for (const Bytes& bytes : {Bytes(), Bytes{7}, Bytes{0x07, 0xCD, 0xBF}, Bytes{1, 2, 3, 4, 5}})
+    const Bytes streams[] = {
+        {}, {7}, {0x07, 0xCD}, {0x07, 0xCD, 0xBF}, {1, 2, 3, 4, 5}, {0x07, 0xCD, 0xBF, 0xFF}};
+    for (Bytes bytes : streams)
     {
-        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-        put(adapter, bytes);
-        vnDynamicTypeContainer container;
-        container.setAttribute("a", 1.0);
-        container.read(&adapter);
-        EXPECT_TRUE(container.hasAttribute("a"));
-        EXPECT_FALSE(adapter.hasError());
-        ASSERT_EQ(adapter.length(), bytes.size());
-        for (const unsigned char byte : bytes)
-            EXPECT_EQ(adapter.read(), byte);
+        vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+        put(queue, bytes);
+        vnSerializeAdapterMemory memory(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        vnTempFolder folder;
+        const vnString path = folder.write("stream", std::string(bytes.begin(), bytes.end()));
+        vnSerializeAdapterFile file(path, VN_SERIALIZE_INPUT, 0, 0);
+        UnknownLength unknown(bytes);
+        for (vnSerializeAdapter* adapter :
+             {static_cast<vnSerializeAdapter*>(&queue), static_cast<vnSerializeAdapter*>(&memory),
+              static_cast<vnSerializeAdapter*>(&file), static_cast<vnSerializeAdapter*>(&unknown)})
+        {
+            vnDynamicTypeContainer container;
+            container.setAttribute("a", 1.0);
+            container.read(adapter);
+            EXPECT_TRUE(container.hasAttribute("a"));
+            EXPECT_FALSE(adapter->hasError());
+            Bytes left;
+            while (adapter->hasData())
+                left.push_back(adapter->read());
+            EXPECT_EQ(left, bytes);
+        }
     }
 }
 
@@ -217,4 +233,154 @@ TEST(vnDynamicTypeContainerIterator, VisitsThePrefixAndGoesOnBehindARemoval)
     iterator.reset();
     EXPECT_NE(iterator(), nullptr);
     EXPECT_EQ(container.getNumberOfAttributes(), 3u);
+}
+
+TEST(vnDynamicTypeContainer, RefusesAnErrorThatWasThereBefore)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, {0x07, 0xCD, 0xBF, 0xFE, 0, 0, 0, 0});
+    adapter.setError("earlier");
+    vnDynamicTypeContainer container;
+    container.setAttribute("a", 1.0);
+    EXPECT_THROW(container.read(&adapter), vnWarningError);
+    EXPECT_TRUE(container.hasAttribute("a"));
+}
+
+TEST(vnDynamicTypeContainer, AcceptsNoMoreAttributesThanItsLimit)
+{
+    const Bytes two{0x07, 0xCD, 0xBF, 0xFE, 2, 0, 0, 0, 'a', 0, 0xFC, 2, 0, 1, 5, 'b', 0, 0xFC, 2, 0, 1, 6};
+    for (const unsigned int limit : {0u, 2u, 1u})
+    {
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+        put(adapter, two);
+        vnDynamicTypeContainer container;
+        container.setReadLimit(limit);
+        if (limit == 1)
+        {
+            EXPECT_THROW(container.read(&adapter), vnWarningError);
+            EXPECT_EQ(adapter.getError(), "Container with too many attributes");
+        }
+        else
+        {
+            container.read(&adapter);
+            EXPECT_EQ(container.getNumberOfAttributes(), 2u);
+        }
+    }
+}
+
+TEST(vnDynamicTypeContainer, KeepsEqualAndEmptyNamesOfAStream)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    const Bytes bytes{0x07, 0xCD, 0xBF, 0xFE, 3, 0, 0, 0,   0, 0xFC, 2, 0, 1, 4,
+                      'n',  0,    0xFC, 2,    0, 1, 5, 'n', 0, 0xFC, 2, 0, 1, 6};
+    put(adapter, bytes);
+    vnDynamicTypeContainer container;
+    container.read(&adapter);
+    EXPECT_EQ(container.getNumberOfAttributes(), 3u);
+    EXPECT_EQ(container.getAttribute("").getNumber(), 4.0);
+    EXPECT_EQ(container.getAttribute("n").getNumber(), 5.0); // the first one
+    EXPECT_EQ(written(container), bytes);
+    EXPECT_TRUE(container.removeAttribute("n"));
+    EXPECT_EQ(container.getAttribute("n").getNumber(), 6.0);
+}
+
+TEST(vnDynamicTypeContainer, ThrowsForAPayloadThatIsCut)
+{
+    const vnDynamicTypeCustom<vnDynamicTypeContainer> cut(
+        readFrom({0xFC, 11, 0, 10, 0x07, 0xCD, 0xBF, 0xFE, 1, 0, 0, 0, 'n', 0}));
+    EXPECT_THROW(cut.getData(), vnWarningError);
+}
+
+TEST(vnDynamicTypeContainer, MovesItsAttributes)
+{
+    vnDynamicTypeContainer source(7);
+    source.setAttribute("a", 1.0);
+    vnDynamicTypeContainer moved(std::move(source));
+    EXPECT_EQ(written(source), Bytes());
+    source.setAttribute("b", 2.0);
+    source = std::move(moved);
+    EXPECT_TRUE(source.hasAttribute("a"));
+    EXPECT_FALSE(source.hasAttribute("b"));
+}
+
+TEST(vnDynamicTypeContainer, ReplacesAValueBeforeItsObjectThrows)
+{
+    vnDynamicTypeContainer container;
+    container.setAttribute("a", vnDynamicType(new ThrowsOnDestruction));
+    EXPECT_THROW(container.setAttribute("a", 1.0), vnWarningError);
+    EXPECT_EQ(container.getAttribute("a").getNumber(), 1.0);
+    container.setAttribute("a", vnDynamicType(new ThrowsOnDestruction));
+    EXPECT_THROW(container = vnDynamicTypeContainer(), vnWarningError);
+    EXPECT_EQ(written(container), Bytes());
+}
+
+TEST(vnDynamicTypeContainer, ReadsOnWhenAHandlerReplacesIt)
+{
+    class Replacing : public vnDynamicTypeContainer
+    {
+    public:
+        void onAttributeEvent(vnDynamicTypeEvent, const vnString& name) override
+        {
+            if (name == "a")
+                vnDynamicTypeContainer::operator=(vnDynamicTypeContainer());
+        }
+    };
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, {0x07, 0xCD, 0xBF, 0xFE, 2, 0, 0, 0, 'a', 0, 0xFC, 2, 0, 1, 5, 'b', 0, 0xFC, 2, 0, 1, 6});
+    Replacing container;
+    container.read(&adapter);
+    EXPECT_FALSE(container.hasAttribute("a"));
+    EXPECT_EQ(container.getAttribute("b").getNumber(), 6.0);
+}
+
+TEST(vnDynamicTypeCustom, CutsThePayloadToWhatWasWritten)
+{
+    class Boastful : public vnSerializeData
+    {
+    public:
+        static const vnString& getDataTag()
+        {
+            static const vnString tag("boast");
+            return tag;
+        }
+        void write(vnSerializeAdapter* adapter) override { adapter->write('x'); }
+        void read(vnSerializeAdapter*) override {}
+        void pushBack(vnSerializeAdapter*) override {}
+        unsigned int getDataSize(vnSerializeAdapter*) const override { return 100; }
+    };
+    EXPECT_EQ(payloadOf(vnDynamicTypeCustom<Boastful>(Boastful())), (Bytes{'x'}));
+}
+
+TEST(vnDynamicTypeContainerIterator, BeginsAtItsFirstCall)
+{
+    vnDynamicTypeContainer never;
+    vnDynamicTypeContainerIterator none(never);
+    vnDynamicTypeContainer emptied;
+    emptied.setAttribute("a", 1.0);
+    emptied.removeAllAttributes();
+    vnDynamicTypeContainerIterator later(emptied);
+    never.setAttribute("b", 1.0);
+    emptied.setAttribute("b", 1.0);
+    EXPECT_EQ(none(), nullptr); // there was nothing to walk when it was made
+    none.reset();
+    EXPECT_EQ(none(), nullptr);
+    EXPECT_NE(later(), nullptr);
+    emptied = vnDynamicTypeContainer();
+    later.reset();
+    EXPECT_EQ(later(), nullptr);
+}
+
+TEST(vnDynamicTypeContainerConstIterator, WalksAConstantContainer)
+{
+    vnDynamicTypeContainer container;
+    container.setAttribute("a", 1.0);
+    container.setAttribute("b", 2.0);
+    const vnDynamicTypeContainer& constant = container;
+    vnDynamicTypeContainerConstIterator iterator(constant, "b");
+    vnString name;
+    const vnDynamicType* value = iterator(&name);
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(name, "b");
+    EXPECT_EQ(iterator.current(), value);
+    EXPECT_EQ(iterator(), nullptr);
 }

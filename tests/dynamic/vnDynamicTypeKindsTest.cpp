@@ -3,6 +3,7 @@
 
 #include <vnBase/vnRefData.h>
 #include <vnBase/vnRefPointer.h>
+#include <vnBase/vnSerializeArray.h>
 
 #include "vnDynamicTestHelp.h"
 
@@ -68,7 +69,12 @@ TEST(vnDynamicTypeTimeTagged, HoldsOneValueAndItsTime)
     EXPECT_EQ(payloadOf(five), (Bytes{0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 0xFC, 2, 0, 1, 5}));
     const vnDynamicTypeTimeTagged cut(readFrom({0xFC, 19, 0, 2, 1, 2}));
     EXPECT_EQ(cut.getTimeTag(), 0.0);
-    EXPECT_TRUE(cut.getData() == vnDynamicVoid());
+    // Without bytes of a value it has no tag, as one read from a stream that has ended.
+    EXPECT_EQ(cut.getData().getDynamicType(), "");
+    EXPECT_EQ(vnDynamicTypeTimeTagged(readFrom({0xFC, 19, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}))
+                  .getData()
+                  .getDynamicType(),
+              "");
 }
 
 TEST(vnDynamicTypeArray, HoldsItsElementsAsBytes)
@@ -112,4 +118,28 @@ TEST(vnDynamicTypeArray, EndsWithThePayloadWhenTheCountLies)
     };
     for (const auto& [bytes, count] : cases)
         EXPECT_EQ(vnDynamicTypeArray(readFrom(bytes)).getArray().getSize(), count);
+}
+
+TEST(vnSerializeArray, IsThePayloadOfAnArray)
+{
+    vnSerializeArray<vnDynamicType> items;
+    items.append(vnDynamicType(5.0));
+    items.append(vnDynamicType("hi"));
+    const Bytes bytes{2, 0xFC, 2, 0, 1, 5, 0xFC, 0, 0, 2, 0x68, 0x69};
+    EXPECT_EQ(written(items), bytes);
+    EXPECT_EQ(payloadOf(vnDynamicTypeArray(items)), bytes);
+
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    adapter.write('!');
+    items.pushBack(&adapter);
+    vnSerializeArray<vnDynamicType> again;
+    again.append(vnDynamicType(1.0));
+    again.read(&adapter);
+    EXPECT_EQ(written(again), bytes);
+    EXPECT_EQ(adapter.read(), '!');
+
+    put(adapter, {0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0xFC, 2, 0, 1, 5}); // a count that lies
+    again.read(&adapter);
+    ASSERT_EQ(again.getSize(), 1u);
+    EXPECT_EQ(again[0].getNumber(), 5.0);
 }

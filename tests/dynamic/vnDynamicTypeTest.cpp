@@ -252,3 +252,109 @@ TEST(vnDynamicType, InternsUnknownIdsUnlessTheyAreRefused)
     }
     vnUniqueString::setRefuseUnknownIds(0);
 }
+
+TEST(vnDynamicType, RefusesUnknownIdsInsideOfValuesWithAWarning)
+{
+    vnUniqueString::setRefuseUnknownIds(1);
+    {
+        Recorder recorder;
+        const vnDynamicTypeArray array = readFrom({0xFC, 7, 0, 6, 1, 0xFC, 0x32, 0x75, 1, 9});
+        ASSERT_EQ(array.getArray().getSize(), 1u);
+        EXPECT_TRUE(array.getArray()[0] == vnDynamicVoid());
+        const Lines lines = recorder.take();
+        ASSERT_EQ(lines.size(), 2u); // once for each reading
+        EXPECT_NE(lines[0].find("|4000|Unknown unique string id 30003"), std::string::npos);
+    }
+    vnUniqueString::setRefuseUnknownIds(0);
+}
+
+TEST(vnDynamicType, ReadsTheSameFromAnySource)
+{
+    Bytes large{0xFC, 0, 0, 0x90, 0x4E}; // 10000 bytes
+    large.resize(large.size() + 10000, 'x');
+    const Bytes values[] = {
+        {0xFC, 2, 0, 1, 5}, {'a', 'b', 0, 2, 8, 9}, {0xFC, 0xFF, 0xFF, 0xFC, 0, 1, 7}, large};
+    for (Bytes bytes : values)
+        for (const std::size_t cut : {bytes.size(), bytes.size() - 1, std::size_t(2)})
+        {
+            bytes.resize(cut);
+            UnknownLength byByte(bytes);
+            vnDynamicType expected;
+            expected.read(&byByte);
+            UnknownLength unknown(bytes);
+            unknown.pushBack(unknown.read());
+            vnSerializeAdapterMemory memory(bytes.data(), static_cast<unsigned int>(cut));
+            vnSerializeAdapterMemory window(bytes.data(), static_cast<unsigned int>(cut));
+            window.pushBack(window.read()); // closed again by the push-back
+            for (vnSerializeAdapter* adapter :
+                 {static_cast<vnSerializeAdapter*>(&unknown), static_cast<vnSerializeAdapter*>(&memory),
+                  static_cast<vnSerializeAdapter*>(&window)})
+            {
+                vnDynamicType value(1.0);
+                value.read(adapter);
+                EXPECT_TRUE(value == expected) << cut;
+                EXPECT_FALSE(adapter->hasData());
+            }
+        }
+}
+
+TEST(vnDynamicType, StaysAsItWasWhenTheSourceThrows)
+{
+    vnRefPointer<Object> object(new Object(1));
+    const Bytes bytes{'a', 'b', 'c', 0, 3, 7, 8, 9};
+    for (std::size_t failing = 0; failing < bytes.size(); ++failing)
+    {
+        UnknownLength source(bytes, failing);
+        vnDynamicType value(object.get());
+        EXPECT_THROW(value.read(&source), vnWarningError);
+        EXPECT_TRUE(value == vnDynamicType(object.get())) << failing;
+        EXPECT_EQ(value.getReference(), object.get());
+    }
+}
+
+TEST(vnDynamicType, ReplacesItsReferenceBeforeTheObjectThrows)
+{
+    vnDynamicType value(new ThrowsOnDestruction);
+    EXPECT_THROW(value = vnDynamicType(5.0), vnWarningError);
+    EXPECT_EQ(value.getNumber(), 5.0);
+    EXPECT_FALSE(value.hasDynamicReferences());
+    value = vnDynamicType(new ThrowsOnDestruction);
+    EXPECT_THROW(value.reset(), vnWarningError);
+    EXPECT_TRUE(value == vnDynamicVoid());
+    EXPECT_THROW(vnDynamicType last(new ThrowsOnDestruction), vnWarningError);
+
+    // The other objects of the list go as well.
+    vnRefPointer<Object> object(new Object(1));
+    {
+        vnDynamicType several(new ThrowsOnDestruction);
+        several.getDynamicReferences().append(object.get());
+        EXPECT_THROW(several = vnDynamicType(), vnWarningError);
+    }
+    EXPECT_EQ(object->getRef(), 1u);
+}
+
+TEST(vnDynamicType, GivesTheReferenceOnceThereIsAList)
+{
+    vnRefPointer<Object> object(new Object(1));
+    vnDynamicType source(object.get());
+    vnDynamicType travelled = readFrom(written(source));
+    EXPECT_TRUE(travelled.getDynamicReferences().isEmpty()); // makes the list
+    EXPECT_EQ(travelled.getReference(), object.get());
+    EXPECT_FALSE(travelled.hasDynamicReferences());
+    EXPECT_EQ(vnDynamicType(travelled).getReference(), nullptr); // an empty list is not copied
+}
+
+TEST(vnDynamicType, CopiesAndMovesTagsOfItsOwn)
+{
+    const vnDynamicType source = readFrom({'a', 'b', 'c', 0, 1, 7});
+    vnDynamicType copy(source);
+    vnDynamicType moved(std::move(copy));
+    EXPECT_TRUE(copy == vnDynamicVoid());
+    EXPECT_TRUE(moved == source);
+    copy = moved;
+    moved = vnDynamicType(1.0);
+    EXPECT_EQ(copy.getDynamicType(), "abc");
+    EXPECT_EQ(moved.getDynamicType(), "num");
+    copy = *&copy;
+    EXPECT_EQ(copy.getDynamicType(), "abc");
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeString.h>
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
@@ -137,6 +138,53 @@ TEST(vnSerializeStringWide, ReadsALastByteAsHalfAUnit)
     EXPECT_EQ(item.getText(), "abc");
 }
 
+TEST(vnSerializeStringWide, ReadsTheHighHalfOfALastBigEndianUnit)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
+    put(adapter, "\0a\x01"s);
+    vnSerializeStringWide item(0, 1);
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "a\xC4\x80"); // U+0100
+}
+
+TEST(vnSerializeStringWide, WrapsItsIndexBeyondTheLongestText)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    for (unsigned int i = 0; i < 65536 + 3; ++i)
+        put(adapter, i < 65536 ? "a\0"s : "z\0"s);
+    put(adapter, "\0\0!"s);
+    vnSerializeStringWide item;
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "zzz");
+    EXPECT_EQ(drained(adapter), "!");
+}
+
+TEST(vnSerializeStringWide, KeepsItsTextWhenTheSourceReadsOneToo)
+{
+    class Nested : public vnSerializeAdapter
+    {
+    protected:
+        void write_imp(unsigned char) override {}
+        unsigned char read_imp() override { return static_cast<unsigned char>(m_bytes[m_next++]); }
+        unsigned char hasData_imp() override
+        {
+            vnSerializeAdapterQueue other(VN_QUEUE_FIFO);
+            put(other, "x\0y\0z\0"s);
+            vnSerializeStringWide item;
+            item.read(&other);
+            return m_next < m_bytes.size();
+        }
+
+    private:
+        std::string m_bytes = "a\0b\0c\0\0\0"s;
+        std::size_t m_next = 0;
+    };
+    Nested adapter;
+    vnSerializeStringWide item;
+    item.read(&adapter);
+    EXPECT_EQ(item.getText(), "abc");
+}
+
 TEST(vnSerializeStringWide, WritesLongTextsWhole)
 {
     const std::string text(5000, 'x');
@@ -187,5 +235,27 @@ TEST(readLine, DeletesAnAdapterThatNobodyHolds)
     bool isGone = false;
     vnString line;
     EXPECT_TRUE(readLine(line, new Watched(isGone)));
+    EXPECT_TRUE(isGone);
+}
+
+TEST(readLine, DeletesTheAdapterAlsoWhenItThrows)
+{
+    class Failing : public vnSerializeAdapter
+    {
+    public:
+        explicit Failing(bool& isGone) : m_isGone(isGone) {}
+        ~Failing() noexcept(false) override { m_isGone = true; }
+
+    protected:
+        void write_imp(unsigned char) override {}
+        unsigned char read_imp() override { vnExceptionThrows::vnThrowWarning("source failed"); }
+        unsigned char hasData_imp() override { return 1; }
+
+    private:
+        bool& m_isGone;
+    };
+    bool isGone = false;
+    vnString line;
+    EXPECT_THROW(readLine(line, new Failing(isGone)), vnWarningError);
     EXPECT_TRUE(isGone);
 }

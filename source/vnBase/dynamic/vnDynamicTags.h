@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vnBase/vnString.h>
+#include <vnBase/vnDynamicType.h>
 
 /// The fixed interned texts. Their ids are part of the wire format.
 enum vnDynamicTag : unsigned short
@@ -37,4 +37,14 @@ const vnString& vnDynamicTagText(vnDynamicTag tag) noexcept;
 inline bool vnIsDynamicTag(const vnString& text, vnDynamicTag tag)
 {
     return text.getUniqueID() ? text.getUniqueID() == tag : text == vnDynamicTagText(tag);
+}
+
+inline bool vnIsDynamicTag(const vnDynamicType& value, vnDynamicTag tag)
+{
+    return vnIsDynamicTag(value.getDynamicType(), tag);
+}
+
+inline vnDynamicTypeTag vnFixedDynamicTag(vnDynamicTag tag) noexcept
+{
+    return vnDynamicTypeTag::ofFixed(vnDynamicTagText(tag));
 }

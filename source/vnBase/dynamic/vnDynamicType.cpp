@@ -7,9 +7,11 @@
 #include <vnBase/vnSerializeGUID.h>
 
 #include <core/vnDigits.h>
+#include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
 #include <dynamic/vnDynamicWire.h>
 
+#include <exception>
 #include <new>
 
 vnType vnDynamicType::s_type(nullptr, "vnDynamicType");
@@ -30,38 +32,12 @@ struct Tags
 };
 Tags tags __attribute__((init_priority(103)));
 
-template <class T>
-unsigned char* putLittle(unsigned char* to, T value)
-{
-    for (unsigned int i = 0; i < sizeof value; ++i)
-        to[i] = static_cast<unsigned char>(value >> (8 * i));
-    return to + sizeof value;
-}
-
-template <class T>
-T getLittle(const unsigned char* from)
-{
-    T value = 0;
-    for (unsigned int i = 0; i < sizeof value; ++i)
-        value = static_cast<T>(value | static_cast<T>(from[i]) << (8 * i));
-    return value;
-}
-
-template <class Bits, class T>
-Bits bitsOf(const T& value)
-{
-    Bits bits;
-    static_assert(sizeof bits == sizeof value);
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
 vnDynamicPayload encodeFloats(const float* values, unsigned int count)
 {
     vnDynamicPayload payload;
     unsigned char* to = payload.resize(4 * count);
     for (unsigned int i = 0; i < count; ++i)
-        to = putLittle(to, bitsOf<unsigned int>(values[i]));
+        to = vnDynamicBytes::put(to, vnDynamicBytes::bitsOf<unsigned int>(values[i]));
     return payload;
 }
 
@@ -71,19 +47,19 @@ void decodeFloats(const vnDynamicPayload& payload, float* values, unsigned int c
     if (payload.getSize() < 4 * count)
         return;
     for (unsigned int i = 0; i < count; ++i)
-        values[i] = bitsOf<float>(getLittle<unsigned int>(payload.data() + 4 * i));
+        values[i] = vnDynamicBytes::bitsOf<float>(vnDynamicBytes::get<unsigned int>(payload.data() + 4 * i));
 }
 
 vnDynamicPayload encodePointer(const void* pointer)
 {
     vnDynamicPayload payload;
-    putLittle(payload.resize(sizeof pointer), reinterpret_cast<std::uintptr_t>(pointer));
+    vnDynamicBytes::put(payload.resize(sizeof pointer), reinterpret_cast<std::uintptr_t>(pointer));
     return payload;
 }
 
 std::uintptr_t decodePointer(const vnDynamicPayload& payload)
 {
-    return payload.getSize() < sizeof(void*) ? 0 : getLittle<std::uintptr_t>(payload.data());
+    return payload.getSize() < sizeof(void*) ? 0 : vnDynamicBytes::get<std::uintptr_t>(payload.data());
 }
 
 // The exact integer, if there is one.
@@ -103,11 +79,12 @@ double decodeNumber(const vnDynamicPayload& payload)
     case 1:
         return static_cast<signed char>(bytes[0]);
     case 2:
-        return static_cast<short>(getLittle<unsigned short>(bytes));
+        return static_cast<short>(vnDynamicBytes::get<unsigned short>(bytes));
     case 4:
-        return static_cast<int>(getLittle<unsigned int>(bytes));
+        return static_cast<int>(vnDynamicBytes::get<unsigned int>(bytes));
     default:
-        return payload.getSize() < 8 ? 0 : bitsOf<double>(getLittle<vnUInt64>(bytes));
+        return payload.getSize() < 8 ? 0
+                                     : vnDynamicBytes::bitsOf<double>(vnDynamicBytes::get<vnUInt64>(bytes));
     }
 }
 
@@ -132,14 +109,15 @@ vnDynamicPayload encodeBytes(const char* text, unsigned short length)
     return payload;
 }
 
-[[noreturn]] void refuse(const vnString& tag, const char* wanted)
+// The formats stand here whole, since each is what a translator is asked for.
+[[noreturn]] void refuse(const vnDynamicType& value, const char* format)
 {
-    vnExceptionThrows::vnThrowFatal("Can not convert dynamic argument type '%s' to %s type !!", tag, wanted);
+    vnExceptionThrows::vnThrowFatal(format, value.getDynamicType());
 }
 
-void warn(const vnString& tag, const char* format)
+void warn(const vnDynamicType& value, const char* format)
 {
-    vnMessage::message(VN_MESSAGE_WARNING, format, tag);
+    vnMessage::message(VN_MESSAGE_WARNING, format, value.getDynamicType());
 }
 } // namespace
 
@@ -161,7 +139,20 @@ vnDynRefList& vnDynRefList::operator=(const vnDynRefList& other)
 
 vnDynRefList::~vnDynRefList() noexcept(false)
 {
-    clear();
+    // An object that throws does not keep the others from being let go.
+    std::exception_ptr first;
+    while (!isEmpty())
+        try
+        {
+            clear();
+        }
+        catch (...)
+        {
+            if (!first)
+                first = std::current_exception();
+        }
+    if (first)
+        std::rethrow_exception(first);
 }
 
 void vnDynRefList::onInsertItem(vnReference* item)
@@ -174,6 +165,34 @@ void vnDynRefList::onRemoveItem(vnReference* item)
 {
     if (item)
         item->unref();
+}
+
+vnDynamicTypeTag::vnDynamicTypeTag(vnString text)
+{
+    const unsigned short id = text.getUniqueID();
+    if (id >= 1 && id <= VN_TAG_COUNT)
+        m_word = reinterpret_cast<std::uintptr_t>(&vnDynamicTagText(static_cast<vnDynamicTag>(id)));
+    else
+        m_word = reinterpret_cast<std::uintptr_t>(new (vn_new(sizeof(vnString))) vnString(std::move(text))) |
+                 VN_OWN;
+}
+
+std::uintptr_t vnDynamicTypeTag::copyOf(const vnDynamicTypeTag& other)
+{
+    vnDynamicTypeTag copy(other.getText());
+    return std::exchange(copy.m_word, 0);
+}
+
+void vnDynamicTypeTag::release() noexcept
+{
+    auto* const text = reinterpret_cast<vnString*>(m_word & ~VN_OWN);
+    text->~vnString();
+    vn_delete(text);
+}
+
+const vnString& vnDynamicTypeTag::voidText() noexcept
+{
+    return vnDynamicTagText(VN_TAG_VOID);
 }
 
 vnDynamicPayload& vnDynamicPayload::operator=(const vnDynamicPayload& other)
@@ -201,37 +220,37 @@ unsigned char* vnDynamicPayload::resizeBlock(unsigned int size)
     return data();
 }
 
-vnDynamicType::vnDynamicType() : m_tag(vnDynamicTagText(VN_TAG_VOID)) {}
+vnDynamicType::vnDynamicType() = default;
 
-vnDynamicType::vnDynamicType(const double& value) : m_tag(vnDynamicTagText(VN_TAG_NUM))
+vnDynamicType::vnDynamicType(const double& value) : m_tag(vnFixedDynamicTag(VN_TAG_NUM))
 {
     int integer = 0;
     if (!asInteger(value, integer))
-        putLittle(m_data.resize(8), bitsOf<vnUInt64>(value));
+        vnDynamicBytes::put(m_data.resize(8), vnDynamicBytes::bitsOf<vnUInt64>(value));
     else if (static_cast<signed char>(integer) == integer)
         *m_data.resize(1) = static_cast<unsigned char>(integer);
     else if (static_cast<short>(integer) == integer)
-        putLittle(m_data.resize(2), static_cast<unsigned short>(integer));
+        vnDynamicBytes::put(m_data.resize(2), static_cast<unsigned short>(integer));
     else
-        putLittle(m_data.resize(4), static_cast<unsigned int>(integer));
+        vnDynamicBytes::put(m_data.resize(4), static_cast<unsigned int>(integer));
 }
 
 vnDynamicType::vnDynamicType(const vnVec2_<float>& value)
-    : m_tag(vnDynamicTagText(VN_TAG_VEC2)), m_data(encodeFloats(&value.x, 2))
+    : m_tag(vnFixedDynamicTag(VN_TAG_VEC2)), m_data(encodeFloats(&value.x, 2))
 {
 }
 
 vnDynamicType::vnDynamicType(const vnVec3_<float>& value)
-    : m_tag(vnDynamicTagText(VN_TAG_VEC3)), m_data(encodeFloats(&value.x, 3))
+    : m_tag(vnFixedDynamicTag(VN_TAG_VEC3)), m_data(encodeFloats(&value.x, 3))
 {
 }
 
 vnDynamicType::vnDynamicType(const vnVec4_<float>& value)
-    : m_tag(vnDynamicTagText(VN_TAG_VEC4)), m_data(encodeFloats(&value.x, 4))
+    : m_tag(vnFixedDynamicTag(VN_TAG_VEC4)), m_data(encodeFloats(&value.x, 4))
 {
 }
 
-vnDynamicType::vnDynamicType(const vnGUID& value) : m_tag(vnDynamicTagText(VN_TAG_GUID))
+vnDynamicType::vnDynamicType(const vnGUID& value) : m_tag(vnFixedDynamicTag(VN_TAG_GUID))
 {
     if (value.isNull())
         return;
@@ -241,24 +260,24 @@ vnDynamicType::vnDynamicType(const vnGUID& value) : m_tag(vnDynamicTagText(VN_TA
 }
 
 vnDynamicType::vnDynamicType(const vnString& value)
-    : m_tag(vnDynamicTagText(VN_TAG_STR)), m_data(encodeText(value))
+    : m_tag(vnFixedDynamicTag(VN_TAG_STR)), m_data(encodeText(value))
 {
 }
 
 vnDynamicType::vnDynamicType(const char* value)
-    : m_tag(vnDynamicTagText(VN_TAG_STR)), m_data(encodeBytes(value, strlen_safe(value)))
+    : m_tag(vnFixedDynamicTag(VN_TAG_STR)), m_data(encodeBytes(value, strlen_safe(value)))
 {
 }
 
 vnDynamicType::vnDynamicType(const vnReference* value)
-    : m_tag(vnDynamicTagText(VN_TAG_REF)), m_data(encodePointer(value))
+    : m_tag(vnFixedDynamicTag(VN_TAG_REF)), m_data(encodePointer(value))
 {
     if (value)
         getDynamicReferences().append(const_cast<vnReference*>(value));
 }
 
 vnDynamicType::vnDynamicType(const void* value)
-    : m_tag(vnDynamicTagText(VN_TAG_PTR)), m_data(encodePointer(value))
+    : m_tag(vnFixedDynamicTag(VN_TAG_PTR)), m_data(encodePointer(value))
 {
 }
 
@@ -269,15 +288,6 @@ vnDynamicType::vnDynamicType(const vnDynamicType& other)
         m_references.reset(new vnDynRefList(*other.m_references));
 }
 
-vnDynamicType::vnDynamicType(vnDynamicType&& other) noexcept
-    : m_tag(std::move(other.m_tag)), m_data(std::move(other.m_data)),
-      m_references(std::move(other.m_references))
-{
-    other.m_tag = vnDynamicTagText(VN_TAG_VOID);
-}
-
-vnDynamicType::~vnDynamicType() noexcept(false) = default;
-
 vnDynamicType& vnDynamicType::operator=(const vnDynamicType& other)
 {
     if (this != &other)
@@ -285,14 +295,13 @@ vnDynamicType& vnDynamicType::operator=(const vnDynamicType& other)
     return *this;
 }
 
-vnDynamicType& vnDynamicType::operator=(vnDynamicType&& other) noexcept
+vnDynamicType& vnDynamicType::operator=(vnDynamicType&& other)
 {
     if (this == &other)
         return *this;
     m_tag = std::move(other.m_tag);
     m_data = std::move(other.m_data);
-    m_references = std::move(other.m_references);
-    other.m_tag = vnDynamicTagText(VN_TAG_VOID);
+    m_references = std::move(other.m_references); // last, as the objects may throw when they go
     return *this;
 }
 
@@ -330,37 +339,35 @@ vnDynRefList& vnDynamicType::getDynamicReferences()
 
 void vnDynamicType::reset()
 {
-    m_tag = vnDynamicTagText(VN_TAG_VOID);
-    m_data.clear();
-    m_references.reset();
+    *this = vnDynamicType();
 }
 
 double vnDynamicType::getNumber() const
 {
-    if (vnIsDynamicTag(m_tag, VN_TAG_NUM))
+    if (vnIsDynamicTag(*this, VN_TAG_NUM))
         return decodeNumber(m_data);
-    if (vnIsDynamicTag(m_tag, VN_TAG_LLNUM))
+    if (vnIsDynamicTag(*this, VN_TAG_LLNUM))
         return static_cast<double>(vnDynamicTypeInt64(*this).getInt64());
-    refuse(m_tag, "number");
+    refuse(*this, "Can not convert dynamic argument type '%s' to number type !!");
 }
 
 vnString vnDynamicType::getString() const
 {
-    if (vnIsDynamicTag(m_tag, VN_TAG_STR))
+    if (vnIsDynamicTag(*this, VN_TAG_STR))
         return decodeText(m_data);
-    if (vnIsDynamicTag(m_tag, VN_TAG_NUM))
+    if (vnIsDynamicTag(*this, VN_TAG_NUM))
         return vnString(decodeNumber(m_data), "%f");
-    if (vnIsDynamicTag(m_tag, VN_TAG_PTR))
+    if (vnIsDynamicTag(*this, VN_TAG_PTR))
         return pointerText(decodePointer(m_data));
-    if (vnIsDynamicTag(m_tag, VN_TAG_GUID))
+    if (vnIsDynamicTag(*this, VN_TAG_GUID))
         return getGUID().asString();
-    refuse(m_tag, "string");
+    refuse(*this, "Can not convert dynamic argument type '%s' to string type !!");
 }
 
 vnVec2_<float> vnDynamicType::getVec2() const
 {
-    if (!vnIsDynamicTag(m_tag, VN_TAG_VEC2))
-        refuse(m_tag, "Vec2");
+    if (!vnIsDynamicTag(*this, VN_TAG_VEC2))
+        refuse(*this, "Can not convert dynamic argument type '%s' to Vec2 type !!");
     vnVec2_<float> value;
     decodeFloats(m_data, &value.x, 2);
     return value;
@@ -368,8 +375,8 @@ vnVec2_<float> vnDynamicType::getVec2() const
 
 vnVec3_<float> vnDynamicType::getVec3() const
 {
-    if (!vnIsDynamicTag(m_tag, VN_TAG_VEC3))
-        refuse(m_tag, "Vec3");
+    if (!vnIsDynamicTag(*this, VN_TAG_VEC3))
+        refuse(*this, "Can not convert dynamic argument type '%s' to Vec3 type !!");
     vnVec3_<float> value;
     decodeFloats(m_data, &value.x, 3);
     return value;
@@ -377,8 +384,8 @@ vnVec3_<float> vnDynamicType::getVec3() const
 
 vnVec4_<float> vnDynamicType::getVec4() const
 {
-    if (!vnIsDynamicTag(m_tag, VN_TAG_VEC4))
-        refuse(m_tag, "Vec4");
+    if (!vnIsDynamicTag(*this, VN_TAG_VEC4))
+        refuse(*this, "Can not convert dynamic argument type '%s' to Vec4 type !!");
     vnVec4_<float> value;
     decodeFloats(m_data, &value.x, 4);
     return value;
@@ -386,8 +393,8 @@ vnVec4_<float> vnDynamicType::getVec4() const
 
 vnGUID vnDynamicType::getGUID() const
 {
-    if (!vnIsDynamicTag(m_tag, VN_TAG_GUID))
-        refuse(m_tag, "GUID");
+    if (!vnIsDynamicTag(*this, VN_TAG_GUID))
+        refuse(*this, "Can not convert dynamic argument type '%s' to GUID type !!");
     if (m_data.getSize() < 16)
         return vnGUID();
     unsigned char bytes[16];
@@ -397,17 +404,17 @@ vnGUID vnDynamicType::getGUID() const
 
 void* vnDynamicType::getPointer() const
 {
-    if (vnIsDynamicTag(m_tag, VN_TAG_PTR) || vnIsDynamicTag(m_tag, VN_TAG_REF))
+    if (vnIsDynamicTag(*this, VN_TAG_PTR) || vnIsDynamicTag(*this, VN_TAG_REF))
         return reinterpret_cast<void*>(decodePointer(m_data));
-    warn(m_tag, "Can not convert dynamic argument type '%s' to pointer type !!");
+    warn(*this, "Can not convert dynamic argument type '%s' to pointer type !!");
     return nullptr;
 }
 
 vnReference* vnDynamicType::getReference() const
 {
-    if (vnIsDynamicTag(m_tag, VN_TAG_REF))
+    if (vnIsDynamicTag(*this, VN_TAG_REF))
         return m_references ? reinterpret_cast<vnReference*>(decodePointer(m_data)) : nullptr;
-    warn(m_tag, "Can not convert dynamic argument type '%s' to reference type !!");
+    warn(*this, "Can not convert dynamic argument type '%s' to reference type !!");
     return nullptr;
 }
 
@@ -417,11 +424,10 @@ bool vnDynamicType::operator==(const vnDynamicType& other) const
 }
 
 const vnDynamicType& vnDynamicType::checked(const vnDynamicType& source, const vnString& tag,
-                                            const char* className)
+                                            const char* format)
 {
-    if (source.m_tag != tag)
-        vnExceptionThrows::vnThrowFatal("Can not convert dynamic argument type '%s' to %s !!", source.m_tag,
-                                        className);
+    if (!source.is(tag))
+        refuse(source, format);
     return source;
 }
 
@@ -432,7 +438,7 @@ vnDynamicPayload vnDynamicType::encodeText(const vnString& text)
     vnDynamicPayload payload;
     unsigned char* to = payload.resize(vnDynamicWire::escapeSize);
     *to = vnDynamicWire::marker;
-    putLittle(to + 1, static_cast<unsigned short>(text.getUniqueID() - 1));
+    vnDynamicBytes::put(to + 1, static_cast<unsigned short>(text.getUniqueID() - 1));
     return payload;
 }
 
@@ -445,13 +451,13 @@ vnString vnDynamicType::decodeText(const vnDynamicPayload& payload)
         // Nothing that a text encodes to is shorter.
         if (size < vnDynamicWire::escapeSize)
             return vnString();
-        const unsigned short index = getLittle<unsigned short>(bytes + 1);
+        const unsigned short index = vnDynamicBytes::get<unsigned short>(bytes + 1);
         if (index != vnDynamicWire::noId)
         {
             vnString text;
             const auto id = static_cast<unsigned short>(index + 1);
             if (!vnDynamicWire::textOfId(id, text))
-                vnMessage::message(VN_MESSAGE_WARNING, "Unknown unique string id %d", id);
+                vnMessage::message(VN_MESSAGE_WARNING, vnDynamicWire::unknownId, id);
             return text;
         }
         bytes += vnDynamicWire::escapeSize;

@@ -5,13 +5,15 @@
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeBinary.h>
-#include <vnBase/vnSerializeString.h>
 
 #include <dynamic/vnDynamicTags.h>
+#include <serialize/vnAdapterError.h>
+#include <serialize/vnAdapterWindow.h>
+#include <serialize/vnTextReader.h>
 
 namespace
 {
-constexpr unsigned int magic = 0xFEBFCD07;
+constexpr unsigned char magicBytes[] = {0x07, 0xCD, 0xBF, 0xFE}; // 0xFEBFCD07, little-endian
 constexpr unsigned int headSize = 8;
 
 void writeWord(vnSerializeAdapter* adapter, unsigned int word)
@@ -19,10 +21,41 @@ void writeWord(vnSerializeAdapter* adapter, unsigned int word)
     vnSerializeBinary<unsigned int>(word, 0).write(adapter);
 }
 
-unsigned int littleWord(const unsigned char* bytes)
+// Whether the stream goes on with the magic word; if not it is left as it was. It is asked byte by byte, as a
+// source that is asked beyond its end would keep an error.
+bool readMagic(vnSerializeAdapter* adapter)
 {
-    return bytes[0] | static_cast<unsigned int>(bytes[1]) << 8 | static_cast<unsigned int>(bytes[2]) << 16 |
-           static_cast<unsigned int>(bytes[3]) << 24;
+    unsigned char word[sizeof magicBytes];
+    unsigned int count = 0;
+    bool isMagic = true;
+    while (isMagic && count < sizeof word && adapter->hasData())
+    {
+        word[count] = adapter->read();
+        isMagic = word[count] == magicBytes[count];
+        ++count;
+    }
+    if (isMagic && count == sizeof word)
+        return true;
+    vnAdapterWindow::unread(*adapter, word, count);
+    return false;
+}
+
+[[noreturn]] void refuse(vnSerializeAdapter* adapter)
+{
+    vnExceptionThrows::vnThrowWarning("vnDynamicTypeContainer::read failure in adapter '%s' !",
+                                      adapter->getName());
+}
+
+void testError(vnSerializeAdapter* adapter)
+{
+    if (adapter->hasError())
+        refuse(adapter);
+}
+
+[[noreturn]] void fail(vnSerializeAdapter* adapter, const char* error)
+{
+    adapter->setError(vnTranslated(error));
+    refuse(adapter);
 }
 } // namespace
 
@@ -30,6 +63,7 @@ void vnDynamicType::writePayload(vnDynamicPayload& payload, vnSerializeData& dat
 {
     vnSerializeAdapterMemory adapter(payload.data(), payload.getSize());
     data.write(&adapter);
+    payload.cut(adapter.getCurrentPos()); // what was announced and not written was never set
 }
 
 void vnDynamicType::readPayload(const vnDynamicPayload& payload, vnSerializeData& data)
@@ -41,29 +75,39 @@ void vnDynamicType::readPayload(const vnDynamicPayload& payload, vnSerializeData
 
 const vnDynamicType& vnDynamicType::checkedCustom(const vnDynamicType& source, const vnString& tag)
 {
-    if (source.m_tag != tag)
+    if (!source.is(tag))
         vnExceptionThrows::vnThrowFatal(
-            "Can not convert dynamic argument type '%s' to vnDynamicTypeCustom type '%s'!!", source.m_tag,
-            tag);
+            "Can not convert dynamic argument type '%s' to vnDynamicTypeCustom type '%s'!!",
+            source.getDynamicType(), tag);
     return source;
 }
 
 vnDynamicTypeContainer::vnDynamicTypeContainer(const vnDynamicTypeContainer& other)
-    : vnSerializeData(), m_entries(other.m_entries)
+    : vnSerializeData(), m_entries(other.m_entries), m_readLimit(other.m_readLimit),
+      m_attributes(other.m_attributes ? new Attributes(*other.m_attributes) : nullptr)
 {
-    if (other.m_attributes)
-        m_attributes.reset(new Attributes(*other.m_attributes));
+}
+
+vnDynamicTypeContainer::vnDynamicTypeContainer(vnDynamicTypeContainer&& other) noexcept
+    : vnSerializeData(), m_entries(other.m_entries), m_readLimit(other.m_readLimit),
+      m_attributes(std::move(other.m_attributes))
+{
 }
 
 vnDynamicTypeContainer& vnDynamicTypeContainer::operator=(const vnDynamicTypeContainer& other)
 {
+    if (this != &other)
+        *this = vnDynamicTypeContainer(other);
+    return *this;
+}
+
+vnDynamicTypeContainer& vnDynamicTypeContainer::operator=(vnDynamicTypeContainer&& other)
+{
     if (this == &other)
         return *this;
-    std::unique_ptr<Attributes> copy;
-    if (other.m_attributes)
-        copy.reset(new Attributes(*other.m_attributes));
     m_entries = other.m_entries;
-    m_attributes = std::move(copy);
+    m_readLimit = other.m_readLimit;
+    m_attributes = std::move(other.m_attributes); // last, as objects may throw when they go
     return *this;
 }
 
@@ -73,7 +117,7 @@ void vnDynamicTypeContainer::write(vnSerializeAdapter* adapter)
 {
     if (!m_attributes)
         return;
-    writeWord(adapter, magic);
+    adapter->write(magicBytes, sizeof magicBytes);
     writeWord(adapter, m_attributes->getCount());
     for (auto& entry : *m_attributes)
     {
@@ -85,37 +129,34 @@ void vnDynamicTypeContainer::write(vnSerializeAdapter* adapter)
 
 void vnDynamicTypeContainer::read(vnSerializeAdapter* adapter)
 {
-    // What is too short for the magic word is not one, and reading beyond it would leave an error.
-    unsigned char word[4];
-    if (!adapter->hasData(sizeof word))
+    if (!readMagic(adapter))
         return;
-    const unsigned int got = adapter->read(word, sizeof word);
-    if (got != sizeof word || littleWord(word) != magic)
-    {
-        adapter->pushBack(word, got);
-        return;
-    }
-    Dictionary& dictionary = attributes();
+    attributes();
     testError(adapter);
     vnSerializeBinary<unsigned int> count(0, 0);
     count.read(adapter);
     testError(adapter);
-    dictionary.clear();
+    attributes().clear();
+    if (m_readLimit && count > m_readLimit)
+        fail(adapter, "Container with too many attributes");
     for (unsigned int left = count; left > 0; --left)
-    {
-        // A source that ends without an error would otherwise be asked as often as a lying count says.
-        if (!adapter->hasData(1))
-            adapter->setError("Container ends within its attributes");
-        testError(adapter);
-        vnSerializeString name;
-        name.read(adapter);
-        testError(adapter);
-        vnRefPointer<Value> value(new Value);
-        value->getData().read(adapter);
-        testError(adapter);
-        dictionary.enter(name.getText(), value);
-        onAttributeEvent(VN_DYNAMIC_EVENT_SET, name.getText());
-    }
+        readAttribute(adapter);
+}
+
+void vnDynamicTypeContainer::readAttribute(vnSerializeAdapter* adapter)
+{
+    // A source that ends without an error would otherwise be asked as often as a lying count says.
+    if (!adapter->hasData())
+        fail(adapter, "Container ends within its attributes");
+    vnString name;
+    vnReadText(adapter, 0, name);
+    testError(adapter);
+    vnRefPointer<Value> value(new Value);
+    value->getData().read(adapter);
+    testError(adapter);
+    attributes().enter(name,
+                       value); // fetched anew, as the handler of an event may have assigned the container
+    onAttributeEvent(VN_DYNAMIC_EVENT_SET, name);
 }
 
 void vnDynamicTypeContainer::pushBack(vnSerializeAdapter* adapter)
@@ -165,10 +206,7 @@ unsigned char vnDynamicTypeContainer::removeAttribute(const vnString& name)
 {
     // The event comes first and in every case; users rely on it.
     onAttributeEvent(VN_DYNAMIC_EVENT_REMOVE, name);
-    if (!m_attributes || !m_attributes->contains(name))
-        return 0;
-    m_attributes->remove(name);
-    return 1;
+    return m_attributes && m_attributes->remove(name);
 }
 
 void vnDynamicTypeContainer::removeAllAttributes()
@@ -194,66 +232,74 @@ vnDynamicTypeContainer::Dictionary& vnDynamicTypeContainer::attributes()
     return *m_attributes;
 }
 
-void vnDynamicTypeContainer::testError(vnSerializeAdapter* adapter) const
+vnDynamicTypeContainerConstIterator::vnDynamicTypeContainerConstIterator(
+    const vnDynamicTypeContainer& container, const vnString& prefix)
+    : m_container(container), m_prefix(prefix), m_state(container.m_attributes ? VN_AT_START : VN_WITHOUT)
 {
-    if (adapter->hasError())
-        vnExceptionThrows::vnThrowWarning("vnDynamicTypeContainer::read failure in adapter '%s' !",
-                                          adapter->getName());
 }
 
-vnDynamicTypeContainerIterator::vnDynamicTypeContainerIterator(vnDynamicTypeContainer& container,
-                                                               const vnString& prefix)
-    : m_container(container), m_prefix(prefix)
+vnDynamicType* vnDynamicTypeContainerConstIterator::next(vnString* name)
 {
-    if (container.m_attributes)
-        m_iterator.reset(new DictIterator(*container.m_attributes));
-}
-
-vnDynamicType* vnDynamicTypeContainerIterator::operator()(vnString* name)
-{
-    if (!m_iterator)
+    if (m_state == VN_WITHOUT)
         return nullptr;
-    if (m_isOnItem)
-        ++*m_iterator;
-    m_isOnItem = false;
-    while (m_iterator->isValid() && !m_iterator->getKey().isFirst(m_prefix))
-        ++*m_iterator;
-    if (!m_iterator->isValid())
+    if (m_state == VN_ON_ITEM)
+        ++m_iterator;
+    else if (m_state == VN_AT_START)
+        m_iterator = m_container.m_attributes ? m_container.m_attributes->begin() : DictIterator();
+    m_state = VN_BEFORE_NEXT;
+    while (m_iterator.isValid() && !m_iterator.getKey().isFirst(m_prefix))
+        ++m_iterator;
+    if (!m_iterator.isValid())
         return nullptr;
-    m_isOnItem = true;
+    m_state = VN_ON_ITEM;
     if (name)
-        *name = m_iterator->getKey();
-    return &m_iterator->getValue()->getData();
+        *name = m_iterator.getKey();
+    return &m_iterator.getValue()->getData();
+}
+
+const vnDynamicType* vnDynamicTypeContainerConstIterator::current() const
+{
+    const vnDynamicTypeContainer::Value* found = item();
+    return found ? &found->getData() : nullptr;
+}
+
+const vnDynamicTypeContainer::Value* vnDynamicTypeContainerConstIterator::currentItem() const
+{
+    return item();
+}
+
+vnString vnDynamicTypeContainerConstIterator::currentName() const
+{
+    return m_state == VN_ON_ITEM ? m_iterator.getKey() : vnString();
+}
+
+void vnDynamicTypeContainerConstIterator::reset()
+{
+    if (m_state != VN_WITHOUT)
+        m_state = VN_AT_START;
+}
+
+vnDynamicTypeContainer::Value* vnDynamicTypeContainerConstIterator::item() const
+{
+    return m_state == VN_ON_ITEM ? m_iterator.getValue() : nullptr;
+}
+
+void vnDynamicTypeContainerConstIterator::removeCurrent()
+{
+    m_state = VN_BEFORE_NEXT;
+    m_iterator.remove();
 }
 
 vnDynamicType* vnDynamicTypeContainerIterator::current() const
 {
-    vnDynamicTypeContainer::Value* item = currentItem();
-    return item ? &item->getData() : nullptr;
-}
-
-vnDynamicTypeContainer::Value* vnDynamicTypeContainerIterator::currentItem() const
-{
-    return m_isOnItem ? m_iterator->getValue() : nullptr;
-}
-
-vnString vnDynamicTypeContainerIterator::currentName() const
-{
-    return m_isOnItem ? m_iterator->getKey() : vnString();
-}
-
-void vnDynamicTypeContainerIterator::reset()
-{
-    m_isOnItem = false;
-    if (m_iterator)
-        *m_iterator = DictIterator(*m_container.m_attributes);
+    vnDynamicTypeContainer::Value* found = item();
+    return found ? &found->getData() : nullptr;
 }
 
 void vnDynamicTypeContainerIterator::remove()
 {
-    if (!m_isOnItem)
+    if (!item())
         return;
-    m_container.onAttributeEvent(VN_DYNAMIC_EVENT_REMOVE, vnString(m_iterator->getKey()));
-    m_isOnItem = false;
-    m_iterator->remove();
+    m_container.onAttributeEvent(VN_DYNAMIC_EVENT_REMOVE, currentName());
+    removeCurrent();
 }

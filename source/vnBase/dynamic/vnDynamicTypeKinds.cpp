@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnDynamicType.h>
 
+#include <vnBase/vnVarUInt64.h>
+
+#include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
 #include <dynamic/vnDynamicWire.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -26,38 +31,33 @@ const vnDynamicTypeError& constantError()
     return constant.value;
 }
 
-vnDynamicPayload encodeEight(vnUInt64 bits, std::size_t extra)
+vnDynamicPayload encodeEight(vnUInt64 bits)
 {
     vnDynamicPayload payload;
-    unsigned char* to = payload.resize(vnCheckedSize(8 + extra));
-    for (unsigned int i = 0; i < 8; ++i)
-        to[i] = static_cast<unsigned char>(bits >> (8 * i));
+    vnDynamicBytes::put(payload.resize(8), bits);
     return payload;
 }
 
 // 0 of a payload that is too short.
 vnUInt64 decodeEight(const vnDynamicPayload& payload)
 {
-    vnUInt64 bits = 0;
-    if (payload.getSize() >= 8)
-        for (unsigned int i = 0; i < 8; ++i)
-            bits |= static_cast<vnUInt64>(payload.data()[i]) << (8 * i);
-    return bits;
+    return payload.getSize() < 8 ? 0 : vnDynamicBytes::get<vnUInt64>(payload.data());
 }
 
 vnDynamicPayload encodeTimed(double time, const vnDynamicType& value)
 {
-    vnUInt64 bits;
-    std::memcpy(&bits, &time, sizeof bits);
-    vnDynamicPayload payload = encodeEight(bits, value.getDataSize(nullptr));
-    vnDynamicWire::encode(value, payload.data() + 8);
+    const std::size_t size = 8 + static_cast<std::size_t>(value.getDataSize(nullptr));
+    vnDynamicPayload payload;
+    unsigned char* to = payload.resize(vnCheckedSize(size));
+    to = vnDynamicBytes::put(to, vnDynamicBytes::bitsOf<vnUInt64>(time));
+    vnDynamicWire::encode(value, to);
     return payload;
 }
 
 vnDynamicPayload encodeElements(const vnDynamicType* elements, unsigned int count)
 {
-    unsigned char countBytes[vnDynamicWire::maxSizeBytes];
-    const unsigned int countSize = vnDynamicWire::encodeSize(count, countBytes);
+    unsigned char countBytes[vnVarUInt64::VN_MAX_SIZE];
+    const unsigned int countSize = vnVarUInt64::encode(count, countBytes);
     std::size_t size = countSize;
     for (unsigned int i = 0; i < count; ++i)
         size += elements[i].getDataSize(nullptr);
@@ -72,28 +72,34 @@ vnDynamicPayload encodeElements(const vnDynamicType* elements, unsigned int coun
 } // namespace
 
 vnDynamicTypeVoid::vnDynamicTypeVoid(const vnDynamicType& source)
-    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_VOID), "vnDynamicTypeVoid").getDynamicType(),
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_VOID),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeVoid !!")
+                        .getDynamicType(),
                     vnDynamicPayload(source.getPayload()))
 {
 }
 
-vnDynamicTypeChain::vnDynamicTypeChain() : vnDynamicType(vnDynamicTagText(VN_TAG_CHAIN), vnDynamicPayload())
+vnDynamicTypeChain::vnDynamicTypeChain() : vnDynamicType(vnFixedDynamicTag(VN_TAG_CHAIN), vnDynamicPayload())
 {
 }
 
 vnDynamicTypeChain::vnDynamicTypeChain(const vnDynamicType& source)
-    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_CHAIN), "vnDynamicTypeChain").getDynamicType(),
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_CHAIN),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeChain !!")
+                        .getDynamicType(),
                     vnDynamicPayload(source.getPayload()))
 {
 }
 
 vnDynamicTypeError::vnDynamicTypeError(const vnString& error)
-    : vnDynamicType(vnDynamicTagText(VN_TAG_ERROR), encodeText(error))
+    : vnDynamicType(vnFixedDynamicTag(VN_TAG_ERROR), encodeText(error))
 {
 }
 
 vnDynamicTypeError::vnDynamicTypeError(const vnDynamicType& source)
-    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_ERROR), "vnDynamicTypeError").getDynamicType(),
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_ERROR),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeError !!")
+                        .getDynamicType(),
                     vnDynamicPayload(source.getPayload()))
 {
 }
@@ -114,12 +120,14 @@ unsigned char vnDynamicTypeError::isError() const
 }
 
 vnDynamicTypeInt64::vnDynamicTypeInt64(const vnInt64& value)
-    : vnDynamicType(vnDynamicTagText(VN_TAG_LLNUM), encodeEight(static_cast<vnUInt64>(value), 0))
+    : vnDynamicType(vnFixedDynamicTag(VN_TAG_LLNUM), encodeEight(static_cast<vnUInt64>(value)))
 {
 }
 
 vnDynamicTypeInt64::vnDynamicTypeInt64(const vnDynamicType& source)
-    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_LLNUM), "vnDynamicTypeInt64").getDynamicType(),
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_LLNUM),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeInt64 !!")
+                        .getDynamicType(),
                     vnDynamicPayload(source.getPayload()))
 {
 }
@@ -130,57 +138,60 @@ vnInt64 vnDynamicTypeInt64::getInt64() const
 }
 
 vnDynamicTypeTimeTagged::vnDynamicTypeTimeTagged(double time, const vnDynamicType& value)
-    : vnDynamicType(vnDynamicTagText(VN_TAG_TTAG), encodeTimed(time, value))
+    : vnDynamicType(vnFixedDynamicTag(VN_TAG_TTAG), encodeTimed(time, value))
 {
     appendReferences(value);
 }
 
 vnDynamicTypeTimeTagged::vnDynamicTypeTimeTagged(const vnDynamicType& source)
-    : vnDynamicType(
-          checked(source, vnDynamicTagText(VN_TAG_TTAG), "vnDynamicTypeTimeTagged").getDynamicType(),
-          vnDynamicPayload(source.getPayload()))
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_TTAG),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeTimeTagged !!")
+                        .getDynamicType(),
+                    vnDynamicPayload(source.getPayload()))
 {
     appendReferences(source);
 }
 
 double vnDynamicTypeTimeTagged::getTimeTag() const
 {
-    const vnUInt64 bits = decodeEight(m_data);
-    double time;
-    std::memcpy(&time, &bits, sizeof time);
-    return time;
+    return vnDynamicBytes::bitsOf<double>(decodeEight(m_data));
 }
 
 vnDynamicType vnDynamicTypeTimeTagged::getData() const
 {
+    // Of a payload that ends with the time, the value is what any stream gives that has ended: no tag, no
+    // bytes.
     vnDynamicType value;
-    if (m_data.getSize() <= 8)
-        return value;
-    const unsigned char* from = m_data.begin() + 8;
+    const unsigned char* from = m_data.begin() + std::min(m_data.getSize(), 8u);
     vnDynamicWire::decode(value, from, m_data.end());
     return value;
 }
 
-vnDynamicTypeArray::vnDynamicTypeArray() : vnDynamicType(vnDynamicTagText(VN_TAG_ARRAY), vnDynamicPayload())
+vnDynamicTypeArray::vnDynamicTypeArray() : vnDynamicType(vnFixedDynamicTag(VN_TAG_ARRAY), vnDynamicPayload())
 {
 }
 
 vnDynamicTypeArray::vnDynamicTypeArray(const vnArray<vnDynamicType>& elements)
-    : vnDynamicType(vnDynamicTagText(VN_TAG_ARRAY), encodeElements(elements.data(), elements.getSize()))
+    : vnDynamicTypeArray(elements.data(), elements.getSize())
 {
-    for (const vnDynamicType& element : elements)
-        appendReferences(element);
 }
 
 vnDynamicTypeArray::vnDynamicTypeArray(const vnDynamicArray<vnDynamicType>& elements)
-    : vnDynamicType(vnDynamicTagText(VN_TAG_ARRAY), encodeElements(elements.data(), elements.getSize()))
+    : vnDynamicTypeArray(elements.data(), elements.getSize())
 {
-    for (const vnDynamicType& element : elements)
-        appendReferences(element);
+}
+
+vnDynamicTypeArray::vnDynamicTypeArray(const vnDynamicType* elements, unsigned int count)
+    : vnDynamicType(vnFixedDynamicTag(VN_TAG_ARRAY), encodeElements(elements, count))
+{
+    for (unsigned int i = 0; i < count; ++i)
+        appendReferences(elements[i]);
 }
 
 vnDynamicTypeArray::vnDynamicTypeArray(const vnDynamicType& source)
-    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_ARRAY), "vnDynamicTypeArray").getDynamicType(),
+    : vnDynamicType(checked(source, vnDynamicTagText(VN_TAG_ARRAY),
+                            "Can not convert dynamic argument type '%s' to vnDynamicTypeArray !!")
+                        .getDynamicType(),
                     vnDynamicPayload(source.getPayload()))
 {
     appendReferences(source);
@@ -190,7 +201,7 @@ vnArray<vnDynamicType> vnDynamicTypeArray::getArray() const
 {
     const unsigned char* from = m_data.begin();
     const unsigned char* const end = m_data.end();
-    const vnUInt64 count = vnDynamicWire::decodeSize(from, end);
+    const vnUInt64 count = vnVarUInt64::decode(from, end);
     // Counted before memory is taken: an object is far larger than the two bytes of the shortest element.
     unsigned int present = 0;
     for (const unsigned char* at = from; at != end && present < count; ++present)

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include <dynamic/vnDynamicWire.h>
 
-#include <vnBase/vnSerializeString.h>
+#include <vnBase/vnMessage.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnVarUInt64.h>
 
+#include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
+#include <serialize/vnAdapterError.h>
+#include <serialize/vnAdapterWindow.h>
+#include <serialize/vnTextReader.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -17,10 +23,27 @@ bool startsWithMarker(const vnString& tag)
     return static_cast<unsigned char>(tag.getString()[0]) == vnDynamicWire::marker;
 }
 
-unsigned int sizeOfSize(vnUInt64 value)
+void setUnknownId(vnSerializeAdapter* adapter, unsigned short id)
 {
-    return vnVarUInt64(value).getDataSize(nullptr);
+    adapter->setError(vnString::formatString(vnTranslated(vnDynamicWire::unknownId), id));
 }
+
+// The bytes before a payload, in a block of their own only when a tag is that long.
+class Head
+{
+public:
+    explicit Head(std::size_t size)
+        : m_long(size > sizeof m_small ? vnCheckedSize(size) : 0), m_size(static_cast<unsigned int>(size))
+    {
+    }
+    unsigned char* data() { return m_long.isEmpty() ? m_small : m_long.data(); }
+    unsigned int getSize() const { return m_size; }
+
+private:
+    unsigned char m_small[64];
+    vnArray<unsigned char> m_long;
+    unsigned int m_size;
+};
 } // namespace
 
 class vnDynamicWire::AdapterSource
@@ -31,18 +54,8 @@ public:
     unsigned char byte() { return m_adapter->read(); }
 
     // A text whose first byte was read already.
-    void textFrom(unsigned char first, vnString& to)
-    {
-        m_adapter->pushBack(first);
-        text(to);
-    }
-
-    void text(vnString& text)
-    {
-        vnSerializeString item;
-        item.read(m_adapter);
-        text = item.getText();
-    }
+    void textFrom(unsigned char first, vnString& to) { vnReadText(m_adapter, 0, to, first); }
+    void text(vnString& to) { vnReadText(m_adapter, 0, to); }
 
     vnUInt64 size()
     {
@@ -78,10 +91,7 @@ public:
         payload = vnDynamicPayload(collected.data(), collected.getSize());
     }
 
-    void refuse(unsigned short id)
-    {
-        m_adapter->setError(vnString::formatString("Unknown unique string id %d", id));
-    }
+    void refuse(unsigned short id) { setUnknownId(m_adapter, id); }
 
 private:
     vnSerializeAdapter* m_adapter;
@@ -90,7 +100,11 @@ private:
 class vnDynamicWire::MemorySource
 {
 public:
-    MemorySource(const unsigned char* from, const unsigned char* end) : m_next(from), m_end(end) {}
+    // `adapter` is the one whose window this is; null for a value inside of a value.
+    MemorySource(const unsigned char* from, const unsigned char* end, vnSerializeAdapter* adapter)
+        : m_next(from), m_end(end), m_adapter(adapter)
+    {
+    }
 
     const unsigned char* next() const { return m_next; }
     unsigned char byte() { return m_next != m_end ? *m_next++ : 0; }
@@ -117,7 +131,7 @@ public:
         m_next = zero ? stop + 1 : stop;
     }
 
-    vnUInt64 size() { return decodeSize(m_next, m_end); }
+    vnUInt64 size() { return vnVarUInt64::decode(m_next, m_end); }
 
     void bytes(vnDynamicPayload& payload, vnUInt64 size)
     {
@@ -129,12 +143,18 @@ public:
         m_next += count;
     }
 
-    // A value inside of a value has no stream to report to; it is void.
-    void refuse(unsigned short) {}
+    void refuse(unsigned short id)
+    {
+        if (m_adapter)
+            setUnknownId(m_adapter, id);
+        else
+            vnMessage::message(VN_MESSAGE_WARNING, unknownId, id);
+    }
 
 private:
     const unsigned char* m_next;
     const unsigned char* m_end;
+    vnSerializeAdapter* m_adapter;
 };
 
 unsigned char vnDynamicWire::textOfId(unsigned short id, vnString& text)
@@ -146,100 +166,113 @@ unsigned char vnDynamicWire::textOfId(unsigned short id, vnString& text)
 }
 
 template <class Source>
-void vnDynamicWire::readFrom(vnDynamicType& value, Source& source)
+unsigned short vnDynamicWire::readTag(vnDynamicTypeTag& tag, Source& source)
 {
-    unsigned short refused = 0;
-    value.m_references.reset();
+    vnString text;
     const unsigned char first = source.byte();
-    if (first != marker)
-        source.textFrom(first, value.m_tag);
-    else
+    if (first == marker)
     {
         const unsigned int low = source.byte();
         const unsigned int index = low | static_cast<unsigned int>(source.byte()) << 8;
         const auto id = static_cast<unsigned short>(index + 1);
+        if (index < VN_TAG_COUNT)
+        {
+            tag = vnFixedDynamicTag(static_cast<vnDynamicTag>(id));
+            return 0;
+        }
         if (index == noId)
-            source.text(value.m_tag);
-        else if (!textOfId(id, value.m_tag))
-            refused = id;
+            source.text(text);
+        else if (!vnUniqueString::getStreamText(id, text))
+            return id;
     }
-    source.bytes(value.m_data, source.size());
-    if (!refused)
-        return;
-    value.reset();
-    source.refuse(refused);
+    else
+        source.textFrom(first, text);
+    tag = vnDynamicTypeTag(std::move(text));
+    return 0;
+}
+
+template <class Source>
+void vnDynamicWire::readFrom(vnDynamicType& value, Source& source)
+{
+    // Set as a whole behind the last step that may throw.
+    vnDynamicTypeTag tag;
+    vnDynamicPayload payload;
+    const unsigned short refused = readTag(tag, source);
+    source.bytes(payload, source.size());
+    if (refused)
+    {
+        payload.clear();
+        source.refuse(refused);
+    }
+    value.m_tag = std::move(tag);
+    value.m_data = std::move(payload);
+    value.m_references.reset();
 }
 
 void vnDynamicWire::read(vnDynamicType& value, vnSerializeAdapter* adapter)
 {
+    const unsigned char* const from = vnAdapterWindow::next(*adapter);
+    const unsigned char* const end = vnAdapterWindow::end(*adapter);
+    const unsigned char* behind = from;
+    if (from != end && skip(behind, end))
+    {
+        vnAdapterWindow::advance(*adapter, behind);
+        MemorySource source(from, end, adapter);
+        readFrom(value, source);
+        return;
+    }
     AdapterSource source(adapter);
     readFrom(value, source);
 }
 
 void vnDynamicWire::decode(vnDynamicType& value, const unsigned char*& from, const unsigned char* end)
 {
-    MemorySource source(from, end);
+    MemorySource source(from, end, nullptr);
     readFrom(value, source);
     from = source.next();
 }
 
-void vnDynamicWire::skip(const unsigned char*& from, const unsigned char* end) noexcept
+bool vnDynamicWire::skip(const unsigned char*& from, const unsigned char* end) noexcept
 {
+    bool isWhole = true;
     const auto room = static_cast<std::size_t>(end - from);
     const bool hasId = room >= escapeSize && from[0] == marker && (from[1] != 0xFF || from[2] != 0xFF);
-    if (hasId || (room < escapeSize && room > 0 && from[0] == marker))
-        from += std::min<std::size_t>(room, escapeSize);
+    if (hasId)
+        from += escapeSize;
+    else if (room < escapeSize && room > 0 && from[0] == marker)
+    {
+        from = end;
+        isWhole = false;
+    }
     else if (room > 0)
     {
         const void* zero = std::memchr(from, 0, room);
         from = zero ? static_cast<const unsigned char*>(zero) + 1 : end;
     }
-    const vnUInt64 size = decodeSize(from, end);
-    from += std::min(size, static_cast<vnUInt64>(end - from));
-}
-
-unsigned int vnDynamicWire::encodeSize(vnUInt64 value, unsigned char* to) noexcept
-{
-    unsigned int count = 0;
-    for (; value > 0x7F && count < maxSizeBytes - 1; value >>= 7)
-        to[count++] = static_cast<unsigned char>(value | 0x80);
-    to[count++] = static_cast<unsigned char>(value);
-    return count;
-}
-
-vnUInt64 vnDynamicWire::decodeSize(const unsigned char*& from, const unsigned char* end) noexcept
-{
-    vnUInt64 value = 0;
-    unsigned int shift = 0;
-    while (from != end)
-    {
-        const unsigned char byte = *from++;
-        if (shift < 64)
-            value |= static_cast<vnUInt64>(byte & 0x7F) << shift;
-        shift = std::min(shift + 7, 64u);
-        if (!(byte & 0x80))
-            break;
-    }
-    return value;
+    const unsigned char* const sizeStart = from;
+    const vnUInt64 size = vnVarUInt64::decode(from, end);
+    if (from == sizeStart || (from[-1] & 0x80))
+        isWhole = false;
+    const auto left = static_cast<vnUInt64>(end - from);
+    from += std::min(size, left);
+    return isWhole && size <= left;
 }
 
 std::size_t vnDynamicWire::headSize(const vnDynamicType& value) noexcept
 {
-    const vnString& tag = value.m_tag;
+    const vnString& tag = value.getDynamicType();
     const std::size_t tagSize = tag.isUnique()          ? escapeSize
                                 : startsWithMarker(tag) ? escapeSize + tag.length() + 1u
                                                         : tag.length() + 1u;
-    return tagSize + sizeOfSize(value.m_data.getSize());
+    return tagSize + vnVarUInt64::sizeOf(value.m_data.getSize());
 }
 
 unsigned int vnDynamicWire::encodeTag(const vnString& tag, unsigned char* to) noexcept
 {
     if (tag.isUnique())
     {
-        const unsigned int index = tag.getUniqueID() - 1u;
-        to[0] = marker;
-        to[1] = static_cast<unsigned char>(index);
-        to[2] = static_cast<unsigned char>(index >> 8);
+        *to = marker;
+        vnDynamicBytes::put(to + 1, static_cast<unsigned short>(tag.getUniqueID() - 1));
         return escapeSize;
     }
     unsigned int count = 0;
@@ -256,8 +289,8 @@ unsigned int vnDynamicWire::encodeTag(const vnString& tag, unsigned char* to) no
 
 unsigned int vnDynamicWire::encodeHead(const vnDynamicType& value, unsigned char* to) noexcept
 {
-    const unsigned int count = encodeTag(value.m_tag, to);
-    return count + encodeSize(value.m_data.getSize(), to + count);
+    const unsigned int count = encodeTag(value.getDynamicType(), to);
+    return count + vnVarUInt64::encode(value.m_data.getSize(), to + count);
 }
 
 unsigned char* vnDynamicWire::encode(const vnDynamicType& value, unsigned char* to) noexcept
@@ -278,7 +311,7 @@ void vnDynamicWire::write(const vnDynamicType& value, vnSerializeAdapter* adapte
         adapter->write(small, static_cast<unsigned int>(head + size));
         return;
     }
-    vnArray<unsigned char> bytes(static_cast<unsigned int>(head));
+    Head bytes(head);
     encodeHead(value, bytes.data());
     adapter->write(bytes.data(), bytes.getSize());
     if (size)
@@ -287,7 +320,7 @@ void vnDynamicWire::write(const vnDynamicType& value, vnSerializeAdapter* adapte
 
 void vnDynamicWire::pushBack(const vnDynamicType& value, vnSerializeAdapter* adapter)
 {
-    vnArray<unsigned char> head(static_cast<unsigned int>(headSize(value)));
+    Head head(headSize(value));
     encodeHead(value, head.data());
     adapter->pushBack(value.m_data.data(), value.m_data.getSize());
     adapter->pushBack(head.data(), head.getSize());

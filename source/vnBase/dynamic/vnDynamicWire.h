@@ -12,7 +12,7 @@ public:
     static constexpr unsigned short noId = 0xFFFF;
     static constexpr unsigned int escapeSize = 3;
     static constexpr unsigned char escape[escapeSize] = {marker, 0xFF, 0xFF};
-    static constexpr unsigned int maxSizeBytes = 9; // of the size field
+    static constexpr const char* unknownId = "Unknown unique string id %d";
 
     /// The bytes before the payload.
     static std::size_t headSize(const vnDynamicType& value) noexcept;
@@ -27,11 +27,8 @@ public:
     /// Reads one value and moves `from`. Bytes that are missing read as they do from an adapter that ends.
     static void decode(vnDynamicType& value, const unsigned char*& from, const unsigned char* end);
 
-    /// Moves `from` over one value, to where `decode` moves it.
-    static void skip(const unsigned char*& from, const unsigned char* end) noexcept;
-
-    static unsigned int encodeSize(vnUInt64 value, unsigned char* to) noexcept;
-    static vnUInt64 decodeSize(const unsigned char*& from, const unsigned char* end) noexcept;
+    /// Moves `from` over one value, to where `decode` moves it, and answers whether all of it was there.
+    static bool skip(const unsigned char*& from, const unsigned char* end) noexcept;
 
     /// The text of an id that stands on a stream; 0 when it is refused.
     static unsigned char textOfId(unsigned short id, vnString& text);
@@ -40,6 +37,9 @@ private:
     class AdapterSource;
     class MemorySource;
 
+    // Answers the id when it is refused, and 0 otherwise.
+    template <class Source>
+    static unsigned short readTag(vnDynamicTypeTag& tag, Source& source);
     template <class Source>
     static void readFrom(vnDynamicType& value, Source& source);
     static unsigned int encodeTag(const vnString& tag, unsigned char* to) noexcept;

@@ -3,6 +3,11 @@
 
 #include <vnBase/vnRecycleData.h>
 
+#include <serialize/vnAdapterWindow.h>
+#include <serialize/vnTextReader.h>
+
+#include <algorithm>
+
 namespace
 {
 constexpr unsigned int shortText = 512;
@@ -25,41 +30,80 @@ struct Collector
     bool isComplete;
 };
 
+std::size_t windowSize(const vnSerializeAdapter& adapter)
+{
+    return static_cast<std::size_t>(vnAdapterWindow::end(adapter) - vnAdapterWindow::next(adapter));
+}
+
+// Takes what stands open in memory, and answers whether the terminator was there.
+bool collectWindow(vnSerializeAdapter* adapter, unsigned int stop, Collector& to)
+{
+    const unsigned char* const from = vnAdapterWindow::next(*adapter);
+    const std::size_t open = std::min<std::size_t>(windowSize(*adapter), to.limit - to.count);
+    const void* const found =
+        stop == vnNoTerminator ? nullptr : std::memchr(from, static_cast<int>(stop), open);
+    const std::size_t size =
+        found ? static_cast<std::size_t>(static_cast<const unsigned char*>(found) - from) : open;
+    std::memcpy(to.bytes + to.count, from, size);
+    to.count += static_cast<unsigned int>(size);
+    vnAdapterWindow::advance(*adapter, from + size + (found ? 1 : 0));
+    return found;
+}
+
 // Goes on until the terminator, the end of the data or the limit.
 void collect(vnSerializeAdapter* adapter, unsigned int stop, Collector& to)
 {
     while (to.count < to.limit)
     {
-        if (!adapter->hasData())
-            break;
-        const unsigned char byte = adapter->read();
-        if (byte == stop)
-            break;
-        to.bytes[to.count++] = byte;
-        if (to.count == to.limit)
+        if (windowSize(*adapter) > 0)
+        {
+            to.isComplete = collectWindow(adapter, stop, to);
+            if (to.isComplete)
+                return;
+            continue;
+        }
+        to.isComplete = !adapter->hasData();
+        if (to.isComplete)
             return;
+        const unsigned char byte = adapter->read();
+        to.isComplete = byte == stop;
+        if (to.isComplete)
+            return;
+        to.bytes[to.count++] = byte;
     }
-    to.isComplete = true;
+}
+
+// A text that stands open in memory as a whole needs no collecting.
+bool readFromWindow(vnSerializeAdapter* adapter, unsigned int stop, vnString& to)
+{
+    const std::size_t open = windowSize(*adapter);
+    if (open == 0 || stop == vnNoTerminator)
+        return false;
+    const unsigned char* const from = vnAdapterWindow::next(*adapter);
+    const void* const found =
+        std::memchr(from, static_cast<int>(stop), std::min<std::size_t>(open, longText));
+    if (!found)
+        return false;
+    const auto size = static_cast<std::size_t>(static_cast<const unsigned char*>(found) - from);
+    to = vnString(reinterpret_cast<const char*>(from), static_cast<unsigned short>(size));
+    vnAdapterWindow::advance(*adapter, from + size + 1);
+    return true;
 }
 } // namespace
 
-void vnSerializeString::write(vnSerializeAdapter* adapter)
+void vnReadText(vnSerializeAdapter* adapter, unsigned int stop, vnString& to, int first)
 {
-    if (!m_text.isEmpty())
-        adapter->write(reinterpret_cast<const unsigned char*>(m_text.getString()), m_text.length());
-    if (m_useTerminator)
-        adapter->write(m_terminator);
-}
-
-void vnSerializeString::read(vnSerializeAdapter* adapter)
-{
-    const unsigned int stop = m_useTerminator ? m_terminator : 256; // which no byte equals
+    if (first < 0 && readFromWindow(adapter, stop, to))
+        return;
     unsigned char local[shortText];
-    Collector collector{local, shortText, 0, false};
-    collect(adapter, stop, collector);
+    Collector collector{local, shortText, 0, first >= 0 && static_cast<unsigned int>(first) == stop};
+    if (first >= 0 && !collector.isComplete)
+        local[collector.count++] = static_cast<unsigned char>(first);
+    if (!collector.isComplete)
+        collect(adapter, stop, collector);
     if (collector.isComplete)
     {
-        m_text = vnString(reinterpret_cast<const char*>(local), static_cast<unsigned short>(collector.count));
+        to = vnString(reinterpret_cast<const char*>(local), static_cast<unsigned short>(collector.count));
         return;
     }
     vnCacheSerializeString cache;
@@ -73,8 +117,21 @@ void vnSerializeString::read(vnSerializeAdapter* adapter)
         if (collector.count == longText)
             collector.count = 0;
     }
-    m_text = vnString(reinterpret_cast<const char*>(collector.bytes),
-                      static_cast<unsigned short>(collector.count));
+    to = vnString(reinterpret_cast<const char*>(collector.bytes),
+                  static_cast<unsigned short>(collector.count));
+}
+
+void vnSerializeString::write(vnSerializeAdapter* adapter)
+{
+    if (!m_text.isEmpty())
+        adapter->write(reinterpret_cast<const unsigned char*>(m_text.getString()), m_text.length());
+    if (m_useTerminator)
+        adapter->write(m_terminator);
+}
+
+void vnSerializeString::read(vnSerializeAdapter* adapter)
+{
+    vnReadText(adapter, m_useTerminator ? m_terminator : vnNoTerminator, m_text);
 }
 
 void vnSerializeString::pushBack(vnSerializeAdapter* adapter)
@@ -93,9 +150,15 @@ unsigned char readLine(vnString& line, vnSerializeAdapter* adapter)
 {
     if (!adapter)
         return 0;
-    vnSerializeString item('\n');
-    item.read(adapter);
-    line = item.getText();
+    try
+    {
+        vnReadText(adapter, '\n', line);
+    }
+    catch (...)
+    {
+        adapter->checkDelete();
+        throw;
+    }
     adapter->checkDelete();
     return 1;
 }

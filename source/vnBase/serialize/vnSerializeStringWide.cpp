@@ -3,6 +3,8 @@
 
 #include <vnBase/vnDynamicArray.h>
 
+#include <utility>
+
 namespace
 {
 constexpr unsigned int unitLimit = 65536; // where the 16-bit index of a read wraps
@@ -61,7 +63,8 @@ void vnSerializeStringWide::write(vnSerializeAdapter* adapter)
 
 void vnSerializeStringWide::read(vnSerializeAdapter* adapter)
 {
-    vnDynamicArray<char16_t>& units = scratchOfThread();
+    // Taken away from the thread meanwhile: a source may read a wide text itself when it is read.
+    vnDynamicArray<char16_t> units(std::move(scratchOfThread()));
     unsigned int count = 0;
     while (adapter->hasData())
     {
@@ -75,6 +78,7 @@ void vnSerializeStringWide::read(vnSerializeAdapter* adapter)
         count = (count + 1) % unitLimit;
     }
     m_text = vnString(units.data(), static_cast<unsigned short>(count), 0);
+    scratchOfThread().swap(units);
 }
 
 void vnSerializeStringWide::pushBack(vnSerializeAdapter* adapter)

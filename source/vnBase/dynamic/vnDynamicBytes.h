@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnConfig.h>
+
+#include <cstring>
+
+/// Numbers as they stand in payloads: little-endian on any host.
+namespace vnDynamicBytes
+{
+template <class T>
+T swapped(T value) noexcept
+{
+    static_assert(sizeof value == 1 || sizeof value == 2 || sizeof value == 4 || sizeof value == 8);
+    if constexpr (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ || sizeof value == 1)
+        return value;
+    else if constexpr (sizeof value == 2)
+        return __builtin_bswap16(value);
+    else if constexpr (sizeof value == 4)
+        return __builtin_bswap32(value);
+    else
+        return __builtin_bswap64(value);
+}
+
+template <class T>
+unsigned char* put(unsigned char* to, T value) noexcept
+{
+    value = swapped(value);
+    std::memcpy(to, &value, sizeof value);
+    return to + sizeof value;
+}
+
+template <class T>
+T get(const unsigned char* from) noexcept
+{
+    T value;
+    std::memcpy(&value, from, sizeof value);
+    return swapped(value);
+}
+
+/// The bits of a number as another type of its size.
+template <class Bits, class T>
+Bits bitsOf(const T& value) noexcept
+{
+    Bits bits;
+    static_assert(sizeof bits == sizeof value);
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+} // namespace vnDynamicBytes
