@@ -48,6 +48,18 @@ GOALS = (
     ("j.lexer", "tokens of 20 MB", "vnSerializeLex, with values", [(1.0, "Poco"), (1.0, "GScanner"), (69.0, "")],
      [(150.0, "")]),
 
+    ("i.dynamic", "read a big-endian", "vnSerializeBinary", [(10.5, "")], [(8.7, ""), (1.0, "hand loop")]),
+    ("i.dynamic", "make and read a small integer", "vnDynamicType", [(21.0, "")], [(7.0, "")]),
+    ("i.dynamic", "make and read a double", "vnDynamicType", [(21.0, "")], [(7.0, "")]),
+    ("i.dynamic", "make and read a text of 11 bytes", "vnDynamicType", [(21.0, "")], [(7.0, "")]),
+    ("i.dynamic", "make and read a text of 50 bytes", "vnDynamicType", [(21.0, "")], [(7.0, "")]),
+    ("i.dynamic", "wire form of mixed values: write", "vnDynamicType", [(198.0, "")], [(53.0, "")]),
+    ("i.dynamic", "wire form of mixed values: read", "vnDynamicType", [(456.0, "")], [(163.0, "")]),
+) + tuple(
+    ("i.dynamic", "container of %d attributes: %s" % (size, what), "vnDynamicTypeContainer",
+     [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
+    for size in (10, 1000) for what in ("set", "get", "write", "read")
+) + (
     ("l.streams", "read a 100 MB file byte by byte", "vnSerializeAdapterFile read()", [(0.5, "Poco::FileInputStream get()")],
      [(700.0, "")]),
     ("l.streams", "copy a 100 MB file in 64 KB blocks", "vnSerializeAdapterFile", [(1.0, "QFile")],
