@@ -3,6 +3,7 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnDict.h>
+#include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnNotifyManager.h>
@@ -302,6 +303,32 @@ void useTokens()
     EXPECT_EQ(getLexTokenDataArray(longText, 1).getSize(), 16u);
 }
 
+void useDynamicValues()
+{
+    vnRefPointer<vnRefData<int>> object(new vnRefData<int>(1));
+    vnDynamicArray<vnDynamicType> elements;
+    elements.append(vnDynamicType(longText));
+    elements.append(vnDynamicType(object.get()));
+    vnDynamicType value = vnDynamicTypeTimeTagged(1, vnDynamicTypeArray(elements));
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO, 8);
+    value.write(&queue);
+    const vnDynamicTypeCustom<vnDynamicTypeContainer> none{vnDynamicTypeContainer()};
+    vnDynamicType(none).write(&queue);
+    vnDynamicType again(longText);
+    again.read(&queue);
+    EXPECT_EQ(vnDynamicTypeArray(vnDynamicTypeTimeTagged(again).getData()).getArray()[0].getString(),
+              longText);
+    vnDynamicTypeContainer container;
+    for (int i = 0; i < 60; ++i)
+        container.setAttribute(vnString::formatString("%s %d", longText, i), again);
+    container.write(&queue);
+    again.read(&queue);
+    vnDynamicTypeContainer copy;
+    copy.read(&queue);
+    copy = container;
+    EXPECT_EQ(copy.getNumberOfAttributes(), 60u);
+}
+
 struct Script
 {
     const char* name;
@@ -322,6 +349,7 @@ const Script scripts[] = {
     {"update ids", useUpdateIDs},
     {"adapters", useAdapters},
     {"tokens", useTokens},
+    {"dynamic values", useDynamicValues},
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.
