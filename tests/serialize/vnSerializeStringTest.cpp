@@ -2,11 +2,13 @@
 #include <vnBase/vnSerializeString.h>
 
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnMemory.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace
@@ -87,6 +89,42 @@ TEST(vnSerializeString, WrapsItsIndexBeyondTheLongestText)
         item.read(&adapter);
         EXPECT_EQ(textOf(item.getText()), bytes.substr(size & ~0xFFFFu)) << size;
         EXPECT_EQ(drained(adapter), "next") << size;
+    }
+}
+
+TEST(vnSerializeString, ReadsManyTextsIntoOnePlace)
+{
+    class Counting : public vnMemoryManagerInterface
+    {
+    public:
+        Counting() { vnMemoryControl::setMemoryManager(this); }
+        ~Counting() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+        void* allocate(unsigned int size) override
+        {
+            ++count;
+            return std::malloc(size);
+        }
+        void* reallocate(void* block, unsigned int size) override { return std::realloc(block, size); }
+        void deallocate(void* block) override { std::free(block); }
+
+        unsigned int count = 0;
+    };
+    for (const unsigned char terminator : {'\0', '\n'})
+    {
+        const std::string text(30, 'x');
+        std::string bytes;
+        for (unsigned int i = 0; i < 100; ++i)
+            bytes += text + static_cast<char>(terminator);
+        vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        vnSerializeString item(terminator);
+        item.read(&adapter);
+        Counting manager;
+        for (unsigned int i = 1; i < 100; ++i)
+        {
+            item.read(&adapter);
+            ASSERT_EQ(textOf(item.getText()), text);
+        }
+        EXPECT_EQ(manager.count, 0u);
     }
 }
 

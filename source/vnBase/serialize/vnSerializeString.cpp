@@ -73,20 +73,29 @@ void collect(vnSerializeAdapter* adapter, unsigned int stop, Collector& to)
     }
 }
 
-// A text that stands open in memory as a whole needs no collecting.
+// Into the storage that the text has, when it fits: only texts that end with NUL are assigned in place.
+void assign(vnString& to, Collector& from)
+{
+    from.bytes[from.count] = 0; // there is room: a complete text is shorter than the limit
+    const char* const text = reinterpret_cast<const char*>(from.bytes);
+    if (std::memchr(text, 0, from.count))
+        to = vnString(text, static_cast<unsigned short>(from.count));
+    else
+        to = text;
+}
+
+// A text that stands open in memory as a whole, with its NUL, needs no collecting.
 bool readFromWindow(vnSerializeAdapter* adapter, unsigned int stop, vnString& to)
 {
     const std::size_t open = windowSize(*adapter);
-    if (open == 0 || stop == vnNoTerminator)
+    if (open == 0 || stop != 0)
         return false;
     const unsigned char* const from = vnAdapterWindow::next(*adapter);
-    const void* const found =
-        std::memchr(from, static_cast<int>(stop), std::min<std::size_t>(open, longText));
+    const void* const found = std::memchr(from, 0, std::min<std::size_t>(open, longText));
     if (!found)
         return false;
-    const auto size = static_cast<std::size_t>(static_cast<const unsigned char*>(found) - from);
-    to = vnString(reinterpret_cast<const char*>(from), static_cast<unsigned short>(size));
-    vnAdapterWindow::advance(*adapter, from + size + 1);
+    to = reinterpret_cast<const char*>(from);
+    vnAdapterWindow::advance(*adapter, static_cast<const unsigned char*>(found) + 1);
     return true;
 }
 } // namespace
@@ -103,7 +112,7 @@ void vnReadText(vnSerializeAdapter* adapter, unsigned int stop, vnString& to, in
         collect(adapter, stop, collector);
     if (collector.isComplete)
     {
-        to = vnString(reinterpret_cast<const char*>(local), static_cast<unsigned short>(collector.count));
+        assign(to, collector);
         return;
     }
     vnCacheSerializeString cache;
@@ -117,8 +126,7 @@ void vnReadText(vnSerializeAdapter* adapter, unsigned int stop, vnString& to, in
         if (collector.count == longText)
             collector.count = 0;
     }
-    to = vnString(reinterpret_cast<const char*>(collector.bytes),
-                  static_cast<unsigned short>(collector.count));
+    assign(to, collector);
 }
 
 void vnSerializeString::write(vnSerializeAdapter* adapter)
