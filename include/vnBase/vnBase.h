@@ -6,6 +6,7 @@
 #include <vnBase/vnArgument.h>
 #include <vnBase/vnArray.h>
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnBasicParser.h>
 #include <vnBase/vnBlock.h>
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnCompareInterface.h>
@@ -38,6 +39,7 @@
 #include <vnBase/vnNotifyChannel.h>
 #include <vnBase/vnNotifyManager.h>
 #include <vnBase/vnNumberText.h>
+#include <vnBase/vnParserFunction.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnProgramExecution.h>
 #include <vnBase/vnProgress.h>

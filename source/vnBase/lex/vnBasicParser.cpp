@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnBasicParser.h>
+
+#include "vnParserCursor.h"
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnProgress.h>
+
+#include <cwctype>
+#include <limits>
+
+void vnParserCursor::countLines(const unsigned char* begin, const unsigned char* feed,
+                                unsigned int count) noexcept
+{
+    vnBasicParser& p = m_parser;
+    const unsigned char* end = begin + count;
+    const unsigned char* lineBegin = begin;
+    while (feed)
+    {
+        ++p.m_line;
+        p.m_previousColumn = p.m_column + static_cast<unsigned int>(feed - lineBegin);
+        p.m_column = 0;
+        lineBegin = feed + 1;
+        feed = static_cast<const unsigned char*>(
+            std::memchr(lineBegin, '\n', static_cast<std::size_t>(end - lineBegin)));
+    }
+    p.m_column = static_cast<unsigned int>(end - lineBegin);
+    p.m_lineBegin = p.m_tokenPos + static_cast<unsigned int>(lineBegin - begin);
+}
+
+// As one by one from the end: each line feed sets the column to where the last one stood.
+void vnParserCursor::undoTailLines(unsigned int count) noexcept
+{
+    vnBasicParser& p = m_parser;
+    const unsigned char* begin = next() - count;
+    const unsigned char* first = static_cast<const unsigned char*>(std::memchr(begin, '\n', count));
+    p.m_lineBegin = p.m_tokenPos - count;
+    if (!first)
+    {
+        p.m_column -= count;
+        return;
+    }
+    p.m_line -= static_cast<unsigned int>(std::count(first, next(), static_cast<unsigned char>('\n')));
+    p.m_column = p.m_previousColumn - static_cast<unsigned int>(first - begin);
+}
+
+void vnParserCursor::takeForward(unsigned int count)
+{
+    while (count > 0)
+    {
+        const Mode mode = getMode();
+        std::size_t open = mode == NONE ? 0 : static_cast<std::size_t>(end() - next());
+        open = std::min<std::size_t>(open, count);
+        if (mode == ASCII)
+            open = static_cast<std::size_t>(
+                std::find_if(next(), next() + open, [](unsigned char c) { return c >= 0x80; }) - next());
+        if (open == 0)
+        {
+            takeAny();
+            --count;
+            continue;
+        }
+        takeLines(static_cast<unsigned int>(open));
+        count -= static_cast<unsigned int>(open);
+    }
+}
+
+vnBasicParser::vnBasicParser() = default;
+
+vnBasicParser::~vnBasicParser() noexcept(false) = default;
+
+void vnBasicParser::setAdapter(vnSerializeAdapter* adapter)
+{
+    flushTail();
+    m_adapter = adapter;
+    m_progressTotal = adapter ? adapter->length() : 0;
+}
+
+unsigned char vnBasicParser::hasData()
+{
+    return vnParserCursor(*this).hasData();
+}
+
+unsigned short vnBasicParser::getNextToken(unsigned char check)
+{
+    if (check && !hasData())
+    {
+        setError("Adapter out of Data");
+        throw vnBasicParseException(0);
+    }
+    return takeToken();
+}
+
+unsigned short vnBasicParser::takeToken()
+{
+    if (!m_adapter)
+        return 0;
+    flushTail();
+    const vnParserCursor cursor(*this);
+    const vnParserCursor::Mode mode = cursor.getMode();
+    char16_t character;
+    if (mode != vnParserCursor::NONE && cursor.next() != cursor.end() &&
+        (mode == vnParserCursor::BYTES || *cursor.next() < 0x80))
+    {
+        character = *cursor.next();
+        vnAdapterWindow::advance(*m_adapter, cursor.next() + 1);
+    }
+    else
+    {
+        m_lexer.setMaxScanTokens(std::numeric_limits<unsigned int>::max()); // a stream may be longer
+        character = m_lexer.getLexToken(m_adapter.get());
+        m_isDetected = true;
+    }
+    remember(character);
+    return character;
+}
+
+void vnBasicParser::remember(char16_t character)
+{
+    if (m_historyEnd == m_history.getSize())
+        makeHistoryRoom(std::min(m_remembered, m_historyEnd), 1);
+    m_history.data()[m_historyEnd++] = character;
+    m_remembered = m_remembered < m_maxBufferSize ? m_remembered + 1 : m_maxBufferSize;
+    ++m_tokenPos;
+    if (character != '\n')
+    {
+        ++m_column;
+        return;
+    }
+    ++m_line;
+    m_previousColumn = m_column;
+    m_column = 0;
+    m_lineBegin = m_tokenPos;
+}
+
+// The block holds up to twice what is kept, so that moving the kept part to its front is rare.
+void vnBasicParser::makeHistoryRoom(unsigned int kept, unsigned int more)
+{
+    const vnUInt64 needed = static_cast<vnUInt64>(kept) + more;
+    if (needed > m_history.getSize() / 2)
+    {
+        vnDynamicArray<char16_t> larger(64);
+        larger.setSize(vnCheckedSize(2 * needed));
+        std::copy_n(m_history.data() + (m_historyEnd - kept), kept, larger.data());
+        m_history.swap(larger);
+    }
+    else
+        std::memmove(m_history.data(), m_history.data() + (m_historyEnd - kept), kept * sizeof(char16_t));
+    m_historyEnd = kept;
+}
+
+void vnBasicParser::flushTail()
+{
+    if (m_tail == 0)
+        return;
+    const unsigned int count = std::min(m_tail, m_remembered);
+    const unsigned int kept = m_remembered - count;
+    if (m_history.getSize() - m_historyEnd < count)
+        makeHistoryRoom(kept, count);
+    std::copy_n(vnAdapterWindow::next(*m_adapter) - count, count, m_history.data() + m_historyEnd);
+    m_historyEnd += count;
+    m_tail = 0;
+}
+
+void vnBasicParser::checkPushBack(unsigned int count) const
+{
+    if (count > m_remembered)
+        vnExceptionThrows::vnThrowFatal("Too Large Pushback in basic parser");
+}
+
+void vnBasicParser::pushBackTokens(unsigned int count)
+{
+    vnParserCursor(*this).giveBack(count);
+}
+
+void vnBasicParser::giveBackHistory(unsigned int count)
+{
+    flushTail();
+    undoLines(count);
+    if (!m_adapter) // the input was let go of
+    {
+        m_historyEnd -= count;
+        m_remembered -= count;
+        m_tokenPos -= count;
+        return;
+    }
+    m_adapter->allocPushBack(count);
+    const bool isByteText = this->isByteText();
+    unsigned char bytes[256];
+    for (unsigned int left = count; left > 0;)
+    {
+        const unsigned int step = isByteText ? std::min<unsigned int>(left, sizeof bytes) : 1;
+        const char16_t* from = m_history.data() + (m_historyEnd - step);
+        if (isByteText)
+        {
+            std::transform(from, from + step, bytes, [](char16_t c) { return static_cast<unsigned char>(c); });
+            vnAdapterWindow::unread(*m_adapter, bytes, step);
+        }
+        else
+            m_lexer.pushBack(m_adapter.get(), *from);
+        m_historyEnd -= step;
+        m_remembered -= step;
+        m_tokenPos -= step;
+        left -= step;
+    }
+}
+
+// As one by one from the end: each line feed sets the column to where the last one stood.
+void vnBasicParser::undoLines(unsigned int count)
+{
+    const unsigned int target = m_tokenPos - count;
+    const char16_t* end = m_history.data() + m_historyEnd;
+    const char16_t* first = target >= m_lineBegin ? end : std::find(end - count, end, u'\n');
+    if (first == end)
+    {
+        m_column -= count;
+        m_lineBegin = std::min(m_lineBegin, target);
+        return;
+    }
+    m_line -= static_cast<unsigned int>(std::count(first, end, u'\n'));
+    m_column = m_previousColumn - static_cast<unsigned int>(first - (end - count));
+    m_lineBegin = target;
+}
+
+unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int count, unsigned char ignoreCase)
+{
+    if (!m_adapter)
+        return 0;
+    flushTail();
+    // 16-bit text is asked for all of its bytes: reading behind the end would invent characters.
+    const vnUInt64 bytes = static_cast<vnUInt64>(count) * m_lexer.getTokenSize();
+    if (bytes > std::numeric_limits<unsigned int>::max() ||
+        !m_adapter->hasData(static_cast<unsigned int>(bytes)))
+        return 0;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        // The bytes may be fewer characters than are compared.
+        if (i > 0 && !hasData())
+        {
+            pushBackTokens(i);
+            return 0;
+        }
+        const char16_t character = takeToken();
+        const bool isEqual =
+            character == text[i] ||
+            (ignoreCase && std::towupper(static_cast<std::wint_t>(character)) ==
+                               std::towupper(static_cast<std::wint_t>(text[i])));
+        if (isEqual)
+            continue;
+        pushBackTokens(i + 1);
+        return 0;
+    }
+    return 1;
+}
+
+bool vnBasicParser::isByteText() const noexcept
+{
+    return !m_lexer.isUnicode() && !m_lexer.isUtf8();
+}
+
+const char16_t* vnBasicParser::findHistory(unsigned int& position, unsigned int& count) const
+{
+    const unsigned int oldest = m_tokenPos - m_remembered;
+    const vnUInt64 end = std::min<vnUInt64>(static_cast<vnUInt64>(position) + count, m_tokenPos);
+    position = std::max(position, oldest);
+    count = end > position ? static_cast<unsigned int>(end - position) : 0;
+    return m_history.data() + (m_historyEnd - m_remembered) + (count ? position - oldest : 0);
+}
+
+vnString vnBasicParser::getTokenData(unsigned int position, unsigned short count)
+{
+    flushTail();
+    unsigned int wanted = count;
+    const char16_t* from = findHistory(position, wanted);
+    return vnString(from, static_cast<unsigned short>(wanted), isByteText());
+}
+
+void vnBasicParser::getTokenData(vnArray<unsigned char>& data, unsigned int position, unsigned int count)
+{
+    flushTail();
+    const char16_t* from = findHistory(position, count);
+    const bool isByteText = this->isByteText();
+    vnDynamicArray<unsigned char> bytes(1024);
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const char16_t c = from[i];
+        if (isByteText || c < 0x80)
+        {
+            bytes.append(static_cast<unsigned char>(c));
+            continue;
+        }
+        if (c < 0x800)
+            bytes.append(static_cast<unsigned char>(0xC0 | c >> 6));
+        else
+        {
+            bytes.append(static_cast<unsigned char>(0xE0 | c >> 12));
+            bytes.append(static_cast<unsigned char>(0x80 | (c >> 6 & 0x3F)));
+        }
+        bytes.append(static_cast<unsigned char>(0x80 | (c & 0x3F)));
+    }
+    data = vnArray<unsigned char>(bytes.data(), bytes.getSize());
+}
+
+void vnBasicParser::reset()
+{
+    flushTail();
+    m_error.clear();
+    m_historyEnd = m_remembered = 0;
+    m_line = m_column = m_previousColumn = 0;
+    m_tokenPos = m_lineBegin = 0;
+    m_lastPercent = -1;
+}
+
+void vnBasicParser::continueParsingFrom(vnBasicParser* other)
+{
+    if (other == this)
+        return;
+    other->flushTail();
+    setAdapter(other->m_adapter.get());
+    m_progressTotal = other->m_progressTotal;
+    m_lexer = other->m_lexer;
+    m_isDetected = other->m_isDetected;
+    m_history = other->m_history;
+    m_historyEnd = other->m_historyEnd;
+    m_remembered = other->m_remembered;
+    m_line = other->m_line;
+    m_column = other->m_column;
+    m_previousColumn = other->m_previousColumn;
+    m_tokenPos = other->m_tokenPos;
+    m_lineBegin = other->m_lineBegin;
+}
+
+void vnBasicParser::reportProgress(unsigned char force)
+{
+    if (!m_useProgress || m_progressTotal == 0 || m_progressMessage.isEmpty())
+        return;
+    vnUInt64 percent = 100;
+    if (!force)
+    {
+        const vnUInt64 left = m_adapter ? m_adapter->length() : 0;
+        percent = left < m_progressTotal ? (m_progressTotal - left) * 100 / m_progressTotal : 0;
+    }
+    if (!force && static_cast<signed char>(percent) == m_lastPercent)
+        return;
+    m_lastPercent = static_cast<signed char>(percent);
+    vnProgress::progress(static_cast<unsigned char>(percent), m_progressMessage.getString());
+}
+
+void vnBasicParser::useUnicode(unsigned char use, unsigned char bigEndian) noexcept
+{
+    m_lexer.useUnicode(use, bigEndian);
+}
+
+void vnBasicParser::useUtf8(unsigned char use) noexcept
+{
+    m_lexer.useUtf8(use);
+}
+
+vnString vnBasicParser::parseResultString(vnParseResult result)
+{
+    switch (result)
+    {
+    case VN_PARSE_ERROR:
+        return "Error";
+    case VN_PARSE_OK:
+        return "OK";
+    case VN_PARSE_NO_MATCH:
+        return "No Match";
+    }
+    return "Unknown Error";
+}
+
+vnParseResult vnBasicParser::parseFunction(const vnString& name)
+{
+    setError("Unknow parse function '%s'", name);
+    return VN_PARSE_ERROR;
+}

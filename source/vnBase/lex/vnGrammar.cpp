@@ -1,0 +1,353 @@
+// SPDX-License-Identifier: MIT
+#include "vnGrammarWalk.h"
+
+#include <vnBase/vnMessage.h>
+
+namespace
+{
+bool isWhite(char16_t c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+bool isLower(char16_t c)
+{
+    return c >= 'a' && c <= 'z';
+}
+bool isUpper(char16_t c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+bool isAlpha(char16_t c)
+{
+    return isLower(c) || isUpper(c);
+}
+bool isDigit(char16_t c)
+{
+    return c >= '0' && c <= '9';
+}
+bool isHex(char16_t c)
+{
+    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+// The matchers of a parser that are sets.
+struct Native
+{
+    vnGrammar::Matcher matcher;
+    bool (*isMember)(char16_t);
+    bool isRun;
+};
+constexpr Native natives[] = {
+    {&vnBasicParser::parseAlpha, isAlpha, false},
+    {&vnBasicParser::parseLoAlpha, isLower, false},
+    {&vnBasicParser::parseUpAlpha, isUpper, false},
+    {&vnBasicParser::parseDigit, isDigit, false},
+    {&vnBasicParser::parseHex, isHex, false},
+    {&vnBasicParser::parseAlphaNum, [](char16_t c) { return isAlpha(c) || isDigit(c); }, false},
+    {&vnBasicParser::parseChar, [](char16_t c) { return c < 128; }, false},
+    {&vnBasicParser::parseCTL, [](char16_t c) { return c < 32 || c == 127; }, false},
+    {&vnBasicParser::parseCR, [](char16_t c) { return c == '\r'; }, false},
+    {&vnBasicParser::parseLF, [](char16_t c) { return c == '\n'; }, false},
+    {&vnBasicParser::parseHT, [](char16_t c) { return c == '\t'; }, false},
+    {&vnBasicParser::parseSP, [](char16_t c) { return c == ' '; }, false},
+    {&vnBasicParser::parseWS, [](char16_t c) { return c == ' ' || c == '\t'; }, false},
+    {&vnBasicParser::parseAllWS, isWhite, true},
+    {&vnBasicParser::parseAllExceptWS, [](char16_t c) { return !isWhite(c); }, true},
+    {&vnBasicParser::parsePlainIdentifier, isAlpha, true},
+    {&vnBasicParser::parseAllExceptCREOL, [](char16_t c) { return c != '\r' && c != '\n'; }, true},
+};
+
+using NativeSets = std::array<std::shared_ptr<const vnGrammarSet>, std::size(natives)>;
+
+const NativeSets& getNativeSets()
+{
+    static const NativeSets sets = []
+    {
+        NativeSets made;
+        for (std::size_t i = 0; i < made.size(); ++i)
+            made[i] = std::make_shared<const vnGrammarSet>(natives[i].isMember);
+        return made;
+    }();
+    return sets;
+}
+
+vnString toString(std::string_view text)
+{
+    return vnString(text.data(), static_cast<unsigned short>(
+                                     std::min<std::size_t>(text.size(), vnString::VN_MAX_LENGTH)));
+}
+
+std::string_view strip(std::string_view text)
+{
+    while (!text.empty() && isWhite(static_cast<unsigned char>(text.front())))
+        text.remove_prefix(1);
+    while (!text.empty() && isWhite(static_cast<unsigned char>(text.back())))
+        text.remove_suffix(1);
+    return text;
+}
+
+constexpr std::string_view VN_IS = "::=";
+
+bool addRuleText(vnGrammarData& data, std::string_view rule)
+{
+    const std::size_t at = rule.find(VN_IS);
+    const std::string_view name = strip(rule.substr(0, std::min(at, rule.size())));
+    const std::string_view body =
+        at == std::string_view::npos ? std::string_view() : strip(rule.substr(at + VN_IS.size()));
+    if (name.empty() || body.empty() || rule.size() > vnString::VN_MAX_LENGTH)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser -> '%s'", toString(rule));
+        return false;
+    }
+    data.addBody(toString(name), toString(body));
+    return true;
+}
+
+class StringSource
+{
+public:
+    explicit StringSource(const vnString& text) : m_next(text.getString()), m_end(m_next + text.length()) {}
+    bool get(char& c)
+    {
+        if (m_next == m_end)
+            return false;
+        c = *m_next++;
+        return true;
+    }
+
+private:
+    const char* m_next;
+    const char* m_end;
+};
+
+// The characters of a stream in any encoding that its mark tells, as UTF-8.
+class AdapterSource
+{
+public:
+    explicit AdapterSource(vnSerializeAdapter& adapter) : m_adapter(adapter) {}
+    bool get(char& c)
+    {
+        if (m_at == m_pending.length() && !fetch())
+            return false;
+        c = m_pending.getString()[m_at++];
+        return true;
+    }
+
+private:
+    bool fetch()
+    {
+        if (!m_adapter.hasData())
+            return false;
+        const char16_t unit[] = {m_lex.getLexToken(&m_adapter), 0};
+        m_pending = vnString(unit, 1, !m_lex.isUnicode() && !m_lex.isUtf8());
+        m_at = 0;
+        return !m_pending.isEmpty();
+    }
+
+    vnSerializeAdapter& m_adapter;
+    vnSerializeLex m_lex{1, 1};
+    vnString m_pending;
+    unsigned int m_at = 0;
+};
+
+// Cuts a text into rules: comments go away, white space becomes one blank.
+template <class Source>
+class RuleSplitter
+{
+public:
+    explicit RuleSplitter(Source& source) : m_source(source) { advance(); }
+
+    /// The next rule, without its ";"; false when there is no further one. An end without "::=" is none.
+    bool next(std::string& rule)
+    {
+        rule.clear();
+        m_isBlank = false;
+        while (m_hasCharacter)
+        {
+            const char c = m_character;
+            advance();
+            if (c == ';')
+                return true;
+            take(rule, c);
+        }
+        return rule.find(VN_IS) != std::string::npos;
+    }
+
+private:
+    void advance() { m_hasCharacter = m_source.get(m_character); }
+    void add(std::string& rule, char c)
+    {
+        if (m_isBlank && !rule.empty())
+            append(rule, ' ');
+        m_isBlank = false;
+        append(rule, c);
+    }
+
+    // One more than a rule may have is enough to refuse it.
+    static void append(std::string& rule, char c)
+    {
+        if (rule.size() <= vnString::VN_MAX_LENGTH)
+            rule += c;
+    }
+    void take(std::string& rule, char c)
+    {
+        if (isWhite(static_cast<unsigned char>(c)))
+            m_isBlank = true;
+        else if (c == '"' || c == '\'')
+            takeDelimited(rule, c, c);
+        else if (c == '[')
+            takeDelimited(rule, c, ']');
+        else if (c == '/' && m_hasCharacter && m_character == '/')
+            skipLine();
+        else if (c == '/' && m_hasCharacter && m_character == '*')
+            skipComment(rule);
+        else
+            add(rule, c);
+    }
+    void takeDelimited(std::string& rule, char opening, char closing)
+    {
+        add(rule, opening);
+        bool isEscaped = false;
+        while (m_hasCharacter)
+        {
+            const char c = m_character;
+            advance();
+            append(rule, c);
+            if (c == closing && !isEscaped)
+                return;
+            isEscaped = c == '\\' && !isEscaped;
+        }
+    }
+    void skipLine()
+    {
+        m_isBlank = true;
+        while (m_hasCharacter && m_character != '\n')
+            advance();
+    }
+
+    // A comment without an end stays, so that the walk of the rule tells of it.
+    void skipComment(std::string& rule)
+    {
+        advance();
+        std::string comment = "/*";
+        char last = '\0';
+        while (m_hasCharacter)
+        {
+            const char c = m_character;
+            advance();
+            if (last == '*' && c == '/')
+            {
+                m_isBlank = true;
+                return;
+            }
+            append(comment, c);
+            last = c;
+        }
+        for (const char c : comment)
+            add(rule, c);
+    }
+
+    Source& m_source;
+    char m_character = '\0';
+    bool m_hasCharacter = false;
+    bool m_isBlank = false;
+};
+
+// `tell` posts which rule was malformed.
+template <class Source, class Tell>
+unsigned char addAll(vnGrammarData& data, Source& source, const Tell& tell)
+{
+    RuleSplitter<Source> splitter(source);
+    std::string rule;
+    unsigned char isGood = 1;
+    for (unsigned int number = 1; splitter.next(rule); ++number)
+    {
+        if (addRuleText(data, rule))
+            continue;
+        isGood = 0;
+        tell(number);
+    }
+    return isGood;
+}
+} // namespace
+
+vnGrammar::vnGrammar(vnBasicParser& parser, Door& door)
+    : m_data(std::make_unique<vnGrammarData>(parser, door))
+{
+}
+
+vnGrammar::~vnGrammar() = default;
+
+void vnGrammar::addFunction(const vnString& name, unsigned int index, Matcher matcher)
+{
+    for (std::size_t i = 0; matcher && i < std::size(natives); ++i)
+        if (natives[i].matcher == matcher)
+        {
+            m_data->addFunction(name, index, getNativeSets()[i], natives[i].isRun);
+            return;
+        }
+    m_data->addFunction(name, index, nullptr, false);
+}
+
+unsigned char vnGrammar::addRule(const vnString& rule)
+{
+    return addRuleText(*m_data, std::string_view(rule.getString(), rule.length()));
+}
+
+unsigned char vnGrammar::addRules(const vnString& rules)
+{
+    StringSource source(rules);
+    const auto tell = [&](unsigned int number)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser string:%s rule nr:%d", rules, number);
+    };
+    return addAll(*m_data, source, tell);
+}
+
+unsigned char vnGrammar::addRules(vnSerializeAdapter* adapter, const vnString& url)
+{
+    if (!adapter)
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "No rules for a parser at url:%s", url);
+        return 0;
+    }
+    AdapterSource source(*adapter);
+    const auto tell = [&](unsigned int number)
+    { vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser url:%s rule nr:%d", url, number); };
+    return addAll(*m_data, source, tell);
+}
+
+vnParseResult vnGrammar::parseRule(const vnString& name)
+{
+    return m_data->parseRule(name);
+}
+
+unsigned char vnGrammar::popMark(unsigned int& position) noexcept
+{
+    return m_data->popMark(position);
+}
+
+void vnGrammar::clearMarks() noexcept
+{
+    m_data->marks.clear();
+}
+
+void vnGrammar::setTrace(unsigned char enable) noexcept
+{
+    m_data->isTracing = enable != 0;
+}
+
+void vnGrammar::setPerformance(unsigned char enable) noexcept
+{
+    m_data->isMeasuring = enable != 0;
+}
+
+void vnGrammar::setMaxDepth(unsigned int depth) noexcept
+{
+    m_data->maxDepth = depth;
+}
+
+unsigned int vnGrammar::getMaxDepth() const noexcept
+{
+    return m_data->maxDepth;
+}

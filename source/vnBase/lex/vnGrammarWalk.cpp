@@ -1,0 +1,606 @@
+// SPDX-License-Identifier: MIT
+#include "vnGrammarWalk.h"
+
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnPerformance.h>
+
+#include <limits>
+#include <optional>
+
+namespace
+{
+bool isWhite(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+struct Place
+{
+    unsigned int line;
+    unsigned int column;
+};
+
+Place placeOf(const vnString& text, unsigned int position)
+{
+    Place place{0, 0};
+    const char* at = text.getString();
+    for (const char* end = at + position; at != end; ++at)
+    {
+        place.column = *at == '\n' ? 0 : place.column + 1;
+        place.line += *at == '\n' ? 1 : 0;
+    }
+    return place;
+}
+
+// Names in traces fill 20 columns; a longer one is followed by a single blank.
+vnString padding(const vnString& name)
+{
+    return vnString::spaces(static_cast<unsigned short>(20 - std::min<unsigned int>(name.length(), 19)));
+}
+} // namespace
+
+void vnGrammarData::addFunction(const vnString& name, unsigned int index,
+                                std::shared_ptr<const vnGrammarSet> native, bool isNativeRun)
+{
+    vnGrammarName& entry = *vnGetGrammarName(m_names, name);
+    entry.hasFunction = true;
+    entry.function = index;
+    entry.native = std::move(native);
+    entry.isNativeRun = isNativeRun;
+    ++m_version;
+}
+
+void vnGrammarData::addBody(const vnString& name, const vnString& body)
+{
+    auto added = std::make_unique<vnGrammarBody>(body);
+    if (body.find('@') != body.length())
+    {
+        added->read(m_names);
+        m_hasUndoMarks |= added->root.hasUndoMark;
+    }
+    vnGrammarName& entry = *vnGetGrammarName(m_names, name);
+    if (m_depth == 0)
+        m_replaced.clear();
+    else if (entry.body)
+        m_replaced.push_back(std::move(entry.body));
+    entry.body = std::move(added);
+    ++m_version;
+}
+
+vnParseResult vnGrammarData::parseRule(const vnString& name)
+{
+    const unsigned int length = name.length();
+    const char* text = name.getString();
+    if (length > 0 && (isWhite(text[0]) || isWhite(text[length - 1])))
+        return parseRule(name.stripWhiteSpace());
+    vnGrammarName* entry = m_names.find(name);
+    if (!entry)
+        return door.callOther(name);
+    try
+    {
+        const vnParseResult result = call(*entry);
+        cursor.leave();
+        return result;
+    }
+    catch (...)
+    {
+        cursor.leave();
+        throw;
+    }
+}
+
+bool vnGrammarData::popMark(unsigned int& position) noexcept
+{
+    position = 0;
+    if (marks.isEmpty())
+        return false;
+    position = marks.pop().position;
+    return true;
+}
+
+vnParseResult vnGrammarData::call(vnGrammarName& name)
+{
+    if (name.body)
+        return callRule(name);
+    if (name.hasFunction)
+        return name.native && !isTracing && !isMeasuring ? callNative(name) : callFunction(name);
+    cursor.leave();
+    return door.callOther(name.name);
+}
+
+vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
+{
+    const bool isMatch = name.isNativeRun ? runSet(*name.native, std::numeric_limits<unsigned int>::max()) > 0
+                                          : matchSet(*name.native);
+    return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
+}
+
+vnParseResult vnGrammarData::callFunction(const vnGrammarName& name)
+{
+    cursor.leave();
+    if (!isTracing && !isMeasuring)
+        return door.callFunction(name.function);
+    std::optional<vnPerformanceBody> section;
+    if (isMeasuring)
+        section.emplace(name.name);
+    traceBegin("Parsing Function : %s%s(Line:%d,Col:%d)", name);
+    const vnParseResult result = door.callFunction(name.function);
+    traceEnd("Exit Function    : %s%s(Line:%d,Col:%d)\tResult:%s", name, result);
+    return result;
+}
+
+vnParseResult vnGrammarData::callRule(const vnGrammarName& name)
+{
+    if (isTooDeep(name))
+        return VN_PARSE_ERROR;
+    const DepthGuard depth(m_depth);
+    std::optional<vnPerformanceBody> section;
+    if (isMeasuring)
+        section.emplace(name.name);
+    if (isTracing)
+        traceBegin("Parsing Rule     : %s%s(Line:%d,Col:%d)", name);
+    vnGrammarBody& body = *name.body;
+    body.read(m_names);
+    Frame frame{name, body};
+    if (!walkChoice(body.root, frame))
+        return endRule(frame);
+    if (isTracing)
+        traceEnd("Exit Rule        : %s%s(Line:%d,Col:%d)\tResult:%s", name, frame.state);
+    return frame.state;
+}
+
+// After an error.
+vnParseResult vnGrammarData::endRule(Frame& frame)
+{
+    const Place place = placeOf(frame.body.text, frame.position);
+    if (!parser.hasError())
+        parser.setError("Expression mismatch in rule '%s' at (Line:%d,Col:%d) -> %s", frame.name.name,
+                        place.line, place.column, frame.body.text);
+    if (isTracing)
+        vnMessage::message(VN_MESSAGE_DEBUG, "Parse Error:'%s' in rule '%s' at (Line:%d,Col:%d) -> %s",
+                           parser.getError(), frame.name.name, place.line, place.column, frame.body.text);
+    return VN_PARSE_ERROR;
+}
+
+bool vnGrammarData::isTooDeep(const vnGrammarName& name)
+{
+    if (m_depth < maxDepth)
+        return false;
+    parser.setError("Rules are nested deeper than %d in rule '%s'", maxDepth, name.name);
+    return true;
+}
+
+bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
+{
+    const unsigned int begin = cursor.getPosition();
+    const bool isSkipping = choice.branches.size() > 1 && !m_hasUndoMarks && !isTracing && !isMeasuring;
+    if (isSkipping && choice.firstVersion != m_version)
+        vnFindGrammarFirsts(choice, m_names, m_version);
+    unsigned int end = begin;
+    bool hasMatched = false;
+    for (vnGrammarBranch& branch : choice.branches)
+    {
+        cursor.moveTo(begin);
+        // A function may have changed the rules meanwhile.
+        if (isSkipping && choice.firstVersion == m_version && canSkip(branch))
+            continue;
+        const unsigned int callCounter = m_callCounter;
+        frame.state = VN_PARSE_OK;
+        if (!walkBranch(branch, frame))
+            return false;
+        // Of two branches that match the first one stands; what the later one left is taken back.
+        if (frame.state != VN_PARSE_OK || hasMatched)
+            undoMarks(callCounter, frame.state);
+        else
+        {
+            hasMatched = true;
+            end = cursor.getPosition();
+        }
+    }
+    endChoice(choice, frame, begin, end, hasMatched);
+    return true;
+}
+
+void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsigned int begin,
+                              unsigned int end, bool hasMatched)
+{
+    frame.state = hasMatched ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
+    const unsigned int here = cursor.getPosition();
+    if (!hasMatched)
+        cursor.moveTo(begin);
+    else if (!choice.isAtEnd)
+    {
+        // In front of more text the input goes back to the begin, and forward again.
+        if (here == end && here >= begin)
+        {
+            cursor.checkReturn(here - begin);
+            return;
+        }
+        cursor.moveTo(begin);
+        cursor.moveTo(end);
+    }
+    else if (here < end)
+        cursor.moveTo(end);
+    else if (here > end)
+        cursor.giveBack(1); // by one only, however far a later branch went: grammars rely on where that ends
+}
+
+// Whether the branch fails at the next character, without a trace.
+bool vnGrammarData::canSkip(const vnGrammarBranch& branch) const noexcept
+{
+    if (!branch.first.isKnown || branch.first.canBeEmpty)
+        return false;
+    const vnParserCursor::Mode mode = cursor.getMode();
+    if (mode == vnParserCursor::NONE || cursor.next() == cursor.end())
+        return false;
+    const unsigned char byte = *cursor.next();
+    if (mode == vnParserCursor::ASCII && byte >= 0x80)
+        return false;
+    return !(branch.first.table[byte] & mode) && byte != '\n' && cursor.hasRoomFor(1);
+}
+
+bool vnGrammarData::walkBranch(vnGrammarBranch& branch, Frame& frame)
+{
+    for (vnGrammarElement& element : branch.elements)
+    {
+        if (frame.state == VN_PARSE_OK)
+        {
+            if (!walkElement(element, frame))
+                return false;
+            continue;
+        }
+        if (!element.mustReadRest)
+        {
+            m_callCounter += element.restCount;
+            return true;
+        }
+        if (!passElement(element, frame))
+            return false;
+    }
+    ++m_callCounter; // the try that finds no further element
+    return true;
+}
+
+bool vnGrammarData::walkElement(vnGrammarElement& element, Frame& frame)
+{
+    if (element.excluded.empty())
+        return walkItem(element.item, frame);
+    const unsigned int begin = cursor.getPosition();
+    if (!walkItem(element.item, frame))
+        return false;
+    for (Item& excluded : element.excluded)
+    {
+        if (frame.state != VN_PARSE_OK)
+        {
+            if (!passItem(excluded, frame))
+                return false;
+            continue;
+        }
+        const unsigned int end = cursor.getPosition();
+        cursor.moveTo(begin);
+        if (!walkItem(excluded, frame))
+            return false;
+        const bool isExcluded = frame.state == VN_PARSE_OK;
+        cursor.moveTo(isExcluded ? begin : end);
+        frame.state = isExcluded ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
+    }
+    return true;
+}
+
+bool vnGrammarData::walkItem(Item& item, Frame& frame)
+{
+    if (item.repeat == Item::ONCE)
+        return walkThing(item, frame);
+    if (item.kind == Item::SET && !item.set->isEmpty() && item.repeat <= Item::COUNTED)
+        return walkSetRepeat(item, frame);
+    return walkRepeat(item, frame);
+}
+
+bool vnGrammarData::walkRepeat(Item& item, Frame& frame)
+{
+    const unsigned int begin = cursor.getPosition();
+    if (!walkThing(item, frame))
+        return false;
+    const bool isMatch = frame.state == VN_PARSE_OK;
+    switch (item.repeat)
+    {
+    case Item::PLUS:
+        return isMatch ? walkRounds(item, frame, begin) : true;
+    case Item::STAR:
+        if (isMatch)
+            return walkRounds(item, frame, begin);
+        break;
+    case Item::OPTIONAL:
+        if (isMatch)
+            return true;
+        break;
+    case Item::COUNTED:
+        if (isMatch && item.max > 0)
+            return walkRounds(item, frame, begin);
+        if (item.min > 0)
+            return true;
+        break;
+    default:
+        return fail(item.fault, item.max, frame);
+    }
+    frame.state = VN_PARSE_OK;
+    cursor.moveTo(begin);
+    return true;
+}
+
+// After a first round that matched.
+bool vnGrammarData::walkRounds(Item& item, Frame& frame, unsigned int begin)
+{
+    const bool isCounted = item.repeat == Item::COUNTED;
+    const unsigned int max = isCounted ? item.max : std::numeric_limits<unsigned int>::max();
+    unsigned int good = cursor.getPosition();
+    unsigned int count = 1;
+    // A round that consumed nothing would match for ever: it ends the repetition, and is all that was asked.
+    bool isIdle = good == begin;
+    while (!isIdle && (count < max || !isCounted) && cursor.hasData())
+    {
+        if (!walkThing(item, frame))
+            return false;
+        if (frame.state != VN_PARSE_OK)
+            break;
+        isIdle = cursor.getPosition() == good;
+        good = cursor.getPosition();
+        ++count;
+    }
+    cursor.moveTo(good);
+    frame.state = isCounted && count < item.min && !isIdle ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
+    return true;
+}
+
+bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
+{
+    const unsigned int begin = cursor.getPosition();
+    const bool isEndless = item.repeat == Item::PLUS || item.repeat == Item::STAR;
+    const unsigned int max = isEndless                        ? std::numeric_limits<unsigned int>::max()
+                             : item.repeat == Item::COUNTED ? std::max(item.max, 1u)
+                                                            : 1;
+    const unsigned int min = item.repeat == Item::PLUS ? 1 : item.repeat == Item::COUNTED ? item.min : 0;
+    const unsigned int callCounter = m_callCounter;
+    unsigned int count = runSet(*item.set, max);
+    m_callCounter = std::max(m_callCounter, callCounter + 1); // the first round is tried without input, too
+    if (item.repeat == Item::COUNTED && item.max == 0)
+    {
+        cursor.moveTo(begin);
+        count = 0;
+    }
+    frame.state = count < min ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
+    return true;
+}
+
+bool vnGrammarData::walkThing(Item& item, Frame& frame)
+{
+    ++m_callCounter;
+    bool isMatch = true;
+    switch (item.kind)
+    {
+    case Item::SET:
+        isMatch = matchSet(*item.set);
+        break;
+    case Item::TEXT:
+        isMatch = matchText(*item.text);
+        break;
+    case Item::NAME:
+        return walkName(item, frame);
+    case Item::GROUP:
+        return walkGroup(item, frame);
+    case Item::MARK:
+        pushMark(0);
+        break;
+    case Item::UNDO_MARK:
+        pushMark(static_cast<unsigned char>(frame.state));
+        break;
+    case Item::COMMENT:
+        break;
+    case Item::FAULT:
+        return fail(item.fault, item.end, frame);
+    }
+    frame.state = isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
+    return true;
+}
+
+bool vnGrammarData::walkName(Item& item, Frame& frame)
+{
+    frame.position = item.end;
+    const vnParseResult result = call(*item.name);
+    if (result == VN_PARSE_ERROR)
+        return false;
+    frame.state = result == VN_PARSE_OK ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
+    return true;
+}
+
+bool vnGrammarData::walkGroup(Item& item, Frame& frame)
+{
+    frame.position = item.end;
+    if (isTooDeep(frame.name))
+        return false;
+    const DepthGuard depth(m_depth);
+    if (!walkChoice(*item.group, frame))
+        return false;
+    return !item.fault || item.repeat == Item::BROKEN || fail(item.fault, item.end, frame);
+}
+
+void vnGrammarData::pushMark(unsigned char flag)
+{
+    marks.push(vnGrammarMark{cursor.getPosition(), m_callCounter, flag});
+}
+
+void vnGrammarData::undoMarks(unsigned int callCounter, vnParseResult result)
+{
+    while (!marks.isEmpty() && marks.top().callCounter > callCounter)
+    {
+        const vnGrammarMark mark = marks.pop();
+        if (!mark.flag)
+            continue;
+        cursor.leave();
+        door.callUndo(mark.callCounter, result);
+    }
+}
+
+bool vnGrammarData::fail(const char* fault, unsigned int position, Frame& frame)
+{
+    frame.position = position;
+    if (!fault)
+        return false;
+    const Place place = placeOf(frame.body.text, position);
+    parser.setError(fault, frame.name.name, place.line, place.column, frame.body.text);
+    return false;
+}
+
+bool vnGrammarData::passChoice(const vnGrammarChoice& choice, Frame& frame)
+{
+    for (const vnGrammarBranch& branch : choice.branches)
+    {
+        const unsigned int callCounter = m_callCounter;
+        for (const vnGrammarElement& element : branch.elements)
+            if (!passElement(element, frame))
+                return false;
+        ++m_callCounter;
+        undoMarks(callCounter, VN_PARSE_NO_MATCH);
+    }
+    return true;
+}
+
+bool vnGrammarData::passElement(const vnGrammarElement& element, Frame& frame)
+{
+    if (!passItem(element.item, frame))
+        return false;
+    for (const Item& excluded : element.excluded)
+        if (!passItem(excluded, frame))
+            return false;
+    return true;
+}
+
+bool vnGrammarData::passItem(const Item& item, Frame& frame)
+{
+    ++m_callCounter;
+    if (item.kind == Item::MARK || item.kind == Item::UNDO_MARK)
+        pushMark(item.kind == Item::MARK ? 0 : static_cast<unsigned char>(frame.state));
+    else if (item.kind == Item::FAULT)
+        return fail(item.fault, item.end, frame);
+    else if (item.kind == Item::GROUP && !passChoice(*item.group, frame))
+        return false;
+    if (item.repeat == Item::BROKEN)
+        return fail(item.fault, item.max, frame);
+    return !item.fault || fail(item.fault, item.end, frame);
+}
+
+bool vnGrammarData::matchSet(const vnGrammarSet& set)
+{
+    if (set.isEmpty())
+        return true;
+    const vnParserCursor::Mode mode = cursor.getMode();
+    if (mode != vnParserCursor::NONE && cursor.next() != cursor.end())
+    {
+        const unsigned char byte = *cursor.next();
+        const bool isCharacter = mode == vnParserCursor::BYTES || byte < 0x80;
+        if (isCharacter && byte != '\n' && set.contains(byte, mode))
+        {
+            cursor.takePlain(1);
+            return true;
+        }
+        if (isCharacter && byte != '\n' && cursor.hasRoomFor(1))
+            return false;
+    }
+    if (!cursor.hasData())
+        return false;
+    const auto character = static_cast<char16_t>(cursor.takeAny());
+    if (set.contains(character, cursor.isByteText()))
+        return true;
+    cursor.giveBack(1);
+    return false;
+}
+
+// Consumes up to `max` characters of the set. The counter rises by the rounds that were tried.
+unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max)
+{
+    unsigned int count = 0;
+    while (count < max && cursor.hasData())
+    {
+        const vnParserCursor::Mode mode = cursor.getMode();
+        const std::size_t open =
+            mode == vnParserCursor::NONE
+                ? 0
+                : std::min<std::size_t>(max - count, static_cast<std::size_t>(cursor.end() - cursor.next()));
+        const unsigned char* begin = cursor.next();
+        const auto taken = static_cast<unsigned int>(set.findEnd(begin, begin + open, mode) - begin);
+        if (taken > 0)
+        {
+            if (set.hasLineFeed())
+                cursor.takeLines(taken);
+            else
+                cursor.takePlain(taken);
+            count += taken;
+            m_callCounter += taken;
+            continue;
+        }
+        ++m_callCounter;
+        if (!matchSet(set))
+            return count;
+        ++count;
+    }
+    return count;
+}
+
+bool vnGrammarData::matchText(const vnGrammarText& text)
+{
+    const vnParserCursor::Mode mode = cursor.getMode();
+    const std::size_t size = text.bytes.size();
+    const bool isOpen = mode == vnParserCursor::BYTES ? text.isByteable
+                                                      : mode == vnParserCursor::ASCII && text.isSeven;
+    if (!isOpen || size == 0 || static_cast<std::size_t>(cursor.end() - cursor.next()) < size)
+        return matchTextSlowly(text);
+    const unsigned char* next = cursor.next();
+    std::size_t same = 0;
+    while (same < size && next[same] == static_cast<unsigned char>(text.bytes[same]))
+        ++same;
+    if (same == size)
+    {
+        if (text.hasLineFeed)
+            cursor.takeLines(static_cast<unsigned int>(size));
+        else
+            cursor.takePlain(static_cast<unsigned int>(size));
+        return true;
+    }
+    const bool isTraceless = !text.hasLineFeed && next[same] != '\n' &&
+                             (mode == vnParserCursor::BYTES || next[same] < 0x80) &&
+                             cursor.hasRoomFor(static_cast<unsigned int>(same + 1));
+    return isTraceless ? false : matchTextSlowly(text);
+}
+
+bool vnGrammarData::matchTextSlowly(const vnGrammarText& text)
+{
+    cursor.leave();
+    if (!text.isSeven)
+        cursor.detect(); // bytes or characters
+    if (cursor.isByteText() && text.isByteable)
+    {
+        std::u16string bytes;
+        for (const char c : text.bytes)
+            bytes += static_cast<char16_t>(static_cast<unsigned char>(c));
+        return parser.checkTokens(bytes.data(), static_cast<unsigned int>(bytes.size()), 0) != 0;
+    }
+    // A code beyond all characters has none to compare.
+    if (text.characters.empty() && !text.bytes.empty())
+        return false;
+    return parser.checkTokens(text.characters.data(), static_cast<unsigned int>(text.characters.size()), 0) !=
+           0;
+}
+
+void vnGrammarData::traceBegin(const char* format, const vnGrammarName& name) const
+{
+    if (isTracing)
+        vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
+                           parser.getColumn());
+}
+
+void vnGrammarData::traceEnd(const char* format, const vnGrammarName& name, vnParseResult result) const
+{
+    if (isTracing)
+        vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
+                           parser.getColumn(), vnBasicParser::parseResultString(result));
+}

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "serialize/vnAdapterWindow.h"
+
+#include <vnBase/vnBasicParser.h>
+
+#include <algorithm>
+#include <cstring>
+
+/// Reads the characters of a parser many at once, while they stand as bytes in the window of its adapter. All
+/// that can be observed of the parser is as if they had been read one by one; only its memory of them is
+/// filled later, by `leave`, which must run before anybody else may touch parser or adapter.
+class vnParserCursor
+{
+public:
+    explicit vnParserCursor(vnBasicParser& parser) noexcept : m_parser(parser) {}
+
+    /// How a byte of the window is read. The values are bits, for tables of what a set holds.
+    enum Mode : unsigned char
+    {
+        NONE = 0,  // not at all: 16-bit text, no adapter, or the mark was not looked for yet
+        BYTES = 1, // as a character
+        ASCII = 2, // as a character, below 128; others are parts of one
+    };
+
+    Mode getMode() const noexcept
+    {
+        const vnBasicParser& p = m_parser;
+        if (!p.m_isDetected || !p.m_adapter || p.m_lexer.isUnicode())
+            return NONE;
+        return p.m_lexer.isUtf8() ? ASCII : BYTES;
+    }
+    const unsigned char* next() const noexcept { return vnAdapterWindow::next(*m_parser.m_adapter); }
+    const unsigned char* end() const noexcept { return vnAdapterWindow::end(*m_parser.m_adapter); }
+
+    unsigned int getPosition() const noexcept { return m_parser.m_tokenPos; }
+
+    /// Whether `count` characters can be read and taken back without a trace in what is remembered.
+    bool hasRoomFor(unsigned int count) const noexcept
+    {
+        const vnBasicParser& p = m_parser;
+        return p.m_remembered <= p.m_maxBufferSize && count <= p.m_maxBufferSize - p.m_remembered;
+    }
+
+    /// Consumes `count` bytes of the window, none of which is a line feed; or of which some may be.
+    void takePlain(unsigned int count) noexcept
+    {
+        m_parser.m_column += count;
+        advance(count);
+    }
+    void takeLines(unsigned int count) noexcept
+    {
+        const unsigned char* begin = next();
+        if (const void* first = std::memchr(begin, '\n', count))
+            countLines(begin, static_cast<const unsigned char*>(first), count);
+        else
+            m_parser.m_column += count;
+        advance(count);
+    }
+
+    /// One character after the other.
+    unsigned short takeAny() { return m_parser.takeToken(); }
+    bool hasData()
+    {
+        vnBasicParser& p = m_parser;
+        if (!p.m_adapter)
+            return false;
+        if (next() != end())
+            return true;
+        p.flushTail(); // the window may be filled anew
+        return p.m_adapter->hasData() != 0;
+    }
+
+    void giveBack(unsigned int count)
+    {
+        vnBasicParser& p = m_parser;
+        p.checkPushBack(count);
+        if (count == 0)
+            return;
+        if (count > p.m_tail)
+        {
+            p.giveBackHistory(count);
+            return;
+        }
+        if (p.m_tokenPos - count >= p.m_lineBegin)
+            p.m_column -= count;
+        else
+            undoTailLines(count);
+        p.m_tail -= count;
+        p.m_remembered -= count;
+        p.m_tokenPos -= count;
+        vnAdapterWindow::advance(*p.m_adapter, next() - count);
+    }
+
+    /// What the walk over the input throws when `count` characters would have to be taken back and read
+    /// again, and nothing else.
+    void checkReturn(unsigned int count) const { m_parser.checkPushBack(count); }
+
+    void moveTo(unsigned int position)
+    {
+        const unsigned int here = m_parser.m_tokenPos;
+        if (position < here)
+            giveBack(here - position);
+        else if (position > here)
+            takeForward(position - here);
+    }
+
+    bool isByteText() const noexcept { return m_parser.isByteText(); }
+
+    /// Looks for the byte order mark, if nobody has.
+    void detect()
+    {
+        if (m_parser.m_isDetected || !hasData())
+            return;
+        takeAny();
+        giveBack(1);
+    }
+
+    void leave()
+    {
+        if (m_parser.m_tail > 0)
+            m_parser.flushTail();
+    }
+
+private:
+    void advance(unsigned int count) noexcept
+    {
+        vnBasicParser& p = m_parser;
+        vnAdapterWindow::advance(*p.m_adapter, next() + count);
+        p.m_tail += count;
+        p.m_tokenPos += count;
+        p.m_remembered = p.m_remembered <= p.m_maxBufferSize && count < p.m_maxBufferSize - p.m_remembered
+                             ? p.m_remembered + count
+                             : p.m_maxBufferSize;
+    }
+    void countLines(const unsigned char* begin, const unsigned char* feed, unsigned int count) noexcept;
+    void undoTailLines(unsigned int count) noexcept;
+    void takeForward(unsigned int count);
+
+    vnBasicParser& m_parser;
+};
