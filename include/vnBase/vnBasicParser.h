@@ -125,8 +125,8 @@ public:
     /// function '%s'" and answers `VN_PARSE_ERROR`.
     vnParseResult parseFunction(const vnString& name);
 
-    /// One character: an ASCII letter; a lower-case, an upper-case one; a digit; a hexadecimal digit; a letter
-    /// or digit; any below 128; a control character (below 32, or 127).
+    /// One character: an ASCII letter; a lower-case, an upper-case one; a digit; a hexadecimal digit; a
+    /// letter or digit; any below 128; a control character (below 32, or 127).
     vnParseResult parseAlpha();
     vnParseResult parseLoAlpha();
     vnParseResult parseUpAlpha();

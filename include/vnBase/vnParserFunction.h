@@ -96,8 +96,8 @@ private:
 /// what it does should depend on marks.
 ///
 /// A rule is read when it is first walked, so that a fault in it shows then: `parseRule` answers
-/// `VN_PARSE_ERROR` and `getError()` says what is wrong, with line and column inside the rule. Without a match
-/// the input stands where it stood.
+/// `VN_PARSE_ERROR` and `getError()` says what is wrong, with line and column inside the rule. Without a
+/// match the input stands where it stood.
 ///
 /// Rules that call each other deeper than `getMaxDepth()`, as a rule does that begins with itself, end the
 /// parse with an error.
@@ -197,13 +197,23 @@ private:
     // The function as one of the matchers that every parser has; null when it is another one.
     static vnGrammar::Matcher matcherOf(Function function)
     {
-        constexpr vnGrammar::Matcher matchers[] = {
-            &vnBasicParser::parseAlpha,    &vnBasicParser::parseLoAlpha, &vnBasicParser::parseUpAlpha,
-            &vnBasicParser::parseDigit,    &vnBasicParser::parseHex,     &vnBasicParser::parseAlphaNum,
-            &vnBasicParser::parseChar,     &vnBasicParser::parseCTL,     &vnBasicParser::parseCR,
-            &vnBasicParser::parseLF,       &vnBasicParser::parseHT,      &vnBasicParser::parseSP,
-            &vnBasicParser::parseWS,       &vnBasicParser::parseAllWS,   &vnBasicParser::parseAllExceptWS,
-            &vnBasicParser::parsePlainIdentifier, &vnBasicParser::parseAllExceptCREOL};
+        constexpr vnGrammar::Matcher matchers[] = {&vnBasicParser::parseAlpha,
+                                                   &vnBasicParser::parseLoAlpha,
+                                                   &vnBasicParser::parseUpAlpha,
+                                                   &vnBasicParser::parseDigit,
+                                                   &vnBasicParser::parseHex,
+                                                   &vnBasicParser::parseAlphaNum,
+                                                   &vnBasicParser::parseChar,
+                                                   &vnBasicParser::parseCTL,
+                                                   &vnBasicParser::parseCR,
+                                                   &vnBasicParser::parseLF,
+                                                   &vnBasicParser::parseHT,
+                                                   &vnBasicParser::parseSP,
+                                                   &vnBasicParser::parseWS,
+                                                   &vnBasicParser::parseAllWS,
+                                                   &vnBasicParser::parseAllExceptWS,
+                                                   &vnBasicParser::parsePlainIdentifier,
+                                                   &vnBasicParser::parseAllExceptCREOL};
         for (const vnGrammar::Matcher matcher : matchers)
             if (function == static_cast<Function>(matcher))
                 return matcher;

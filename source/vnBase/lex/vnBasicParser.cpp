@@ -193,7 +193,8 @@ void vnBasicParser::giveBackHistory(unsigned int count)
         const char16_t* from = m_history.data() + (m_historyEnd - step);
         if (isByteText)
         {
-            std::transform(from, from + step, bytes, [](char16_t c) { return static_cast<unsigned char>(c); });
+            std::transform(from, from + step, bytes,
+                           [](char16_t c) { return static_cast<unsigned char>(c); });
             vnAdapterWindow::unread(*m_adapter, bytes, step);
         }
         else
@@ -242,9 +243,8 @@ unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int coun
         }
         const char16_t character = takeToken();
         const bool isEqual =
-            character == text[i] ||
-            (ignoreCase && std::towupper(static_cast<std::wint_t>(character)) ==
-                               std::towupper(static_cast<std::wint_t>(text[i])));
+            character == text[i] || (ignoreCase && std::towupper(static_cast<std::wint_t>(character)) ==
+                                                       std::towupper(static_cast<std::wint_t>(text[i])));
         if (isEqual)
             continue;
         pushBackTokens(i + 1);

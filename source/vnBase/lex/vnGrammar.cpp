@@ -73,8 +73,8 @@ const NativeSets& getNativeSets()
 
 vnString toString(std::string_view text)
 {
-    return vnString(text.data(), static_cast<unsigned short>(
-                                     std::min<std::size_t>(text.size(), vnString::VN_MAX_LENGTH)));
+    return vnString(text.data(),
+                    static_cast<unsigned short>(std::min<std::size_t>(text.size(), vnString::VN_MAX_LENGTH)));
 }
 
 std::string_view strip(std::string_view text)
@@ -297,9 +297,9 @@ unsigned char vnGrammar::addRule(const vnString& rule)
 unsigned char vnGrammar::addRules(const vnString& rules)
 {
     StringSource source(rules);
-    const auto tell = [&](unsigned int number)
-    {
-        vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser string:%s rule nr:%d", rules, number);
+    const auto tell = [&](unsigned int number) {
+        vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser string:%s rule nr:%d", rules,
+                           number);
     };
     return addAll(*m_data, source, tell);
 }

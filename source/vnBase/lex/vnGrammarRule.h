@@ -72,9 +72,9 @@ struct vnGrammarText
 {
     std::string bytes;
     std::u16string characters;
-    bool isSeven;      // bytes and characters are the same
+    bool isSeven; // bytes and characters are the same
     bool hasLineFeed;
-    bool isByteable;   // can stand in input of bytes
+    bool isByteable; // can stand in input of bytes
 };
 
 struct vnGrammarChoice;
@@ -107,10 +107,10 @@ struct vnGrammarItem
     Repeat repeat = ONCE;
     unsigned int min = 0;
     unsigned int max = 0;
-    unsigned int end = 0;          // where the text of the thing ends, or the fault stands
-    const char* fault = nullptr;   // what is wrong; null with a fault is an expression that is none
-    unsigned int callCount = 1;    // how far a walk that only reads raises the call counter
-    bool hasFault = false;         // anywhere in its text
+    unsigned int end = 0;        // where the text of the thing ends, or the fault stands
+    const char* fault = nullptr; // what is wrong; null with a fault is an expression that is none
+    unsigned int callCount = 1;  // how far a walk that only reads raises the call counter
+    bool hasFault = false;       // anywhere in its text
     bool hasUndoMark = false;
     std::shared_ptr<const vnGrammarSet> set;
     std::unique_ptr<vnGrammarText> text;
@@ -182,7 +182,7 @@ public:
     unsigned char useDeepCopy() override { return 0; }
 
     const vnString name;
-    std::unique_ptr<vnGrammarBody> body;        // null: no rule
+    std::unique_ptr<vnGrammarBody> body; // null: no rule
     bool hasFunction = false;
     unsigned int function = 0;
     std::shared_ptr<const vnGrammarSet> native; // the characters that the function matches; null for others

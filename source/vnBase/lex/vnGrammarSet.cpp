@@ -123,8 +123,8 @@ bool vnGrammarSet::readHex(const Elements& elements, std::size_t& at, unsigned i
 {
     const auto isSign = [&](std::size_t i, unsigned int c)
     { return i < elements.size() && !elements[i].isPlain && elements[i].code == c; };
-    if (!isSign(at, '#') || !isSign(at + 1, 'x') || at + 2 >= elements.size() ||
-        elements[at + 2].isPlain || hexValue(elements[at + 2].code) < 0)
+    if (!isSign(at, '#') || !isSign(at + 1, 'x') || at + 2 >= elements.size() || elements[at + 2].isPlain ||
+        hexValue(elements[at + 2].code) < 0)
         return false;
     vnUInt64 value = 0;
     for (at += 2; at < elements.size() && !elements[at].isPlain && hexValue(elements[at].code) >= 0; ++at)

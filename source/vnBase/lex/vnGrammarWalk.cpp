@@ -356,7 +356,7 @@ bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
 {
     const unsigned int begin = cursor.getPosition();
     const bool isEndless = item.repeat == Item::PLUS || item.repeat == Item::STAR;
-    const unsigned int max = isEndless                        ? std::numeric_limits<unsigned int>::max()
+    const unsigned int max = isEndless                      ? std::numeric_limits<unsigned int>::max()
                              : item.repeat == Item::COUNTED ? std::max(item.max, 1u)
                                                             : 1;
     const unsigned int min = item.repeat == Item::PLUS ? 1 : item.repeat == Item::COUNTED ? item.min : 0;
@@ -550,8 +550,8 @@ bool vnGrammarData::matchText(const vnGrammarText& text)
 {
     const vnParserCursor::Mode mode = cursor.getMode();
     const std::size_t size = text.bytes.size();
-    const bool isOpen = mode == vnParserCursor::BYTES ? text.isByteable
-                                                      : mode == vnParserCursor::ASCII && text.isSeven;
+    const bool isOpen =
+        mode == vnParserCursor::BYTES ? text.isByteable : mode == vnParserCursor::ASCII && text.isSeven;
     if (!isOpen || size == 0 || static_cast<std::size_t>(cursor.end() - cursor.next()) < size)
         return matchTextSlowly(text);
     const unsigned char* next = cursor.next();

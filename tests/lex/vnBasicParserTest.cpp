@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+#include "vnGrammarTestTools.h"
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnProgress.h>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+// A parser over a text.
+struct Parsed : vnBasicParser
+{
+    explicit Parsed(const std::string& text) : adapter(new TextAdapter(text)) { setAdapter(adapter.get()); }
+    std::string taken() { return toStd(getTokenData(0, static_cast<unsigned short>(getTokenPos()))); }
+
+    vnRefPointer<vnSerializeAdapter> adapter;
+};
+
+struct BarLog : vnProgressInterface
+{
+    void onProgress(unsigned char percent, const char* banner) override
+    {
+        reports.push_back(std::to_string(percent) + " " + banner);
+    }
+    std::vector<std::string> reports;
+};
+} // namespace
+
+TEST(vnBasicParser, CountsLinesAndColumnsForthAndBack)
+{
+    Parsed parser("ab\nc");
+    for (int i = 0; i < 4; ++i)
+        parser.getNextToken(1);
+    EXPECT_EQ(parser.getLine(), 1u);
+    EXPECT_EQ(parser.getColumn(), 1u);
+    EXPECT_EQ(parser.getTokenPos(), 4u);
+    parser.pushBackTokens(3);
+    EXPECT_EQ(parser.getLine(), 0u);
+    EXPECT_EQ(parser.getColumn(), 1u);
+    EXPECT_EQ(parser.getNextToken(1), 'b');
+}
+
+TEST(vnBasicParser, KnowsTheEndOfTheLastLineOnly)
+{
+    Parsed parser("abc\nd\n");
+    while (parser.hasData())
+        parser.getNextToken(1);
+    parser.pushBackTokens(3); // both line feeds: the column is that of the last one
+    EXPECT_EQ(parser.getLine(), 0u);
+    EXPECT_EQ(parser.getColumn(), 1u);
+}
+
+TEST(vnBasicParser, EndsTheParseWhenACharacterMustBeThere)
+{
+    Parsed parser("");
+    try
+    {
+        parser.getNextToken(1);
+        FAIL() << "nothing was thrown";
+    }
+    catch (const vnBasicParseException& end)
+    {
+        EXPECT_EQ(end.getValue(), 0u);
+    }
+    EXPECT_EQ(toStd(parser.getError()), "Adapter out of Data");
+}
+
+TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)
+{
+    Parsed parser("0123456789abc");
+    parser.setMaxBufferSize(10);
+    for (int i = 0; i < 12; ++i)
+        parser.getNextToken(1);
+    EXPECT_EQ(toStd(parser.getTokenData(0, 12)), "23456789ab"); // the first two are forgotten
+    try
+    {
+        parser.pushBackTokens(11);
+        FAIL() << "nothing was thrown";
+    }
+    catch (const vnFatalError& error)
+    {
+        EXPECT_EQ(toStd(error.getErrorString()), "Too Large Pushback in basic parser");
+    }
+    parser.pushBackTokens(10);
+    EXPECT_EQ(readAll(*parser.adapter), "23456789abc");
+}
+
+TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)
+{
+    vnRefPointer<vnSerializeAdapter> adapter(new PieceAdapter("abcdefghij klm", 3));
+    vnBasicParser parser;
+    parser.setAdapter(adapter.get());
+    EXPECT_EQ(parser.parsePlainIdentifier(), VN_PARSE_OK);
+    EXPECT_EQ(toStd(parser.getTokenData(1, 8)), "bcdefghi");
+    parser.pushBackTokens(10);
+    EXPECT_EQ(readAll(*adapter), "abcdefghij klm");
+}
+
+TEST(vnBasicParser, ComparesTokensAndGivesThemBackAtTheFirstDifference)
+{
+    Parsed parser("Hello");
+    EXPECT_EQ(parser.checkTokens(u"hell", 4, 0), 0);
+    EXPECT_EQ(parser.getTokenPos(), 0u);
+    EXPECT_EQ(parser.checkTokens(u"Hello!", 6, 0), 0);
+    EXPECT_EQ(parser.checkTokens(u"hELL", 4, 1), 1);
+    EXPECT_EQ(readAll(*parser.adapter), "o");
+    vnBasicParser without;
+    EXPECT_EQ(without.checkTokens(u"", 0, 0), 0);
+}
+
+TEST(vnBasicParser, MatchesAsTheNamesOfTheMatchersTell)
+{
+    using Matcher = vnParseResult (vnBasicParser::*)();
+    struct Row
+    {
+        Matcher matcher;
+        const char* text;
+        const char* taken; // null: no match
+    };
+    const Row rows[] = {
+        {&vnBasicParser::parseAlpha, "z", "z"},
+        {&vnBasicParser::parseAlpha, "\xC3", nullptr},
+        {&vnBasicParser::parseLoAlpha, "A", nullptr},
+        {&vnBasicParser::parseUpAlpha, "AB", "A"},
+        {&vnBasicParser::parseHex, "fg", "f"},
+        {&vnBasicParser::parseHex, "g", nullptr},
+        {&vnBasicParser::parseChar, "\x80", nullptr},
+        {&vnBasicParser::parseCTL, "\x7F", "\x7F"},
+        {&vnBasicParser::parseCTL, " ", nullptr},
+        {&vnBasicParser::parseCRLF, "\r\n", "\r\n"},
+        {&vnBasicParser::parseCRLF, "\rx", nullptr},
+        {&vnBasicParser::parseWS, "\t ", "\t"},
+        {&vnBasicParser::parseAllWS, " \t\r\nx", " \t\r\n"},
+        {&vnBasicParser::parseAllWS, "x", nullptr},
+        {&vnBasicParser::parseAllExceptWS, "ab c", "ab"},
+        {&vnBasicParser::parseAllExceptCREOL, "a b\r\n", "a b"},
+        {&vnBasicParser::parseAllExceptCREOL, "\n", nullptr},
+        {&vnBasicParser::parseToCREOL, "\r\n", ""},
+        {&vnBasicParser::parseToCREOL, "", nullptr}, // nothing to stand at the end of
+        {&vnBasicParser::parseToEOL, "a\r\n", "a\r"},
+        {&vnBasicParser::parsePlainText, " a", ""},
+        {&vnBasicParser::skipAllWS, "", ""},
+        {&vnBasicParser::skipWS, " \t\n", " \t"},
+        {&vnBasicParser::parseIdentifier, "a_1-", "a_1"},
+        {&vnBasicParser::parseIdentifier, "_a", nullptr},
+        {&vnBasicParser::parsePlainIdentifier, "ab1", "ab"},
+        {&vnBasicParser::parseInteger, "-", "-"}, // a lone sign is one
+        {&vnBasicParser::parseInteger, "+12.", "+12"},
+        {&vnBasicParser::parseNumber, "-1.5e+3x", "-1.5e+3"},
+        {&vnBasicParser::parseNumber, "1e", "1"},
+        {&vnBasicParser::parseNumber, "2.e-", "2."},
+        {&vnBasicParser::parseNumber, "-x", nullptr},
+        {&vnBasicParser::parseString, "\"a\\\"b\"c", "\"a\\\"b\""},
+        {&vnBasicParser::parseString, "'a\"'", "'a\"'"},
+        {&vnBasicParser::parseString, "'a", nullptr},
+        {&vnBasicParser::parseQuoteToken, "\\\"x", "\\\""},
+        {&vnBasicParser::parseQuoteToken, "\\\\\"", "\\"}, // a backslash escapes none of its kind
+        {&vnBasicParser::parseQuoteToken, "\"", nullptr},
+        {&vnBasicParser::parseSingleQuoteTokenEscape, "\\'", "\\'"},
+        {&vnBasicParser::parseSetTokenEscape, "\\x", nullptr},
+    };
+    for (const Row& row : rows)
+    {
+        Parsed parser(row.text);
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ((parser.*row.matcher)(), row.taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH);
+        EXPECT_EQ(parser.taken(), row.taken ? row.taken : "");
+    }
+}
+
+TEST(vnBasicParser, KeepsBytesAndWritesWideCharactersAsUtf8)
+{
+    Parsed bytes("\xC3\xA9!");
+    bytes.skipToEOL();
+    EXPECT_EQ(bytes.getTokenPos(), 3u);
+    EXPECT_EQ(bytes.taken(), "\xC3\xA9!");
+
+    Parsed utf8("a\xC3\xA9\xE2\x82\xAC.");
+    utf8.useUtf8(1);
+    utf8.skipToEOL();
+    EXPECT_EQ(utf8.getTokenPos(), 4u);
+    EXPECT_EQ(utf8.taken(), "a\xC3\xA9\xE2\x82\xAC.");
+    vnArray<unsigned char> data;
+    utf8.getTokenData(data, 1, 2);
+    EXPECT_EQ(std::string(data.data(), data.data() + data.getSize()), "\xC3\xA9\xE2\x82\xAC");
+    utf8.pushBackTokens(3);
+    EXPECT_EQ(readAll(*utf8.adapter), "\xC3\xA9\xE2\x82\xAC.");
+
+    Parsed utf16(std::string("\xFF\xFE"
+                             "a\0\xAC\x20",
+                             6));
+    utf16.skipToEOL();
+    EXPECT_EQ(utf16.taken(), "a\xE2\x82\xAC");
+    utf16.pushBackTokens(1);
+    EXPECT_EQ(readAll(*utf16.adapter), "\xAC\x20");
+}
+
+TEST(vnBasicParser, GoesOnWhereAnotherParserStands)
+{
+    Parsed first("one\ntwo");
+    first.skipToEOL();
+    first.getNextToken(1);
+    vnBasicParser second;
+    second.continueParsingFrom(&first);
+    EXPECT_EQ(second.getTokenPos(), 4u);
+    EXPECT_EQ(second.getLine(), 1u);
+    EXPECT_EQ(second.getNextToken(1), 't');
+    second.pushBackTokens(3);
+    EXPECT_EQ(second.getNextToken(1), 'e');
+}
+
+TEST(vnBasicParser, ReportsProgressWhenThePercentageChanges)
+{
+    BarLog bar;
+    vnProgress::setProgressInterface(&bar);
+    Parsed parser(std::string(200, 'x'));
+    parser.reportProgress(0); // nothing to say yet
+    parser.setProgressMessage("Reading %s", "x");
+    for (int i = 0; i < 4; ++i)
+    {
+        parser.getNextToken(1);
+        parser.reportProgress(0);
+    }
+    parser.useProgress(0);
+    parser.reportProgress(1);
+    parser.useProgress(1);
+    parser.reportProgress(1);
+    vnProgress::setProgressInterface(nullptr);
+    EXPECT_EQ(bar.reports,
+              (std::vector<std::string>{"0 Reading x", "1 Reading x", "2 Reading x", "100 Reading x"}));
+}
+
+TEST(vnBasicParser, NamesResultsAndUnknownFunctions)
+{
+    EXPECT_EQ(toStd(vnBasicParser::parseResultString(VN_PARSE_NO_MATCH)), "No Match");
+    EXPECT_EQ(toStd(vnBasicParser::parseResultString(static_cast<vnParseResult>(3))), "Unknown Error");
+    vnBasicParser parser;
+    EXPECT_EQ(parser.parseFunction("f"), VN_PARSE_ERROR);
+    EXPECT_EQ(toStd(parser.getError()), "Unknow parse function 'f'");
+    parser.reset();
+    EXPECT_FALSE(parser.hasError());
+}

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnParserFunction.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+inline std::string toStd(const vnString& text)
+{
+    return std::string(text.getString(), text.length());
+}
+
+/// Gives a text in windows of so many bytes, each in the place of the one before; with 0 byte by byte.
+class PieceAdapter : public vnSerializeAdapter
+{
+public:
+    PieceAdapter(const std::string& text, unsigned int piece) : m_text(text), m_window(piece) {}
+
+protected:
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        if (m_at == m_text.size())
+            return 0;
+        const auto size = std::min<std::size_t>(m_window.size(), m_text.size() - m_at);
+        if (size < 2)
+            return static_cast<unsigned char>(m_text[m_at++]);
+        std::memcpy(m_window.data(), m_text.data() + m_at, size);
+        m_at += size;
+        setReadWindow(m_window.data() + 1, m_window.data() + size);
+        return m_window[0];
+    }
+    unsigned int length_imp() override
+    {
+        const unsigned char* next = getReadNext();
+        const auto open = next ? static_cast<std::size_t>(m_window.data() + m_window.size() - next) : 0;
+        return static_cast<unsigned int>(m_text.size() - m_at + openBytes(open));
+    }
+
+private:
+    // The last window may be a smaller one.
+    std::size_t openBytes(std::size_t open) const
+    {
+        const std::size_t unused = m_text.size() % std::max<std::size_t>(m_window.size(), 1);
+        return m_at == m_text.size() && unused ? open - (m_window.size() - unused) : open;
+    }
+
+    std::string m_text;
+    std::vector<unsigned char> m_window;
+    std::size_t m_at = 0;
+};
+
+/// An adapter over a copy of the text.
+class TextAdapter : public vnSerializeAdapterMemory
+{
+public:
+    explicit TextAdapter(const std::string& text) : TextAdapter(std::make_unique<std::string>(text)) {}
+
+private:
+    explicit TextAdapter(std::unique_ptr<std::string> text)
+        : vnSerializeAdapterMemory(text->data(), static_cast<unsigned int>(text->size())),
+          m_text(std::move(text))
+    {
+    }
+    std::unique_ptr<std::string> m_text;
+};
+
+/// Keeps what is posted.
+class MessageLog : public vnMessageReceiverInterface
+{
+public:
+    explicit MessageLog(vnMessageLevel level) : m_level(vnMessage::getMessageLevel())
+    {
+        vnMessage::setMessageLevel(level);
+        vnMessage::addMessageReceiver(this);
+    }
+    ~MessageLog() noexcept(false) override
+    {
+        vnMessage::removeMessageReceiver(this);
+        vnMessage::setMessageLevel(m_level);
+    }
+    void onMessage(const vnString&, vnMessageLevel, const char* message) override
+    {
+        texts.emplace_back(message);
+    }
+
+    std::vector<std::string> texts;
+
+private:
+    vnMessageLevel m_level;
+};
+
+/// What is left on an adapter.
+inline std::string readAll(vnSerializeAdapter& adapter)
+{
+    std::string rest;
+    while (adapter.hasData())
+        rest += static_cast<char>(adapter.read());
+    return rest;
+}
