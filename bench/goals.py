@@ -60,6 +60,10 @@ GOALS = (
      [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
     for size in (10, 1000) for what in ("set", "get", "write", "read")
 ) + (
+    ("k.grammar", "HTTP request line", "vnParserFunction", [(500.0, "")], [(139.0, "")]),
+    ("k.grammar", "nested expression", "vnParserFunction", [(580.0, "")], [(339.0, "")]),
+    ("k.grammar", "access log", "vnParserFunction, memory", [(20.0, "")], [(60.0, "")]),
+
     ("l.streams", "read a 100 MB file byte by byte", "vnSerializeAdapterFile read()", [(0.5, "Poco::FileInputStream get()")],
      [(700.0, "")]),
     ("l.streams", "copy a 100 MB file in 64 KB blocks", "vnSerializeAdapterFile", [(1.0, "QFile")],

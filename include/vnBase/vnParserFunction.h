@@ -46,6 +46,7 @@ public:
     void setPerformance(unsigned char enable) noexcept;
     void setMaxDepth(unsigned int depth) noexcept;
     unsigned int getMaxDepth() const noexcept;
+    void setMaxCalls(unsigned int calls) noexcept;
 
 private:
     std::unique_ptr<vnGrammarData> m_data;
@@ -164,6 +165,11 @@ public:
     /// How deep rules and groups may call each other.
     void setMaxDepth(unsigned int depth) noexcept { m_grammar.setMaxDepth(depth); }
     unsigned int getMaxDepth() const noexcept { return m_grammar.getMaxDepth(); }
+
+    /// How many rules and groups one `parseRule` may enter; 0, as at the start, for any number. Since all
+    /// branches are tried, a rule that calls itself in several of them takes a time that grows exponentially
+    /// with an input made for it; with a limit the parse ends with an error.
+    void setMaxCalls(unsigned int calls) noexcept { m_grammar.setMaxCalls(calls); }
 
 protected:
     /// Takes the last mark away and hands its token position out; answers 0, and position 0, when there is

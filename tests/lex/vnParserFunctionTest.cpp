@@ -263,6 +263,15 @@ TEST(vnParserFunction, EndsEndlessRulesWithAnError)
     EXPECT_EQ(Grammar(groups.substr(0, 60000).c_str()).run("a"), VN_PARSE_ERROR);
 }
 
+TEST(vnParserFunction, BoundsTheCallsOfOneParseWhenAsked)
+{
+    Grammar grammar("main ::= 'x' main | 'x' main | 'y' ;");
+    grammar.setMaxCalls(1000);
+    EXPECT_EQ(grammar.run(std::string(64, 'x')), VN_PARSE_ERROR);
+    EXPECT_EQ(toStd(grammar.getError()), "More than 1000 calls of rules in rule 'main'");
+    EXPECT_EQ(grammar.run("xxy"), VN_PARSE_OK); // counted anew
+}
+
 TEST(vnParserFunction, DiesWhenItWouldGoBackFurtherThanItRemembers)
 {
     Grammar grammar("main ::= ('abcdefghijk') 'l' ;");

@@ -347,6 +347,11 @@ void vnGrammar::setMaxDepth(unsigned int depth) noexcept
     m_data->maxDepth = depth;
 }
 
+void vnGrammar::setMaxCalls(unsigned int calls) noexcept
+{
+    m_data->maxCalls = calls ? calls : ~0ull;
+}
+
 unsigned int vnGrammar::getMaxDepth() const noexcept
 {
     return m_data->maxDepth;

@@ -131,7 +131,7 @@ vnParseResult vnGrammarData::callFunction(const vnGrammarName& name)
 
 vnParseResult vnGrammarData::callRule(const vnGrammarName& name)
 {
-    if (isTooDeep(name))
+    if (!mayEnter(name))
         return VN_PARSE_ERROR;
     const DepthGuard depth(m_depth);
     std::optional<vnPerformanceBody> section;
@@ -162,11 +162,21 @@ vnParseResult vnGrammarData::endRule(Frame& frame)
     return VN_PARSE_ERROR;
 }
 
-bool vnGrammarData::isTooDeep(const vnGrammarName& name)
+bool vnGrammarData::mayEnter(const vnGrammarName& name)
 {
-    if (m_depth < maxDepth)
+    if (m_depth == 0)
+        m_calls = 0;
+    if (m_depth >= maxDepth)
+    {
+        parser.setError("Rules are nested deeper than %d in rule '%s'", maxDepth, name.name);
         return false;
-    parser.setError("Rules are nested deeper than %d in rule '%s'", maxDepth, name.name);
+    }
+    if (m_calls >= maxCalls)
+    {
+        parser.setError("More than %d calls of rules in rule '%s'", maxCalls, name.name);
+        return false;
+    }
+    ++m_calls;
     return true;
 }
 
@@ -416,7 +426,7 @@ bool vnGrammarData::walkName(Item& item, Frame& frame)
 bool vnGrammarData::walkGroup(Item& item, Frame& frame)
 {
     frame.position = item.end;
-    if (isTooDeep(frame.name))
+    if (!mayEnter(frame.name))
         return false;
     const DepthGuard depth(m_depth);
     if (!walkChoice(*item.group, frame))

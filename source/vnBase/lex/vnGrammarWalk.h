@@ -42,6 +42,7 @@ public:
 
     // What an 8 MiB stack bears several times over, also with the frames of AddressSanitizer.
     unsigned int maxDepth = 1000;
+    vnUInt64 maxCalls = ~0ull;
 
 private:
     using Item = vnGrammarItem;
@@ -72,7 +73,7 @@ private:
     vnParseResult callNative(const vnGrammarName& name);
     vnParseResult callRule(const vnGrammarName& name);
     vnParseResult endRule(Frame& frame);
-    bool isTooDeep(const vnGrammarName& name);
+    bool mayEnter(const vnGrammarName& name);
     bool walkChoice(vnGrammarChoice& choice, Frame& frame);
     void endChoice(const vnGrammarChoice& choice, Frame& frame, unsigned int begin, unsigned int end,
                    bool hasMatched);
@@ -107,6 +108,7 @@ private:
     std::vector<std::unique_ptr<vnGrammarBody>> m_replaced; // they may be walked still
     unsigned int m_version = 1;
     unsigned int m_depth = 0;
+    vnUInt64 m_calls = 0; // of rules and groups, since the outermost one
     unsigned int m_callCounter = 0;
     bool m_hasUndoMarks = false; // then the counter can be seen, and nothing is skipped that would move it
 };

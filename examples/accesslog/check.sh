@@ -1,0 +1,28 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# check.sh PROGRAM LINES: compares what the program counts in a log with what awk counts.
+set -eu
+here=$(dirname "$0")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+sh "$here/make-log.sh" "$2" > "$work/access.log"
+"$1" "$here/accesslog.rules" "$work/access.log" > "$work/ours"
+awk '
+/^not/ { next }
+{
+    split($0, quoted, "\"")
+    split(quoted[2], request, " ")
+    split(quoted[3], numbers, " ")
+    ++requests
+    bytes += numbers[2] + 0
+    ++counts["method " request[1]]
+    ++counts["status " numbers[1]]
+}
+END {
+    print "lines " NR
+    print "requests " requests
+    printf "bytes %d\n", bytes
+    for (name in counts) print name " " counts[name] | "sort"
+}' "$work/access.log" > "$work/theirs"
+diff "$work/theirs" "$work/ours"
+cat "$work/ours"
