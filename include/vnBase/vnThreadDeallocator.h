@@ -53,6 +53,7 @@ private:
     static Shared& shared();
 
     void serve();
+    void end();
     void deleteUnowned();
     void takeUnowned(vnRefList<vnReference>& objects);
     bool mayEnd();

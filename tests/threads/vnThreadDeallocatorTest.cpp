@@ -151,3 +151,66 @@ TEST_F(vnThreadDeallocatorTest, TakesWhatADestructorHandsOver)
     EXPECT_TRUE(die(21));
     EXPECT_NE(s_diedOn, vnCurrentThreadID());
 }
+
+TEST_F(vnThreadDeallocatorTest, TakesObjectsWithoutWaitingWhileItIsStopped)
+{
+    static vnMutex s_lock;
+    static std::atomic<bool> s_isInside;
+    static std::atomic<bool> s_hasLock;
+    struct Locking : Scene
+    {
+        ~Locking() noexcept(false) override
+        {
+            s_isInside = true;
+            s_hasLock = comesTrue([] { return s_lock.tryLock() != 0; });
+            s_lock.unLock();
+        }
+    };
+    s_isInside = false;
+    std::thread stopping;
+    {
+        vnBodyGuard guard(s_lock);
+        vnThreadDeallocator::deallocObject(new Locking, 0);
+        EXPECT_TRUE(comesTrue(
+            []
+            {
+                vnThreadDeallocator::trigger();
+                return s_isInside.load();
+            }));
+        stopping = std::thread([] { vnThreadDeallocator::stopDeallocator(); });
+        vnThread::vnMicroDelayFunction(20000); // by then it has most likely been asked to stop
+        vnThreadDeallocator::deallocObject(new Scene, 0);
+    }
+    stopping.join();
+    EXPECT_TRUE(s_hasLock);
+    EXPECT_TRUE(die(2));
+}
+
+TEST_F(vnThreadDeallocatorTest, MayBeStoppedByADestructor)
+{
+    struct Stopping : Scene
+    {
+        ~Stopping() noexcept(false) override { vnThreadDeallocator::stopDeallocator(); }
+    };
+    vnThreadDeallocator::deallocObject(new Stopping, 0);
+    EXPECT_TRUE(die(1));
+    vnThreadDeallocator::deallocObject(new Scene, 0);
+    EXPECT_TRUE(die(2));
+}
+
+TEST_F(vnThreadDeallocatorTest, LosesNoObjectWhileItIsStoppedAgainAndAgain)
+{
+    constexpr unsigned int count = 300;
+    std::atomic<bool> done{false};
+    std::thread stopping(
+        [&]
+        {
+            while (!done)
+                vnThreadDeallocator::stopDeallocator();
+        });
+    for (unsigned int i = 0; i < count; ++i)
+        vnThreadDeallocator::deallocObject(new Scene, 1);
+    done = true;
+    stopping.join();
+    EXPECT_TRUE(die(count));
+}

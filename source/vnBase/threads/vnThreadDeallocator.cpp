@@ -66,12 +66,13 @@ vnThreadDeallocator::Shared& vnThreadDeallocator::shared()
 }
 
 // Starts the thread when none is going to look. A thread that is about to end is waited for; it takes no lock
-// of others any more.
+// of others any more. One that stopDeallocator() stops may be inside a destructor and is not: whoever stops
+// it lets go of what is pending afterwards.
 void vnThreadDeallocator::serve()
 {
     {
         vnBodyGuard guard(shared().lock);
-        if (shared().isServed && isRunning(0) && (isOwnThread() || !isStopping(0)))
+        if (shared().isServed && isRunning(0))
             return;
         shared().isServed = true;
     }
@@ -112,16 +113,23 @@ void vnThreadDeallocator::stopDeallocator()
     vnThreadDeallocator& deallocator = instance();
     if (!deallocator.isValidMemory())
         return;
-    if (deallocator.isRunning(0))
+    if (!deallocator.isOwnThread())
+        deallocator.end();
+    // Called by a destructor, it ends by itself: without pending objects it has nothing left to do.
+    vnBodyGuard guard(shared().lock);
+    shared().pending.clear();
+}
+
+void vnThreadDeallocator::end()
+{
+    if (isRunning(0))
     {
         trigger();
-        deallocator.stop(0);
+        stop(0);
         trigger();
     }
     // Also when it has ended by itself, since the system keeps its stack until somebody has waited for it.
-    deallocator.stop(1);
-    vnBodyGuard guard(shared().lock);
-    shared().pending.clear();
+    stop(1);
 }
 
 unsigned char vnThreadDeallocator::isDeallocatorRunning()
