@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vnThreadNumber.h"
 
+#include <vnBase/vnMutex.h>
 #include <vnBase/vnThread.h>
+
+#include "../core/vnEternal.h"
 
 #include <atomic>
 
@@ -15,6 +18,10 @@ std::atomic<unsigned int> s_numbers[tableSize]; // the ids by number, 0 in free 
 // How many probes the longest search for a place has taken. A number may be freed in front of one that was
 // taken because of it, so that a search must not end at the first free slot.
 std::atomic<unsigned int> s_longestProbe{1};
+
+// Held while numbers are taken and given back, so that an id never gets two. Threads look without it.
+vnEternal<vnMutex> s_changes;
+unsigned int s_taken = 0;
 
 unsigned int slotOf(unsigned int id, unsigned int probe)
 {
@@ -30,30 +37,29 @@ unsigned int findNumber(unsigned int id)
     return tableSize;
 }
 
-void noteProbe(unsigned int probes)
+// For changes of the table. A thread that is killed must not take the lock with it.
+class ChangeGuard
 {
-    unsigned int longest = s_longestProbe.load(std::memory_order_relaxed);
-    while (longest < probes &&
-           !s_longestProbe.compare_exchange_weak(longest, probes, std::memory_order_acq_rel))
-        continue;
-}
+    vnKillGuard m_kept;
+    vnBodyGuard m_lock{s_changes.value};
+};
 
 unsigned int takeNumber(unsigned int id)
 {
-    for (unsigned int probe = 0; probe < tableSize; ++probe)
+    const ChangeGuard guard;
+    const unsigned int found = findNumber(id); // another thread may have been faster
+    for (unsigned int probe = 0; found == tableSize && probe < tableSize; ++probe)
     {
         const unsigned int slot = slotOf(id, probe);
-        unsigned int holder = s_numbers[slot].load(std::memory_order_relaxed);
-        if (holder == 0)
-        {
-            noteProbe(probe + 1);
-            if (s_numbers[slot].compare_exchange_strong(holder, id, std::memory_order_acq_rel))
-                return slot;
-        }
-        if (holder == id)
-            return slot;
+        if (s_numbers[slot].load(std::memory_order_relaxed) != 0)
+            continue;
+        if (probe >= s_longestProbe.load(std::memory_order_relaxed))
+            s_longestProbe.store(probe + 1, std::memory_order_release);
+        s_numbers[slot].store(id, std::memory_order_release);
+        ++s_taken;
+        return slot;
     }
-    return tableSize;
+    return found;
 }
 
 // Threads that this library did not start free their number, too, when they end.
@@ -85,10 +91,11 @@ void vnReleaseThreadNumber(unsigned int id) noexcept
 {
     if (id == 0)
         return;
-    const unsigned int probes = s_longestProbe.load(std::memory_order_acquire);
-    for (unsigned int probe = 0; probe < probes; ++probe)
-    {
-        unsigned int holder = id;
-        s_numbers[slotOf(id, probe)].compare_exchange_strong(holder, 0, std::memory_order_acq_rel);
-    }
+    const ChangeGuard guard;
+    const unsigned int slot = findNumber(id);
+    if (slot == tableSize)
+        return;
+    s_numbers[slot].store(0, std::memory_order_release);
+    if (--s_taken == 0)
+        s_longestProbe.store(1, std::memory_order_relaxed);
 }
