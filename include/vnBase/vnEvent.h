@@ -16,8 +16,8 @@ class vnRefList;
 ///     while (!ready)
 ///         event->waitAndLock(1000, 1);
 ///
-/// Time-outs are milliseconds on a monotonic clock. As a `vnReference` it is thread-safe: its own mutex
-/// guards the count.
+/// Time-outs are milliseconds on a monotonic clock, 0xFFFFFFFF for none. As a `vnReference` it is
+/// thread-safe: its own mutex guards the count.
 ///
 /// Thread-safety: all operations, on any thread.
 class VN_BASE_API vnEvent : public vnReference, public vnMutex

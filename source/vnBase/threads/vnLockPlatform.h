@@ -19,7 +19,7 @@ enum vnLockSleepResult : unsigned int
 /// A deadline that never comes.
 constexpr vnInt64 VN_LOCK_FOREVER = -1;
 
-/// The moment `milliseconds` from now, on the clock that sleeps are measured by.
+/// The moment `milliseconds` from now, on the clock that sleeps are measured by; never for 0xFFFFFFFF.
 vnInt64 vnLockDeadline(unsigned int milliseconds) noexcept;
 
 /// Sleeps until woken or until `deadline`, unless `*word` differs from `expected`. `word` is 4 bytes,

@@ -19,6 +19,8 @@ constexpr unsigned int firstThreadID = 0x7FFFFFFFu;
 
 constexpr vnInt64 nanosecondsPerSecond = 1000000000;
 
+constexpr unsigned int forever = 0xFFFFFFFFu; // milliseconds
+
 long futex(const void* word, int operation, unsigned int value, const timespec* deadline, unsigned int bits)
 {
     return syscall(SYS_futex, word, operation | FUTEX_PRIVATE_FLAG, value, deadline, nullptr, bits);
@@ -36,6 +38,8 @@ void resetThread()
 
 vnInt64 vnLockDeadline(unsigned int milliseconds) noexcept
 {
+    if (milliseconds == forever)
+        return VN_LOCK_FOREVER;
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec * nanosecondsPerSecond + now.tv_nsec + milliseconds * vnInt64(1000000);
