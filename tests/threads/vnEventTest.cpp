@@ -216,3 +216,20 @@ TEST(vnEvent, WaitsForTheFirstOfSeveral)
     other.join();
     EXPECT_EQ(vnEvent::wait(vnRefList<vnEvent>(), 5), nullptr);
 }
+
+TEST(vnEvent, WakesOtherSleepersWhenAWaitForSeveralEnds)
+{
+    vnRefList<vnEvent> events;
+    vnRefPointer<vnEvent> event(new vnEvent);
+    events.append(event);
+    std::atomic<unsigned int> woken{0};
+    std::thread other([&] { woken = 1 + event->wait(20000, 0); });
+    EXPECT_TRUE(comesTrue(
+        [&]
+        {
+            EXPECT_EQ(vnEvent::wait(events, 1), nullptr);
+            return woken != 0;
+        }));
+    other.join();
+    EXPECT_EQ(woken, 2u); // not by its time-out
+}

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -41,7 +42,10 @@ TEST(vnSemaphore, TriesOnceBelowTenMillisecondsAndWaitsTheWholeTimeAbove)
 {
     vnSemaphore semaphore;
     semaphore.waitLock(1);
-    EXPECT_EQ(semaphore.tryLock(2, 9), 0);
+    double fastest = 1;
+    for (unsigned int i = 0; i < 20; ++i)
+        fastest = std::min(fastest, secondsOf([&] { EXPECT_EQ(semaphore.tryLock(2, 9), 0); }));
+    EXPECT_LT(fastest, 0.009); // without a sleep
     EXPECT_GE(secondsOf([&] { EXPECT_EQ(semaphore.tryLock(2, 30), 0); }), 0.029);
     semaphore.unLock();
 }

@@ -185,3 +185,16 @@ TEST(vnTimer, NotifiesFromTheLimitOn)
     timer.reset(0);
     EXPECT_LT(timer.getTime(), 3.0);
 }
+
+TEST(vnTimer, GoesOnFromItsLastReading)
+{
+    vnTimer timer("load");
+    timer.setTime(4.0);
+    timer.notifyTime(1000.0, VN_MESSAGE_NOTICE); // a reading
+    const double end = vnTime::systemSeconds() + 0.02;
+    while (vnTime::systemSeconds() < end)
+        continue;
+    timer.reset(1);
+    EXPECT_GE(timer.getTime(), 0.02);
+    EXPECT_LT(timer.getTime(), 4.0);
+}
