@@ -12,9 +12,10 @@ class vnMutex;
 /// handler may read it at any instruction.
 struct vnThreadState
 {
-    unsigned int id;      // the kernel's thread id; 0 until first asked for and in the child of a fork
-    volatile int guarded; // library locks held, and library allocator calls entered
-    volatile int shared;  // holds of semaphores taken by this thread
+    unsigned int id;         // the kernel's thread id; 0 until first asked for and in the child of a fork
+    volatile int guarded;    // library locks held
+    volatile int shared;     // holds of semaphores taken by this thread
+    volatile int allocating; // regions of vnKillGuard entered, those of the allocators first
     const vnMutex* volatile waitingFor; // the mutex that this thread sleeps for or may come to, or null
 };
 
@@ -39,14 +40,23 @@ inline unsigned int vnCurrentThreadID() noexcept
 }
 
 /// Puts off the end that `vnThread::kill` brings to the calling thread while the guard lives. For regions
-/// that leave shared state half changed; keep them short, since the killer waits for a bounded time only.
+/// that leave shared state half changed; keep them short, since the killer waits for a bounded time only. It
+/// waits longer than for locks, which `enter` and `leave` count: a thread may hold those for good.
 ///
 /// The fences keep the compiler from moving the guarded work out of the region; they cost no instruction.
 class vnKillGuard
 {
 public:
-    vnKillGuard() noexcept { enter(vnThisThread); }
-    ~vnKillGuard() noexcept { leave(vnThisThread); }
+    vnKillGuard() noexcept
+    {
+        vnThisThread.allocating = vnThisThread.allocating + 1;
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+    }
+    ~vnKillGuard() noexcept
+    {
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        vnThisThread.allocating = vnThisThread.allocating - 1;
+    }
     vnKillGuard(const vnKillGuard&) = delete;
     vnKillGuard& operator=(const vnKillGuard&) = delete;
 

@@ -95,10 +95,10 @@ unsigned int vnMutex::adoptSleepers(const std::atomic<unsigned int>& word, unsig
     return moved;
 }
 
-// A lock is counted before it can be held, so that the two counts tell of all.
-bool vnMayBeKilled(const vnThreadState& state) noexcept
+// A lock is counted before it can be held, so that the counts tell of all.
+bool vnHoldsLocks(const vnThreadState& state) noexcept
 {
-    return state.guarded <= 0 && state.shared <= 0;
+    return state.guarded > 0 || state.shared > 0;
 }
 
 void vnPassWakeUpOn(const vnThreadState& state) noexcept

@@ -3,7 +3,7 @@
 
 #include "vnLockPlatform.h"
 
-__thread vnThreadState vnThisThread = {0, 0, 0, nullptr};
+__thread vnThreadState vnThisThread = {0, 0, 0, 0, nullptr};
 
 unsigned int vnFetchThreadID() noexcept
 {

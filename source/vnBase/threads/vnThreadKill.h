@@ -9,8 +9,8 @@ struct vnThreadState;
 
 /// What ending a thread on the spot needs to know; for vnThreadPosix.cpp.
 
-/// Whether the thread of this state is outside all regions in which it must not be ended.
-bool vnMayBeKilled(const vnThreadState& state) noexcept;
+/// Whether the thread of this state holds locks of the library.
+bool vnHoldsLocks(const vnThreadState& state) noexcept;
 
 /// For a thread that is about to be ended: when it sleeps for a mutex, the wake-up that it may have got goes
 /// to another sleeper.

@@ -26,7 +26,8 @@ struct Range
 // Where the code lies that must not be left half done. Filled before the signal is ever sent.
 struct CodeMap
 {
-    Range runtime[3]; // the C library, the allocator when it is another's, the loader
+    Range libc;
+    Range runtime[4]; // the allocator when it is another's, the loader, the unwinder, the C++ library
     Range library;    // this library
     Range mapping[6]; // the calls by which the allocator gets memory from the kernel
 };
@@ -78,18 +79,21 @@ std::uintptr_t loaderCode()
 CodeMap findCode()
 {
     CodeMap code;
-    code.library = codeAround(reinterpret_cast<std::uintptr_t>(&vnMayBeEndedHere));
-    code.runtime[0] = codeAround(addressOf("gnu_get_libc_version"));
-    code.runtime[1] = codeAround(addressOf("malloc"));
-    code.runtime[2] = codeAround(loaderCode());
     const Range program = codeAround(getauxval(AT_ENTRY));
-    // An allocator that is linked into the program can't be told from the program.
-    for (Range& range : code.runtime)
-        if (range.begin == program.begin)
-            range = Range{};
-    // The same for this library.
-    if (code.library.begin == program.begin)
-        code.library = Range{};
+    // What is linked into the program can't be told from the program, most of which may be left at any time.
+    const auto outsideProgram = [&program](std::uintptr_t address)
+    {
+        const Range range = codeAround(address);
+        return range.begin == program.begin ? Range{} : range;
+    };
+    code.library = outsideProgram(reinterpret_cast<std::uintptr_t>(&vnMayBeEndedHere));
+    code.libc = codeAround(addressOf("gnu_get_libc_version"));
+    // An allocator is too dangerous to be left: with one in the program, threads are ended where they sleep,
+    // or at the last.
+    code.runtime[0] = codeAround(addressOf("malloc"));
+    code.runtime[1] = outsideProgram(loaderCode());
+    code.runtime[2] = outsideProgram(addressOf("_Unwind_RaiseException"));
+    code.runtime[3] = outsideProgram(addressOf("__cxa_throw"));
     const char* const names[] = {"mmap", "munmap", "mremap", "mprotect", "madvise", "brk"};
     constexpr std::uintptr_t longestWrapper = 128;
     for (unsigned int i = 0; i < sizeof names / sizeof *names; ++i)
@@ -122,16 +126,25 @@ bool isSystemCall(std::uintptr_t address)
 }
 
 // A thread that sleeps in a call of the kernel stands behind the instruction, or on it when the call will be
-// made again. All other code of the runtime may hold the runtime's locks.
+// made again.
+bool isAtSystemCall(std::uintptr_t address, const Range& range)
+{
+    return address >= range.begin + sizeof systemCall && address + sizeof systemCall <= range.end &&
+           (isSystemCall(address) || isSystemCall(address - sizeof systemCall));
+}
+
+// All code of the runtimes may hold their locks, also while it sleeps. Only in the C library is a sleep most
+// often its caller's own.
 bool isInsideRuntime(std::uintptr_t address)
 {
     for (const Range& range : s_code.mapping)
         if (range.contains(address))
             return true;
+    if (s_code.libc.contains(address))
+        return !isAtSystemCall(address, s_code.libc);
     for (const Range& range : s_code.runtime)
         if (range.contains(address))
-            return address < range.begin + sizeof systemCall || address + sizeof systemCall > range.end ||
-                   !(isSystemCall(address) || isSystemCall(address - sizeof systemCall));
+            return true;
     return false;
 }
 
@@ -169,11 +182,11 @@ bool vnMayBeEndedHere(vnKillForce force, const void* context) noexcept
     if (force == VN_KILL_IN_ANY_CASE)
         return true;
     const std::uintptr_t address = interruptedAt(context);
-    if (isInsideRuntime(address))
+    if (vnThisThread.allocating > 0 || isInsideRuntime(address))
         return false;
-    if (vnMayBeKilled(vnThisThread))
+    if (!vnHoldsLocks(vnThisThread))
         return true;
-    // A thread that only holds locks is ended after a while; one that runs inside this library may be in its
-    // allocator.
+    // A thread that only holds locks is ended after a while, but rather not inside this library, whose own
+    // state would stay locked.
     return force == VN_KILL_FORCED && !s_code.library.contains(address);
 }

@@ -10,8 +10,8 @@
 /// How much an attempt to end a thread takes into account.
 enum vnKillForce : unsigned int
 {
-    VN_KILL_POLITELY = 1, // not while it holds a lock of the library or is inside an allocator
-    VN_KILL_FORCED = 2,   // not while it is inside an allocator
+    VN_KILL_POLITELY = 1, // not while it holds a lock of the library, nor as below
+    VN_KILL_FORCED = 2,   // not while it is inside an allocator or the code of another runtime
     VN_KILL_IN_ANY_CASE = 3
 };
 
