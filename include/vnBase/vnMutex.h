@@ -109,7 +109,7 @@ public:
     explicit vnRecursiveBodyGuard(unsigned int& counter) noexcept : m_counter(&counter) { ++*m_counter; }
 
     /// Posts a Warning when the counter is already 0, and leaves it so.
-    virtual ~vnRecursiveBodyGuard();
+    virtual ~vnRecursiveBodyGuard() noexcept(false);
 
     unsigned int getRecursionDepth() const noexcept { return *m_counter; }
 

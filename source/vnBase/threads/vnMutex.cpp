@@ -107,7 +107,7 @@ void vnPassWakeUpOn(const vnThreadState& state) noexcept
         state.waitingFor->wakeOne();
 }
 
-vnRecursiveBodyGuard::~vnRecursiveBodyGuard()
+vnRecursiveBodyGuard::~vnRecursiveBodyGuard() noexcept(false)
 {
     if (*m_counter != 0)
     {
