@@ -143,6 +143,13 @@ void vnThreadControl::letGo() noexcept
         pthread_join(handle, nullptr);
         Access::destroy(this);
     }
+    // The thread has nothing left to do, so that to join it waits for nobody; but for the destructors of its
+    // own variables, one of which may have led here.
+    if (pthread_equal(handle, pthread_self()))
+        pthread_detach(handle);
+    else
+        pthread_join(handle, nullptr);
+    Access::destroy(this);
     else
     {
         pthread_detach(handle); // it frees the control itself
