@@ -69,6 +69,7 @@ protected:
 
 private:
     friend void vnPassWakeUpOn(const vnThreadState& state) noexcept;
+    friend void vnEndRunsHere() noexcept;
 
     static constexpr unsigned int VN_MUTEX_WAITERS = 0x80000000u;
 

@@ -68,20 +68,24 @@ public:
     virtual void stop(unsigned char wait);
 
     /// Starts the thread; nothing happens when it runs. With `wait` it returns when the thread body is live,
-    /// or after a second. Returns 1; 0, with a Warning, when the system has no thread to give.
+    /// or after a second. A thread that is being killed, or has killed itself, is waited for first; on that
+    /// thread itself this takes the mark back. Returns 1; 0, with a Warning, when the system has no thread to
+    /// give.
     virtual unsigned char run(unsigned char wait);
 
     /// Runs the thread body on the calling thread and returns 1 when it has ended; 0 when it runs already.
+    /// One that is being killed is waited for as in `run()`.
     virtual unsigned char chain();
 
     /// The work. By default it waits to be stopped.
     virtual void process();
 
-    /// Terminates the thread where it stands: nothing is unwound, the locks that it holds stay held, and its
-    /// object is not deleted by `setAutoDelete()`. It is put off, for a bounded time, while the thread holds
-    /// locks of the library or the standard output, or is inside an allocator. One that does not end, since
-    /// it blocks all signals, is reported as a Warning and goes on running. A thread in `chain()`, and the
-    /// calling thread itself, is only marked as stopped.
+    /// Terminates the thread where it stands: nothing is unwound, the locks that it holds stay held, except
+    /// those of the objects that it runs, and its object is not deleted by `setAutoDelete()`. It is put off,
+    /// for a bounded time, while the thread holds locks of the library or the standard output, or is inside
+    /// an allocator. One that does not end, since it blocks all signals or another thread keeps the object's
+    /// lock, is reported as a Warning and goes on running. A thread in `chain()`, and the calling thread
+    /// itself, is only marked as stopped: `stop(1)` waits for it.
     void kill();
 
     /// With `tick` the watchdog looks first. `isRunning` answers 0 and `isStopping` 1 once the object was
@@ -89,7 +93,8 @@ public:
     unsigned char isRunning(unsigned char tick);
     unsigned char isStopping(unsigned char tick);
 
-    /// A tick, or the watchdog's look from another thread; 0 when that killed the thread.
+    /// A tick, or the watchdog's look from another thread; 0 when that found the thread past its limit and
+    /// called `kill()`.
     unsigned char tickAlive();
 
     /// The same for code that holds the object's lock.
@@ -147,6 +152,8 @@ protected:
     void runAgain();
 
 private:
+    friend void vnEndRunsHere() noexcept;
+
     enum Flag : unsigned int
     {
         VN_STOPPING = 1,
@@ -154,30 +161,36 @@ private:
         VN_AUTO_DELETE = 4,
         VN_WORKING = 8,
         VN_KILLED = 16, // the object stays with the killer
-        VN_RUN_AGAIN = 32
+        VN_RUN_AGAIN = 32,
+        VN_INSIDE = 64 // from the start of a run until its thread does not touch the object any more
     };
 
     struct Run;
     struct Body;
     struct Chained;
+    struct StartGuard;
 
     void onProgramExecution() override;
 
     static void enterThread(void* object);
     bool beginAgain();
-    bool endRun();
+    bool endRun(Run& run);
 
     bool has(Flag flag) const noexcept { return m_flags.load(std::memory_order_acquire) & flag; }
     unsigned int change(unsigned int set, unsigned int clear) noexcept;
     unsigned char watch();
-    bool refreshRunning();
+    void refreshRunning();
+    bool isKilledInside() const;
+    static void pause(const vnThreadControl* control);
     vnThreadControl* useControl() const;
     void closeControl();
     void closeEnded(vnThreadControl* control);
     void applyPriority(unsigned int id) const;
+    bool markKilled(vnThreadControl*& victim);
     bool endVictim(vnThreadControl* victim);
     bool tryToKill(vnThreadControl* victim, double elapsed);
     void keepVictim(const vnThreadControl* victim);
+    void reportAlive() const;
     void setWorking(bool busy);
     void cleanUpAfter(const vnThreadControl* victim);
 

@@ -4,6 +4,7 @@
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnMemory.h>
 #include <vnBase/vnMessage.h>
+#include <vnBase/vnSemaphore.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnThread.h>
 #include <vnBase/vnThreadTicker.h>
@@ -53,6 +54,8 @@ public:
         ASSERT_TRUE(comesTrue([this] { return isReady.load(); }));
     }
 
+    vnMutex& lock() { return getThreadLock(); }
+
     std::atomic<bool> isReady{false};
     std::atomic<unsigned int> id{0};
     std::atomic<unsigned int> number{10000};
@@ -86,6 +89,14 @@ void expectHealth()
     next.begin();
     next.stop(1);
     EXPECT_EQ(next.isRunning(0), 0);
+}
+
+// Whether a body that counts its steps goes on meanwhile.
+bool goesOn(const Victim& victim)
+{
+    const unsigned long seen = victim.steps;
+    vnThread::vnMicroDelayFunction(20000);
+    return victim.steps != seen;
 }
 
 bool isAlive(unsigned int id)
@@ -478,4 +489,143 @@ VN_KILL_TEST(LetsAnotherThreadDrivePoolZero)
     endless.reset();
     vnThreadPoolTicker::guiTick();
     expectHealth();
+}
+
+VN_KILL_TEST(IsAwaitedByThoseWhoStopOrRunTheObjectMeanwhile)
+{
+    for (const bool runs : {false, true})
+    {
+        vnReadWriteMutex mutex; // held, it puts the end off
+        std::atomic<unsigned int> bodies{0};
+        std::atomic<bool> isAlone{false};
+        Victim victim(
+            [&](Victim& self)
+            {
+                if (++bodies == 2)
+                {
+                    isAlone = !goesOn(self);
+                    return;
+                }
+                mutex.waitLockRead();
+                spin(self);
+            });
+        victim.begin();
+        std::thread killer([&] { victim.kill(); });
+        EXPECT_TRUE(comesTrue([&] { return victim.isStopping(0) != 0; }));
+        if (runs)
+        {
+            EXPECT_EQ(victim.run(1), 1);
+            EXPECT_TRUE(comesTrue([&] { return isAlone.load(); }));
+        }
+        else
+        {
+            victim.stop(1);
+            EXPECT_FALSE(goesOn(victim));
+        }
+        killer.join();
+        victim.stop(1);
+    }
+}
+
+VN_KILL_TEST(GivesTheLockOfItsOwnObjectBack)
+{
+    // Not deleted when it fails, which would wait for ever.
+    Victim* victim = new Victim(
+        [](Victim& self)
+        {
+            self.lock().waitLock();
+            self.lock().waitLock();
+            spin(self);
+        });
+    victim->begin();
+    victim->kill();
+    ASSERT_EQ(victim->isRunning(0), 0);
+    ASSERT_EQ(victim->lock().isLocked(), 0);
+    victim->stop(1);
+    delete victim;
+    expectHealth();
+}
+
+VN_KILL_TEST(EndsTheRunsOfAllObjectsThatTheThreadHasChained)
+{
+    Victim* inner = new Victim(spin);
+    Victim outer([inner](Victim&) { inner->chain(); });
+    const unsigned int working = vnThread::getWorkingThreads();
+    outer.run(1);
+    EXPECT_TRUE(comesTrue([&] { return inner->isReady.load(); }));
+    outer.kill();
+    ASSERT_EQ(inner->isRunning(0), 0);
+    EXPECT_EQ(inner->isStopping(0), 1);
+    EXPECT_LE(vnThread::getWorkingThreads(), working);
+    inner->stop(1);
+    delete inner;
+    expectHealth();
+}
+
+VN_KILL_TEST(WaitsForAnAllocatorOfTheProgram)
+{
+    struct Slow : vnMemoryManagerInterface
+    {
+        Slow() { vnMemoryControl::setMemoryManager(this); }
+        ~Slow() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+        void* allocate(unsigned int size) override
+        {
+            if (vnThread::getThreadID() == slowThread)
+            {
+                isInside = true;
+                while (!victim->isStopping(0))
+                    vnThread::vnDelayFunction(1, nullptr);
+                vnThread::vnDelayFunction(1300, nullptr); // locks alone put the end off for a second
+                isInside = false;
+            }
+            return std::malloc(size);
+        }
+        void* reallocate(void*, unsigned int) override { return nullptr; }
+        void deallocate(void* block) override { std::free(block); }
+
+        vnThread* victim = nullptr;
+        std::atomic<unsigned int> slowThread{0};
+        std::atomic<bool> isInside{false};
+    };
+    Slow manager;
+    Victim victim(
+        [&](Victim& self)
+        {
+            manager.slowThread = self.id.load();
+            vn_free(vn_malloc(100));
+            manager.slowThread = 0;
+            spin(self);
+        });
+    manager.victim = &victim;
+    victim.run(1);
+    EXPECT_TRUE(comesTrue([&] { return manager.isInside.load(); }));
+    expectKilled(victim);
+    EXPECT_FALSE(manager.isInside);
+}
+
+VN_KILL_TEST(GivesUpWhileAnotherThreadKeepsTheLockOfTheObject)
+{
+    struct Receiver : vnMessageReceiverInterface
+    {
+        Receiver() { vnMessage::addMessageReceiver(this); }
+        ~Receiver() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+        void onMessage(const vnString&, vnMessageLevel, const char* message) override { text = message; }
+        std::string text;
+    };
+    Victim victim(
+        [](Victim& self)
+        {
+            while (!self.isStopping(0))
+                self.isReady = true;
+        });
+    victim.begin();
+    Receiver receiver;
+    {
+        vnBodyGuard guard(victim.lock());
+        std::thread([&] { victim.kill(); }).join();
+        EXPECT_EQ(victim.isRunning(0), 1);
+    }
+    EXPECT_NE(receiver.text.find(") does not end when killed"), std::string::npos);
+    victim.stop(1);
+    EXPECT_EQ(victim.isRunning(0), 0);
 }

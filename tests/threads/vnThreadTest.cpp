@@ -10,7 +10,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <memory>
 #include <new>
 #include <pthread.h>
 #include <set>
@@ -407,4 +410,112 @@ TEST(vnThread, StartsAndStopsFromManyThreadsAtOnce)
     other.join();
     worker.stop(1);
     EXPECT_EQ(worker.isRunning(0), 0);
+}
+
+TEST(vnThread, IsAwaitedAfterItHasKilledItself)
+{
+    for (const bool isChained : {false, true})
+        for (const bool runsAgain : {false, true})
+        {
+            SCOPED_TRACE(std::string(isChained ? "chained" : "run") +
+                         (runsAgain ? ", run again" : ", stopped"));
+            std::atomic<bool> isInside{false};
+            std::atomic<bool> overlaps{false};
+            std::atomic<bool> isDone{false};
+            Worker worker(
+                [&](Worker& self)
+                {
+                    overlaps = overlaps || isInside.exchange(true);
+                    if (self.rounds == 1)
+                    {
+                        self.kill();
+                        EXPECT_EQ(self.isRunning(0), 0);
+                        vnThread::vnMicroDelayFunction(30000);
+                        isDone = true;
+                    }
+                    isInside = false;
+                });
+            std::thread chaining;
+            if (isChained)
+                chaining = std::thread([&] { worker.chain(); });
+            else
+                worker.run(0);
+            EXPECT_TRUE(comesTrue([&] { return worker.rounds == 1 && worker.isStopping(0); }));
+            if (runsAgain)
+                worker.run(1);
+            else
+                worker.stop(1);
+            EXPECT_TRUE(isDone);
+            worker.stop(1);
+            EXPECT_FALSE(overlaps);
+            if (chaining.joinable())
+                chaining.join();
+        }
+}
+
+TEST(vnThread, TakesItsOwnMarkBackByRunning)
+{
+    Worker worker(
+        [](Worker& self)
+        {
+            self.kill();
+            EXPECT_EQ(self.chain(), 0);
+            EXPECT_EQ(self.run(1), 1);
+            EXPECT_EQ(self.isRunning(0), 1);
+            EXPECT_EQ(self.isStopping(0), 0);
+        });
+    worker.run(1);
+    worker.stop(1);
+    EXPECT_EQ(worker.rounds, 1u);
+    EXPECT_EQ(worker.isRunning(0), 0);
+}
+
+TEST(vnThread, LeavesItsIdToOthersWhenTheWatchdogFindsItsEnd)
+{
+    Worker worker([](Worker&) {});
+    worker.setTickLimit(0.001);
+    worker.run(0);
+    EXPECT_TRUE(comesTrue([&] { return !worker.isRunning(0); }));
+    // The system gives ids again: this one is another thread's.
+    const unsigned int id = worker.getThreadInfo().threadID;
+    const unsigned int number = vnThread::getThreadEnum(id);
+    vnThread::vnMicroDelayFunction(2000);
+    EXPECT_EQ(worker.tickAlive(), 0);
+    worker.stop(1);
+    EXPECT_NE(vnThread::getThreadEnum(id + 10000), number);
+}
+
+TEST(vnThread, LeavesNoStackBehindWhenItsVariablesDestroyIt)
+{
+    const auto countMappings = []
+    {
+        std::ifstream maps("/proc/self/maps");
+        return std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n');
+    };
+    constexpr unsigned int count = 100;
+    std::atomic<unsigned int> gone{0};
+    const auto mappings = countMappings();
+    for (unsigned int i = 1; i <= count; ++i)
+    {
+        struct Owner
+        {
+            ~Owner()
+            {
+                worker.reset();
+                ++*gone;
+            }
+            std::unique_ptr<Worker> worker;
+            std::atomic<unsigned int>* gone = nullptr;
+        };
+        auto* worker = new Worker(
+            [&gone](Worker& self)
+            {
+                static thread_local Owner owner;
+                owner.gone = &gone;
+                owner.worker.reset(&self);
+            });
+        worker->run(0);
+        ASSERT_TRUE(comesTrue([&] { return gone == i; }));
+    }
+    EXPECT_TRUE(comesTrue([&] { return countMappings() < mappings + count; })); // two for each stack
 }

@@ -3,6 +3,7 @@
 
 #include "messages/vnPerformanceThread.h"
 #include "vnLockPlatform.h"
+#include "vnThreadKill.h"
 #include "vnThreadNumber.h"
 #include "vnThreadPlatform.h"
 
@@ -104,7 +105,11 @@ struct vnThread::Run
 
     static __thread Run* s_innermost __attribute__((tls_model("initial-exec")));
 
-    explicit Run(vnThread* thread) noexcept : object(thread), outer(s_innermost) { s_innermost = this; }
+    explicit Run(vnThread* thread) noexcept : object(thread), outer(s_innermost)
+    {
+        std::atomic_signal_fence(std::memory_order_seq_cst); // the thread may be ended on the spot
+        s_innermost = this;
+    }
     ~Run() { s_innermost = outer; }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
@@ -181,7 +186,7 @@ bool vnThread::hasThreadEnded() const
     return !m_control || m_control->hasEnded();
 }
 
-// The watchdog's step. Answers 0 when it has killed the thread.
+// The watchdog's step. Answers 0 when it has called kill().
 unsigned char vnThread::watch()
 {
     if (isOwnThread())
@@ -197,11 +202,26 @@ unsigned char vnThread::watch()
 }
 
 // Called with the lock held. A thread can have ended without its body having come to its end.
-bool vnThread::refreshRunning()
+void vnThread::refreshRunning()
 {
     if (m_control && m_control->hasEnded())
-        change(VN_STOPPING, VN_RUNNING);
-    return has(VN_RUNNING);
+        change(VN_STOPPING, VN_RUNNING | VN_INSIDE);
+}
+
+// Called with the lock held. Whether the object is marked as killed while the body is still inside: kill()
+// has yet to end it, or can only mark it.
+bool vnThread::isKilledInside() const
+{
+    return !has(VN_RUNNING) && has(VN_INSIDE) && !(m_control && m_control->hasEnded());
+}
+
+// Sleeps for as long as the thread may have till the next look at it.
+void vnThread::pause(const vnThreadControl* control)
+{
+    if (control)
+        control->waitForEnd(pollMilliseconds);
+    else
+        vnSleepMilliseconds(pollMilliseconds);
 }
 
 vnThreadControl* vnThread::useControl() const
@@ -245,27 +265,52 @@ void vnThread::stop(unsigned char wait)
     const bool waits = wait && !isOwnThread();
     while (isValidMemory())
     {
-        bool isRunning = false;
+        bool isLive = false;
         vnThreadControl* control = nullptr;
         {
             vnBodyGuard guard(m_lock);
             change(VN_STOPPING, VN_RUN_AGAIN);
-            isRunning = refreshRunning();
+            refreshRunning();
+            // Not running alone does not tell: a thread that is being killed, or has killed itself, may still
+            // use the object.
+            isLive = has(VN_RUNNING) || has(VN_INSIDE);
             if (waits)
                 control = useControl();
         }
-        if (control && isRunning)
-            control->waitForEnd(pollMilliseconds);
+        if (waits && isLive)
+            pause(control);
         else if (control)
             closeEnded(control);
-        else if (waits && isRunning)
-            vnSleepMilliseconds(pollMilliseconds);
         if (control)
             control->letGo();
-        if (!isRunning || !waits)
+        if (!isLive || !waits)
             return;
     }
 }
+
+// Holds the lock for the start of a run. That comes after the end of a killed body, which would share the
+// object with the new one; only on the thread of that body there is no waiting.
+struct vnThread::StartGuard
+{
+    vnThread& thread;
+
+    explicit StartGuard(vnThread& object) : thread(object)
+    {
+        thread.m_lock.waitLock();
+        while (thread.isKilledInside() && !thread.isOwnThread())
+        {
+            vnThreadControl* control = thread.useControl();
+            thread.m_lock.unLock();
+            pause(control);
+            if (control)
+                control->letGo();
+            thread.m_lock.waitLock();
+        }
+    }
+    ~StartGuard() { thread.m_lock.unLock(); }
+    StartGuard(const StartGuard&) = delete;
+    StartGuard& operator=(const StartGuard&) = delete;
+};
 
 unsigned char vnThread::run(unsigned char wait)
 {
@@ -273,18 +318,25 @@ unsigned char vnThread::run(unsigned char wait)
     vnThreadControl* ended = nullptr;
     vnThreadControl* control = nullptr; // the object may have deleted itself before this returns
     {
-        vnBodyGuard guard(m_lock);
+        const StartGuard guard(*this);
         if (has(VN_RUNNING))
             return 1;
-        change(0, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
-        ended = std::exchange(m_control, nullptr);
+        if (isKilledInside())
+        {
+            change(VN_RUNNING, VN_STOPPING); // the thread itself takes its own mark back
+            return 1;
+        }
         m_threadID.store(0, std::memory_order_relaxed);
         // The watchdog counts from here, so that it does not take a thread that is being born for a dead one.
         m_lastTick.store(vnTime::systemSeconds(), std::memory_order_relaxed);
-        m_control = vnThreadControl::create(enterThread, this, error);
-        if (m_control)
-            change(VN_RUNNING, 0);
-        control = wait ? useControl() : nullptr;
+        // The new thread has to wait for the lock before its body begins.
+        vnThreadControl* created = vnThreadControl::create(enterThread, this, error);
+        if (created)
+        {
+            ended = std::exchange(m_control, created);
+            change(VN_RUNNING | VN_INSIDE, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
+            control = wait ? useControl() : nullptr;
+        }
     }
     if (ended)
         ended->letGo();
@@ -310,7 +362,7 @@ void vnThread::enterThread(void* object)
     do
         vnExecuteProgram(thread);
     while (run.object && thread->isValidMemory() && thread->beginAgain());
-    if (run.object && thread->isValidMemory() && thread->endRun())
+    if (run.object && thread->isValidMemory() && thread->endRun(run))
         delete thread;
 }
 
@@ -330,11 +382,15 @@ bool vnThread::beginAgain()
 }
 
 // Answers whether the object is to be deleted. When it is not, it may be gone on return.
-bool vnThread::endRun()
+bool vnThread::endRun(Run& run)
 {
     vnBodyGuard guard(m_lock);
-    change(0, VN_RUNNING);
-    return has(VN_AUTO_DELETE) && !has(VN_KILLED);
+    const vnKillGuard kept; // the two steps belong together
+    const bool isDeleted = has(VN_AUTO_DELETE) && !has(VN_KILLED);
+    if (!isDeleted)
+        run.object = nullptr; // whoever sees the flags may destroy it
+    change(0, VN_RUNNING | VN_INSIDE);
+    return isDeleted;
 }
 
 void vnThread::onProgramExecution()
@@ -342,7 +398,8 @@ void vnThread::onProgramExecution()
     const unsigned int id = vnCurrentThreadID();
     {
         vnBodyGuard guard(m_lock);
-        change(VN_RUNNING, 0);
+        if (!has(VN_KILLED))
+            change(VN_RUNNING, 0);
     }
     vnThreadControl::markCallerLive();
     watch();
@@ -362,7 +419,9 @@ struct vnThread::Chained
         if (!run.object)
             return;
         vnBodyGuard guard(run.object->m_lock);
-        run.object->change(VN_STOPPING, VN_RUNNING | VN_RUN_AGAIN);
+        const vnKillGuard kept;
+        vnThread* thread = std::exchange(run.object, nullptr); // as in endRun()
+        thread->change(VN_STOPPING, VN_RUNNING | VN_RUN_AGAIN | VN_INSIDE);
     }
     Chained(const Chained&) = delete;
     Chained& operator=(const Chained&) = delete;
@@ -372,10 +431,10 @@ unsigned char vnThread::chain()
 {
     vnThreadControl* ended = nullptr;
     {
-        vnBodyGuard guard(m_lock);
-        if (has(VN_RUNNING))
+        const StartGuard guard(*this);
+        if (has(VN_RUNNING) || isKilledInside())
             return 0;
-        change(VN_RUNNING, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
+        change(VN_RUNNING | VN_INSIDE, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
         ended = std::exchange(m_control, nullptr);
         m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
     }
@@ -406,26 +465,40 @@ void vnThread::process()
 void vnThread::kill()
 {
     vnThreadControl* victim = nullptr;
+    if (!markKilled(victim))
     {
-        const BoundedGuard guard(m_lock, politeSeconds);
-        const unsigned int old = change(VN_STOPPING | VN_KILLED, VN_RUNNING | VN_RUN_AGAIN);
-        // The victim itself may hold the lock for good; then nobody else changes its control.
-        const unsigned int self = m_threadID.load(std::memory_order_acquire);
-        if (guard.isHeld() || (self != 0 && m_lock.getOwnerThreadID() == self))
-            victim = useControl();
-        else
-            change(old & VN_RUNNING, VN_KILLED);
+        reportAlive();
+        return;
     }
     if (!victim)
         return;
     if (!victim->isCaller())
     {
-        if (endVictim(victim))
-            cleanUpAfter(victim);
-        else
+        if (!endVictim(victim))
             keepVictim(victim);
+        // One that has ended by itself has left nothing, and its id may be another thread's by now.
+        else if (victim->takeRemains())
+            cleanUpAfter(victim);
     }
     victim->letGo();
+}
+
+// Answers 0 when another thread keeps the lock.
+bool vnThread::markKilled(vnThreadControl*& victim)
+{
+    const BoundedGuard guard(m_lock, politeSeconds);
+    // The victim itself may hold the lock for good; then nobody else changes its control.
+    const unsigned int self = m_threadID.load(std::memory_order_acquire);
+    const bool isVictims = self != 0 && m_lock.getOwnerThreadID() == self;
+    const BoundedGuard late(m_lock, 0); // the victim may have given it back just now
+    if (!late.isHeld() && !isVictims)
+    {
+        change(VN_STOPPING, 0);
+        return false;
+    }
+    change(VN_STOPPING | VN_KILLED, VN_RUNNING | VN_RUN_AGAIN);
+    victim = useControl();
+    return true;
 }
 
 bool vnThread::endVictim(vnThreadControl* victim)
@@ -457,9 +530,14 @@ void vnThread::keepVictim(const vnThreadControl* victim)
 {
     {
         const BoundedGuard guard(m_lock, 0);
-        if (m_control == victim && !victim->hasEnded())
+        if (m_control == victim && isKilledInside())
             change(VN_RUNNING, VN_KILLED);
     }
+    reportAlive();
+}
+
+void vnThread::reportAlive() const
+{
     vnMessage::message(VN_MESSAGE_WARNING, "vnThread (%x) does not end when killed",
                        static_cast<const void*>(this));
 }
@@ -472,8 +550,23 @@ void vnThread::cleanUpAfter(const vnThreadControl* victim)
     const BoundedGuard guard(m_lock, politeSeconds);
     if (m_control != victim)
         return;
-    change(VN_STOPPING, VN_RUNNING);
+    change(VN_STOPPING, VN_RUNNING | VN_INSIDE);
     setWorking(false);
+}
+
+// Nobody else could do this for an object that was chained on the thread, or whose lock the thread holds.
+void vnEndRunsHere() noexcept
+{
+    for (const vnThread::Run* run = vnThread::Run::s_innermost; run; run = run->outer)
+    {
+        vnThread* thread = run->object;
+        if (!thread)
+            continue;
+        thread->m_lock.releaseAll();
+        thread->setWorking(false);
+        thread->change(vnThread::VN_STOPPING,
+                       vnThread::VN_RUNNING | vnThread::VN_RUN_AGAIN | vnThread::VN_INSIDE);
+    }
 }
 
 unsigned char vnThread::isRunning(unsigned char tick)

@@ -16,6 +16,10 @@ bool vnHoldsLocks(const vnThreadState& state) noexcept;
 /// to another sleeper.
 void vnPassWakeUpOn(const vnThreadState& state) noexcept;
 
+/// For a thread that is about to be ended: the runs of objects on it end, and give back the objects' own
+/// locks. Only calls what may be called in a signal handler.
+void vnEndRunsHere() noexcept;
+
 /// The signal that asks a thread to end, with `handler` installed; found at the first call among those that
 /// the program does not use. 0 when there is none.
 int vnKillSignal(void (*handler)(int, siginfo_t*, void*)) noexcept;

@@ -31,6 +31,10 @@ public:
     bool hasEnded() const noexcept;
     bool isCaller() const noexcept;
 
+    /// Whether the thread was ended by `tryToEnd`, and left behind what it would have cleaned up. Answers 1
+    /// once, to whoever is to do it.
+    bool takeRemains() noexcept;
+
     /// The control of the calling thread; null in a thread that was not created here.
     static vnThreadControl* getCaller() noexcept;
 
@@ -54,7 +58,8 @@ private:
     {
         VN_ENDED = 1,
         VN_ABANDONED = 2,
-        VN_LIVE = 4
+        VN_LIVE = 4,
+        VN_REMAINS = 8
     };
 
     void waitFor(unsigned int states, unsigned int milliseconds) const noexcept;

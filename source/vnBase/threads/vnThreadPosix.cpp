@@ -96,8 +96,9 @@ struct vnThreadControl::Access
     [[noreturn]] static void endHere(vnThreadControl* control)
     {
         vnPassWakeUpOn(vnThisThread);
+        vnEndRunsHere();
         forgetSpecifics();
-        control->m_state.fetch_or(VN_ENDED, std::memory_order_acq_rel);
+        control->m_state.fetch_or(VN_ENDED | VN_REMAINS, std::memory_order_acq_rel);
         control->m_request.store(accepted, std::memory_order_release);
         vnLockWake(&control->m_state, VN_LOCK_ALL);
         vnLockWake(&control->m_request, VN_LOCK_ALL);
@@ -137,11 +138,10 @@ void vnThreadControl::letGo() noexcept
     if (m_users.fetch_sub(1, std::memory_order_acq_rel) != 1)
         return;
     const pthread_t handle = m_handle;
-    if (m_state.fetch_or(VN_ABANDONED, std::memory_order_acq_rel) & VN_ENDED)
+    if (!(m_state.fetch_or(VN_ABANDONED, std::memory_order_acq_rel) & VN_ENDED))
     {
-        // The thread has nothing left to do, so this does not wait for anybody.
-        pthread_join(handle, nullptr);
-        Access::destroy(this);
+        pthread_detach(handle); // it frees the control itself
+        return;
     }
     // The thread has nothing left to do, so that to join it waits for nobody; but for the destructors of its
     // own variables, one of which may have led here.
@@ -150,10 +150,6 @@ void vnThreadControl::letGo() noexcept
     else
         pthread_join(handle, nullptr);
     Access::destroy(this);
-    else
-    {
-        pthread_detach(handle); // it frees the control itself
-    }
 }
 
 unsigned int vnThreadControl::getID() const noexcept
@@ -166,6 +162,11 @@ unsigned int vnThreadControl::getID() const noexcept
 bool vnThreadControl::hasEnded() const noexcept
 {
     return m_state.load(std::memory_order_acquire) & VN_ENDED;
+}
+
+bool vnThreadControl::takeRemains() noexcept
+{
+    return m_state.fetch_and(~VN_REMAINS, std::memory_order_acq_rel) & VN_REMAINS;
 }
 
 bool vnThreadControl::isCaller() const noexcept
