@@ -164,6 +164,7 @@ private:
 
     void wake();
     void serve();
+    void serveWhatIsQueued();
     bool hasRoundEnded() const;
     void takeRoundOver();
     bool mayEnd();

@@ -8,11 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 
 namespace
 {
@@ -351,4 +354,38 @@ TEST(vnThreadTicker, TicksAgainAfterAllPoolsWereClosed)
     ticker.triggerTick(0);
     EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 2; }));
     EXPECT_EQ(ticker.calls(), "iti");
+}
+
+TEST(vnThreadTicker, SleepsAtLeastAsLongAsItsTickersWant)
+{
+    double last = 0;
+    double shortest = 1000;
+    Ticker ticker(84,
+                  [&](Ticker&)
+                  {
+                      const double now = vnTime::systemSeconds();
+                      shortest = std::min(shortest, now - last);
+                      last = now;
+                  });
+    const unsigned int ticks = 30;
+    ticker.setMinPoolSleepTicks(ticks);
+    EXPECT_EQ(ticker.getMinPoolSleepTicks(), 30u);
+    ticker.setTickInterval(0.001);
+    ticker.enableThreadTicker();
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks >= 5; }));
+    vnThreadPoolTicker::closeAll();
+    EXPECT_GE(shortest, 0.029);
+}
+
+TEST(vnThreadTicker, RunsAtThePriorityOfTheFirstTickerOfItsPool)
+{
+    const int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
+    Ticker first(85, {}, VN_THREAD_PRIORITY_LOW);
+    Ticker second(85, {}, VN_THREAD_PRIORITY_LOWEST);
+    std::atomic<int> priority{-1000};
+    Ticker third(85, [&](Ticker& self)
+                 { priority = getpriority(PRIO_PROCESS, static_cast<id_t>(self.thread.load())); });
+    third.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return priority != -1000; }));
+    EXPECT_EQ(priority, std::min(base + 5, 19));
 }

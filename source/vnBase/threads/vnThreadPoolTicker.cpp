@@ -79,6 +79,9 @@ public:
         while (pool.m_poolID == 0 && pool.m_roundThread != 0 && !pool.hasRoundEnded())
             pool.m_event.waitAndLock(pollMilliseconds, 1);
         pool.takeRoundOver();
+        // A thread of the pool that was killed outside its rounds has left its call behind.
+        if (pool.m_poolID != 0)
+            pool.m_called = nullptr;
         pool.m_roundThread = vnCurrentThreadID();
         pool.m_roundControl = vnThreadControl::getCaller();
         if (pool.m_roundControl)
@@ -193,9 +196,7 @@ void vnThreadPoolTicker::serve()
         runAgain();
         return;
     }
-    // A thread that is being killed may still be inside a ticker.
-    while (!isRunning(0) && !hasThreadEnded())
-        vnThread::stop(1);
+    // A thread that is being killed may still be inside a ticker; run() waits for it.
     while (run(0) && isStopping(0))
         vnThread::stop(1);
 }
@@ -263,7 +264,7 @@ bool vnThreadPoolTicker::remove(vnThreadTicker* ticker)
 
 void vnThreadPoolTicker::awaitLeaving(vnThreadTicker* ticker)
 {
-    serve();
+    serveWhatIsQueued();
     const double end = vnTime::systemSeconds() + removeMilliseconds * 0.001;
     vnBodyGuard guard(m_event);
     // Pool 0 has no thread that could take the ticker out meanwhile, and the caller's own round does so at
@@ -285,14 +286,20 @@ void vnThreadPoolTicker::removeAndDestroy(vnThreadTicker* ticker)
         cancelWaiting(ticker);
         ticker->m_enabled.store(0, std::memory_order_release);
     }
+    serveWhatIsQueued();
+}
+
+// For a ticker that the pool has yet to let go: the caller's part is done, so that it must not hear of a
+// failure. The next ticker starts the thread.
+void vnThreadPoolTicker::serveWhatIsQueued()
+{
     try
     {
         serve();
     }
     catch (const std::bad_alloc&)
     {
-        // The ticker is the pool's already, so that the caller must not hear of a failure: the next ticker
-        // starts the thread.
+        // reported where it was thrown
     }
 }
 
