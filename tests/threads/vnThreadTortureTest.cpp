@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "vnThreadTestHelp.h"
+
 #include <vnBase/vnMemory.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnRefList.h>
@@ -12,6 +14,8 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -29,11 +33,17 @@ public:
         const unsigned int number = ++made;
         if (number == failing || (failsOn && failing && number > failing))
             return nullptr;
+        ++live;
         return std::malloc(size);
     }
     void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
+    void deallocate(void* block) override
+    {
+        --live;
+        std::free(block);
+    }
 
+    std::atomic<int> live{0}; // blocks; those from before go, too
     std::atomic<unsigned int> made{0};
     std::atomic<unsigned int> failing{0}; // 0 for none
     std::atomic<bool> failsOn{false};     // all later ones fail, too
@@ -114,6 +124,10 @@ void runThreads()
     worker.run(1);
     worker.stop(1);
     worker.chain();
+    worker.run(0);
+    EXPECT_TRUE(comesTrue([&] { return worker.isRunning(0) == 0; }));
+    worker.run(0); // with the remains of a thread that has ended by itself
+    worker.stop(1);
     EXPECT_EQ(worker.isRunning(0), 0);
 }
 
@@ -126,6 +140,26 @@ void waitForEvents()
         events.append(event);
     }
     EXPECT_EQ(vnEvent::wait(events, 0), nullptr);
+}
+
+unsigned int countThreads()
+{
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<unsigned int>(std::distance(begin(tasks), end(tasks)));
+}
+
+// The live blocks, once other threads have stopped letting go of some.
+int settled(const FailingManager& manager)
+{
+    int live = manager.live;
+    for (unsigned int still = 0; still < 20; ++still)
+    {
+        vnThread::vnMicroDelayFunction(1000);
+        if (manager.live != live)
+            still = 0;
+        live = manager.live;
+    }
+    return live;
 }
 
 struct Script
@@ -171,9 +205,14 @@ TEST(vnThreadTorture, GoesOnAfterAnyAllocationHasFailed)
         for (const Script& script : scripts)
         {
             SCOPED_TRACE(std::string(script.name) + (failsOn ? ", nothing from there on" : ""));
-            script.run();
+            for (unsigned int i = 0; i < 3; ++i)
+                script.run(); // what is made once and kept
+            const int live = settled(manager);
+            const unsigned int threads = countThreads();
             manager.failsOn = failsOn;
             torture(manager, script);
+            EXPECT_TRUE(comesTrue([&] { return manager.live <= live; })) << manager.live - live << " blocks";
+            EXPECT_TRUE(comesTrue([&] { return countThreads() <= threads; })) << countThreads() - threads;
         }
     const std::string report = testing::internal::GetCapturedStderr();
     EXPECT_NE(report.find("Bad Alloc:File: "), std::string::npos);
