@@ -12,8 +12,9 @@
 /// Waiters poll each 100 milliseconds (10 in `tryLock`) and are woken at once when the last hold goes, so a
 /// missed wake-up delays but never hangs one. There is no fairness.
 ///
-/// Thread-safety: all operations, on any thread. A hold may be given back by another thread than took it; the
-/// taker goes on counting as a holder for `vnThread::kill`, which then puts its end off as long as it can.
+/// Thread-safety: all operations, on any thread. A hold may be given back by another thread than took it. For
+/// `vnThread::kill` the taker goes on counting as a holder, so that its end is put off as long as possible;
+/// the other thread counts one hold of its own less, so that it may be ended while it still has that.
 class VN_BASE_API vnSemaphore
 {
 public:
