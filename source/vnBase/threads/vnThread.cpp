@@ -649,6 +649,7 @@ void vnThread::working(unsigned char busy)
 
 void vnThread::setWorking(bool busy)
 {
+    const vnKillGuard kept; // the flag and the counter belong together
     const bool wasBusy = (busy ? change(VN_WORKING, 0) : change(0, VN_WORKING)) & VN_WORKING;
     if (busy && !wasBusy)
         s_workingThreads.fetch_add(1, std::memory_order_relaxed);
