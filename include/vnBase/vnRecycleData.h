@@ -38,14 +38,9 @@ public:
             return;
         }
         openOnce(shared);
-        vnBodyGuard guard(shared.lock);
-        if (vnRefData<T>* head = shared.free.getHead())
-        {
-            m_item = head;
-            shared.free.removeHead();
-            return;
-        }
-        makeItem();
+        m_item = takeHead(shared);
+        if (!m_item.get())
+            makeItem();
     }
     virtual ~vnRecycleData_vnBase() noexcept(false)
     {
@@ -55,7 +50,6 @@ public:
         vnBodyGuard guard(shared.lock);
         if (!(m_flags & VN_NEW) && shared.isEnabled && shared.free.getCount() < shared.limit)
             giveBack(shared);
-        m_item = nullptr;
     }
     vnRecycleData_vnBase(const vnRecycleData_vnBase&) = delete;
     vnRecycleData_vnBase& operator=(const vnRecycleData_vnBase&) = delete;
@@ -91,10 +85,8 @@ public:
     static void emptyPool()
     {
         Pool& shared = pool();
-        if (!shared.lock.isValidMemory())
-            return;
-        vnBodyGuard guard(shared.lock);
-        shared.free.clear();
+        if (shared.lock.isValidMemory())
+            dropItems(shared);
     }
 
 private:
@@ -104,6 +96,8 @@ private:
         VN_NEW = 2      // made by this borrower, and not accessed yet
     };
 
+    // Values are made and destroyed outside of the pool's lock: what they do then, such as taking the lock of
+    // the cleanup references, under which a pass takes the pool's, is theirs.
     struct Pool
     {
         Pool() { free.setReuseNodes(1); }
@@ -126,12 +120,17 @@ private:
         {
             if (!m_pool.lock.isValidMemory())
                 return;
-            vnBodyGuard guard(m_pool.lock);
-            m_pool.isEnabled = 0;
-            m_pool.free.clear();
+            disable();
+            dropItems(m_pool);
         }
 
     private:
+        void disable()
+        {
+            vnBodyGuard guard(m_pool.lock);
+            m_pool.isEnabled = 0;
+        }
+
         Pool& m_pool;
     };
 
@@ -157,18 +156,41 @@ private:
         }
     }
 
+    // Null when nothing waits there.
+    static vnRefPointer<vnRefData<T>> takeHead(Pool& shared)
+    {
+        vnBodyGuard guard(shared.lock);
+        vnRefPointer<vnRefData<T>> item(shared.free.getHead());
+        shared.free.removeHead();
+        return item;
+    }
+
+    // As many as wait at the start: what others return meanwhile is theirs.
+    static void dropItems(Pool& shared)
+    {
+        for (unsigned int left = countItems(shared); left > 0; --left)
+            takeHead(shared);
+    }
+    static unsigned int countItems(Pool& shared)
+    {
+        vnBodyGuard guard(shared.lock);
+        return shared.free.getCount();
+    }
+
     void makeItem()
     {
         m_item = new vnRefData<T>;
         m_flags |= VN_NEW;
     }
 
-    // A value for whose place there is no memory is simply not kept.
+    // A value for whose place there is no memory is simply not kept. One that is kept is let go of here,
+    // since the next borrower may count on it as soon as the lock is free.
     void giveBack(Pool& shared)
     {
         try
         {
             shared.free.insertHead(m_item.get());
+            m_item = nullptr;
         }
         catch (const std::bad_alloc&)
         {

@@ -5,9 +5,12 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -163,6 +166,62 @@ TEST(vnRecycleData, OpensItsPoolBesideAPassOverTheCleanupReferences)
     vnCleanupReference entry(new Late(other), 890);
     vnCleanupReference::cleanUpReferences(890);
     other.join();
+}
+
+namespace
+{
+// Counts on the list of the cleanup references when it begins and when it ends, and tells so.
+struct Registered
+{
+    static std::promise<void>* s_touched;
+
+    static void touch()
+    {
+        if (s_touched)
+            std::exchange(s_touched, nullptr)->set_value();
+        vnCleanupReference entry(new vnReference, 892);
+    }
+    Registered() { touch(); }
+    ~Registered() noexcept(false) { touch(); }
+};
+std::promise<void>* Registered::s_touched = nullptr;
+
+using RegisteredBorrower = vnRecycleData_vnBase<Registered>;
+
+// While a pass that destroys it holds the lock of the list, another thread makes or drops an item, and waits
+// for that lock; then this one borrows, too.
+class Passing : public vnReference
+{
+public:
+    Passing(std::thread& other, std::function<void()> work) : m_other(other), m_work(std::move(work)) {}
+    ~Passing() noexcept(false) override
+    {
+        std::promise<void> touched;
+        Registered::s_touched = &touched;
+        m_other = std::thread(m_work);
+        EXPECT_EQ(touched.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+        RegisteredBorrower mine;
+        mine.getData();
+    }
+
+private:
+    std::thread& m_other;
+    std::function<void()> m_work;
+};
+} // namespace
+
+TEST(vnRecycleData, MakesAndDropsItemsOutsideOfItsLock)
+{
+    auto untouched = std::make_unique<RegisteredBorrower>();
+    const std::function<void()> works[] = {[] { RegisteredBorrower theirs; }, [&] { untouched = nullptr; },
+                                           [] { RegisteredBorrower::emptyPool(); }};
+    for (const auto& work : works)
+    {
+        std::thread other;
+        vnCleanupReference entry(new Passing(other, work), 891);
+        vnCleanupReference::cleanUpReferences(891);
+        other.join();
+    }
 }
 
 TEST(vnRecycleData, LendsEachItemToOneBorrower)
