@@ -21,20 +21,24 @@ public:
     /// Shares the object of `other`.
     vnCleanupReference& operator=(const vnCleanupReference& other);
 
-    /// Holds `object` and enters the list anew, with its own priority; null lets go and leaves the entry
-    /// where it is.
+    /// Holds `object` and enters the list anew, with its own priority, once the old object is let go; null
+    /// lets go and leaves the entry where it is.
     vnCleanupReference& operator=(vnReference* object);
 
     int getPriority() const noexcept { return m_priority; }
 
     /// Lets go of the objects of all entries of `priority`, or of all entries for -1, in list order. An
-    /// object whose `releaseRefs()` answers 0 stays, with its entry.
+    /// object whose `releaseRefs()` answers 0 stays, with its entry. When the end of an object throws, the
+    /// others go all the same, and the first exception leaves at the end.
     static void cleanUpReferences(int priority);
 
 private:
+    static bool isEntered(const vnCleanupReference* entry, vnUInt64 lowest, vnUInt64 highest);
     void enter();
     void letGo();
 
+    // Guarded by the lock of the list.
+    vnUInt64 m_number = 0; // ascending in the order of entering the list first
     int m_priority;
-    bool m_entered = false; // guarded by the lock of the list
+    bool m_entered = false;
 };

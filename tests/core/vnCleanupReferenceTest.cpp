@@ -99,6 +99,52 @@ TEST(vnCleanupReference, EntersAnewWhenAssigned)
     EXPECT_EQ(log, "1ab");
 }
 
+TEST(vnCleanupReference, IsNewerThanWhatTheEndOfTheOldObjectEntered)
+{
+    // Leaves an entry of the same priority when it dies.
+    class Heir : public vnReference
+    {
+    public:
+        Heir(std::string& log, std::unique_ptr<vnCleanupReference>& left) : m_log(log), m_left(left) {}
+        ~Heir() noexcept(false) override
+        {
+            m_left = std::make_unique<vnCleanupReference>(new Mourned(m_log, "h"), 722);
+        }
+
+    private:
+        std::string& m_log;
+        std::unique_ptr<vnCleanupReference>& m_left;
+    };
+    std::string log;
+    std::unique_ptr<vnCleanupReference> left;
+    vnCleanupReference a(new Heir(log, left), 722);
+    a = new Mourned(log, "a");
+    vnCleanupReference::cleanUpReferences(722);
+    EXPECT_EQ(log, "ah");
+}
+
+TEST(vnCleanupReference, MayBeDestroyedByTheObjectThatItLetsGo)
+{
+    std::string log;
+    Owner* circle = new Owner(log, "c");
+    circle->owned = std::make_unique<vnCleanupReference>(circle, 723);
+    *circle->owned = new Mourned(log, "m");
+    EXPECT_EQ(log, "cm");
+    vnCleanupReference::cleanUpReferences(723);
+    EXPECT_EQ(log, "cm");
+}
+
+TEST(vnCleanupReference, GoesOnWhenAnObjectThrows)
+{
+    std::string log;
+    vnCleanupReference a(new Mourned(log, "a"), 724);
+    vnCleanupReference thrower(new Thrower, 724);
+    vnCleanupReference b(new Mourned(log, "b"), 724);
+    EXPECT_THROW(vnCleanupReference::cleanUpReferences(724), int);
+    EXPECT_EQ(log, "ba");
+    EXPECT_EQ(thrower.get(), nullptr);
+}
+
 TEST(vnCleanupReference, EntersAnewAlsoWhenTheOldObjectThrows)
 {
     std::string log;
@@ -192,8 +238,8 @@ TEST(vnCleanupReference, IsSafeOnManyThreads)
         }
     };
     std::thread other(work);
-    for (int i = 0; i < 200; ++i)
-        vnCleanupReference::cleanUpReferences(799);
+    for (int i = 0; i < 2000; ++i)
+        vnCleanupReference::cleanUpReferences(760 + i % 3);
     work();
     other.join();
     vnCleanupReference last(new Mourned(log, "l"), 760);
