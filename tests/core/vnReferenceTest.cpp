@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -159,6 +160,30 @@ TEST(vnReference, EndsNoProcessWhenDestroyedHeldDuringAnException)
             throw 7;
         },
         int);
+}
+
+TEST(vnReference, TellsOfItsEndWithoutMemoryAsWell)
+{
+    // Exhausted; what was allocated before is freed all the same.
+    class Exhausted : public vnMemoryManagerInterface
+    {
+    public:
+        Exhausted() { vnMemoryControl::setMemoryManager(this); }
+        ~Exhausted() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+        void* allocate(unsigned int) override { return nullptr; }
+        void* reallocate(void*, unsigned int) override { return nullptr; }
+        void deallocate(void* block) override { std::free(block); }
+    };
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(
+        {
+            const Exhausted manager;
+            vnReference held;
+            held.ref();
+            throw 7;
+        },
+        int);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Deleted referenced object"), std::string::npos);
 }
 
 TEST(vnReference, CopiesItsModeAndNotItsCount)

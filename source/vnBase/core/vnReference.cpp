@@ -8,6 +8,22 @@
 
 #include <exception>
 
+namespace
+{
+// Throws nothing: without memory for a message the text goes out plainly.
+void tell(const char* text) noexcept
+{
+    try
+    {
+        vnMessage::message(VN_MESSAGE_FATAL, text);
+    }
+    catch (...)
+    {
+        vnMemoryControl::memprintf(1, "%s\n", text);
+    }
+}
+} // namespace
+
 vnType vnReference::s_type(nullptr, "vnReference");
 
 vnReference::~vnReference() noexcept(false)
@@ -17,7 +33,7 @@ vnReference::~vnReference() noexcept(false)
     const char* text = "REFERENCE MISMATCH ! Deleted referenced object with nonzero reference count";
     // A second exception on its way would end the process.
     if (std::uncaught_exceptions() > 0)
-        vnMessage::message(VN_MESSAGE_FATAL, text);
+        tell(text);
     else
         throwFatalException(text, nullptr);
 }
