@@ -459,6 +459,41 @@ TEST(vnMemoryControl, PrintsThroughItsOwnChannel)
               std::vector<std::string>{large});
 }
 
+TEST(vnMemoryControl, PrintsWhatTheFormatEngineWrites)
+{
+    // "%%" is for the engine alone, so each format goes both ways; what it writes is given beside it.
+    const auto print = [](const char* format, const vnArgument& argument, const vnArgument& other)
+    { return printed([&] { vnMemoryControl::memprintf(0, format, argument, other); }); };
+    const vnString held("a\0b", 3);
+    const vnString wide("\xE2\x82\xAC");
+    const struct
+    {
+        const char* format;
+        vnArgument argument;
+        vnArgument other;
+        std::string expected;
+    } rows[] = {
+        {"%u", -5, {}, "5"},
+        {"%d", 18446744073709551615ull, {}, "18446744073709551615"},
+        {"%d", 1e30, {}, "9223372036854775807"},
+        {"%d", -9223372036854775807ll - 1, {}, "-9223372036854775808"},
+        {"%x", -1, {}, "Ffffffffffffffff"},
+        {"%x", 18446744073709551615ull, {}, "ffffffffffffffff"},
+        {"%s|", held, {}, std::string("a\0b|", 4)},
+        {"%s|%s", wide, "x", "\xAC|x"}, // a pointer narrows all
+        {"%s|%d", wide, 1, "\xE2\x82\xAC|1"},
+        {"\xE2\x82\xAC%s", "\xE2\x82\xAC", {}, "\xAC\xE2\x82\xAC"},
+        {"%s", static_cast<const void*>("\xFF"), {}, "\xFF"},
+    };
+    for (const auto& row : rows)
+    {
+        const std::string format = std::string(row.format) + "\n";
+        EXPECT_EQ(print(format.c_str(), row.argument, row.other), std::vector<std::string>{row.expected});
+        EXPECT_EQ(print(("%%" + format).c_str(), row.argument, row.other),
+                  std::vector<std::string>{"%" + row.expected});
+    }
+}
+
 TEST(vnMemoryControl, GoesOnWithoutRecordsWhenTheTableIsFull)
 {
     Tracking tracking;

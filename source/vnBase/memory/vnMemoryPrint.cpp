@@ -5,6 +5,7 @@
 #include <vnBase/vnString.h>
 
 #include <core/vnEternal.h>
+#include <core/vnUtfScan.h>
 #include <memory/vnMemoryTable.h>
 
 #include <cstdio>
@@ -49,6 +50,12 @@ public:
         put(digits + first, sizeof digits - first);
     }
 
+    void putNegative(vnInt64 value) noexcept
+    {
+        put("-", 1);
+        putNumber(0 - static_cast<vnUInt64>(value), 10);
+    }
+
 private:
     void flush() noexcept
     {
@@ -60,31 +67,40 @@ private:
     std::size_t m_used = 0;
 };
 
-void putSigned(Printer& printer, vnInt64 value) noexcept
+bool isSevenBit(const char* text, std::size_t length) noexcept
 {
-    if (value < 0)
-        printer.put("-", 1);
-    printer.putNumber(value < 0 ? 0 - static_cast<vnUInt64>(value) : static_cast<vnUInt64>(value), 10);
+    return vnUtf::plainLength(text, length) == length;
 }
 
-// Whether a conversion is one of those that need neither the format engine nor memory.
-bool isPlain(char conversion, const vnArgument& argument) noexcept
+bool isNegative(const vnArgument& argument) noexcept
+{
+    return !argument.isULongLong() && argument.getInt64() < 0;
+}
+
+// Whether a conversion is one of those that need neither the format engine nor memory, with the same result.
+// A pointer makes the engine narrow all other text to bytes, so that other text is 7-bit here.
+bool isPlain(char conversion, const vnArgument& argument)
 {
     switch (conversion)
     {
     case 'd':
+        return !argument.isVoid() && !argument.isString();
     case 'u':
     case 'x':
-        return !argument.isVoid() && !argument.isString();
+        return !argument.isVoid() && !argument.isString() && !isNegative(argument);
     case 's':
-        return argument.isString() || (argument.isPointer() && static_cast<void*>(argument) != nullptr);
+        if (argument.isString())
+            return isSevenBit(argument.getString().getString(), argument.getString().length());
+        return argument.isPointer() && static_cast<void*>(argument) != nullptr;
     default:
         return false;
     }
 }
 
-bool isPlain(const char* format, const vnArgumentList& arguments) noexcept
+bool isPlain(const char* format, const vnArgumentList& arguments)
 {
+    if (!isSevenBit(format, std::strlen(format)))
+        return false;
     unsigned int next = 0;
     while ((format = std::strchr(format, '%')) != nullptr)
     {
@@ -97,9 +113,12 @@ bool isPlain(const char* format, const vnArgumentList& arguments) noexcept
 
 void putArgument(Printer& printer, char conversion, const vnArgument& argument)
 {
-    if (conversion == 'd')
-        putSigned(printer, argument.getInt64());
-    else if (conversion == 'u')
+    if (conversion == 'd' && isNegative(argument))
+        printer.putNegative(argument.getInt64());
+    else if (conversion == 'd' && !argument.isULongLong())
+        printer.putNumber(static_cast<vnUInt64>(argument.getInt64()),
+                          10); // a double stops at the signed range
+    else if (conversion == 'd' || conversion == 'u')
         printer.putNumber(argument.getUInt64(), 10);
     else if (conversion == 'x')
         printer.putNumber(argument.getUInt64(), 16);
