@@ -54,7 +54,8 @@ public:
     /// `count` units. With `ascii` the low byte of each, exactly `count` bytes; otherwise UTF-8.
     vnString(const char16_t* text, unsigned short count, unsigned char ascii);
 
-    /// An integer in `radix` 2 to 62, padded with "0" to `minDigits`.
+    /// An integer in `radix` 2 to 62, padded with "0" to `minDigits`, also to more than the 32767 that
+    /// `vnLtoA` can be asked for; empty for any other radix.
     vnString(vnInt64 value, unsigned char radix, unsigned short minDigits);
 
     /// A number through `format`; an empty format means "%f".
@@ -112,10 +113,13 @@ public:
     const char* getString() const noexcept { return m_text ? m_text : s_empty; }
     operator const char*() const noexcept { return getString(); }
 
-    /// A writable byte. It does not renew the hash. An interned string copies the shared text first and drops
-    /// its id, also when the caller only reads: `isUnique()` answers 0 then. An index at or past the length
-    /// throws.
+    /// A writable byte. It does not renew the hash. An interned string that is not const copies the shared
+    /// text first and drops its id, also when the caller only reads: `isUnique()` answers 0 then. An index at
+    /// or past the length throws.
     char& operator()(unsigned short index);
+
+    /// The byte of a const string, which stays as it is.
+    char operator()(unsigned short index) const;
 
     /// `len` bytes from `index`, cut at the end of the text. `len` 0 gives the empty string; otherwise an
     /// index at or past the length throws.
@@ -162,7 +166,8 @@ public:
     /// Replaces each `from` in place and returns how many there were. The hash is not renewed.
     unsigned short substitute(char from, char to);
 
-    /// A copy in which the first `from` is replaced.
+    /// A copy in which the first `from` is replaced; cut at 65535 bytes. An empty `from` stands nowhere here,
+    /// although `contains` finds it: the copy equals the text.
     vnString substitute(const vnString& from, const vnString& to) const;
 
     /// ASCII letters only; bytes above 127 stay.
@@ -183,7 +188,8 @@ public:
 
     /// XORs the 16-bit characters with a running key. Twice with one key restores the text, as long as the
     /// scrambled one fits in 65535 bytes, where it is cut. A character that becomes 0 is kept as NUL, which
-    /// ends the text for readers of `getString()`.
+    /// ends the text for readers of `getString()`. A text that is no valid UTF-8 loses everything from its
+    /// first malformed byte on.
     vnString& scramble(unsigned int key);
 
     /// The length in one byte, then the text; of a longer text 255, its first 252 bytes and three dots.

@@ -5,7 +5,9 @@
 #include <vnBase/vnUniqueString.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <random>
 #include <set>
 #include <thread>
@@ -274,6 +276,9 @@ TEST(vnString, IsBuiltFromEveryKindOfText)
     EXPECT_EQ(vnString(euros.c_str()).length(), 65535u);
     const std::u16string shifted = u"x" + euros;
     EXPECT_EQ(vnString(shifted.c_str()).length(), 65533u); // cut between characters
+    EXPECT_EQ(bytesOf(vnString(static_cast<const char16_t*>(nullptr))), "");
+    EXPECT_EQ(bytesOf(vnString(static_cast<const char16_t*>(nullptr), 3, 0)), "");
+    EXPECT_EQ(bytesOf(vnString(u"abc", 0, 1)), "");
     EXPECT_EQ(bytesOf(vnString(-255, 16, 6)), "-0000ff");
     EXPECT_EQ(bytesOf(vnString(vnInt64(0), 10, 0)), "0");
     EXPECT_EQ(vnString(-1, 10, 65535).length(), 65535u);
@@ -381,6 +386,13 @@ TEST(vnString, LeavesTheHashToTheDirectMutators)
     EXPECT_EQ(text.hash(), before);
     EXPECT_EQ(errorOf([&] { text(3) = 'x'; }), "vnString(index) out of bounds");
     EXPECT_EQ(errorOf([] { vnString()(0) = 'x'; }), "vnString(index) out of bounds");
+    text.makeUnique();
+    const vnString& read = text;
+    EXPECT_EQ(read(1), 'c');
+    EXPECT_EQ(errorOf([&] { read(3); }), "vnString(index) out of bounds");
+    EXPECT_TRUE(text.isUnique());
+    EXPECT_EQ(text(1), 'c');
+    EXPECT_FALSE(text.isUnique()) << "the byte might be written";
 }
 
 TEST(vnString, OrdersBySignedBytes)
@@ -391,6 +403,10 @@ TEST(vnString, OrdersBySignedBytes)
     EXPECT_TRUE(vnString("\xE9") < vnString("a")); // above 127 is negative
     EXPECT_TRUE(vnString("0123456789\xE9") < vnString("0123456789a"));
     EXPECT_TRUE(vnString() < vnString("a"));
+    const char* const null = nullptr;
+    EXPECT_TRUE(null < vnString("a"));
+    EXPECT_FALSE(vnString("a") < null);
+    EXPECT_FALSE(null < vnString());
     EXPECT_TRUE(vnString("b") > "a");
     EXPECT_TRUE("a" < vnString("b"));
     EXPECT_TRUE(vnString("a") <= "a");
@@ -424,6 +440,9 @@ TEST(vnString, CutsParts)
     EXPECT_EQ(bytesOf(path.leftOf(".c", 0, 0)), "a.b");
     EXPECT_EQ(bytesOf(path.rightOf("xyz.b.C.d.")), "");
     EXPECT_EQ(bytesOf(path.rightOf("d", 1)), "");
+    EXPECT_EQ(bytesOf(path.leftOf("", 0)), ""); // the empty pattern stands at 0 either way
+    EXPECT_EQ(bytesOf(path.rightOf("", 1)), "a.b.C.d");
+    EXPECT_EQ(bytesOf(vnString().rightOf("")), "");
 }
 
 TEST(vnString, FindsBytesAndPatterns)
@@ -460,6 +479,8 @@ TEST(vnString, ComparesStartsAndEnds)
     EXPECT_TRUE(text.compare(""));
     EXPECT_TRUE(text.isFirst("He") && text.isFirst("hE", 0) && text.isFirst(""));
     EXPECT_FALSE(text.isFirst("hE") || text.isFirst("Hello!"));
+    EXPECT_TRUE(text.isFirst('h', 0));
+    EXPECT_FALSE(text.isFirst('h'));
     EXPECT_TRUE(text.isLast("lo") && text.isLast("LO", 0) && text.isLast('o') && text.isLast('O', 0));
     EXPECT_FALSE(text.isLast("LO") || vnString().isLast('o') || vnString().isFirst('\0'));
 }
@@ -474,6 +495,12 @@ TEST(vnString, ChangesCopies)
     EXPECT_EQ(bytesOf(vnString("aa").substitute(vnString("a"), vnString("b"))), "ba"); // the first only
     EXPECT_EQ(bytesOf(vnString("aa").substitute(vnString("x"), vnString("b"))), "aa");
     EXPECT_EQ(bytesOf(vnString("aa").substitute(vnString(), vnString("b"))), "aa");
+    EXPECT_EQ(bytesOf(vnString("aa").substitute(vnString("aa"), vnString())), "");
+    const vnString large = vnString::spaces(65000, 'x') + 'a';
+    EXPECT_EQ(bytesOf((large + "b").substitute(vnString("a"), vnString::spaces(1000, 'y'))),
+              std::string(65000, 'x') + std::string(535, 'y'));
+    EXPECT_EQ(bytesOf((large + vnString::spaces(500, 'b')).substitute(vnString("a"), vnString("yyyyyy"))),
+              std::string(65000, 'x') + "yyyyyy" + std::string(500, 'b'));
     EXPECT_EQ(bytesOf(vnString("aZ\xC9\xE9").toUpper()), "AZ\xC9\xE9"); // ASCII letters only
     EXPECT_EQ(bytesOf(vnString("aZ\xC9\xE9").toLower()), "az\xC9\xE9");
     EXPECT_EQ(vnString("ABC").toLower().hash(), vnString("abc").hash());
@@ -486,6 +513,7 @@ TEST(vnString, MeasuresForSorting)
     EXPECT_EQ(vnString("\x01\x80").sortval(), 1.5 / 256);
     EXPECT_LT(vnString("abc").sortval(), vnString("abd").sortval());
     EXPECT_EQ(bytesOf(vnString("x").identifier(52)), "AB");
+    EXPECT_EQ(bytesOf(vnString("x").identifier(-1)), "PIdcBqCkmfXC"); // as unsigned
 }
 
 TEST(vnString, PrefixesItsLength)
@@ -510,6 +538,10 @@ TEST(vnString, ScramblesAndRestores)
     EXPECT_FALSE(text.scramble(0x12345) == original);
     EXPECT_TRUE(text.scramble(0x12345) == original);
     EXPECT_EQ(bytesOf(vnString("ab").scramble(1)), "``"); // 0x61 ^ 1, 0x62 ^ 2
+    EXPECT_EQ(bytesOf(vnString("ab\xE9"
+                               "c")
+                          .scramble(1)),
+              "``"); // what follows a malformed byte is lost
 }
 
 TEST(vnString, TellsCodePageTextFromUtf8)
@@ -578,6 +610,55 @@ TEST(vnString, DecodesInTheDestructorsOfStatics)
         testing::ExitedWithCode(0), "1 1");
 }
 
+TEST(vnString, DecodesBesideAPassOverTheCleanupReferences)
+{
+    // Decodes first on another thread, and then itself, while the pass that destroys it holds its lock.
+    class Late : public vnReference
+    {
+    public:
+        explicit Late(std::thread& other) : m_other(other) {}
+        ~Late() noexcept(false) override
+        {
+            std::promise<void> started;
+            m_other = std::thread(
+                [&started]
+                {
+                    started.set_value();
+                    vnString("theirs").getWideString();
+                });
+            EXPECT_EQ(started.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+            EXPECT_EQ(std::u16string(vnString("mine").getWideString()), u"mine");
+        }
+
+    private:
+        std::thread& m_other;
+    };
+    std::thread other;
+    vnCleanupReference entry(new Late(other), 893);
+    vnCleanupReference::cleanUpReferences(893);
+    other.join();
+}
+
+TEST(vnString, LetsGoOfWideTextsInEachPassOverTheCleanupReferences)
+{
+    const auto isLetGo = []
+    {
+        vnMemoryControl::debugMem(1);
+        for (int i = 0; i < 2; ++i)
+        {
+            vnString::spaces(50000).getWideString();
+            if (vnMemoryControl::getAllocMem(0, 0) < 100000)
+                return false;
+            vnCleanupReference::cleanUpReferences(-1);
+            if (vnMemoryControl::getAllocMem(0, 0) >= 100000)
+                return false;
+        }
+        return true;
+    };
+    // In a process of its own, since other pools are gone for good.
+    EXPECT_EXIT(std::_Exit(isLetGo() ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
 TEST(vnString, EscapesControlCharactersAndBack)
 {
     const vnString raw("a\0\a\b\t\n\v\f\r\"'?\\ \x01", 15);
@@ -589,6 +670,11 @@ TEST(vnString, EscapesControlCharactersAndBack)
     EXPECT_EQ(bytesOf(vnString("\\\\n").convertTextToCtrl()), "\\n");
     EXPECT_EQ(vnString::spaces(65535, '\n').convertCtrlToText().length(), 65534u);
     EXPECT_EQ(bytesOf(vnString().convertCtrlToText()), "");
+    EXPECT_EQ(bytesOf(vnString().convertTextToCtrl()), "");
+    EXPECT_EQ(bytesOf(vnString("a\\q\\\\").convertTextToCtrl()), "a\\q\\");
+    vnString unchanged("\\q\\");
+    unchanged.makeUnique();
+    EXPECT_TRUE(unchanged.convertTextToCtrl().isUnique()); // a copy
 }
 
 TEST(vnString, ListsItsCharactersAsNumbers)

@@ -125,7 +125,7 @@ TEST(vnUniqueString, RefusesASecondIdAndASecondText)
     EXPECT_THROW(refused.makeUnique(5100), vnFatalError);
     EXPECT_FALSE(refused.isUnique());
     EXPECT_STREQ(refused.getString(), "other");
-    // The placeholder of 5103 is in use elsewhere, so the empty string stays empty.
+    // The placeholder of 5103 is in use elsewhere, so the string that was empty gets that text and no id.
     vnUniqueString squatter("Unique(5103)", 5102);
     vnString empty;
     EXPECT_EQ(errorOf([&] { empty.makeUnique(5103); }), "Bad unique string (\"Unique(5103)\":5103). String "

@@ -3,6 +3,8 @@
 
 #include <vnBase/vnConfig.h>
 
+#include <algorithm>
+
 /// The digit writers below vnNumberText.h and the format engine. None of them writes a NUL.
 namespace vnDigits
 {
@@ -11,6 +13,41 @@ constexpr unsigned int VN_MAX_DIGITS = 64;
 
 /// Writes the digits of `value` so that they end before `end`, and returns the first. Radix 2 to 62.
 char* writeBackwards(char* end, vnUInt64 value, unsigned int radix, bool upper) noexcept;
+
+/// The digits of a whole number, and how many zeros fill them up to `minDigits`.
+class Integer
+{
+public:
+    Integer(vnUInt64 value, unsigned int radix, bool upper, int minDigits) noexcept
+        : m_first(writeBackwards(m_digits + VN_MAX_DIGITS, value, radix, upper)),
+          m_zeros(minDigits > static_cast<int>(count()) ? static_cast<unsigned int>(minDigits) - count() : 0)
+    {
+    }
+    Integer(const Integer&) = delete;
+    Integer& operator=(const Integer&) = delete;
+
+    const char* first() const noexcept { return m_first; }
+    unsigned int count() const noexcept
+    {
+        return static_cast<unsigned int>(m_digits + VN_MAX_DIGITS - m_first);
+    }
+    unsigned int zeros() const noexcept { return m_zeros; }
+
+    /// Writes the sign of a negative number, the zeros and the digits, and returns the end.
+    template <class Char>
+    Char* write(Char* to, bool negative) const noexcept
+    {
+        if (negative)
+            *to++ = '-';
+        to = std::fill_n(to, m_zeros, static_cast<Char>('0'));
+        return std::copy_n(m_first, count(), to);
+    }
+
+private:
+    char m_digits[VN_MAX_DIGITS];
+    const char* m_first;
+    unsigned int m_zeros;
+};
 
 /// The most characters of `writeAutomatic`.
 constexpr unsigned int VN_MAX_AUTOMATIC = 420;

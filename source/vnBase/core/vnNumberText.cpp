@@ -42,15 +42,7 @@ void writeInteger(Char* to, vnUInt64 magnitude, bool negative, unsigned char rad
         *to = 0;
         return;
     }
-    char digits[vnDigits::VN_MAX_DIGITS];
-    char* const end = digits + sizeof digits;
-    const char* const first = vnDigits::writeBackwards(end, magnitude, radix, upper != 0);
-    Char* out = to;
-    if (negative)
-        *out++ = '-';
-    if (minDigits > end - first)
-        out = std::fill_n(out, minDigits - (end - first), static_cast<Char>('0'));
-    out = std::copy(first, static_cast<const char*>(end), out);
+    Char* const out = vnDigits::Integer(magnitude, radix, upper != 0, minDigits).write(to, negative);
     *out = 0;
     if (length)
         *length = static_cast<unsigned short>(out - to);

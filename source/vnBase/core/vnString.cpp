@@ -206,18 +206,12 @@ vnString::vnString(vnInt64 value, unsigned char radix, unsigned short minDigits)
 {
     if (radix < 2 || radix > 62)
         return;
-    char digits[vnDigits::VN_MAX_DIGITS];
-    char* const end = digits + sizeof digits;
-    const vnUInt64 magnitude = value < 0 ? 0 - static_cast<vnUInt64>(value) : static_cast<vnUInt64>(value);
-    const char* const first = vnDigits::writeBackwards(end, magnitude, radix, false);
-    const unsigned int count = static_cast<unsigned int>(end - first);
-    const unsigned int sign = value < 0;
-    const unsigned int zeros =
-        std::min(std::max<unsigned int>(minDigits, count), VN_MAX_LENGTH - sign) - count;
-    char* const text = start(sign + zeros + count);
-    text[0] = '-';
-    std::memset(text + sign, '0', zeros);
-    std::memcpy(text + sign + zeros, first, count);
+    const bool negative = value < 0;
+    const vnUInt64 magnitude = negative ? 0 - static_cast<vnUInt64>(value) : static_cast<vnUInt64>(value);
+    const unsigned int limit = VN_MAX_LENGTH - negative;
+    const vnDigits::Integer digits(magnitude, radix, false,
+                                   static_cast<int>(std::min<unsigned int>(minDigits, limit)));
+    digits.write(start(negative + digits.zeros() + digits.count()), negative);
 }
 
 vnString::vnString(double value, const vnString& format)

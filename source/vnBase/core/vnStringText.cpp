@@ -39,6 +39,13 @@ char& vnString::operator()(unsigned short index)
     return ownText()[index];
 }
 
+char vnString::operator()(unsigned short index) const
+{
+    if (index >= m_length)
+        vnExceptionThrows::vnThrowFatal("vnString(index) out of bounds");
+    return m_text[index];
+}
+
 vnString vnString::operator()(unsigned short index, unsigned short len) const
 {
     if (len == 0)
@@ -185,7 +192,18 @@ vnString vnString::substitute(const vnString& from, const vnString& to) const
     unsigned short pos = 0;
     if (from.isEmpty() || !contains(from, 0, 1, &pos))
         return *this;
-    return left(pos) + to + left(static_cast<unsigned short>(pos + from.m_length), 1);
+    // What does not fit any more is cut, as in the other operations that may make a text longer.
+    const unsigned int behind = pos + from.m_length;
+    const unsigned int kept = std::min<unsigned int>(to.m_length, VN_MAX_LENGTH - pos);
+    const unsigned int rest = std::min(m_length - behind, VN_MAX_LENGTH - pos - kept);
+    vnString result;
+    if (pos + kept + rest == 0)
+        return result;
+    char* const text = result.start(pos + kept + rest);
+    std::memcpy(text, m_text, pos);
+    std::memcpy(text + pos, to.getString(), kept);
+    std::memcpy(text + pos + kept, m_text + behind, rest);
+    return result;
 }
 
 vnString vnString::toLower() const

@@ -7,22 +7,24 @@
 
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnDynamicArray.h>
+#include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnThreadData.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace
 {
-// Calls `receive` with each character of a text up to the first malformed sequence.
+// Calls `receive` with each character of a text up to the first malformed sequence, as long as it answers
+// true.
 template <class Receive>
 void eachCharacter(const char* text, unsigned int length, Receive receive)
 {
     for (unsigned int i = 0; i < length;)
     {
         const unsigned char size = vnUtf::sequenceSize(text + i);
-        if (size == 0)
+        if (size == 0 || !receive(vnUtf::decode(text + i, size)))
             return;
-        receive(vnUtf::decode(text + i, size));
         i += size;
     }
 }
@@ -70,6 +72,25 @@ bool controlOfLetter(char letter, char& character)
     return true;
 }
 
+// Whether a text of `length` bytes, at least one, begins with a backslash form, and the character it means.
+bool isControlForm(const char* text, unsigned int length, char& character)
+{
+    return *text == '\\' && length > 1 && controlOfLetter(text[1], character);
+}
+
+bool hasControlForm(const char* text, unsigned int length)
+{
+    char character;
+    for (const char* const end = text + length;; ++text)
+    {
+        text = static_cast<const char*>(std::memchr(text, '\\', static_cast<std::size_t>(end - text)));
+        if (!text)
+            return false;
+        if (isControlForm(text, static_cast<unsigned int>(end - text), character))
+            return true;
+    }
+}
+
 struct WideStringData : public vnThreadData<vnDynamicArray<char16_t>>
 {
     static constexpr unsigned int VN_RING = 10;
@@ -84,21 +105,45 @@ WideStringData& wideStringData()
     return data.value;
 }
 
+std::atomic<bool> areWideStringsTied{false}; // to the cleanup below
+
 // Lets go of the buffers of all threads, with the statics or already with the cleanup references. Whoever
 // comes later gets new ones.
 class WideStringDataCleanup : public vnReference
 {
 public:
-    ~WideStringDataCleanup() noexcept(false) override { wideStringData().clear(); }
+    ~WideStringDataCleanup() noexcept(false) override
+    {
+        areWideStringsTied = false;
+        wideStringData().clear();
+    }
 };
+
+// The object is not made within the initialisation of the static: entering it takes the lock of the cleanup
+// references, and a pass over them that converts texts waits for that initialisation under the lock.
+void tieWideStrings()
+{
+    static vnMemCheck<vnCleanupReference> cleanup(nullptr, 0);
+    if (areWideStringsTied.load(std::memory_order_relaxed) || !cleanup.isValidMemory() ||
+        areWideStringsTied.exchange(true))
+        return;
+    try
+    {
+        static_cast<vnCleanupReference&>(cleanup) = new WideStringDataCleanup;
+    }
+    catch (...)
+    {
+        areWideStringsTied = false;
+        throw;
+    }
+}
 
 vnDynamicArray<char16_t>& nextWideString()
 {
     // The buffers belong to the library, whoever asked first.
     vnPrivateMemoryScope scope;
-    WideStringData& data = wideStringData();
-    static vnCleanupReference cleanup(new WideStringDataCleanup, 0);
-    return data.get();
+    tieWideStrings();
+    return wideStringData().get();
 }
 
 template <class Character>
@@ -237,14 +282,14 @@ vnString vnString::convertCtrlToText(unsigned char escapeBlank) const
 
 vnString vnString::convertTextToCtrl() const
 {
-    if (find('\\') == m_length)
-        return *this;
+    if (!hasControlForm(getString(), m_length))
+        return *this; // keeps the id of an interned text
     vnString result;
     char* to = result.start(m_length);
     for (unsigned int i = 0; i < m_length; ++i)
     {
         char character;
-        if (m_text[i] != '\\' || i + 1 == m_length || !controlOfLetter(m_text[i + 1], character))
+        if (!isControlForm(m_text + i, m_length - i, character))
         {
             // A backslash before an unlisted letter stays too, so that the text stays readable.
             *to++ = m_text[i];
@@ -278,7 +323,12 @@ vnString vnString::convertUTF8ToNumList(const vnString& format, const vnString& 
 unsigned short vnString::getWideStringLength() const noexcept
 {
     unsigned short count = 0;
-    eachCharacter(getString(), m_length, [&count](unsigned int) { ++count; });
+    eachCharacter(getString(), m_length,
+                  [&count](unsigned int)
+                  {
+                      ++count;
+                      return true;
+                  });
     return count;
 }
 
@@ -288,7 +338,11 @@ unsigned short vnString::getWideString(char16_t* buffer, unsigned char terminate
         return 0;
     char16_t* to = buffer;
     eachCharacter(getString(), m_length,
-                  [&to](unsigned int character) { *to++ = static_cast<char16_t>(character); });
+                  [&to](unsigned int character)
+                  {
+                      *to++ = static_cast<char16_t>(character);
+                      return true;
+                  });
     if (terminate)
         *to = 0;
     return static_cast<unsigned short>(to - buffer);
@@ -304,14 +358,14 @@ const char16_t* vnString::getWideString(unsigned short length) const
     }
     char16_t* to = units.data();
     char16_t* const end = to + count;
-    for (unsigned int i = 0; i < m_length && to != end;)
-    {
-        const unsigned char size = vnUtf::sequenceSize(m_text + i);
-        if (size == 0)
-            break;
-        *to++ = static_cast<char16_t>(vnUtf::decode(m_text + i, size));
-        i += size;
-    }
+    eachCharacter(getString(), m_length,
+                  [&to, end](unsigned int character)
+                  {
+                      if (to == end)
+                          return false;
+                      *to++ = static_cast<char16_t>(character);
+                      return true;
+                  });
     *to = 0;
     return units.data();
 }
