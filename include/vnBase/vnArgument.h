@@ -16,7 +16,8 @@ class vnString;
 ///
 /// Numbers up to 32 bits and doubles travel as a double; 64-bit integers keep all their bits. A string
 /// argument is the address of the caller's `vnString`, which must outlive the call. An 8-bit or 16-bit text
-/// is a pointer, read by "%s" and "%S". `wchar_t` text does not compile: wide text is `char16_t` here.
+/// is a pointer, read by "%s" and "%S"; `nullptr` is a null pointer, which prints nothing there, but `NULL`
+/// is the number 0. `wchar_t` text does not compile: wide text is `char16_t` here.
 class vnArgument
 {
 public:
@@ -43,6 +44,7 @@ public:
         : m_payload(reinterpret_cast<std::uintptr_t>(&value)), m_tag(VN_STRING)
     {
     }
+    vnArgument(std::nullptr_t) noexcept : vnArgument(static_cast<const void*>(nullptr)) {}
     vnArgument(const wchar_t*) = delete;
 
     bool isVoid() const noexcept { return m_tag == VN_VOID; }

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -42,7 +43,8 @@ TEST(vnStringFormat, PrintsIntegers)
     EXPECT_EQ(text("% d|%-5d|%5d", 7, 8, 9), " 7|8    |    9");
     EXPECT_EQ(text("%.4d", -7), "-0007");
     EXPECT_EQ(text("%o|%b|%O|%B", 8, 5, 8, 5), "10|101|10|101");
-    EXPECT_EQ(text("%u", -5), "5"); // the magnitude
+    EXPECT_EQ(text("%u", -5), "5");                                                         // the magnitude
+    EXPECT_EQ(text("%d|%x", 9007199254740993L, ~0ul), "9007199254740993|ffffffffffffffff"); // as 64 bits
 }
 
 TEST(vnStringFormat, CutsIntegersToTheirSize)
@@ -108,6 +110,11 @@ TEST(vnStringFormat, PrintsRealsThatAreNoNumbersOrFarFromOne)
     EXPECT_EQ(text("%.2e", 5e-324), "4.94e-324");
     EXPECT_EQ(text("%.2e", 1.7976931348623157e308), "1.80e308");
     EXPECT_EQ(text("%hf", 1e300), "<inf>"); // beyond a float
+    const double largest = std::numeric_limits<float>::max();
+    for (const double nearby : {largest, largest * 1.00000001})
+        EXPECT_EQ(text("%hf|%hf", nearby, -nearby), text("%f|%f", largest, -largest));
+    const double halfStep = std::ldexp(1.0, 103);
+    EXPECT_EQ(text("%hf|%hf", largest + halfStep, -largest - halfStep), "<inf>|-<inf>");
 }
 
 TEST(vnStringFormat, PrintsANegativeNumberThatRoundsToZeroAsZero)
@@ -131,6 +138,8 @@ TEST(vnStringFormat, CutsTextsAtTheWidth)
     EXPECT_EQ(text("%3S", u"abcdef"), "abcdef"); // only "%s" does
     EXPECT_EQ(text("%+s|%05s", "a", "a"), "+a|0000a");
     EXPECT_EQ(text("%s|", static_cast<const char*>(nullptr)), "|");
+    EXPECT_EQ(text("%S|", static_cast<const char16_t*>(nullptr)), "|");
+    EXPECT_EQ(text("%s|%S|", nullptr, nullptr), "||");
 }
 
 TEST(vnStringFormat, CountsTheHashFlagAsTwoCharactersAndWritesNone)
@@ -286,6 +295,65 @@ TEST(vnStringFormat, FormatsOverItsOwnText)
     EXPECT_EQ(bytesOf(vnString(2.5, "")), "2.5");
     EXPECT_EQ(bytesOf(vnString(2.5, "%.2f m")), "2.50 m");
     EXPECT_EQ(bytesOf(vnString::str(vnString("%d"), 1)), "1");
+}
+
+TEST(vnArgument, KnowsWhatItCarries)
+{
+    const vnString string("text");
+    const int number = 0;
+    const struct
+    {
+        vnArgument argument;
+        std::string is; // void, double, pointer, long long, unsigned long long, string
+    } rows[] = {{{}, "100000"},     {1, "010000"},      {&number, "001000"}, {nullptr, "001000"},
+                {-1ll, "000100"},   {-1L, "000100"},    {1ull, "000010"},    {1ul, "000010"},
+                {string, "000001"}, {"text", "001000"}, {u"text", "001000"}, {4000000000u, "010000"}};
+    for (const auto& row : rows)
+    {
+        const vnArgument& a = row.argument;
+        std::string is;
+        for (const bool each :
+             {a.isVoid(), a.isDouble(), a.isPointer(), a.isLongLong(), a.isULongLong(), a.isString()})
+            is += each ? '1' : '0';
+        EXPECT_EQ(is, row.is);
+    }
+}
+
+TEST(vnArgument, ConvertsWhatItCarries)
+{
+    EXPECT_EQ(static_cast<double>(vnArgument(~0ull)), -1.0); // 64 bits convert as signed
+    EXPECT_EQ(static_cast<double>(vnArgument(-3ll)), -3.0);
+    EXPECT_EQ(static_cast<double>(vnArgument(reinterpret_cast<void*>(0x1234))), 4660.0);
+    EXPECT_EQ(static_cast<double>(vnArgument(4000000000u)), 4e9);
+    EXPECT_EQ(static_cast<void*>(vnArgument(reinterpret_cast<void*>(0x1234))),
+              reinterpret_cast<void*>(0x1234));
+    EXPECT_EQ(static_cast<void*>(vnArgument(4660.9)), reinterpret_cast<void*>(0x1234));
+    EXPECT_EQ(vnArgument(~0ull).getInt64(), -1);
+    EXPECT_EQ(vnArgument(-1ll).getUInt64(), 0xFFFFFFFFFFFFFFFFull);
+    EXPECT_EQ(vnArgument(-2.9).getInt64(), -2);
+    EXPECT_EQ(vnArgument(-2.9).getUInt64(), 0xFFFFFFFFFFFFFFFEull);
+    EXPECT_EQ(vnArgument(1e19).getInt64(), 0x7FFFFFFFFFFFFFFFll); // clamped
+    EXPECT_EQ(vnArgument(1e19).getUInt64(), 10000000000000000000ull);
+    EXPECT_EQ(vnArgument(1e20).getUInt64(), 0xFFFFFFFFFFFFFFFFull);
+    EXPECT_EQ(vnArgument(-1e300).getInt64(), std::numeric_limits<vnInt64>::min());
+    EXPECT_EQ(vnArgument(std::nan("")).getInt64(), 0);
+    EXPECT_EQ(vnArgument(std::nan("")).getUInt64(), 0u);
+    EXPECT_EQ(vnArgument().getInt64(), 0);
+}
+
+TEST(vnStringFormat, FormatsOnManyThreads)
+{
+    const auto work = [](const char* letter)
+    {
+        // Wide text and long results, so that the pooled scratch changes hands.
+        const vnString wide("\xE2\x82\xAC");
+        const std::string expected = "\xE2\x82\xAC" + std::string(599, ' ') + letter;
+        for (int i = 0; i < 2000; ++i)
+            ASSERT_EQ(text("%s%600s", wide, vnString(letter)), expected);
+    };
+    std::thread other(work, "o");
+    work("m");
+    other.join();
 }
 
 TEST(vnStringFormat, RefusesAStringFromAnotherArgument)

@@ -69,15 +69,27 @@ vnUInt64 cutUnsigned(const Whole& value, unsigned int size)
     return size == 2 ? value.bits() & 0xFFFFu : value.bits() & 0xFFFFFFFFu;
 }
 
+// A conversion of what is beyond the floats is not defined, so it is rounded by hand: down to the largest
+// one, or from half a step above it on to infinity.
+double roundedToFloat(double value)
+{
+    constexpr double largest = FLT_MAX;
+    constexpr double halfStep = 10141204801825835211973625643008.0; // 2^103
+    const double magnitude = std::fabs(value);
+    if (magnitude >= largest + halfStep)
+        return std::copysign(HUGE_VAL, value);
+    if (magnitude > largest)
+        return std::copysign(largest, value);
+    return static_cast<double>(static_cast<float>(value));
+}
+
 double realOf(const vnArgument& argument, unsigned int size)
 {
     const double value =
         argument.isULongLong() ? static_cast<double>(argument.getUInt64()) : static_cast<double>(argument);
     if (size != 2)
         return value;
-    if (std::fabs(value) > static_cast<double>(FLT_MAX) && !std::isinf(value))
-        return std::copysign(HUGE_VAL, value);
-    return static_cast<double>(static_cast<float>(value));
+    return roundedToFloat(value);
 }
 
 bool needsExponent(double magnitude)
@@ -86,7 +98,9 @@ bool needsExponent(double magnitude)
 }
 
 // A message is formatted too, and the translation of one may hold the very fault that it tells of: what is
-// wrong in the text of a warning is not told again.
+// wrong in the text of a warning is not told again. Nor is what is wrong in a format of a receiver's, for as
+// long as a warning is delivered on its thread: that receiver would get a warning of it, and so on without
+// end.
 __thread bool isWarning __attribute__((tls_model("initial-exec"))) = false;
 
 template <class... Args>
@@ -295,7 +309,9 @@ bool Formatter::parseStart(Directive& directive)
     if (number >= 1 && number <= static_cast<vnInt64>(vnArgumentList::VN_MAX_ARGUMENTS))
         directive.index = static_cast<int>(number) - 1;
     else if (!star) // an index out of range that came from an argument passes in silence
-        warn("Using vnString::format(\"%%n$\") where n<1 or n>16"); // a format itself: shows as "%n$"
+        // A format itself: it shows as "%n$", but a translation is looked up under the text as it stands
+        // here.
+        warn("Using vnString::format(\"%%n$\") where n<1 or n>16");
     return false;
 }
 
@@ -488,12 +504,10 @@ bool Formatter::convertInteger(char letter, Directive& directive, const vnArgume
 
 void Formatter::appendDigits(vnUInt64 value, unsigned int radix, int minDigits, bool upper)
 {
-    char digits[vnDigits::VN_MAX_DIGITS];
-    char* const end = digits + sizeof digits;
-    const char* const first = vnDigits::writeBackwards(end, value, radix, upper);
-    if (minDigits > end - first)
-        m_out.appendFill('0', static_cast<unsigned int>(minDigits - (end - first)));
-    m_out.appendBytes(first, static_cast<std::size_t>(end - first));
+    const vnDigits::Integer digits(value, radix, upper, minDigits);
+    if (digits.zeros())
+        m_out.appendFill('0', digits.zeros());
+    m_out.appendBytes(digits.first(), digits.count());
 }
 
 // The first digit is written on its own and the rest as a number with the top cleared. The rest keeps no
