@@ -3,6 +3,7 @@
 
 #include <vnBase/vnMemory.h>
 
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -20,7 +21,7 @@
 ///             ++i;
 ///
 /// While an iterator is in use the list may be changed through that iterator only. Exhausted memory throws
-/// `std::bad_alloc` and leaves the list as it was.
+/// `std::bad_alloc` and leaves the list as it was; an assignment leaves it empty.
 ///
 /// A class with hooks of its own calls `clear()` in its destructor, and `copyItems` in its copy operations.
 ///
@@ -55,10 +56,11 @@ public:
         freeChain(std::exchange(m_spare, nullptr));
     }
 
-    /// Removes all items and leaves them alive.
+    /// Removes all items and leaves them alive. When hooks throw, all are removed and the first exception
+    /// goes on.
     virtual void clear() { removeAll(false); }
 
-    /// Removes all items and deletes each.
+    /// Removes all items and deletes each. When hooks or destructors throw, likewise.
     virtual void clearAndDestroy() { removeAll(true); }
 
     /// Called with each item once it stands in the list, and once it has left it.
@@ -233,11 +235,30 @@ private:
 
     void removeAll(bool destroy)
     {
+        std::exception_ptr failure;
         while (m_head)
         {
-            T* item = removeBehind(nullptr);
+            T* const item = m_head->item;
+            keepFailure(failure, [this] { removeBehind(nullptr); });
             if (destroy)
-                delete item;
+                keepFailure(failure, [item] { delete item; });
+        }
+        if (failure)
+            std::rethrow_exception(failure);
+    }
+
+    // Keeps the first exception only.
+    template <class Action>
+    static void keepFailure(std::exception_ptr& failure, Action action)
+    {
+        try
+        {
+            action();
+        }
+        catch (...)
+        {
+            if (!failure)
+                failure = std::current_exception();
         }
     }
 

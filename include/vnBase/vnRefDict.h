@@ -29,9 +29,8 @@ public:
     {
         if (this == &other)
             return *this;
-        vnDict<K, V>::operator=(other);
+        andLetGo([&] { vnDict<K, V>::operator=(other); });
         m_keepLast = other.m_keepLast;
-        m_held = nullptr;
         return *this;
     }
     ~vnRefDict() noexcept(false) override { vnRefDict::clear(); }
@@ -43,8 +42,18 @@ public:
     }
     void onRemoveItem(V* value) override
     {
-        if (m_keepLast)
-            m_held = value;
+        // The end of the one held before may throw; the reference of the container goes all the same.
+        try
+        {
+            if (m_keepLast)
+                m_held = value;
+        }
+        catch (...)
+        {
+            if (value)
+                value->unref();
+            throw;
+        }
         if (value)
             value->unref();
     }
@@ -78,8 +87,7 @@ public:
     /// Removes all entries and lets go of the held value.
     virtual void clear()
     {
-        vnDict<K, V>::clear();
-        m_held = nullptr;
+        andLetGo([this] { vnDict<K, V>::clear(); });
     }
 
     void setKeepLast(unsigned char enable) noexcept { m_keepLast = enable; }
@@ -89,6 +97,22 @@ public:
     V* getHeldItem() const noexcept { return m_held.get(); }
 
 private:
+    // Lets go of the held value behind `action`, also when that throws.
+    template <class Action>
+    void andLetGo(Action action)
+    {
+        try
+        {
+            action();
+        }
+        catch (...)
+        {
+            m_held = nullptr;
+            throw;
+        }
+        m_held = nullptr;
+    }
+
     vnRefPointer<V> m_held;
     unsigned char m_keepLast = 0;
 };

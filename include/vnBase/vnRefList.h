@@ -19,15 +19,23 @@ public:
     vnRefList(const vnRefList& other) : vnList<T>(), m_keepLast(other.m_keepLast) { this->copyItems(other); }
     vnRefList& operator=(const vnRefList& other)
     {
-        m_keepLast = other.m_keepLast;
         vnList<T>::operator=(other);
+        m_keepLast = other.m_keepLast;
         return *this;
     }
     ~vnRefList() noexcept(false) override { vnRefList::clear(); }
 
     void clear() override
     {
-        vnList<T>::clear();
+        try
+        {
+            vnList<T>::clear();
+        }
+        catch (...)
+        {
+            m_held = nullptr;
+            throw;
+        }
         m_held = nullptr;
     }
 
@@ -41,8 +49,18 @@ public:
     }
     void onRemoveItem(T* item) override
     {
-        if (m_keepLast)
-            m_held = item;
+        // The end of the one held before may throw; the reference of the container goes all the same.
+        try
+        {
+            if (m_keepLast)
+                m_held = item;
+        }
+        catch (...)
+        {
+            if (item)
+                item->unref();
+            throw;
+        }
         if (item)
             item->unref();
     }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnDict.h>
 #include <vnBase/vnRefData.h>
 #include <vnBase/vnRefDict.h>
@@ -497,6 +498,17 @@ TEST(vnDict, OrdersManyEntriesWhenItIsWalked)
     for (unsigned int i = 0; i < count; ++i)
         ASSERT_EQ(dict.remove(keys[i]), i % 3 ? &keys[i] : nullptr);
     EXPECT_TRUE(dict.isEmpty());
+}
+
+TEST(vnRefDict, HoldsNothingBehindAFailedAssignment)
+{
+    vnRefDict<vnUInt32CompareInterface, vnReference> source, target;
+    source.enter(1u, new vnReference); // has no clone
+    target.setKeepLast(1);
+    target.enter(2u, new vnReference);
+    EXPECT_THROW(target = source, vnFatalError);
+    EXPECT_TRUE(target.isEmpty());
+    EXPECT_EQ(target.getHeldItem(), nullptr);
 }
 
 TEST(vnRefDict, GoesOnWhenAnItemThrowsInItsDestructor)

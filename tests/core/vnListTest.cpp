@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -32,9 +33,20 @@ public:
 
 struct Counted
 {
-    explicit Counted(int& counter) : alive(counter) { ++alive; }
-    ~Counted() { --alive; }
+    explicit Counted(int& counter, bool armed = false) : alive(counter), isArmed(armed) { ++alive; }
+    Counted(Counted&& other) noexcept : alive(other.alive), isArmed(std::exchange(other.isArmed, false))
+    {
+        ++alive;
+    }
+    Counted(const Counted& other) : alive(other.alive), isArmed(other.isArmed) { ++alive; }
+    ~Counted() noexcept(false)
+    {
+        --alive;
+        if (isArmed)
+            throw 1;
+    }
     int& alive;
+    bool isArmed; // throws at its end
 };
 
 using Data = vnRefData<int>;
@@ -142,6 +154,41 @@ TEST(vnList, DeletesItemsOnRequestOnly)
     list.append(kept.get());
     list.clear();
     EXPECT_EQ(alive, 1);
+}
+
+TEST(vnList, IsEmptyThoughAnItemThrows)
+{
+    int alive = 0;
+    vnList<Counted> list;
+    for (const bool isArmed : {false, true, true, false})
+        list.append(new Counted(alive, isArmed));
+    EXPECT_THROW(list.clearAndDestroy(), int);
+    EXPECT_EQ(alive, 0);
+    EXPECT_TRUE(list.isEmpty());
+}
+
+TEST(vnRefList, LetsGoOfAllItemsThoughOneThrows)
+{
+    using Item = vnRefData<Counted>;
+    int alive = 0;
+    const auto fill = [&alive](vnRefList<Item>& list)
+    {
+        for (const bool isArmed : {false, true, false})
+            list.append(new Item(Counted(alive, isArmed)));
+    };
+    vnRefList<Item> list;
+    list.setKeepLast(1);
+    fill(list);
+    EXPECT_THROW(list.clear(), int);
+    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(list.getHeldItem(), nullptr);
+    EXPECT_THROW(
+        {
+            vnRefList<Item> brief;
+            fill(brief);
+        },
+        int);
+    EXPECT_EQ(alive, 0);
 }
 
 TEST(vnList, TakesNoMemoryInSteadyChurnWithReuse)
