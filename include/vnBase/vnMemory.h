@@ -109,7 +109,7 @@ public:
     static void setMemoryManager(vnMemoryManagerInterface* manager);
     static vnMemoryManagerInterface* getMemoryManagerInterface();
 
-    /// The state of `thread`; 1 for one not seen yet.
+    /// The state of `thread`; 1 for one not seen yet. A thread's state is forgotten when it ends.
     static unsigned int getState(unsigned int thread);
 
     /// Sets the state of `thread` and returns the old one. A `state` of 0 means the old state plus 1.
@@ -122,10 +122,12 @@ public:
     /// With `items` null it returns how many there are.
     static unsigned int getMemInfo(vnMemInfoItem* items, unsigned int count);
 
-    /// Prints the live blocks that pass the filter; with `showAll` 0 those of the state 99999 are left out.
+    /// Prints the live blocks that pass the filter; with `showAll` 0 those of the state 99999 are left out,
+    /// unless `state` asks for them.
     static void dumpAllocMem(unsigned int state, unsigned int thread, unsigned char showAll);
 
-    /// Forgets the records that pass the filter; with `all` set those of the state 99999 too.
+    /// Forgets the records that pass the filter, those of the state 99999 too. `all` is kept for callers that
+    /// tell the two apart.
     static void resetDebugMem(unsigned int state, unsigned int thread, unsigned char all);
 
     /// Forgets all records.

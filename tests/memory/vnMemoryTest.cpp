@@ -278,11 +278,21 @@ TEST(vnMemoryControl, TracksBlocksByStateAndThread)
     vn_free(untracked); // unknown to the table
     vnMemoryControl::resetDebugMem(22, 0, 0);
     EXPECT_EQ(vnMemoryControl::getMemInfo(nullptr, 0), 2u);
+    vnMemoryControl::traceAlloc(1);
     vnMemoryControl::debugMem(0);
-    vn_free(a); // leaves no record of memory that is gone
-    EXPECT_EQ(vnMemoryControl::getAllocMem(0, 0), 3000u);
+    EXPECT_EQ(printed([a] { vn_free(a); }), std::vector<std::string>())
+        << "no trace behind the end of tracking";
+    EXPECT_EQ(vnMemoryControl::getAllocMem(0, 0), 3000u) << "nor a record of memory that is gone";
+    vnMemoryControl::updateState(99999, 0);
+    vnMemoryControl::debugMem(1);
+    vnMemoryControl::traceAlloc(0);
+    void* d = vn_malloc(1);
+    vnMemoryControl::updateState(old, 0);
+    vnMemoryControl::resetDebugMem(0, 0, 0);
+    EXPECT_EQ(vnMemoryControl::getMemInfo(nullptr, 0), 0u) << "private blocks are forgotten as well";
     vn_free(b);
     vn_free(c);
+    vn_free(d);
 }
 
 TEST(vnMemoryControl, DumpsWhatPassesTheFilter)
@@ -310,12 +320,21 @@ TEST(vnMemoryControl, DumpsWhatPassesTheFilter)
                   "!! (thread:0x" + self() + ") Alloc mem 40 bytes at 0x" + addressOf(a) + " (data:" + dump +
                       ") (count:" + first + ") (tot:40) (state:31) -> named",
                   "-- End of Alloc Memory Report ------------------------------------------------"}));
-    EXPECT_EQ(printed([] { vnMemoryControl::dumpAllocMem(99999, 0, 1); }),
+    for (const unsigned char showAll : {0, 1}) // the state that is asked for is shown either way
+        EXPECT_EQ(printed([=] { vnMemoryControl::dumpAllocMem(99999, 0, showAll); }),
+                  (std::vector<std::string>{
+                      "-- Vantor3D Alloc Memory Report (state:99999) --------------------------------",
+                      "!! (thread:0x" + self() + ") Alloc mem 3 bytes at 0x" + addressOf(b) +
+                          " (data:abc) (count:" + second + ") (tot:3) (state:99999)",
+                      "-- End of Alloc Memory Report (state:99999) ----------------------------------"}));
+    EXPECT_EQ(printed([] { vnMemoryControl::dumpAllocMem(7, 0x123abc, 0); }),
               (std::vector<std::string>{
-                  "-- Vantor3D Alloc Memory Report (state:99999) --------------------------------",
-                  "!! (thread:0x" + self() + ") Alloc mem 3 bytes at 0x" + addressOf(b) +
-                      " (data:abc) (count:" + second + ") (tot:3) (state:99999)",
-                  "-- End of Alloc Memory Report (state:99999) ----------------------------------"}));
+                  "-- Vantor3D Alloc Memory Report (state:7) (thread:0x123abc) ------------------",
+                  "-- End of Alloc Memory Report (state:7) (thread:0x123abc) --------------------"}));
+    EXPECT_EQ(printed([] { vnMemoryControl::dumpAllocMem(0, 0x123abc, 0); }),
+              (std::vector<std::string>{
+                  "-- Vantor3D Alloc Memory Report (thread:0x123abc) ----------------------------",
+                  "-- End of Alloc Memory Report (thread:0x123abc) ------------------------------"}));
     vnMemoryControl::useFormatOutput(1);
     const std::string thread = std::to_string(vnCurrentThreadID());
     const std::string addressA = std::to_string(reinterpret_cast<std::uintptr_t>(a));
@@ -361,6 +380,23 @@ TEST(vnMemoryControl, TracesAllocationsAndReleases)
     const std::string machineB = std::to_string(vnCurrentThreadID()) + " 20 " +
                                  std::to_string(reinterpret_cast<std::uintptr_t>(b)) + " 1 " + second;
     EXPECT_EQ(printed([&] { vn_free(b); }), (std::vector<std::string>{"F " + machineB + " 20 b"}));
+    const auto machine = printed(
+        [&]
+        {
+            a = vn_malloc(30);
+            b = vn_malloc(40, "b");
+        });
+    ASSERT_EQ(machine.size(), 2u);
+    const auto machinePlace = [](void* block, const char* size)
+    {
+        return "M " + std::to_string(vnCurrentThreadID()) + " " + size + " " +
+               std::to_string(reinterpret_cast<std::uintptr_t>(block));
+    };
+    EXPECT_EQ(machine[0], machinePlace(a, "30") + " 2 " + std::to_string(item.sequence + 1) + " 30 ?");
+    EXPECT_EQ(machine[1], machinePlace(b, "40") + " 3 " + std::to_string(item.sequence + 2) + " 70 b");
+    vnMemoryControl::traceAlloc(0);
+    vn_free(a);
+    vn_free(b);
 }
 
 TEST(vnMemoryControl, ForgetsBlocksThatAReportFrees)
@@ -374,6 +410,24 @@ TEST(vnMemoryControl, ForgetsBlocksThatAReportFrees)
     printed([&] { vnMemoryControl::memprintf(0, "%s %05d\n", larger.c_str(), 5); });
     EXPECT_LT(vnMemoryControl::getMemInfo(nullptr, 0), before) << "the old scratch is free";
     printed([] { vnMemoryControl::dumpAllocMem(0, 0, 1); }); // would read it
+}
+
+TEST(vnMemoryControl, ForgetsTheStateOfAThreadThatHasEnded)
+{
+    unsigned int thread = 0;
+    for (unsigned int i = 0; i < 1100; ++i) // more than there are places
+        std::thread(
+            [&thread]
+            {
+                thread = vnCurrentThreadID();
+                vnMemoryControl::updateState(5, 0);
+            })
+            .join();
+    EXPECT_EQ(vnMemoryControl::getState(thread), 1u);
+    vnMemoryControl::updateState(7, 0x50000000);
+    vnMemoryControl::updateState(8, 0x50000001);
+    EXPECT_EQ(vnMemoryControl::getState(0x50000000), 7u);
+    EXPECT_EQ(vnMemoryControl::getState(0x50000001), 8u);
 }
 
 TEST(vnMemoryControl, GivesTheLastPlaceOfItsStatesAway)

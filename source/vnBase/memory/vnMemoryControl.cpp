@@ -72,6 +72,18 @@ ThreadStateOf& addState(unsigned int thread) noexcept
     return states[lastState];
 }
 
+// The kernel gives the id of a thread that has ended to a later one.
+struct OwnState
+{
+    ~OwnState() { vnForgetMemoryState(vnCurrentThreadID()); }
+};
+
+void forgetOwnStateAtEnd()
+{
+    static thread_local OwnState own;
+    static_cast<void>(own);
+}
+
 unsigned int threadOrSelf(unsigned int thread) noexcept
 {
     return thread ? thread : vnCurrentThreadID();
@@ -324,8 +336,10 @@ void vnTrackRelease(void* block)
 {
     if (!tableLock.isValidMemory())
         return;
-    // A report frees blocks, too, that were tracked before it began; only their lines are left out.
-    const bool traced = tracing.load(std::memory_order_relaxed) && !vnInsideMemoryReport;
+    // A report frees blocks, too, that were tracked before it began; only their lines are left out. So are
+    // those of blocks freed after the end of tracking.
+    const bool traced = tracing.load(std::memory_order_relaxed) && tracking.load(std::memory_order_relaxed) &&
+                        !vnInsideMemoryReport;
     vnBodyGuard guard(tableLock);
     vnMemoryReportScope scope;
     const unsigned int index = table ? table->find(block) : vnMemoryTable::VN_RECORDS;
@@ -379,6 +393,13 @@ unsigned int vnMemoryControl::getState(unsigned int thread)
     return entry ? entry->state : firstState;
 }
 
+void vnForgetMemoryState(unsigned int thread) noexcept
+{
+    vnBodyGuard guard(stateLock.value);
+    if (ThreadStateOf* entry = findState(thread))
+        *entry = states[--stateCount];
+}
+
 unsigned int vnMemoryControl::updateState(unsigned int state, unsigned int thread)
 {
     if (!tableLock.isValidMemory())
@@ -387,7 +408,11 @@ unsigned int vnMemoryControl::updateState(unsigned int state, unsigned int threa
     vnBodyGuard guard(stateLock.value);
     ThreadStateOf* entry = findState(thread);
     if (!entry)
+    {
         entry = &addState(thread);
+        if (thread == vnCurrentThreadID())
+            forgetOwnStateAtEnd();
+    }
     const unsigned int old = entry->state;
     entry->state = state ? state : old + 1;
     return old;
@@ -422,16 +447,16 @@ void vnMemoryControl::dumpAllocMem(unsigned int state, unsigned int thread, unsi
 {
     vnBodyGuard guard(tableLock);
     vnMemoryReportScope scope;
-    const Filter filter{state, thread, showAll != 0};
+    const Filter filter{state, thread, showAll || state == VN_MEMORY_PRIVATE};
     printBanner("-- Vantor3D Alloc Memory Report", filter);
     printLines(aliveForms, filter);
     printBanner("-- End of Alloc Memory Report", filter);
 }
 
-void vnMemoryControl::resetDebugMem(unsigned int state, unsigned int thread, unsigned char all)
+void vnMemoryControl::resetDebugMem(unsigned int state, unsigned int thread, unsigned char)
 {
     vnBodyGuard guard(tableLock);
-    forEachRecord(Filter{state, thread, all != 0},
+    forEachRecord(Filter{state, thread, true},
                   [&](unsigned int index)
                   {
                       totalBytes -= (*table)[index].size;

@@ -35,6 +35,10 @@ void vnRawFree(void* block);
 void vnTrackAllocation(void* block, unsigned int size, const char* name);
 void vnTrackRelease(void* block);
 
+/// Frees the place of a thread that has ended, or is about to, in the table of states. Threads do so
+/// themselves when they end, unless they are killed.
+void vnForgetMemoryState(unsigned int thread) noexcept;
+
 /// The records of live blocks, up to 1,000,000, with an index by address. All of it is one block of zeros at
 /// the start, and pages that were never used cost nothing. No locking and no allocation in here.
 class vnMemoryTable
