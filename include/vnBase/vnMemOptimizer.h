@@ -48,7 +48,9 @@ public:
     /// unless `force` is set: then those blocks must never be used or freed again.
     unsigned char disable(unsigned char force);
 
-    /// Changes the number of blocks and answers 1; answers 0, with no change, while blocks are in use.
+    /// Changes the number of blocks and answers 1; answers 0, with no change, while blocks are in use, or,
+    /// after a line like that of `enable()`, without memory for the new ones. A count of 0 leaves the pool
+    /// inactive.
     unsigned char tryResize(unsigned int count);
 
     /// Posts a Debug message when a pool that has run out would need more than ever before, at each multiple
@@ -63,6 +65,14 @@ private:
     static constexpr unsigned int VN_ACTIVE = 0x27498633u;
     static constexpr unsigned int VN_INACTIVE = 0x22323423u;
 
+    struct Blocks
+    {
+        unsigned char* area;
+        void** stack;
+    };
+
+    Blocks allocate(unsigned int count) const;
+    void activate(const Blocks& blocks) noexcept;
     std::size_t stride() const noexcept;
     void* takeBlock();
     unsigned int percentageToReport();

@@ -85,6 +85,21 @@ TEST(vnMemOptimizer, KeepsBlocksInUse)
     EXPECT_TRUE(pool.disable(0));
 }
 
+TEST(vnMemOptimizer, KeepsItsBlocksWhenThereAreNoLargerOnes)
+{
+    vnMemOptimizer pool(0x10000, 2, nullptr, 1);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(pool.tryResize(0x10000));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "No memory for vnMemOptimizer(65536,65536)\n");
+    EXPECT_TRUE(pool.isActive());
+    EXPECT_EQ(pool.getBlockCount(), 2u);
+    void* block = pool.malloc(0x10000);
+    EXPECT_TRUE(pool.isManaged(block));
+    pool.free(block);
+    EXPECT_TRUE(pool.tryResize(0));
+    EXPECT_FALSE(pool.isActive());
+}
+
 TEST(vnMemOptimizer, StaysInactiveWithoutMemory)
 {
     testing::internal::CaptureStderr();

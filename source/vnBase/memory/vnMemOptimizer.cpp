@@ -41,17 +41,29 @@ void vnMemOptimizer::enable()
 {
     if (isActive() || m_count == 0)
         return;
-    void* area = allocateArea(static_cast<vnUInt64>(stride()) * m_count, m_name);
-    void* stack = allocateArea(static_cast<vnUInt64>(sizeof(void*)) * m_count, m_name);
-    if (!area || !stack)
-    {
-        vn_free(area);
-        vn_free(stack);
-        vnMemoryControl::memprintf(0, "No memory for vnMemOptimizer(%d,%d)\n", m_count, m_size);
-        return;
-    }
-    m_area = static_cast<unsigned char*>(area);
-    m_stack = static_cast<void**>(stack);
+    const Blocks blocks = allocate(m_count);
+    if (blocks.area)
+        activate(blocks);
+}
+
+// Without memory it prints the line and answers null pointers.
+vnMemOptimizer::Blocks vnMemOptimizer::allocate(unsigned int count) const
+{
+    void* area = allocateArea(static_cast<vnUInt64>(stride()) * count, m_name);
+    void* stack = allocateArea(static_cast<vnUInt64>(sizeof(void*)) * count, m_name);
+    if (area && stack)
+        return {static_cast<unsigned char*>(area), static_cast<void**>(stack)};
+    vn_free(area);
+    vn_free(stack);
+    vnMemoryControl::memprintf(0, "No memory for vnMemOptimizer(%d,%d)\n", count, m_size);
+    return {nullptr, nullptr};
+}
+
+// Takes over blocks that were allocated for the present count.
+void vnMemOptimizer::activate(const Blocks& blocks) noexcept
+{
+    m_area = blocks.area;
+    m_stack = blocks.stack;
     for (unsigned int i = 0; i < m_count; ++i)
         m_stack[i] = m_area + i * stride();
     m_free = m_count;
@@ -78,13 +90,18 @@ unsigned char vnMemOptimizer::disable(unsigned char force)
 
 unsigned char vnMemOptimizer::tryResize(unsigned int count)
 {
-    const bool wasActive = isActive();
-    if (!disable(0))
+    // The new blocks come first, so that the old ones stay when there is no memory for them.
+    const bool wantsBlocks = isActive() && count > 0;
+    if (usedBlocks() > 0)
         return 0;
+    const Blocks blocks = wantsBlocks ? allocate(count) : Blocks{nullptr, nullptr};
+    if (wantsBlocks && !blocks.area)
+        return 0;
+    disable(1);
     m_count = count;
     m_highest = 0;
-    if (wasActive)
-        enable();
+    if (wantsBlocks)
+        activate(blocks);
     return 1;
 }
 
