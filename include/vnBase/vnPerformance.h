@@ -50,12 +50,11 @@ VN_BASE_API void vnSetPerformanceThreadName(const vnString& name, unsigned int t
 VN_BASE_API void vnStartPerformanceThread();
 VN_BASE_API void vnStopPerformanceThread();
 
-/// The name of a section of one thread.
+/// The name of a section of one thread. It has no type record of its own.
 class VN_BASE_API vnSectionInfo : public vnReference
 {
 public:
     vnSectionInfo(const vnString& name, unsigned int thread) : m_name(name), m_thread(thread) {}
-    VN_TYPE(vnSectionInfo)
     vnReference* clone() const override { return new vnSectionInfo(*this); }
 
     const vnString& getName() const noexcept { return m_name; }

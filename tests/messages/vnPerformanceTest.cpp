@@ -54,7 +54,10 @@ Lines namesOf(unsigned int thread)
     vnGetAllPerformanceSections(sections, thread);
     Lines names;
     for (const vnSectionInfo* info : sections)
+    {
+        EXPECT_STREQ(info->getTypeName(), "vnReference") << "no record of its own, on purpose";
         names.push_back(info->getName().getString());
+    }
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -10,8 +10,6 @@
 #include <algorithm>
 #include <new>
 
-vnType vnSectionInfo::s_type(vnReference::getClassType(), "vnSectionInfo");
-
 namespace
 {
 constexpr unsigned int maximalDepth = 2000;
