@@ -27,7 +27,8 @@ VN_BASE_API float vnRandomf();
 /// repeats within a run. The reference stays valid.
 VN_BASE_API const double& vnRandom(unsigned int index);
 
-/// The exponential distribution with the rate `lambda`, whose mean is 1 / `lambda`.
+/// The exponential distribution with the rate `lambda`, whose mean is 1 / `lambda`. It draws one number, and
+/// another one each time that the draw is exactly 1, which has no finite answer.
 VN_BASE_API double vnRandomExponential(const double& lambda);
 
 /// The normal distribution.

@@ -47,7 +47,8 @@ public:
             return *this;
         if (object)
             object->ref();
-        // Stored before the old object goes: its destructor may throw, or come back to this pointer.
+        // Stored before the old object goes, although storing last may seem the natural order: the destructor
+        // of the old one may throw, or come back to this pointer, which must not hold it any more then.
         T* old = std::exchange(m_object, object);
         if (old)
             old->unref();

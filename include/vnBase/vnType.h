@@ -28,8 +28,12 @@ public:
     unsigned char isDerivedFrom(const vnType* ancestor) const noexcept;
 
     // Compares the pointers and not the texts, on purpose: two records are equal only when one is a copy of
-    // the other, so that classes of one name in two modules stay apart.
-    bool operator==(const vnType& other) const noexcept { return m_name == other.m_name; }
+    // the other, so that classes of one name in two modules stay apart. Records that are not built yet have
+    // no name and equal nothing but themselves.
+    bool operator==(const vnType& other) const noexcept
+    {
+        return this == &other || (m_name && m_name == other.m_name);
+    }
     bool operator!=(const vnType& other) const noexcept { return !(*this == other); }
 
 private:

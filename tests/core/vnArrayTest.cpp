@@ -5,6 +5,7 @@
 #include <vnBase/vnRefPointer.h>
 
 #include "vnFatalText.h"
+#include "vnOddManager.h"
 
 #include <gtest/gtest.h>
 
@@ -118,6 +119,7 @@ TEST(vnArray, IsWholeWhenADestructorThrows)
 
 TEST(vnArray, AlignsWhatAsksForIt)
 {
+    const OddManager manager;
     vnArray<vnQuadWordAligned<unsigned char>> bytes(33);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes.data()) % 16, 0u);
     struct alignas(64) Line

@@ -4,12 +4,14 @@
 #include <vnBase/vnReference.h>
 
 #include "vnFatalText.h"
+#include "vnOddManager.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -217,6 +219,24 @@ TEST(vnThreadSafeReference, LivesOnWhileItIsHeld)
     EXPECT_TRUE(gone);
 }
 
+TEST(vnThreadSafeReference, TakesOverTheModeAloneWhenAssigned)
+{
+    bool gone = false;
+    bool sourceGone = false;
+    Shared target(gone);
+    Shared source(sourceGone);
+    source.setCopyMode(VN_COPY_SHARED);
+    source.mutex().waitLock();
+    target.ref();
+    target.vnThreadSafeReference::operator=(source);
+    EXPECT_EQ(target.getCopyMode(), VN_COPY_SHARED);
+    EXPECT_EQ(target.getRef(), 1u);
+    EXPECT_FALSE(target.mutex().isLocked());
+    EXPECT_EQ(source.getRef(), 0u);
+    source.mutex().unLock();
+    target.unrefNoDelete();
+}
+
 TEST(vnThreadSafeReference, CountsOnManyThreads)
 {
     bool gone = false;
@@ -336,12 +356,24 @@ TEST(vnSharedMemory, PutsNamesIntoTheReports)
     EXPECT_EQ(name, "a node");
 }
 
+TEST(vnSharedMemory, RefusesASizeThatDoesNotFit)
+{
+    constexpr std::size_t size = 0x100000000; // the allocators would read it as 0
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(vnSharedMemory::operator new(size), std::bad_alloc);
+    EXPECT_THROW(vnSharedMemory::operator new(size, "named"), std::bad_alloc);
+    EXPECT_THROW(vnSharedMemory::operator new[](size), std::bad_alloc);
+    EXPECT_THROW(vnSharedMemory::operator new[](size + 8, "named"), std::bad_alloc);
+    testing::internal::GetCapturedStderr();
+}
+
 TEST(vnQuadWordAlignedMemory, AlignsEachFormOfNew)
 {
     struct Quad : public vnQuadWordAlignedMemory
     {
         float values[4];
     };
+    const OddManager manager;
     const Quad* quads[] = {new Quad, new ("quad") Quad, new Quad[3], new ("quads") Quad[3]};
     for (const Quad* quad : quads)
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(quad) % 16, 0u);

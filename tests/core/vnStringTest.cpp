@@ -294,7 +294,11 @@ TEST(vnString, ReadsAsEmptyTextAndNeverAsNull)
     EXPECT_TRUE(!empty);
     EXPECT_TRUE(!vnString("\0x", 2));
     EXPECT_FALSE(!vnString("x"));
-    EXPECT_TRUE(vnString("\0x", 2) == empty); // a text that starts with NUL equals one that was never given
+    vnString nul("\0x", 2);
+    EXPECT_TRUE(nul == empty); // a text that starts with NUL equals one that was never given
+    nul.makeUnique();
+    EXPECT_TRUE(nul == empty);
+    EXPECT_FALSE(empty.isUnique());
     const vnString spaces = vnString::spaces(0, 'c');
     EXPECT_EQ(spaces.hash(), 0u);
     EXPECT_TRUE(spaces == empty);

@@ -97,7 +97,7 @@ vnCleanupReference& vnCleanupReference::operator=(vnReference* object)
     // What is not entered holds nothing yet; once entered, it needs no memory to enter anew.
     if (object && !m_entered)
         enter();
-    const vnUInt64 entered = m_entered ? m_number : 0;
+    const vnUInt64 number = m_number;
     std::exception_ptr failure;
     try
     {
@@ -109,7 +109,7 @@ vnCleanupReference& vnCleanupReference::operator=(vnReference* object)
     }
     // Behind the end of the old object, so that this entry is newer than those which that one made. It may
     // have taken this entry along, or have made a pass that let go of it.
-    if (object && isEntered(this, entered, entered))
+    if (object && isEntered(this, number, number))
         enter();
     if (failure)
         std::rethrow_exception(failure);

@@ -424,7 +424,8 @@ bool vnString::equalText(const vnString& other) const noexcept
         return m_uniqueID == other.m_uniqueID;
     if (m_length && other.m_length && m_length != other.m_length)
         return false;
-    // A text that was never given counts as one that starts with NUL.
+    // A text that was never given counts as one that starts with NUL. It stays as it is even when that one is
+    // interned, unlike all others: it would become longer by being compared.
     if (!m_text || !other.m_text)
         return !*getString() && !*other.getString();
     // The hash decides even before equal bytes: it may be that of an older text, see the direct mutators.
