@@ -105,6 +105,7 @@ public:
 
     /// A value of that name is replaced in place, so that a pointer to it stays valid.
     void setAttribute(const vnString& name, const vnDynamicType& value);
+    void setAttribute(const vnString& name, vnDynamicType&& value);
 
     /// The value, or the error "Value not set".
     vnDynamicType getAttribute(const vnString& name) const;
@@ -138,6 +139,8 @@ private:
 
     Dictionary& attributes();
     void readAttribute(vnSerializeAdapter* adapter);
+    template <class Source>
+    void set(const vnString& name, Source&& value);
 
     unsigned int m_entries;
     unsigned int m_readLimit = 0;

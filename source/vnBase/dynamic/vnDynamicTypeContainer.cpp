@@ -2,7 +2,6 @@
 #include <vnBase/vnDynamicTypeContainer.h>
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnRefPointer.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeBinary.h>
 
@@ -10,6 +9,9 @@
 #include <serialize/vnAdapterError.h>
 #include <serialize/vnAdapterWindow.h>
 #include <serialize/vnTextReader.h>
+
+#include <memory>
+#include <utility>
 
 namespace
 {
@@ -151,11 +153,12 @@ void vnDynamicTypeContainer::readAttribute(vnSerializeAdapter* adapter)
     vnString name;
     vnReadText(adapter, 0, name);
     testError(adapter);
-    vnRefPointer<Value> value(new Value);
+    auto value = std::make_unique<Value>();
     value->getData().read(adapter);
     testError(adapter);
-    attributes().enter(name,
-                       value); // fetched anew, as the handler of an event may have assigned the container
+    // The dictionary is fetched anew, as the handler of an event may have assigned the container.
+    attributes().enter(name, value.get());
+    value.release(); // it holds it
     onAttributeEvent(VN_DYNAMIC_EVENT_SET, name);
 }
 
@@ -179,14 +182,29 @@ unsigned int vnDynamicTypeContainer::getDataSize(vnSerializeAdapter* adapter) co
 
 void vnDynamicTypeContainer::onAttributeEvent(vnDynamicTypeEvent, const vnString&) {}
 
-void vnDynamicTypeContainer::setAttribute(const vnString& name, const vnDynamicType& value)
+template <class Source>
+void vnDynamicTypeContainer::set(const vnString& name, Source&& value)
 {
     Dictionary& dictionary = attributes();
     if (Value* item = dictionary.find(name))
-        item->getData() = value;
+        item->getData() = std::forward<Source>(value);
     else
-        dictionary.enter(name, vnRefPointer<Value>(new Value(value)));
+    {
+        auto fresh = std::make_unique<Value>(std::forward<Source>(value));
+        dictionary.enter(name, fresh.get());
+        fresh.release(); // the dictionary holds it
+    }
     onAttributeEvent(VN_DYNAMIC_EVENT_SET, name);
+}
+
+void vnDynamicTypeContainer::setAttribute(const vnString& name, const vnDynamicType& value)
+{
+    set(name, value);
+}
+
+void vnDynamicTypeContainer::setAttribute(const vnString& name, vnDynamicType&& value)
+{
+    set(name, std::move(value));
 }
 
 vnDynamicType vnDynamicTypeContainer::getAttribute(const vnString& name) const
