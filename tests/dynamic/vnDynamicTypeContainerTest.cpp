@@ -303,6 +303,20 @@ TEST(vnDynamicTypeContainer, MovesItsAttributes)
     EXPECT_FALSE(source.hasAttribute("b"));
 }
 
+TEST(vnDynamicTypeContainer, TakesOverWhatIsMovedIntoIt)
+{
+    const std::string text(100, 'x');
+    vnDynamicTypeContainer container;
+    for (const char* name : {"new", "new"}) // entered, then replaced in place
+    {
+        vnDynamicType value(text.c_str());
+        container.setAttribute(name, std::move(value));
+        EXPECT_TRUE(value == vnDynamicVoid());
+        EXPECT_EQ(container.getAttribute(name).getString(), text.c_str());
+    }
+    EXPECT_EQ(container.getNumberOfAttributes(), 1u);
+}
+
 TEST(vnDynamicTypeContainer, ReplacesAValueBeforeItsObjectThrows)
 {
     vnDynamicTypeContainer container;
@@ -368,6 +382,24 @@ TEST(vnDynamicTypeContainerIterator, BeginsAtItsFirstCall)
     emptied = vnDynamicTypeContainer();
     later.reset();
     EXPECT_EQ(later(), nullptr);
+}
+
+TEST(vnDynamicTypeContainerIterator, EndsWhenAttributesWentPastIt)
+{
+    for (const unsigned int count : {3u, 100u})
+    {
+        vnDynamicTypeContainer container(2);
+        for (unsigned int i = 0; i < count; ++i)
+            container.setAttribute(vnString::formatString("%d", i), 1.0);
+        const Lines names = namesOf(container);
+        vnDynamicTypeContainerIterator iterator(container);
+        iterator();
+        container.removeAttribute(names.back().c_str());
+        unsigned int rest = 0;
+        while (iterator())
+            ++rest;
+        EXPECT_EQ(rest, count - 2);
+    }
 }
 
 TEST(vnDynamicTypeContainerConstIterator, WalksAConstantContainer)
