@@ -41,12 +41,15 @@ VN_BASE_API void vnSetPerformanceDepth(unsigned int depth);
 /// Sets time and count of all sections of the name to 0.
 VN_BASE_API void vnClearPerformanceSection(const vnString& name, unsigned int thread = 0);
 
-/// The name of a thread in the report; 0 means the calling thread.
+/// The name of a thread in the report; 0 means the calling thread. A thread that has stopped may be named
+/// too, and one that has not started yet.
 VN_BASE_API void vnSetPerformanceThreadName(const vnString& name, unsigned int thread = 0);
 
 /// Called by each `vnThread` around its work, on its own thread: a running thread is reported even when it
 /// enters no section, with the time since its start, and one that has stopped is reported as such. One that
-/// stops while sections are off and has entered none leaves no trace. Neither throws.
+/// stops while sections are off, has entered none and has no name leaves no trace. A thread that starts again
+/// before it has stopped, as when it runs the work of another one, is reported once more, with a tree of its
+/// own until it stops. Neither throws.
 VN_BASE_API void vnStartPerformanceThread();
 VN_BASE_API void vnStopPerformanceThread();
 

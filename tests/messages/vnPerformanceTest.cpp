@@ -3,6 +3,7 @@
 #include <vnBase/vnMemory.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnTime.h>
+#include <vnBase/vnUniqueString.h>
 
 #include "vnMessageRecorder.h"
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <regex>
 #include <thread>
 
 namespace
@@ -62,13 +64,22 @@ Lines namesOf(unsigned int thread)
     return names;
 }
 
-// The lines of a report from the thread of the name on, without the numbers that differ from run to run.
-Lines reportOf(const char* threadName, vnPerformanceDumpFlags flags)
+// The lines of a report, without sender and level.
+Lines dumped(vnPerformanceDumpFlags flags)
 {
     Recorder recorder;
     vnMessage::setMessageLevel(0x1000);
     vnDumpPerformanceInfo(flags);
-    const Lines all = recorder.take();
+    Lines lines = recorder.take();
+    for (std::string& line : lines)
+        line.erase(0, 15);
+    return lines;
+}
+
+// The lines of a report from the thread of the name on, without the numbers that differ from run to run.
+Lines reportOf(const char* threadName, vnPerformanceDumpFlags flags)
+{
+    const Lines all = dumped(flags);
     auto line = std::find_if(all.begin(), all.end(),
                              [&](const std::string& text)
                              { return text.find(std::string("  Name: ") + threadName) != text.npos; });
@@ -76,7 +87,7 @@ Lines reportOf(const char* threadName, vnPerformanceDumpFlags flags)
     for (++line; line < all.end() && line->find("Name: ") == line->npos && line->find("End") == line->npos;
          ++line)
         if (line->find("Time") == line->npos)
-            lines.push_back(line->substr(15)); // behind sender and level
+            lines.push_back(*line);
     return lines;
 }
 
@@ -117,6 +128,139 @@ TEST(vnPerformance, ReportsEachPathAndTheSumOfEachName)
                "        Callers       : 1", "      - Section       : c", "        Iterations    : 4 (rec:1)",
                "        Callers       : 3", "      - Section       : b", "        Iterations    : 1 (rec:0)",
                "        Callers       : 1"}));
+}
+
+TEST(vnPerformance, LaysTheReportOutWithTheSharesOfEachSection)
+{
+    onThread(
+        []
+        {
+            vnSetPerformanceThreadName("in full");
+            section("upper",
+                    []
+                    {
+                        burn(0.002);
+                        section("lower", [] { burn(0.002); });
+                    });
+        });
+    const Lines all = dumped(VN_PERFORMANCE_ALL);
+    Lines masked = all;
+    for (std::string& line : masked)
+        line = std::regex_replace(line, std::regex("0x[0-9a-f]+|[0-9]+([.][0-9]+)?"), "#");
+    const auto running = std::find(masked.begin(), masked.end(), "- Running threads");
+    const auto stopped = std::find(masked.begin(), masked.end(), "- Stopped threads");
+    const auto thread = std::find(masked.begin(), masked.end(), "  - Thread ID: #  Name: in full");
+    EXPECT_EQ(running, masked.begin() + 1);
+    ASSERT_LT(running, stopped);
+    ASSERT_LT(stopped, thread);
+    ASSERT_LT(thread + 20, masked.end());
+    EXPECT_EQ(Lines(thread, thread + 21), (Lines{"  - Thread ID: #  Name: in full",
+                                                 "    Exec Time: # seconds",
+                                                 "    - Accumulated sections",                          //
+                                                 "      - Section       : lower",                       //
+                                                 "        Exec Time     : # seconds (# %)",             //
+                                                 "        Iterations    : # (rec:#)",                   //
+                                                 "        Avg Exec Time : # seconds (# %)",             //
+                                                 "        Callers       : #",                           //
+                                                 "      - Section       : upper",                       //
+                                                 "        Exec Time     : # seconds (# %)",             //
+                                                 "        Iterations    : # (rec:#)",                   //
+                                                 "        Avg Exec Time : # seconds (# %)",             //
+                                                 "        Callers       : #",                           //
+                                                 "    - Hierarchical sections",                         //
+                                                 "      - Section       : upper",                       //
+                                                 "        Exec Time     : # seconds (# %) (tot # %)",   //
+                                                 "        Iterations    : #",                           //
+                                                 "        Avg Exec Time : # seconds (# %) (tot # %)",   //
+                                                 "        - Section       : lower",                     //
+                                                 "          Exec Time     : # seconds (# %) (tot # %)", //
+                                                 "          Iterations    : #"}));
+
+    const auto line = all.begin() + (thread - masked.begin());
+    double total = 0, upper = 0, ofParent = 0, ofTotal = 0, lower = 0, lowerOfParent = 0, lowerOfTotal = 0;
+    ASSERT_EQ(std::sscanf(line[1].c_str(), " Exec Time: %lf", &total), 1);
+    const char* share = " Exec Time : %lf seconds (%lf %%) (tot %lf";
+    ASSERT_EQ(std::sscanf(line[15].c_str(), share, &upper, &ofParent, &ofTotal), 3);
+    ASSERT_EQ(std::sscanf(line[19].c_str(), share, &lower, &lowerOfParent, &lowerOfTotal), 3);
+    EXPECT_NEAR(ofParent, 100 * upper / total, 0.1); // at the root the thread is the parent
+    EXPECT_NEAR(ofTotal, 100 * upper / total, 0.1);
+    EXPECT_NEAR(lowerOfParent, 100 * lower / upper, 0.1);
+    EXPECT_NEAR(lowerOfTotal, 100 * lower / total, 0.1);
+    EXPECT_LT(lowerOfTotal, lowerOfParent);
+}
+
+TEST(vnPerformance, NeverInternsTheNamesThatReportsRead)
+{
+    // Of its own each, since comparing interns the ordinary one.
+    const char* text = "a section that is entered under an ordinary and an interned name";
+    const unsigned int thread = onThread(
+        [text]
+        {
+            const vnString ordinary(text);
+            vnPerformanceBody first(ordinary);
+            const vnString interned = vnUniqueString(text);
+            vnLeavePerformanceSection();
+            vnEnterPerformanceSection(interned);
+            vnGetSectionResult(interned);
+            vnDumpPerformanceInfo();
+        });
+    vnRefList<vnSectionInfo> sections;
+    vnGetAllPerformanceSections(sections, thread);
+    ASSERT_EQ(sections.getCount(), 1u);
+    EXPECT_EQ(sections.getHead()->getName().isUnique(), 0);
+    EXPECT_EQ(vnGetSectionResult(vnUniqueString(text), thread).count, 2u);
+}
+
+TEST(vnPerformance, GivesAThreadThatStartsWithinASectionATreeOfItsOwn)
+{
+    onThread(
+        []
+        {
+            vnSetPerformanceThreadName("outer work");
+            vnEnterPerformanceSection("outer");
+            vnStartPerformanceThread();
+            vnSetPerformanceThreadName("inner work");
+            section("inner");
+            vnLeavePerformanceSection(); // outside of all sections
+            EXPECT_EQ(reportOf("inner work", VN_PERFORMANCE_RUNNING | VN_PERFORMANCE_HIERARCHICAL).size(),
+                      3u);
+            vnStopPerformanceThread();
+            section("afterwards");
+            vnLeavePerformanceSection();
+        });
+    const vnPerformanceDumpFlags flags = VN_PERFORMANCE_STOPPED | VN_PERFORMANCE_HIERARCHICAL;
+    EXPECT_EQ(
+        reportOf("outer work", flags),
+        (Lines{"    - Hierarchical sections", "      - Section       : outer", "        Iterations    : 1",
+               "        - Section       : afterwards", "          Iterations    : 1"}));
+    EXPECT_EQ(
+        reportOf("inner work", flags),
+        (Lines{"    - Hierarchical sections", "      - Section       : inner", "        Iterations    : 1"}));
+}
+
+TEST(vnPerformance, KeepsTheNameOfAThreadBeforeItsStartAndAfterItsEnd)
+{
+    unsigned int id = 0;
+    std::thread(
+        [&]
+        {
+            id = vnCurrentThreadID();
+            vnSetPerformanceThreadName("named before its start");
+            vnStartPerformanceThread();
+            vnStopPerformanceThread(); // although sections are off
+        })
+        .join();
+    const auto count = [](const char* name, vnPerformanceDumpFlags flags)
+    {
+        const Lines lines = dumped(flags);
+        return std::count_if(lines.begin(), lines.end(),
+                             [name](const std::string& line) { return line.find(name) != line.npos; });
+    };
+    EXPECT_EQ(count("named before its start", VN_PERFORMANCE_STOPPED), 1);
+    vnSetPerformanceThreadName("named after its end", id);
+    EXPECT_EQ(count("named before its start", VN_PERFORMANCE_STOPPED), 0);
+    EXPECT_EQ(count("named after its end", VN_PERFORMANCE_STOPPED), 1);
+    EXPECT_EQ(count("named after its end", VN_PERFORMANCE_RUNNING), 0);
 }
 
 TEST(vnPerformance, MeasuresTheTimeBetweenEnterAndLeave)

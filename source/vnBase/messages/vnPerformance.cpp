@@ -20,16 +20,20 @@ std::atomic<unsigned int> s_depth{500};
 // The calling thread's data, once it was found; it leaves the dictionary on its own thread only.
 __thread vnPerformanceThreadData* s_own __attribute__((tls_model("initial-exec"))) = nullptr;
 
-vnPerformanceThreadData* findOrCreate(unsigned int thread)
+vnPerformanceThreadData* create(vnPerformanceThreads& threads, unsigned int thread)
 {
-    vnPerformanceThreads& threads = vnGetPerformanceThreads();
-    vnBodyGuard guard(threads.mutex);
-    if (vnPerformanceThreadData* data = threads.running.find(thread))
-        return data;
     vnPrivateMemoryScope scope;
     vnRefPointer<vnPerformanceThreadData> data(new vnPerformanceThreadData(thread, vnTime::systemSeconds()));
     threads.running.enter(thread, data);
     return data;
+}
+
+vnPerformanceThreadData* findOrCreate(unsigned int thread)
+{
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    vnPerformanceThreadData* data = threads.findRunning(thread);
+    return data ? data : create(threads, thread);
 }
 
 vnPerformanceThreadData* findOwn()
@@ -38,10 +42,11 @@ vnPerformanceThreadData* findOwn()
         return s_own;
     vnPerformanceThreads& threads = vnGetPerformanceThreads();
     vnBodyGuard guard(threads.mutex);
-    return s_own = threads.running.find(vnCurrentThreadID());
+    return s_own = threads.findRunning(vnCurrentThreadID());
 }
 
-vnPerformanceData* createSection(vnPerformanceThreadData& own, vnPerformanceTree& tree, const vnString& name)
+vnPerformanceData* createSection(vnPerformanceThreadData& own, vnPerformanceTree& tree,
+                                 const vnSectionName& name)
 {
     vnBodyGuard guard(own.treeLock);
     vnPrivateMemoryScope scope;
@@ -64,7 +69,8 @@ void forEachThread(unsigned int thread, const Visit& visit)
         visit(data);
     };
     for (const auto& entry : threads.running)
-        visitLocked(*entry.getValue());
+        for (vnPerformanceThreadData* data = entry.getValue(); data; data = data->inner)
+            visitLocked(*data);
     for (vnPerformanceThreadData* data = threads.firstStopped; data; data = data->nextStopped)
         visitLocked(*data);
 }
@@ -84,27 +90,69 @@ void forEachSection(const vnPerformanceTree& tree, const Visit& visit)
 template <class Visit>
 void forEachSectionNamed(const vnString& name, unsigned int thread, const Visit& visit)
 {
-    const auto visitNamed = [&](const vnString& key, vnPerformanceData& section)
+    const vnSectionName wanted(name);
+    const auto visitNamed = [&](const vnSectionName& key, vnPerformanceData& section)
     {
-        if (key == name)
+        if (key == wanted)
             visit(section);
     };
     forEachThread(thread, [&](vnPerformanceThreadData& data) { forEachSection(data.root, visitNamed); });
 }
 
-void stopThread(unsigned int thread)
+// The lock is held.
+void stop(vnPerformanceThreads& threads, vnPerformanceThreadData* running)
 {
-    vnPerformanceThreads& threads = vnGetPerformanceThreads();
-    vnBodyGuard guard(threads.mutex);
-    vnRefPointer<vnPerformanceThreadData> data(threads.running.find(thread));
-    if (!data)
-        return;
-    threads.running.remove(thread);
+    vnRefPointer<vnPerformanceThreadData> data(running);
+    if (data->outer)
+        data->outer->inner = nullptr;
+    else
+        threads.running.remove(data->thread);
+    data->outer = nullptr;
     data->total = vnTime::systemSeconds() - data->start;
     data->isStopped = true;
     // Programs that never look do not pay for each thread that they ever ran.
-    if (vnEnabledPerformanceSections() || !data->root.isEmpty())
+    if (vnEnabledPerformanceSections() || !data->root.isEmpty() || !data->name.isEmpty())
         threads.appendStopped(data);
+}
+
+// Stops all that runs under the id.
+void stopAll(vnPerformanceThreads& threads, unsigned int thread)
+{
+    while (vnPerformanceThreadData* data = threads.findRunning(thread))
+        stop(threads, data);
+}
+
+// Fresh data of the calling thread: within those that it has, or in place of those of a thread that ended
+// without a word and had the same id.
+vnPerformanceThreadData* start(unsigned int thread)
+{
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    vnPerformanceThreadData* known = threads.findRunning(thread);
+    if (known && !known->isStarted && known->root.isEmpty())
+    {
+        known->start = vnTime::systemSeconds(); // was only named
+        return known;
+    }
+    if (!s_own)
+    {
+        stopAll(threads, thread);
+        return create(threads, thread);
+    }
+    vnPrivateMemoryScope scope;
+    s_own->inner = new vnPerformanceThreadData(thread, vnTime::systemSeconds());
+    s_own->inner->outer = s_own;
+    return s_own->inner;
+}
+
+// The last one that stopped under the id; null when there is none.
+vnPerformanceThreadData* findStopped(const vnPerformanceThreads& threads, unsigned int thread)
+{
+    vnPerformanceThreadData* found = nullptr;
+    for (vnPerformanceThreadData* data = threads.firstStopped; data; data = data->nextStopped)
+        if (data->thread == thread)
+            found = data;
+    return found;
 }
 
 // The monitor and its lock; a monitor may call in again.
@@ -156,9 +204,10 @@ void vnEnterPerformanceSection(const vnString& name)
         return;
     }
     vnPerformanceTree& tree = own.current ? own.current->children : own.root;
-    vnPerformanceData* section = tree.find(name);
+    const vnSectionName key(name);
+    vnPerformanceData* section = tree.find(key);
     if (!section)
-        section = createSection(own, tree, name);
+        section = createSection(own, tree, key);
     own.current = section;
     ++own.depth;
     section->count.fetch_add(1, std::memory_order_relaxed);
@@ -205,8 +254,14 @@ void vnClearPerformanceSection(const vnString& name, unsigned int thread)
 
 void vnSetPerformanceThreadName(const vnString& name, unsigned int thread)
 {
-    vnBodyGuard guard(vnGetPerformanceThreads().mutex);
-    vnPerformanceThreadData* data = findOrCreate(thread ? thread : vnCurrentThreadID());
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    const unsigned int id = thread ? thread : vnCurrentThreadID();
+    vnPerformanceThreadData* data = threads.findRunning(id);
+    if (!data && thread)
+        data = findStopped(threads, id);
+    if (!data)
+        data = create(threads, id);
     vnPrivateMemoryScope scope;
     data->name = name;
 }
@@ -215,23 +270,38 @@ void vnStartPerformanceThread()
 {
     try
     {
-        s_own = findOrCreate(vnCurrentThreadID());
+        s_own = start(vnCurrentThreadID());
+        s_own->isStarted = true;
     }
     catch (const std::bad_alloc&)
     {
         // The thread works all the same; its first section tries again.
+        if (s_own)
+            ++s_own->failedStarts;
     }
 }
 
 void vnStopPerformanceThread()
 {
-    s_own = nullptr;
-    stopThread(vnCurrentThreadID());
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    if (s_own && s_own->failedStarts > 0)
+    {
+        --s_own->failedStarts;
+        return;
+    }
+    vnPerformanceThreadData* own = s_own ? s_own : threads.findRunning(vnCurrentThreadID());
+    if (!own)
+        return;
+    s_own = own->outer;
+    stop(threads, own);
 }
 
 void vnStopKilledPerformanceThread(unsigned int thread)
 {
-    stopThread(thread);
+    vnPerformanceThreads& threads = vnGetPerformanceThreads();
+    vnBodyGuard guard(threads.mutex);
+    stopAll(threads, thread);
 }
 
 void vnGetAllPerformanceSections(vnRefList<vnSectionInfo>& sections, unsigned int thread)
@@ -239,15 +309,15 @@ void vnGetAllPerformanceSections(vnRefList<vnSectionInfo>& sections, unsigned in
     forEachThread(thread,
                   [&](vnPerformanceThreadData& data)
                   {
-                      vnDict<vnString, const vnString> known;
+                      vnDict<vnSectionName, const vnSectionName> known;
                       forEachSection(data.root,
-                                     [&](const vnString& name, vnPerformanceData&)
+                                     [&](const vnSectionName& name, vnPerformanceData&)
                                      {
                                          if (known.contains(name))
                                              return;
                                          known.enter(name, &name);
                                          vnRefPointer<vnSectionInfo> info(
-                                             new vnSectionInfo(name, data.thread));
+                                             new vnSectionInfo(name.get(), data.thread));
                                          sections.append(info);
                                      });
                   });

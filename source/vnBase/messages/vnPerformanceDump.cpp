@@ -20,7 +20,7 @@ public:
     unsigned int callers = 0;   // the places in the tree
 };
 
-using Sums = vnRefDict<vnString, vnPerformanceAccumSection>;
+using Sums = vnRefDict<vnSectionName, vnPerformanceAccumSection>;
 
 double percent(double part, double whole)
 {
@@ -48,7 +48,8 @@ public:
         {
             add("- Running threads");
             for (const auto& entry : threads.running)
-                addThread(*entry.getValue());
+                for (const vnPerformanceThreadData* data = entry.getValue(); data; data = data->inner)
+                    addThread(*data);
         }
         if (m_flags & VN_PERFORMANCE_STOPPED)
         {
@@ -91,7 +92,7 @@ private:
         {
             const vnPerformanceAccumSection& sum = *entry.getValue();
             const double mean = average(sum.time, sum.iterations);
-            add("      - Section       : %s", entry.getKey());
+            add("      - Section       : %s", entry.getKey().get());
             add("        Exec Time     : %.8f seconds (%.4f %%)", sum.time, percent(sum.time, total));
             add("        Iterations    : %d (rec:%d)", sum.iterations, sum.recursive);
             add("        Avg Exec Time : %.8f seconds (%.4f %%)", mean, percent(mean, total));
@@ -132,7 +133,7 @@ private:
             const double time = section.time.load(std::memory_order_relaxed);
             const unsigned int count = section.count.load(std::memory_order_relaxed);
             const double mean = average(time, count);
-            add("     %s - Section       : %s", indent, entry.getKey());
+            add("     %s - Section       : %s", indent, entry.getKey().get());
             add("     %s   Exec Time     : %.8f seconds (%.4f %%) (tot %.4f %%)", indent, time,
                 percent(time, above), percent(time, total));
             add("     %s   Iterations    : %d", indent, count);
@@ -145,7 +146,7 @@ private:
     vnPerformanceDumpFlags m_flags;
     double m_now;
     std::vector<vnString> m_lines;
-    vnDict<vnString, vnPerformanceAccumSection> m_path; // the sections on the way down
+    vnDict<vnSectionName, vnPerformanceAccumSection> m_path; // the sections on the way down
 };
 } // namespace
 
