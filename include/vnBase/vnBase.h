@@ -80,6 +80,7 @@
 #include <vnBase/vnTime.h>
 #include <vnBase/vnTrace.h>
 #include <vnBase/vnType.h>
+#include <vnBase/vnURL.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
 #include <vnBase/vnUtf.h>

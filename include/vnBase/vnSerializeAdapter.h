@@ -42,6 +42,8 @@ using vnRefInstanceDictionary = vnRefDict<vnInstanceCompareInterface, vnReferenc
 /// The shared instances read from a stream: id to object.
 using vnRefInstanceArray = vnDynamicArray<vnRefPointer<vnReference>>;
 
+class vnSerializeURLManagerInterface;
+
 /// The one byte stream of the library. Every source and sink of bytes (a file, a memory block, a socket, an
 /// encoder in front of another adapter, ...) is a class derived from it, and whatever reads or writes bytes
 /// takes an adapter and does not know what stands behind it.
@@ -187,6 +189,64 @@ public:
     /// Makes tables and id counter of the shared instances copies of the other's.
     void copySharedRefData(const vnSerializeAdapter& other);
 
+    /// Opens a URL: a new adapter with the reference count 0 for the caller to hold, or null.
+    ///
+    ///     vnRefPointer<vnSerializeAdapter> in(
+    ///         vnSerializeAdapter::getURLAdapter("file:a.txt?append=yes", VN_SERIALIZE_OUTPUT));
+    ///
+    /// The managers registered for the scheme are asked first. Then come the schemes of the library:
+    ///
+    ///     file:name             a file; "?append=yes" keeps what it holds; without the flags given
+    ///     mem:address,length    a block of memory of this process, in decimal digits
+    ///     adapt:address         an adapter of this process, which is returned itself and stays its owner's
+    ///     con:                  the console
+    ///     dummy:size            for reading, that many random bytes
+    ///     anything else         the file of that name, with the flags given
+    ///
+    /// Addresses are trusted. A GUID in braces stands for the URL, or for the last component of a path, that
+    /// was entered for it in `vnGuidStringDict`. Parts of the URL, password and flags are set on the adapter.
+    ///
+    /// A failure is posted as a message, unless the flags hold `VN_ADAPTER_SILENT`, and its translated text
+    /// goes to `error` if that is not null. An adapter that reports an error when it was made is deleted, and
+    /// that is a failure, too. Nothing is thrown but what constructors throw.
+    ///
+    /// Thread-safety: any thread, also at once; see `registerURLManager`.
+    static vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction action,
+                                             vnUInt64 flags = 0, const vnString& password = vnString(),
+                                             vnString* error = nullptr);
+
+    /// Splits a URL; each output may be null. "http://host/dir/file.txt?a=1" has the base "http:" in lower
+    /// case, the path "//host/dir/", the name "file.txt" and the attributes "a=1". Backslashes become
+    /// slashes. Returns 1 for an absolute URL: one with a scheme, or with a path that starts with a slash. A
+    /// "cache:" in the middle moves to the front, with what stood before it: "http://host/cache:0,9,file" is
+    /// "cache:0,9,http://host/file". `valid` is 0 for a zip or purl URL whose parts are not to be found.
+    static unsigned char getURLBaseEncoding(const vnString& url, vnString* base, vnString* path,
+                                            vnString* name, vnString* attributes, unsigned char* valid);
+
+    /// The value of the first item with this name in "a=1&b=2&amp;c"; "true" for an item without "=".
+    static vnString getURLAttributeValue(const vnString& attribute, const vnString& attributes,
+                                         const vnString& defaultValue);
+
+    /// Whether there is a value, and it is not empty.
+    static unsigned char hasURLAttributeValue(const vnString& attribute, const vnString& attributes);
+
+    /// Adds a manager behind those registered for this scheme before, and takes it out again. Letters of
+    /// either case, with or without the colon; a null manager is ignored. The registry holds a reference on
+    /// the manager. It takes no lock: register before threads open URLs.
+    static void registerURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
+    static void unregisterURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
+
+    /// The first manager under exactly this key ("file:"), or the one behind `previous`; null behind the
+    /// last.
+    static vnSerializeURLManagerInterface* getURLManager(const vnString& key,
+                                                         vnSerializeURLManagerInterface* previous = nullptr);
+    static unsigned char hasRegisteredURLManager(const vnString& key);
+
+    /// How deep URLs may stand in URLs, and how many openings one thread may have begun at once; 32 at the
+    /// start, and at least 1. What is deeper does not open.
+    static unsigned int getMaxURLDepth() noexcept;
+    static void setMaxURLDepth(unsigned int depth) noexcept;
+
     vnUInt64 getAdapterFlags() const noexcept { return m_flags; }
     void setAdapterFlags(vnUInt64 flags) noexcept { m_flags = flags; }
 
@@ -280,6 +340,7 @@ class VN_BASE_API vnSerializeURLManagerInterface : public vnThreadSafeReference
 {
 public:
     /// A new adapter with the reference count 0, or null to let the next manager or the built-in schemes try.
+    /// The URL has its scheme and its query; GUIDs in it were replaced.
     virtual vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction action, vnUInt64 flags,
                                               const vnString& password, vnString* error) = 0;
 };

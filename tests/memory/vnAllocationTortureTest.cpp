@@ -18,6 +18,7 @@
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringTokenizer.h>
 #include <vnBase/vnThreadID.h>
+#include <vnBase/vnURL.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
 
@@ -329,6 +330,24 @@ void useDynamicValues()
     EXPECT_EQ(copy.getNumberOfAttributes(), 60u);
 }
 
+void useURLs()
+{
+    unsigned char block[100];
+    const vnString url =
+        vnString::formatString("mem:%d,%d?attribute=%s", vnUInt64(block), sizeof block, longText);
+    vnString error;
+    vnRefPointer<vnSerializeAdapter> memory(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_OUTPUT));
+    EXPECT_TRUE(copyAdapters(
+        memory,
+        vnRefPointer<vnSerializeAdapter>(vnSerializeAdapter::getURLAdapter("dummy:100", VN_SERIALIZE_INPUT)),
+        &error));
+    EXPECT_EQ(memory->getURL(), url);
+    EXPECT_FALSE(vnURLExist(vnString("http://host/cache:1,2,") + longText));
+    EXPECT_FALSE(vnSerializeAdapter::getURLAdapter(vnString("zip:") + longText, VN_SERIALIZE_INPUT,
+                                                   VN_ADAPTER_SILENT, longText, &error));
+    EXPECT_TRUE(error.contains(longText));
+}
+
 struct Script
 {
     const char* name;
@@ -348,6 +367,7 @@ const Script scripts[] = {
     {"profiler", useProfiler},
     {"update ids", useUpdateIDs},
     {"adapters", useAdapters},
+    {"urls", useURLs},
     {"tokens", useTokens},
     {"dynamic values", useDynamicValues},
 };

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnURL.h>
+
+#include "vnURLDispatch.h"
+#include "vnURLParts.h"
+
+#include <algorithm>
+
+namespace
+{
+// More than a file adapter keeps in its buffer, so that files are read straight into the block.
+constexpr unsigned int VN_COPY_BLOCK = 1048576;
+
+// Holds an adapter for a while. One that was there before, and that perhaps nobody holds, stays.
+class Holder
+{
+public:
+    explicit Holder(vnOpenedAdapter& opened) : m_opened(opened)
+    {
+        if (m_opened)
+            m_opened->ref();
+    }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+    ~Holder() noexcept(false)
+    {
+        if (m_opened)
+            m_opened->unrefNoDelete();
+    }
+
+private:
+    vnOpenedAdapter& m_opened; // deletes what nobody holds
+};
+
+bool hasFailed(vnSerializeAdapter* adapter, vnString* error)
+{
+    if (!adapter->hasError())
+        return false;
+    if (error)
+        *error = adapter->getError();
+    return true;
+}
+
+unsigned char refuse(vnString* error, const char* text)
+{
+    if (error)
+        *error = vnTranslated(text);
+    return 0;
+}
+
+vnDynamicArray<unsigned char>& scratchOfThread()
+{
+    static thread_local vnDynamicArray<unsigned char> scratch(1);
+    return scratch;
+}
+
+// Takes the scratch of the thread away meanwhile: an adapter may copy others when it is read or written.
+class Scratch
+{
+public:
+    Scratch() : m_bytes(std::move(scratchOfThread())) {}
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    ~Scratch() { scratchOfThread().swap(m_bytes); }
+
+    unsigned char* get(unsigned int size)
+    {
+        if (m_bytes.getSize() < size)
+            m_bytes.setSize(size);
+        return m_bytes.data();
+    }
+
+private:
+    vnDynamicArray<unsigned char> m_bytes;
+};
+
+// One step of a copy; the number of bytes that came.
+unsigned int copySome(vnSerializeAdapter* destination, vnSerializeAdapter* source, Scratch& scratch)
+{
+    const unsigned int length = std::min(source->length(), VN_COPY_BLOCK);
+    if (length == 0)
+    {
+        // It has data and does not know how many: a block would wait until it is full.
+        const unsigned char byte = source->read();
+        if (!source->hasError())
+            destination->write(byte);
+        return 1;
+    }
+    unsigned char* block = scratch.get(length);
+    const unsigned int count = source->read(block, length);
+    if (count > 0)
+        destination->write(block, count);
+    return count;
+}
+
+vnOpenedAdapter open(const vnString& url, vnSerializeAction action, vnUInt64 flags, vnString* error)
+{
+    vnString text;
+    vnOpenedAdapter opened = vnOpenURL(url, {action, flags, vnString(), &text});
+    if (!opened && error)
+        *error = text.isEmpty() ? vnTranslated("Failed to open URL:") + url : text;
+    return opened;
+}
+} // namespace
+
+unsigned char vnURLExist(const vnString& url)
+{
+    const vnURLParts parts = vnSplitURL(url);
+    // The attribute alone would name a file without a name, which opens nothing and has no error.
+    if (parts.text.isEmpty())
+        return 0;
+    vnString attributes = parts.attributes;
+    if (attributes.isEmpty())
+        attributes = "exist=yes";
+    else if (!vnSerializeAdapter::getURLAttributeValue("exist", attributes, vnString()).yesNo())
+        attributes += "&exist=yes";
+    const vnString asked =
+        vnString::formatString("%s%s%s?%s", parts.getSpelledBase(), parts.path, parts.name, attributes);
+    return vnOpenURL(asked, {VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT, vnString(), nullptr}).get() != nullptr;
+}
+
+unsigned char copyAdapters(vnSerializeAdapter* destination, vnSerializeAdapter* source, vnString* error)
+{
+    if (!destination)
+        return refuse(error, "No valid destination adapter");
+    if (!source)
+        return refuse(error, "No valid source adapter");
+    Scratch scratch;
+    bool isStuck = false;
+    while (!isStuck && !source->hasError() && !destination->hasError() && source->hasData())
+        isStuck = copySome(destination, source, scratch) == 0;
+    if (hasFailed(source, error) || hasFailed(destination, error))
+        return 0;
+    return isStuck ? refuse(error, "Source adapter has data and gives none") : 1;
+}
+
+unsigned char copyAdapters(const vnString& destination, const vnString& source, vnString* error,
+                           vnUInt64 destinationFlags, vnUInt64 sourceFlags)
+{
+    vnOpenedAdapter from = open(source, VN_SERIALIZE_INPUT, sourceFlags, error);
+    const Holder holdFrom(from);
+    if (!from || hasFailed(from.get(), error))
+        return 0;
+    vnOpenedAdapter to = open(destination, VN_SERIALIZE_OUTPUT, destinationFlags, error);
+    const Holder holdTo(to);
+    if (!to || hasFailed(to.get(), error) || !copyAdapters(to.get(), from.get(), error))
+        return 0;
+    // Nobody sees this adapter again, so what can't be written has to be told now. The adapter of somebody
+    // else is left as it is.
+    if (!to.isBorrowed())
+        to->flush();
+    return !hasFailed(to.get(), error);
+}
+
+unsigned char copyAdapters(const vnString& destination, const vnString& source, vnString* error)
+{
+    return copyAdapters(destination, source, error, 0, 0);
+}

@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+#include "vnURLDispatch.h"
+
+#include "vnURLParts.h"
+
+#include <vnBase/vnGuidStringDict.h>
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterStdIO.h>
+
+#include <atomic>
+#include <limits>
+#include <optional>
+
+namespace
+{
+std::atomic<unsigned int> s_maxDepth{32};
+
+// Adapters and managers open further URLs, and a GUID may stand for a URL in which it stands itself.
+class DepthGuard
+{
+public:
+    DepthGuard() noexcept { ++s_depth; }
+    ~DepthGuard() { --s_depth; }
+    DepthGuard(const DepthGuard&) = delete;
+    DepthGuard& operator=(const DepthGuard&) = delete;
+    bool isTooDeep() const noexcept { return s_depth > vnSerializeAdapter::getMaxURLDepth(); }
+
+private:
+    static thread_local unsigned int s_depth;
+};
+
+thread_local unsigned int DepthGuard::s_depth = 0;
+
+// An adapter, or none that could be made; empty when the failure was reported.
+using Created = std::optional<vnOpenedAdapter>;
+
+unsigned char isAppending(const vnURLParts& parts)
+{
+    return vnSerializeAdapter::getURLAttributeValue("append", parts.attributes, vnString()).yesNo();
+}
+
+Created openFile(const vnURLParts& parts, const vnURLRequest& request)
+{
+    // Deliberately without the flags of the caller, unlike a name without a scheme: the name is always looked
+    // up in the search path.
+    return vnOpenedAdapter(
+        new vnSerializeAdapterFile(parts.path + parts.name, request.action, isAppending(parts), 0));
+}
+
+Created openNameWithoutScheme(const vnURLParts& parts, const vnURLRequest& request)
+{
+    const vnString name = parts.isValid ? parts.getSpelledBase() + parts.path + parts.name : parts.text;
+    return vnOpenedAdapter(
+        new vnSerializeAdapterFile(name, request.action, isAppending(parts), request.flags));
+}
+
+Created openCache(const vnURLParts& parts, const vnURLRequest& request)
+{
+    unsigned int offset = 0;
+    int length = 0;
+    vnString inner;
+    if (parseCacheURL(parts.path + parts.name, offset, length, inner))
+        return vnOpenedAdapter(); // there is no adapter for it
+    request.report(VN_MESSAGE_WARNING, "Wrong syntax in (cache:offset,len,url) adapter arguments (%s)",
+                   parts.text);
+    return std::nullopt;
+}
+
+void* addressOf(const vnURLInteger& integer)
+{
+    // Some print an address as a signed number.
+    const vnUInt64 value = integer.isNegative ? 0 - integer.magnitude : integer.magnitude;
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(value));
+}
+
+Created openMemory(const vnURLParts& parts, const vnURLRequest& request)
+{
+    std::string_view text = vnViewOf(parts.name);
+    vnURLInteger address, length;
+    bool isRight = vnTakeInteger(text, address) && text.substr(0, 1) == ",";
+    if (isRight)
+        text.remove_prefix(1);
+    // What follows the length is not looked at. A length that 32 bits don't hold is refused, since a part of
+    // the block is not what was asked for.
+    isRight = isRight && vnTakeInteger(text, length) && !address.isCut &&
+              length.magnitude <= std::numeric_limits<unsigned int>::max() &&
+              !(length.isNegative && length.magnitude != 0);
+    if (!isRight)
+    {
+        request.report(VN_MESSAGE_WARNING, "Wrong syntax in (mem:address,len) adapter arguments (%s)",
+                       parts.text);
+        return std::nullopt;
+    }
+    return vnOpenedAdapter(
+        new vnSerializeAdapterMemory(addressOf(address), static_cast<unsigned int>(length.magnitude)));
+}
+
+Created openAdapter(const vnURLParts& parts, const vnURLRequest& request)
+{
+    std::string_view text = vnViewOf(parts.name);
+    vnURLInteger address;
+    if (!vnTakeInteger(text, address) || address.isCut)
+    {
+        request.report(VN_MESSAGE_WARNING, "Wrong syntax in (adapt:address) adapter arguments (%s)",
+                       parts.text);
+        return std::nullopt;
+    }
+    return vnOpenedAdapter(static_cast<vnSerializeAdapter*>(addressOf(address)), true);
+}
+
+Created openZip(const vnURLParts& parts, const vnURLRequest& request)
+{
+    if (parts.isValid)
+        return vnOpenedAdapter(); // there is no adapter for it
+    request.report(VN_MESSAGE_WARNING, "Wrong syntax in (zip:{archive url},file) adapter arguments (%s)",
+                   parts.text);
+    return std::nullopt;
+}
+
+Created openConsole(const vnURLParts&, const vnURLRequest&)
+{
+    return vnOpenedAdapter(new vnSerializeAdapterStdIO);
+}
+
+// Schemes of the library that this build can't open: they must not fall through to files of these names.
+Created openNothing(const vnURLParts&, const vnURLRequest&)
+{
+    return vnOpenedAdapter();
+}
+
+struct Scheme
+{
+    std::string_view base;
+    Created (*open)(const vnURLParts&, const vnURLRequest&);
+};
+
+constexpr Scheme schemes[] = {
+    {"file:", openFile},    {"cache:", openCache},  {"mem:", openMemory},  {"adapt:", openAdapter},
+    {"pipe:", openNothing}, {"psrv:", openNothing}, {"zip:", openZip},     {"con:", openConsole},
+    {"http:", openNothing}, {"udp:", openNothing},  {"tcp:", openNothing}, {"rand:", openNothing},
+};
+
+Created openByScheme(const vnURLParts& parts, const vnURLRequest& request)
+{
+    const std::string_view base = vnViewOf(parts.base);
+    for (const Scheme& scheme : schemes)
+        if (scheme.base == base)
+            return scheme.open(parts, request);
+    return openNameWithoutScheme(parts, request);
+}
+
+vnOpenedAdapter openByManager(const vnURLParts& parts, const vnURLRequest& request)
+{
+    vnRefPointer<vnSerializeURLManagerInterface> manager; // it may unregister itself when it is asked
+    while ((manager = vnSerializeAdapter::getURLManager(parts.base, manager)))
+        if (vnSerializeAdapter* adapter = manager->getURLAdapter(parts.text, request.action, request.flags,
+                                                                 request.password, request.error))
+            return vnOpenedAdapter(adapter);
+    return vnOpenedAdapter();
+}
+
+// Puts what GUIDs stand for in their places. False when one is not known, which was reported.
+bool resolveGUIDs(vnURLParts& parts, const vnURLRequest& request)
+{
+    constexpr vnMessageLevel level = VN_MESSAGE_WARNING | VN_MESSAGE_INTERNAL;
+    if (vnIsGUIDText(parts.text))
+    {
+        parts.text = vnGuidStringDict::lookup(parts.text);
+        if (parts.text.isEmpty())
+        {
+            request.report(level, "Unknown GUID URL in getAdapter");
+            return false;
+        }
+    }
+    parts = vnSplitURL(parts.text);
+    if (!parts.isValid || !vnIsGUIDText(parts.name))
+        return true;
+    parts.name = vnGuidStringDict::lookup(parts.name);
+    if (parts.name.isEmpty())
+    {
+        request.report(level, "Unknown GUID URLName in getAdapter");
+        return false;
+    }
+    parts.text = parts.getSpelledBase() + parts.path + parts.name;
+    if (!parts.attributes.isEmpty())
+        parts.text += vnString("?") + parts.attributes;
+    return true;
+}
+
+vnOpenedAdapter checked(vnOpenedAdapter opened, const vnURLParts& parts, const vnURLRequest& request)
+{
+    if (!opened)
+    {
+        request.report(VN_MESSAGE_WARNING, "Could not create URL Adapter '%s'", parts.text);
+        return opened;
+    }
+    if (opened->hasError())
+    {
+        request.report(VN_MESSAGE_WARNING, "URL Adapter (%s) Error:%s", parts.text, opened->getError());
+        return vnOpenedAdapter();
+    }
+    opened->setURLBase(parts.base);
+    opened->setDefaultPath(parts.path);
+    opened->setName(parts.name);
+    opened->setPassword(request.password);
+    opened->setAttributes(parts.attributes);
+    opened->setAdapterFlags(request.flags);
+    return opened;
+}
+} // namespace
+
+vnOpenedAdapter vnOpenURL(const vnString& url, const vnURLRequest& request)
+{
+    const DepthGuard guard;
+    if (guard.isTooDeep())
+    {
+        request.report(VN_MESSAGE_WARNING, "Too many URLs within each other in getAdapter");
+        return vnOpenedAdapter();
+    }
+    if (url.isEmpty())
+    {
+        request.report(VN_MESSAGE_WARNING, "Empty URL name in getAdapter");
+        return vnOpenedAdapter();
+    }
+    vnURLParts parts;
+    parts.text = url;
+    if (!resolveGUIDs(parts, request))
+        return vnOpenedAdapter();
+    if (vnOpenedAdapter opened = openByManager(parts, request))
+        return checked(std::move(opened), parts, request);
+    Created created = openByScheme(parts, request);
+    return created ? checked(std::move(*created), parts, request) : vnOpenedAdapter();
+}
+
+vnSerializeAdapter* vnSerializeAdapter::getURLAdapter(const vnString& url, vnSerializeAction action,
+                                                      vnUInt64 flags, const vnString& password,
+                                                      vnString* error)
+{
+    return vnOpenURL(url, {action, flags, password, error}).release();
+}
+
+unsigned int vnSerializeAdapter::getMaxURLDepth() noexcept
+{
+    return s_maxDepth.load(std::memory_order_relaxed);
+}
+
+void vnSerializeAdapter::setMaxURLDepth(unsigned int depth) noexcept
+{
+    s_maxDepth.store(depth ? depth : 1, std::memory_order_relaxed);
+}

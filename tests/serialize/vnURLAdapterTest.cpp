@@ -1,0 +1,390 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnURL.h>
+
+#include "../messages/vnMessageRecorder.h"
+#include "vnTempFolder.h"
+
+#include <vnBase/vnCleanupReference.h>
+#include <vnBase/vnGuidStringDict.h>
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterStdIO.h>
+#include <vnBase/vnSerializeAdapterString.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <thread>
+
+namespace
+{
+using Adapter = vnRefPointer<vnSerializeAdapter>;
+
+vnSerializeAdapter* open(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT,
+                         vnString* error = nullptr)
+{
+    return vnSerializeAdapter::getURLAdapter(url, action, VN_ADAPTER_SILENT, vnString(), error);
+}
+
+// The text of the failure.
+std::string failure(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT)
+{
+    vnString error;
+    const Adapter adapter(open(url, action, &error));
+    return adapter ? "opened" : error.getString();
+}
+
+vnString urlOf(const char* scheme, const void* address)
+{
+    return vnString::formatString("%s%d", scheme,
+                                  static_cast<vnUInt64>(reinterpret_cast<std::uintptr_t>(address)));
+}
+
+std::string readAll(vnSerializeAdapter* adapter)
+{
+    std::string text;
+    while (adapter->hasData())
+        text += static_cast<char>(adapter->read());
+    return text;
+}
+
+// Counts its instances, and starts with an error if that is wanted.
+class Counted : public vnSerializeAdapterQueue
+{
+public:
+    explicit Counted(const char* error = "") : vnSerializeAdapterQueue(VN_QUEUE_FIFO)
+    {
+        ++s_alive;
+        setError(error);
+    }
+    ~Counted() noexcept(false) override { --s_alive; }
+    static int s_alive;
+};
+
+int Counted::s_alive = 0;
+
+// Answers with what it is told to and keeps what it was asked.
+class Manager : public vnSerializeURLManagerInterface
+{
+public:
+    explicit Manager(const vnString& scheme) : m_scheme(scheme)
+    {
+        ref(); // a member of the test, not of the heap
+        vnSerializeAdapter::registerURLManager(m_scheme, this);
+    }
+    ~Manager() noexcept(false) override
+    {
+        vnSerializeAdapter::unregisterURLManager(m_scheme, this);
+        unrefNoDelete();
+    }
+    vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction, vnUInt64, const vnString&,
+                                      vnString*) override
+    {
+        asked += url + ";";
+        if (again)
+            return vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT);
+        return std::exchange(answer, nullptr);
+    }
+
+    vnSerializeAdapter* answer = nullptr;
+    bool again = false;
+    vnString asked;
+
+private:
+    vnString m_scheme;
+};
+} // namespace
+
+TEST(vnURLAdapter, OpensFilesWithAndWithoutScheme)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.txt", "abc");
+    for (const vnString& url : {path, vnString("file:") + path, vnString("FILE:") + path, path + "?x=1"})
+    {
+        const Adapter adapter(open(url));
+        ASSERT_TRUE(adapter) << url;
+        EXPECT_EQ(readAll(adapter), "abc") << url;
+        EXPECT_EQ(adapter->getName(), "a.txt") << url;
+        EXPECT_EQ(adapter->getDefaultPath() + "a.txt", path) << url;
+    }
+    const Adapter adapter(open(vnString("FILE:") + path + "?x=1"));
+    EXPECT_EQ(adapter->getURLBase(), "file:");
+    EXPECT_EQ(adapter->getAttributes(), "x=1");
+    EXPECT_EQ(adapter->getURL(), vnString("file:") + path + "?x=1");
+}
+
+TEST(vnURLAdapter, HandsFlagsAndPasswordOn)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.txt", "abc");
+    const vnUInt64 flags = 0x100000000 | VN_ADAPTER_NO_EXPANSION;
+    const Adapter adapter(vnSerializeAdapter::getURLAdapter(path, VN_SERIALIZE_INPUT, flags, "secret"));
+    EXPECT_EQ(adapter->getAdapterFlags(), flags);
+    EXPECT_EQ(adapter->getPassword(), "secret");
+    EXPECT_EQ(adapter->getRef(), 1u);
+}
+
+TEST(vnURLAdapter, LooksNamesOfTheSchemeFileUpWhateverTheFlagsSay)
+{
+    const vnTempFolder folder;
+    folder.write("found.txt", "abc");
+    ::setenv("VANTOR_PATH", folder.path("").getString(), 1);
+    const auto opens = [](const char* url)
+    {
+        const vnUInt64 flags = VN_ADAPTER_SILENT | VN_ADAPTER_NO_EXPANSION;
+        return Adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, flags)).get() != nullptr;
+    };
+    EXPECT_TRUE(opens("file:found.txt"));
+    EXPECT_FALSE(opens("found.txt"));
+    ::unsetenv("VANTOR_PATH");
+}
+
+TEST(vnURLAdapter, WritesAndAppendsToFiles)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.path("a.txt");
+    const auto write = [&](const vnString& url, vnSerializeAction action)
+    {
+        const Adapter adapter(open(url, action));
+        adapter->write('x');
+    };
+    write(path, VN_SERIALIZE_OUTPUT);
+    write(vnString("file:") + path + "?append=yes", VN_SERIALIZE_OUTPUT);
+    write(path + "?append", VN_SERIALIZE_OUTPUT);
+    write(path, VN_SERIALIZE_APPEND);
+    EXPECT_EQ(vnTempFolder::content(path), "xxxx");
+    write(vnString("file:") + path + "?append=no", VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(vnTempFolder::content(path), "x");
+}
+
+TEST(vnURLAdapter, TakesUnknownSchemesAsPartsOfFileNames)
+{
+    const vnTempFolder folder;
+    const std::filesystem::path old = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path("").getString());
+    std::filesystem::create_directories("ftp:/host");
+    for (const char* url : {"Foo:Bar", "ftp://host/x", "purl:wrong"}) // as they were spelled
+    {
+        EXPECT_TRUE(Adapter(open(url, VN_SERIALIZE_OUTPUT))) << url;
+        EXPECT_TRUE(std::filesystem::exists(url)) << url;
+    }
+    std::filesystem::current_path(old);
+}
+
+TEST(vnURLAdapter, OpensMemoryByItsAddress)
+{
+    unsigned char block[] = {1, 2, 3, 4};
+    const vnString url = urlOf("mem:", block);
+    const Adapter adapter(open(url + ",3"));
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(readAll(adapter), "\1\2\3");
+    EXPECT_EQ(Adapter(open(url + ",4 and more"))->length(), 4u);
+    EXPECT_EQ(Adapter(open("mem:0,10"))->length(), 0u);
+    EXPECT_EQ(Adapter(open("mem:-,+"))->length(), 0u); // signs alone are zeros
+    for (const char* wrong : {"mem:1024", "mem:", "mem:1024,", "mem:,1", "mem:a,1", "mem:1;1", "mem:1,-1",
+                              "mem:1,4294967296", "mem:99999999999999999999,1"})
+        EXPECT_EQ(failure(wrong),
+                  std::string("Wrong syntax in (mem:address,len) adapter arguments (") + wrong + ")");
+}
+
+TEST(vnURLAdapter, ReturnsTheAdapterThatAnAddressNames)
+{
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    const vnString url = urlOf("adapt:", &queue);
+    EXPECT_EQ(open(url + "?x=1"), &queue);
+    EXPECT_EQ(queue.getURL(), url + "?x=1");
+    EXPECT_EQ(failure("adapt:x"), "Wrong syntax in (adapt:address) adapter arguments (adapt:x)");
+    EXPECT_EQ(failure("adapt:0"), "Could not create URL Adapter 'adapt:0'");
+}
+
+TEST(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
+{
+    auto* named = new Counted;
+    const vnString url = urlOf("adapt:", named);
+    const vnTempFolder folder;
+    EXPECT_TRUE(vnURLExist(url));
+    EXPECT_TRUE(copyAdapters(url, folder.write("a.txt", "abc"), nullptr));
+    EXPECT_EQ(readAll(named), "abc");
+    named->setError("broken");
+    EXPECT_EQ(failure(url), "URL Adapter (" + std::string(url.getString()) + ") Error:broken");
+    EXPECT_EQ(Counted::s_alive, 1);
+    EXPECT_EQ(named->getRef(), 0u);
+    named->checkDelete();
+}
+
+TEST(vnURLAdapter, OpensTheConsole)
+{
+    const Adapter adapter(open("con:"));
+    EXPECT_TRUE(dynamic_cast<vnSerializeAdapterStdIO*>(adapter.get()));
+}
+
+TEST(vnURLAdapter, MakesRandomBytes)
+{
+    const Adapter adapter(open("dummy:5000"));
+    ASSERT_TRUE(adapter);
+    const std::string bytes = readAll(adapter);
+    EXPECT_EQ(bytes.size(), 5000u);
+    EXPECT_NE(bytes.find_first_not_of(bytes[0]), std::string::npos);
+    EXPECT_EQ(Adapter(open("DUMMY:0"))->length(), 0u);
+    vnSetMaxDummyURLSize(10);
+    EXPECT_TRUE(Adapter(open("dummy:10")));
+    EXPECT_FALSE(Adapter(open("dummy:11")));
+    vnSetMaxDummyURLSize(0xFFFFFFFF);
+}
+
+TEST(vnURLAdapter, TriesAFileWhenRandomBytesAreRefused)
+{
+    Recorder recorder;
+    EXPECT_EQ(vnSerializeAdapter::getURLAdapter("dummy:x", VN_SERIALIZE_INPUT), nullptr);
+    EXPECT_EQ(recorder.take(),
+              (Lines{"VantorSDK|4000|Wrong syntax in (dummy:{size}) adapter arguments (dummy:x)",
+                     "VantorSDK|4000|URL Adapter (dummy:x) Error:Could not open 'dummy:x' for reading (No "
+                     "such file or directory)"}));
+    vnString error;
+    const vnTempFolder folder;
+    const std::filesystem::path old = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path("").getString());
+    EXPECT_TRUE(Adapter(open("dummy:1", VN_SERIALIZE_OUTPUT, &error)));
+    EXPECT_EQ(error, "Can not open 'dummy:1' as output");
+    std::filesystem::current_path(old);
+}
+
+TEST(vnURLAdapter, TellsWhatFailed)
+{
+    const struct
+    {
+        const char* url;
+        const char* text;
+    } rows[] = {
+        {"", "Empty URL name in getAdapter"},
+        {"{6BA7B810-9DAD-11D1-80B4-00C04FD430C8}", "Unknown GUID URL in getAdapter"},
+        {"{}", "Unknown GUID URL in getAdapter"},
+        {"file:/a/{no guid}", "Unknown GUID URLName in getAdapter"},
+        {"cache:1", "Wrong syntax in (cache:offset,len,url) adapter arguments (cache:1)"},
+        {"zip:a.zip", "Wrong syntax in (zip:{archive url},file) adapter arguments (zip:a.zip)"},
+        {"/no/such/file",
+         "URL Adapter (/no/such/file) Error:Could not open '/no/such/file' for reading (No such "
+         "file or directory)"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(failure(row.url), row.text) << row.url;
+}
+
+TEST(vnURLAdapter, PostsFailuresUnlessSilent)
+{
+    Recorder recorder;
+    vnMessage::setMessageLevel(VN_MESSAGE_NOTICE | VN_MESSAGE_INTERNAL);
+    EXPECT_EQ(vnSerializeAdapter::getURLAdapter("", VN_SERIALIZE_INPUT), nullptr);
+    EXPECT_EQ(vnSerializeAdapter::getURLAdapter("{}", VN_SERIALIZE_INPUT), nullptr);
+    EXPECT_EQ(vnSerializeAdapter::getURLAdapter("", VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT), nullptr);
+    EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|4000|Empty URL name in getAdapter",
+                                      "VantorSDK|4800|Unknown GUID URL in getAdapter"}));
+}
+
+TEST(vnURLAdapter, OpensWhatAGUIDStandsFor)
+{
+    const vnTempFolder folder;
+    const vnGUID url(1ull, 2), name(3ull, 4);
+    const auto braced = [](const vnGUID& guid)
+    { return vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}"; };
+    vnGuidStringDict::enter(url, folder.write("a.txt", "abc") + "?x=1");
+    vnGuidStringDict::enter(name, "a.txt");
+    const Adapter whole(open(braced(url)));
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->getAttributes(), "x=1");
+    const Adapter last(open(vnString("file:") + folder.path("") + braced(name)));
+    ASSERT_TRUE(last);
+    EXPECT_EQ(readAll(last), "abc");
+    Manager manager("myscheme");
+    EXPECT_FALSE(Adapter(open(vnString("MyScheme:dir/") + braced(name) + "?y=2")));
+    EXPECT_EQ(manager.asked, "MyScheme:dir/a.txt?y=2;");
+    vnGuidStringDict::remove(url);
+    vnGuidStringDict::remove(name);
+}
+
+TEST(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.txt", "abc");
+    Manager first("FILE"), second("file:");
+    first.answer = new Counted;
+    {
+        const Adapter adapter(open(vnString("file:") + path + "?x"));
+        EXPECT_TRUE(dynamic_cast<Counted*>(adapter.get()));
+        EXPECT_EQ(adapter->getURL(), vnString("file:") + path + "?x"); // its parts are filled in, too
+    }
+    EXPECT_EQ(second.asked, "");
+    second.answer = new Counted;
+    EXPECT_TRUE(dynamic_cast<Counted*>(Adapter(open(vnString("file:") + path)).get()));
+    EXPECT_EQ(first.asked, vnString("file:") + path + "?x;file:" + path + ";");
+    EXPECT_EQ(readAll(Adapter(open(vnString("file:") + path))), "abc"); // both decline
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(vnURLAdapter, DeletesAnAdapterWithAnError)
+{
+    Manager manager("myscheme");
+    manager.answer = new Counted("born broken");
+    EXPECT_EQ(failure("myscheme:a"), "URL Adapter (myscheme:a) Error:born broken");
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(vnURLAdapter, EndsURLsThatOpenThemselves)
+{
+    Manager manager("myscheme");
+    manager.again = true;
+    EXPECT_FALSE(Adapter(open("myscheme:a")));
+    EXPECT_EQ(manager.asked.length(), 32 * 11);
+}
+
+TEST(vnURLAdapter, ListsManagersByTheirExactKey)
+{
+    Manager first("MyScheme"), second("myscheme:");
+    EXPECT_EQ(vnSerializeAdapter::getURLManager("myscheme:"), &first);
+    EXPECT_EQ(vnSerializeAdapter::getURLManager("myscheme:", &first), &second);
+    EXPECT_EQ(vnSerializeAdapter::getURLManager("myscheme:", &second), nullptr);
+    EXPECT_FALSE(vnSerializeAdapter::hasRegisteredURLManager("myscheme"));
+    EXPECT_FALSE(vnSerializeAdapter::hasRegisteredURLManager("MyScheme:"));
+    vnSerializeAdapter::unregisterURLManager("MYSCHEME", &first);
+    EXPECT_EQ(vnSerializeAdapter::getURLManager("myscheme:"), &second);
+    vnSerializeAdapter::registerURLManager("none", nullptr);
+    EXPECT_FALSE(vnSerializeAdapter::hasRegisteredURLManager("none:"));
+}
+
+TEST(vnURLAdapter, OpensFromManyThreadsAtOnce)
+{
+    const vnTempFolder folder;
+    vnString path = vnString("file:") + folder.write("a.txt", "abc");
+    vnString base("dummy:");
+    base.makeUnique(); // a look-up must not pass this on to the key
+    const auto work = [&]
+    {
+        for (int i = 0; i < 500; ++i)
+        {
+            EXPECT_TRUE(vnSerializeAdapter::hasRegisteredURLManager(base));
+            EXPECT_EQ(readAll(Adapter(open(vnString(path.getString())))), "abc");
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+}
+
+TEST(vnURLAdapter, KnowsWhetherURLsExist)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.txt", "abc");
+    Recorder recorder;
+    EXPECT_TRUE(vnURLExist(path));
+    EXPECT_TRUE(vnURLExist(vnString("file:") + path));
+    EXPECT_FALSE(vnURLExist(path + "x"));
+    EXPECT_FALSE(vnURLExist("zip:a"));
+    EXPECT_FALSE(vnURLExist(""));
+    EXPECT_EQ(recorder.take(), Lines{});
+    Manager manager("myscheme");
+    for (const char* url : {"myscheme:a", "myscheme:a?b", "myscheme:a?exist=yes", "myscheme:a?exist=no"})
+        vnURLExist(url);
+    EXPECT_EQ(manager.asked, "myscheme:a?exist=yes;myscheme:a?b&exist=yes;myscheme:a?exist=yes;"
+                             "myscheme:a?exist=no&exist=yes;");
+}
