@@ -75,6 +75,9 @@ GOALS = (
     ("l.streams", "memory stream: write blocks", "vnSerializeAdapterMemory", [(1.0, "Poco::MemoryOutputStream")],
      [(1.0, "memcpy")]),
 
+    ("l.streams", "open by URL, read a byte, close: mem:", "getURLAdapter", [(1.0, "Poco::URIStreamOpener")], [(1000.0, "")]),
+    ("l.streams", "open by URL, read a byte, close: file:", "getURLAdapter", [(1.0, "Poco::URIStreamOpener")], []),
+
     ("n.logging", "notification", "vnNotifyMaster", [(200.0, "")], [(100.0, "")]),
     ("n.logging", "a message to a receiver that drops it", "vnMessage", [(300.0, "")], [(150.0, "")]),
     ("n.logging", "a message below the level", "vnMessage", [(10.0, "")], [(2.0, "")]),

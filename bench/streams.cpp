@@ -5,8 +5,10 @@
 
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnURL.h>
 
 #include <fcntl.h>
+#include <memory>
 #include <sstream>
 #include <streambuf>
 #include <sys/sendfile.h>
@@ -19,8 +21,12 @@
 #include <Poco/BinaryReader.h>
 #include <Poco/BinaryWriter.h>
 #include <Poco/FileStream.h>
+#include <Poco/FileStreamFactory.h>
 #include <Poco/MemoryStream.h>
 #include <Poco/StreamCopier.h>
+#include <Poco/URI.h>
+#include <Poco/URIStreamFactory.h>
+#include <Poco/URIStreamOpener.h>
 #endif
 #ifdef HAVE_QT
 #include <QDataStream>
@@ -82,6 +88,33 @@ struct MemoryBuffer : std::streambuf
         setg(data, data, data + memory.size());
     }
 };
+
+#ifdef HAVE_POCO
+// Gives what ours has built in: a stream over the memory that the path names, "address,length".
+class MemoryFactory : public Poco::URIStreamFactory
+{
+public:
+    std::istream* open(const Poco::URI& uri) override
+    {
+        char* end = nullptr;
+        const char* path = uri.getPath().c_str();
+        const auto address = std::strtoull(path, &end, 10);
+        const auto size = std::strtoull(end + 1, nullptr, 10);
+        return new Poco::MemoryInputStream(reinterpret_cast<const char*>(address), std::streamsize(size));
+    }
+};
+#endif
+
+static std::uint64_t openByURL(const vnString& url, int times)
+{
+    std::uint64_t sum = 0;
+    for (int i = 0; i < times; i++)
+    {
+        vnRefPointer<vnSerializeAdapter> in(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT));
+        sum += in->read();
+    }
+    return sum;
+}
 
 int main(int argc, char** argv)
 {
@@ -722,6 +755,40 @@ int main(int argc, char** argv)
                   keep(ready);
                   return std::uint64_t(BLOCKS) * 16;
               });
+        suite.run();
+    }
+    {
+        const int times = suite.scaled(20000);
+        const char memory[] = "bytes in memory";
+        const std::string place = std::to_string(reinterpret_cast<std::uintptr_t>(memory)) + ",15";
+        const std::string urls[] = {"mem:" + place, "file:" + out};
+        std::ofstream(out, std::ios::binary) << memory;
+#ifdef HAVE_POCO
+        Poco::URIStreamOpener opener;
+        opener.registerStreamFactory("mem", new MemoryFactory);
+        opener.registerStreamFactory("file", new Poco::FileStreamFactory);
+#endif
+        for (const std::string& url : urls)
+        {
+            const std::string scheme = url.substr(0, url.find(':') + 1);
+            Group& g = suite.group("open by URL, read a byte, close: " + scheme, nsPerOp, times).rounds(5);
+            g.sameCheck();
+#ifdef HAVE_POCO
+            g.add("Poco::URIStreamOpener", kit,
+                  [&opener, &url, times]
+                  {
+                      std::uint64_t sum = 0;
+                      for (int i = 0; i < times; i++)
+                      {
+                          std::unique_ptr<std::istream> stream(opener.open(Poco::URI(url)));
+                          sum += static_cast<unsigned char>(stream->get());
+                      }
+                      return sum;
+                  });
+#endif
+            const vnString ourUrl(url.c_str());
+            g.add("getURLAdapter", ours, [ourUrl, times] { return openByURL(ourUrl, times); });
+        }
         suite.run();
     }
     unlink(in.c_str());
