@@ -4,6 +4,7 @@
 /// Every public header of the library.
 
 #include <vnBase/vnArgument.h>
+#include <vnBase/vnArgumentParser.h>
 #include <vnBase/vnArray.h>
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnBasicParser.h>
@@ -26,6 +27,7 @@
 #include <vnBase/vnGUID.h>
 #include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnHalf.h>
+#include <vnBase/vnHostAddress.h>
 #include <vnBase/vnList.h>
 #include <vnBase/vnMath.h>
 #include <vnBase/vnMatrix.h>

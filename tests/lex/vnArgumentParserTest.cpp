@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnArgumentParser.h>
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnMessage.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace
+{
+std::vector<std::string> wordsOf(const vnArgumentParser& parser)
+{
+    std::vector<std::string> words;
+    for (unsigned int i = 0; i < parser.getArgumentCount(0); ++i)
+        words.push_back(parser.getArgument(i, 0).getString());
+    return words;
+}
+
+std::vector<std::string> wordsOf(const char* text)
+{
+    return wordsOf(vnArgumentParser(text, "-"));
+}
+
+// Messages on standard error, where death tests look for them.
+class Printer : public vnMessageReceiverInterface
+{
+public:
+    Printer() { vnMessage::addMessageReceiver(this); }
+    ~Printer() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
+    {
+        std::fprintf(stderr, "%x:%s|", level, message);
+    }
+};
+
+using Words = std::vector<std::string>;
+} // namespace
+
+TEST(vnArgumentParser, GivesOptionsWhatStandsBehindThem)
+{
+    const vnArgumentParser parser("-a 1 2 -b", "-");
+    unsigned int first = 9, count = 9;
+    EXPECT_TRUE(parser.hasOption("a", 1, &first, &count));
+    EXPECT_EQ(first, 0u);
+    EXPECT_EQ(count, 2u);
+    EXPECT_TRUE(parser.hasOption("b", 1, &first, &count));
+    EXPECT_EQ(first, 2u);
+    EXPECT_EQ(count, 0u);
+    EXPECT_FALSE(parser.hasOption("c"));
+    EXPECT_EQ(parser.getArgumentCount(1), 0u);
+    EXPECT_EQ(parser.getArgumentCount(0), 2u);
+}
+
+TEST(vnArgumentParser, KeepsFreeArgumentsApart)
+{
+    const vnArgumentParser parser("file -a 1", "-");
+    EXPECT_EQ(parser.getArgumentCount(1), 1u);
+    EXPECT_EQ(parser.getArgument(0, 1), "file");
+    EXPECT_EQ(parser.getArgument(1, 1), "");
+    EXPECT_EQ(parser.getArgument(1, 0), "1");
+    EXPECT_EQ(parser.getArgumentValue(0, "none"), "file");
+    EXPECT_EQ(parser.getArgumentValue(1, "none"), "none");
+}
+
+TEST(vnArgumentParser, TakesNegativeNumbersForArguments)
+{
+    const std::pair<const char*, bool> options[] = {
+        {"-5", false},  {"-0.5", false}, {"-1e3", false}, {"-0x10", false},       {"--5", false},
+        {"-+5", false}, {"-0", true},    {"-0.0", true},  {"-5x", true},          {"-1e", true},
+        {"-x5", true},  {"-", true},     {"x-5", false},  {"-4294967296", false},
+    };
+    for (const auto& [word, isOption] : options)
+        EXPECT_EQ(vnArgumentParser(word, "-").getArgumentCount(0), isOption ? 0u : 1u) << word;
+}
+
+TEST(vnArgumentParser, UsesAnyPrefix)
+{
+    const vnArgumentParser parser("-a --b +c", "--");
+    EXPECT_EQ(wordsOf(parser), (Words{"-a", "+c"}));
+    EXPECT_TRUE(parser.hasOption("b"));
+    EXPECT_FALSE(parser.hasOption("-b"));
+}
+
+TEST(vnArgumentParser, SplitsAtWhiteSpaceOutsideOfQuotes)
+{
+    EXPECT_EQ(wordsOf(" a\tb\r\nc "), (Words{"a", "b", "c"}));
+    EXPECT_EQ(wordsOf("\"a b\" 'c d' e\" f\"g \"\""), (Words{"a b", "c d", "e fg", ""}));
+    EXPECT_EQ(wordsOf("\"a\\\"b\\\\c\\td\" e\\tf"), (Words{"a\"b\\c\td", "e\\tf"}));
+    EXPECT_EQ(wordsOf("don't \"a b\" it\" c"), (Words{"don't", "a b", "it\"", "c"}));
+    EXPECT_EQ(wordsOf("http://host/*a b*/"), (Words{"http://host/*a", "b*/"}));
+    EXPECT_EQ(wordsOf("\"open\\"), (Words{"\"open\\"}));
+    EXPECT_EQ(wordsOf(""), Words{});
+}
+
+TEST(vnArgumentParser, ReadsAnUnclosedQuoteInLinearTime)
+{
+    std::string text;
+    while (text.size() + 4 < vnString::VN_MAX_LENGTH)
+        text += "\\\" '";
+    const vnArgumentParser parser(text.c_str(), "-");
+    EXPECT_GT(parser.getArgumentCount(0), 0u);
+}
+
+TEST(vnArgumentParser, ComparesOptionsInAnyCaseWhenAsked)
+{
+    vnArgumentParser parser("-Size 7", "-");
+    EXPECT_FALSE(parser.hasOption("size"));
+    EXPECT_TRUE(parser.hasOption("sIZE", 0));
+    EXPECT_EQ(parser.getOptionValue("size", 1, 0, 0), 7);
+    EXPECT_EQ(parser.getOptionValue("size", 1, 0, 1), 1);
+}
+
+TEST(vnArgumentParser, TakesTheFirstOptionOfAName)
+{
+    vnArgumentParser parser("-a 1 -a 2", "-");
+    EXPECT_EQ(parser.getOptionValue("a", 0), 1);
+}
+
+TEST(vnArgumentParser, ConvertsValues)
+{
+    vnArgumentParser parser("-v 12.75 -5 0x1F text 99999999999", "-");
+    EXPECT_EQ(parser.getOptionValue("v", "?"), "12.75");
+    EXPECT_EQ(parser.getOptionValue("v", 0.0), 12.75);
+    EXPECT_EQ(parser.getOptionValue("v", 0.0f), 12.75f);
+    EXPECT_EQ(parser.getOptionValue("v", 0), 12);
+    EXPECT_EQ(parser.getOptionValue("v", 0, 1), -5);
+    EXPECT_EQ(parser.getOptionValue("v", 0u, 1), 0u); // the nearest one
+    EXPECT_EQ(parser.getOptionValue("v", 0LL, 2), 31);
+    EXPECT_EQ(parser.getOptionValue("v", 3, 3), 0); // what is no number reads as 0
+    EXPECT_EQ(parser.getOptionValue("v", 0LL, 4), 99999999999);
+    EXPECT_EQ(parser.getOptionValue("v", 0, 4), 2147483647);
+    EXPECT_EQ(parser.getOptionValue("v", static_cast<unsigned char>(1), 4), 255);
+    EXPECT_EQ(parser.getOptionValue("w", 17ULL), 17u);
+}
+
+TEST(vnArgumentParser, RemembersAMissingArgument)
+{
+    vnArgumentParser parser("-a 1", "-");
+    parser.exitOnError(0);
+    EXPECT_EQ(parser.getOptionValue("a", 7, 1, 1, 1), 7);
+    EXPECT_FALSE(parser.hasError()); // it was optional
+    EXPECT_EQ(parser.getOptionValue("b", 7), 7);
+    EXPECT_FALSE(parser.hasError()); // no such option
+    EXPECT_EQ(parser.getOptionValue("a", 7, 1), 7);
+    EXPECT_EQ(parser.getError(), "Missing argument 1 for option '-a'");
+    parser.setArgumentString("", "-");
+    EXPECT_FALSE(parser.hasError());
+}
+
+TEST(vnArgumentParser, TakesWordsOfAProgramAsTheyAre)
+{
+    char program[] = "tool", first[] = "a \"b", second[] = "-o x", third[] = "-7";
+    char* words[] = {program, first, second, third, nullptr};
+    const vnArgumentParser parser(4, words, "-");
+    EXPECT_EQ(parser.getProgramName(), "tool");
+    EXPECT_EQ(wordsOf(parser), (Words{"a \"b", "-7"}));
+    EXPECT_TRUE(parser.hasOption("o x"));
+
+    char16_t wideProgram[] = u"t\u00E9", wideWord[] = u"\u20AC";
+    char16_t* wideWords[] = {wideProgram, wideWord};
+    const vnArgumentParser wide(2, wideWords, "-");
+    EXPECT_EQ(wide.getProgramName(), "t\xC3\xA9");
+    EXPECT_EQ(wordsOf(wide), (Words{"\xE2\x82\xAC"}));
+    EXPECT_EQ(vnArgumentParser(0, words, "-").getArgumentCount(0), 0u);
+}
+
+TEST(vnArgumentParser, RebuildsATextThatReadsTheSame)
+{
+    char program[] = "tool", file[] = "my file", option[] = "-o", quoted[] = "say \"a\\b\"", empty[] = "",
+         tab[] = "a\tb\n", other[] = "-long name", plain[] = "C:\\dir";
+    char* words[] = {program, file, option, quoted, empty, tab, other, plain};
+    const vnArgumentParser parser(8, words, "-");
+    EXPECT_EQ(parser.getArgumentString(1), "\"my file\"");
+    EXPECT_EQ(parser.getOptionString(), "-o \"say \\\"a\\\\b\\\"\" \"\" \"a\tb\n\" \"-long name\" C:\\dir");
+    const vnString text = parser.getArgOptString();
+    EXPECT_EQ(text, vnString("\"my file\" ") + parser.getOptionString());
+    EXPECT_EQ(parser.getArgumentString(0), "\"my file\" \"say \\\"a\\\\b\\\"\" \"\" \"a\tb\n\" C:\\dir");
+
+    const vnArgumentParser again(text, "-");
+    EXPECT_EQ(wordsOf(again), wordsOf(parser));
+    EXPECT_EQ(again.getArgOptString(), text);
+    EXPECT_TRUE(again.hasOption("long name"));
+}
+
+TEST(vnArgumentParser, RefusesToRebuildATextThatIsTooLong)
+{
+    std::string large(40000, 'x');
+    char* words[] = {large.data(), large.data(), large.data()};
+    const vnArgumentParser parser(3, words, "-");
+    EXPECT_THROW(parser.getArgumentString(1), vnFatalError);
+    EXPECT_EQ(parser.getArgument(1, 1).length(), 40000u);
+}
+
+TEST(vnArgumentParser, CopiesOwnWhatTheyHold)
+{
+    vnArgumentParser parser("a -b c", "-");
+    const vnArgumentParser copy(parser);
+    parser.setArgumentString("", "-");
+    EXPECT_EQ(copy.getArgOptString(), "a -b c");
+}
+
+// The codes below look like mistakes; scripts that call such programs rely on them.
+TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode0AfterHelp)
+{
+    char program[] = "tool", help[] = "-HELP";
+    char* words[] = {program, help};
+    EXPECT_EXIT(
+        {
+            Printer printer;
+            vnArgumentParser(2, words, "-").setSyntaxString("FILE");
+        },
+        testing::ExitedWithCode(0), "^3000: Syntax: tool FILE\\|");
+    vnArgumentParser(2, words, "-").setSyntaxString("");
+}
+
+TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode0AfterAWrongCount)
+{
+    char program[] = "tool", word[] = "a";
+    char* words[] = {program, word};
+    EXPECT_EXIT(
+        {
+            Printer printer;
+            vnArgumentParser parser(2, words, "-");
+            parser.setSyntaxString("FILE FILE");
+            parser.checkArgumentCount(2);
+        },
+        testing::ExitedWithCode(0), "^4000: Wrong number of arguments \\(1\\) - Syntax: tool FILE FILE\\|");
+    EXPECT_EXIT(
+        {
+            Printer printer;
+            vnArgumentParser(2, words, "-").checkArgumentCount(0);
+        },
+        testing::ExitedWithCode(0), "^4000: Wrong number of arguments \\(1\\)\\|");
+    EXPECT_TRUE(vnArgumentParser(2, words, "-").checkArgumentCount(1));
+}
+
+TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode99AfterAnError)
+{
+    EXPECT_EXIT(
+        {
+            Printer printer;
+            vnArgumentParser parser("-a", "-");
+            parser.setProgramName("");
+            parser.setSyntaxString("[-a N]");
+            parser.getOptionValue("a", 0);
+        },
+        testing::ExitedWithCode(99),
+        "^4000: Syntax: \\[-a N\\]\\|4000:Error:Missing argument 0 for option '-a'\\|");
+}
+
+TEST(vnArgumentParser, NeverEndsTheProgramWhenToldSo)
+{
+    vnArgumentParser parser("-help", "-");
+    parser.exitOnError(0);
+    parser.setSyntaxString("FILE");
+    EXPECT_FALSE(parser.checkArgumentCount(1));
+    EXPECT_EQ(parser.getError(), " Wrong number of arguments (0)");
+}
