@@ -20,6 +20,7 @@
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnDynamicType.h>
+#include <vnBase/vnDynamicTypeArgumentParser.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnFile.h>
@@ -54,6 +55,7 @@
 #include <vnBase/vnRefList.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnReference.h>
+#include <vnBase/vnRegKeyExpandParser.h>
 #include <vnBase/vnSemaphore.h>
 #include <vnBase/vnSerializeAdapter.h>
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -71,6 +73,7 @@
 #include <vnBase/vnSharedMemory.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringData.h>
+#include <vnBase/vnStringParser.h>
 #include <vnBase/vnStringTokenizer.h>
 #include <vnBase/vnSystem.h>
 #include <vnBase/vnTemplateError.h>

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnBasicParser.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+
+/// Parsers whose results are texts remember more than the longest one, so that none loses its beginning.
+constexpr unsigned int VN_MARKED_HISTORY = 70000;
+
+/// The characters consumed from `begin` on. A text that is too long for a string is an error of the parser.
+bool vnTakeMarkedText(vnBasicParser& parser, unsigned int begin, vnString& text);
+
+/// Lets a parser of texts read a byte order mark as the bytes that it is, instead of changing its encoding
+/// for all texts to come.
+void vnIgnoreByteOrderMarks(vnBasicParser& parser);
+
+/// Sets a text as the input of a parser, and takes it away again.
+class vnTextInput
+{
+public:
+    vnTextInput(vnBasicParser& parser, const vnString& text)
+        : m_parser(parser), m_adapter(const_cast<char*>(text.getString()), text.length()) // only read
+    {
+        m_adapter.ref(); // it is on the stack: the parser must not be the last one to let go
+        m_parser.setAdapter(&m_adapter);
+    }
+    ~vnTextInput() noexcept(false)
+    {
+        m_parser.setAdapter(nullptr);
+        m_adapter.unrefNoDelete();
+    }
+    vnTextInput(const vnTextInput&) = delete;
+    vnTextInput& operator=(const vnTextInput&) = delete;
+
+private:
+    vnBasicParser& m_parser;
+    vnSerializeAdapterMemory m_adapter;
+};

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnRegKeyExpandParser.h>
+
+#include "vnMarkedText.h"
+#include "vnUserKey.h"
+
+#include <vnBase/vnHostAddress.h>
+
+vnRegKeyExpandParser::vnRegKeyExpandParser()
+{
+    addFunction("fString", &vnRegKeyExpandParser::appendText);
+    addFunction("fRegKey", &vnRegKeyExpandParser::appendKey);
+    addFunction("fIFace", &vnRegKeyExpandParser::appendAddress);
+    // The value is appended before the closing bracket is looked for: a reference without one leaves its
+    // value behind, and the error.
+    addRules("regkey ::= '$(' $ [^)]* fRegKey ')' ;"
+             "iface ::= '${' $ [^}]* fIFace '}' ;"
+             "string ::= $ ( [^] - ( '$(' | '${' ) )+ fString ;"
+             "compressed ::= (string|regkey|iface)* ;");
+    setMaxBufferSize(VN_MARKED_HISTORY);
+}
+
+vnRegKeyExpandParser::~vnRegKeyExpandParser() noexcept(false) = default;
+
+vnString vnRegKeyExpandParser::parse()
+{
+    reset();
+    m_result.clear();
+    if (parseRule("compressed") == VN_PARSE_OK && hasData())
+        setError("Not All arguments were parsed");
+    return m_result;
+}
+
+bool vnRegKeyExpandParser::takeMarked(vnString& text)
+{
+    unsigned int begin = 0;
+    popMark(begin);
+    return vnTakeMarkedText(*this, begin, text);
+}
+
+vnParseResult vnRegKeyExpandParser::append(const vnString& text)
+{
+    if (m_result.length() + static_cast<unsigned int>(text.length()) > vnString::VN_MAX_LENGTH)
+    {
+        setError("The expanded text has more than %d bytes", vnString::VN_MAX_LENGTH);
+        return VN_PARSE_ERROR;
+    }
+    m_result += text;
+    return VN_PARSE_OK;
+}
+
+vnParseResult vnRegKeyExpandParser::appendText()
+{
+    vnString text;
+    return takeMarked(text) ? append(text) : VN_PARSE_ERROR;
+}
+
+vnParseResult vnRegKeyExpandParser::appendKey()
+{
+    vnString key;
+    return takeMarked(key) ? append(vnGetUserKey(key)) : VN_PARSE_ERROR;
+}
+
+vnParseResult vnRegKeyExpandParser::appendAddress()
+{
+    vnString name;
+    return takeMarked(name) ? append(vnGetHostAddress(name).asString()) : VN_PARSE_ERROR;
+}
