@@ -5,9 +5,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 
 namespace
 {
+constexpr const char* prefix = "-";
+
 unsigned int numberOf(const std::string& option, const std::string& text, unsigned int least,
                       unsigned int most)
 {
@@ -19,25 +22,62 @@ unsigned int numberOf(const std::string& option, const std::string& text, unsign
                            std::to_string(most) + ", not '" + text + "'");
     return value;
 }
+
+void checkCount(std::size_t count, std::size_t least, std::size_t most)
+{
+    if (count < least)
+        throw vnUsageError("too few arguments");
+    if (count > most)
+        throw vnUsageError("too many arguments");
+}
 } // namespace
+
+vnArguments::vnArguments(int count, char** words)
+{
+    for (int i = 0; i < count; ++i)
+        if (std::strlen(words[i]) > vnString::VN_MAX_LENGTH)
+            throw vnFailure("an argument is longer than 65535 bytes");
+    const vnArgumentParser parser(count, words, prefix);
+    // The library gives an option all arguments up to the next one; here each command tells how many it
+    // takes.
+    const auto& arguments = parser.getArguments();
+    auto argument = arguments.begin();
+    unsigned int taken = 0;
+    for (const vnArgOption* option : parser.getOptions())
+    {
+        for (; taken < option->getFirstArgument(); ++taken, ++argument)
+            m_words.push_back({(*argument)->getValue().getString(), false});
+        m_words.push_back({prefix + std::string(option->getName().getString()), true});
+    }
+    for (; argument != arguments.end(); ++argument)
+        m_words.push_back({(*argument)->getValue().getString(), false});
+    for (Word& word : m_words)
+        if (word.text == prefix)
+            word.isOption = false;
+}
+
+std::vector<vnArguments::Word>::iterator vnArguments::optionsEnd()
+{
+    return std::find_if(m_words.begin(), m_words.end(),
+                        [](const Word& word) { return word.isOption && word.text == "--"; });
+}
 
 unsigned int vnArguments::takeNumber(const std::string& name, unsigned int missing, unsigned int least,
                                      unsigned int most)
 {
     unsigned int value = missing;
-    const auto optionsEnd = [this] { return std::find(m_words.begin(), m_words.end(), "--"); };
     for (auto word = m_words.begin(); word < optionsEnd();)
     {
-        if (word->compare(0, name.size() + 1, name + "=") == 0)
+        if (word->isOption && word->text.compare(0, name.size() + 1, name + "=") == 0)
         {
-            value = numberOf(name, word->substr(name.size() + 1), least, most);
+            value = numberOf(name, word->text.substr(name.size() + 1), least, most);
             word = m_words.erase(word);
         }
-        else if (*word == name)
+        else if (word->isOption && word->text == name)
         {
             if (word + 1 == m_words.end())
                 throw vnUsageError(name + " needs a number");
-            value = numberOf(name, word[1], least, most);
+            value = numberOf(name, word[1].text, least, most);
             word = m_words.erase(word, word + 2);
         }
         else
@@ -48,17 +88,33 @@ unsigned int vnArguments::takeNumber(const std::string& name, unsigned int missi
     return value;
 }
 
+bool vnArguments::takeFlag(const std::string& name)
+{
+    const auto end = optionsEnd();
+    const auto kept = std::remove_if(
+        m_words.begin(), end, [&name](const Word& word) { return word.isOption && word.text == name; });
+    const bool isThere = kept != end;
+    m_words.erase(kept, end);
+    return isThere;
+}
+
 std::vector<std::string> vnArguments::takeOperands(std::size_t least, std::size_t most)
 {
-    const auto optionsEnd = std::find(m_words.begin(), m_words.end(), "--");
-    for (auto word = m_words.begin(); word != optionsEnd; ++word)
-        if (word->size() > 1 && word->front() == '-')
-            throw vnUsageError("unknown option '" + *word + "'");
-    if (optionsEnd != m_words.end())
-        m_words.erase(optionsEnd);
-    if (m_words.size() < least)
-        throw vnUsageError("too few arguments");
-    if (m_words.size() > most)
-        throw vnUsageError("too many arguments");
-    return std::move(m_words);
+    const auto end = optionsEnd();
+    for (auto word = m_words.begin(); word != end; ++word)
+        if (word->isOption)
+            throw vnUsageError("unknown option '" + word->text + "'");
+    if (end != m_words.end())
+        m_words.erase(end);
+    return takeAll(least, most);
+}
+
+std::vector<std::string> vnArguments::takeAll(std::size_t least, std::size_t most)
+{
+    checkCount(m_words.size(), least, most);
+    std::vector<std::string> texts;
+    for (Word& word : m_words)
+        texts.push_back(std::move(word.text));
+    m_words.clear();
+    return texts;
 }

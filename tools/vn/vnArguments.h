@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <vnBase/vnArgumentParser.h>
+
 #include <string>
 #include <vector>
 
@@ -8,7 +10,9 @@
 class vnArguments
 {
 public:
-    vnArguments(int count, char** words) : m_words(words, words + count) {}
+    /// `words` begin with the name of the command. Throws `vnFailure` for a word that is too long for the
+    /// library.
+    vnArguments(int count, char** words);
 
     /// Takes "--name N" or "--name=N" out of the words, the last one when it stands several times, and
     /// returns N, or `missing` when there is none. Throws `vnUsageError` for an N that is no number of
@@ -16,12 +20,23 @@ public:
     unsigned int takeNumber(const std::string& name, unsigned int missing, unsigned int least,
                             unsigned int most);
 
+    /// Takes the option "--name" out of the words and answers whether it was there.
+    bool takeFlag(const std::string& name);
+
     /// What is left, `least` to `most` words. Throws `vnUsageError` for an unknown option or another count.
     std::vector<std::string> takeOperands(std::size_t least, std::size_t most);
 
-    /// What is left as it stands, options and all.
-    std::vector<std::string> takeAll() { return std::move(m_words); }
+    /// What is left as it stands, options and all, `least` to `most` words.
+    std::vector<std::string> takeAll(std::size_t least, std::size_t most);
 
 private:
-    std::vector<std::string> m_words;
+    struct Word
+    {
+        std::string text;
+        bool isOption;
+    };
+
+    std::vector<Word>::iterator optionsEnd();
+
+    std::vector<Word> m_words;
 };

@@ -12,13 +12,6 @@
 
 namespace
 {
-vnString checkedText(const std::string& text)
-{
-    if (text.size() > vnString::VN_MAX_LENGTH)
-        throw vnFailure("a text is longer than 65535 bytes");
-    return vnString(text.data(), static_cast<unsigned short>(text.size()));
-}
-
 bool isDigit(char c)
 {
     return c >= '0' && c <= '9';
@@ -75,23 +68,19 @@ vnArgument argumentOf(const std::string& text, std::deque<vnString>& strings)
         return vnArgument(large);
     if (isReal(text.c_str()))
         return vnArgument(std::strtod(text.c_str(), nullptr));
-    strings.push_back(checkedText(!text.empty() && text[0] == '=' ? text.substr(1) : text));
+    strings.emplace_back(text.c_str() + (text.compare(0, 1, "=") == 0));
     return vnArgument(strings.back());
 }
 } // namespace
 
 void vnRunFormat(vnArguments& arguments)
 {
-    const std::vector<std::string> words = arguments.takeAll();
-    if (words.empty())
-        throw vnUsageError("a format is missing");
-    if (words.size() > vnArgumentList::VN_MAX_ARGUMENTS + 1)
-        throw vnUsageError("a format takes up to 16 arguments");
+    const std::vector<std::string> words = arguments.takeAll(1, vnArgumentList::VN_MAX_ARGUMENTS + 1);
     std::deque<vnString> strings; // the arguments point to them
     std::vector<vnArgument> values;
     for (std::size_t i = 1; i < words.size(); ++i)
         values.push_back(argumentOf(words[i], strings));
-    const vnString format = checkedText(words[0]);
+    const vnString format(words[0].c_str());
     vnString result;
     result.assignFormat(format, format.length(),
                         vnArgumentList(values.data(), static_cast<unsigned int>(values.size())));

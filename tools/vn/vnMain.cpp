@@ -87,7 +87,7 @@ ExitCode run(int count, char** words)
     }
     try
     {
-        vnArguments arguments(count - 1, words + 1);
+        vnArguments arguments(count, words);
         command->run(arguments);
         vnFlushResults();
         return done;

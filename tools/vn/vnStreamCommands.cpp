@@ -1,56 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "vnArguments.h"
+#include "vnInput.h"
 #include "vnTool.h"
 
-#include <vnBase/vnProgress.h>
-#include <vnBase/vnRefPointer.h>
-#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnString.h>
 
-#include <algorithm>
 #include <sys/stat.h>
-#include <vector>
 
-// The commands that move bytes from stream to stream.
+// The commands that move bytes from stream to stream, and tell about their URLs.
 
 namespace
 {
-using Adapter = vnRefPointer<vnSerializeAdapter>;
-
-void checkError(Adapter& adapter)
+// The name of the file behind a URL; empty for other things.
+std::string fileOf(const std::string& url)
 {
-    if (adapter->hasError())
-        throw vnFailure(adapter->getError().getString());
-}
-
-Adapter openFile(const std::string& name, vnSerializeAction action)
-{
-    if (name.empty())
-        throw vnUsageError("a file name is empty");
-    Adapter adapter(new vnSerializeAdapterFile(name.c_str(), action, 0, 0));
-    checkError(adapter);
-    return adapter;
-}
-
-// Hands all bytes of `source` to `put(data, size)`, and tells how far it is.
-template <class Put>
-void forEachBlock(Adapter& source, const char* banner, Put put)
-{
-    std::vector<unsigned char> block(1000000);
-    double total = source->length();
-    double finished = 0;
-    while (source->hasData())
-    {
-        // A source that can't tell how much there is, such as a named pipe, is read as the bytes come.
-        const unsigned int known = std::max(source->length(), 1u);
-        const unsigned int wanted = std::min<unsigned int>(known, static_cast<unsigned int>(block.size()));
-        const unsigned int size = source->read(block.data(), wanted);
-        checkError(source);
-        put(block.data(), size);
-        finished += size;
-        total = std::max(total, finished);
-        vnProgress::progress(static_cast<unsigned char>(finished / total * 100.0), banner);
-    }
-    checkError(source);
+    vnString base, path, name;
+    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
+    if (base == "file:")
+        return (path + name).getString();
+    return base.isEmpty() ? url : "";
 }
 
 bool isSameFile(const std::string& left, const std::string& right)
@@ -64,27 +32,36 @@ bool isSameFile(const std::string& left, const std::string& right)
 
 void vnRunCat(vnArguments& arguments)
 {
-    for (const std::string& name : arguments.takeOperands(1, SIZE_MAX))
+    for (const std::string& url : arguments.takeOperands(1, SIZE_MAX))
     {
-        Adapter source = openFile(name, VN_SERIALIZE_INPUT);
-        forEachBlock(source, name.c_str(), vnWriteResult);
+        vnAdapter source = vnOpenURL(url, VN_SERIALIZE_INPUT);
+        vnForEachBlock(source, url.c_str(), vnWriteResult);
     }
 }
 
 void vnRunCopy(vnArguments& arguments)
 {
-    const std::vector<std::string> names = arguments.takeOperands(2, 2);
+    const std::vector<std::string> urls = arguments.takeOperands(2, 2);
     // Opening the target empties it, so that the source would be lost.
-    if (isSameFile(names[0], names[1]))
-        throw vnFailure("'" + names[0] + "' and '" + names[1] + "' are one file");
-    Adapter source = openFile(names[0], VN_SERIALIZE_INPUT);
-    Adapter target = openFile(names[1], VN_SERIALIZE_OUTPUT);
-    forEachBlock(source, "copy",
-                 [&target](unsigned char* data, unsigned int size)
-                 {
-                     target->write(data, size);
-                     checkError(target);
-                 });
+    if (isSameFile(fileOf(urls[0]), fileOf(urls[1])))
+        throw vnFailure("'" + urls[0] + "' and '" + urls[1] + "' are one file");
+    vnAdapter source = vnOpenURL(urls[0], VN_SERIALIZE_INPUT);
+    vnAdapter target = vnOpenURL(urls[1], VN_SERIALIZE_OUTPUT);
+    vnForEachBlock(source, "copy",
+                   [&target](unsigned char* data, unsigned int size)
+                   {
+                       target->write(data, size);
+                       vnCheckError(target);
+                   });
     target->flush();
-    checkError(target);
+    vnCheckError(target);
+}
+
+void vnRunUrl(vnArguments& arguments)
+{
+    const std::string url = arguments.takeOperands(1, 1)[0];
+    vnString parts[4];
+    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &parts[0], &parts[1], &parts[2], &parts[3], nullptr);
+    for (const vnString& part : parts)
+        vnWriteLine(part.getString());
 }

@@ -8,16 +8,37 @@
 const std::vector<vnCommand>& vnCommands()
 {
     static const std::vector<vnCommand> commands = {
-        {"cat", "FILE...", "write files to standard output, one after the other", "", vnRunCat},
-        {"copy", "FROM TO", "copy one file to another",
-         "What TO held before is lost. A file is not copied onto itself.\n", vnRunCopy},
+        {"cat", "URL...", "write what URLs hold to standard output, one after the other", "", vnRunCat},
+        {"copy", "FROM-URL TO-URL", "copy what one URL holds to another",
+         "What the target held before is lost. A file is not copied onto itself.\n"
+         "    vn copy dummy:1000000 file:noise.bin\n",
+         vnRunCopy},
         {"format", "FORMAT [ARGUMENT...]", "print a text by the library's format engine",
          "Up to 16 arguments. Digits with an optional sign that fit 64 bits are an integer, digits with a "
          "point or\n"
          "an exponent are a number, anything else is a string; so is what stands behind a leading \"=\".\n"
          "    vn format '%-8s|%5d|%x' name 42 255\n",
          vnRunFormat},
-        {"words", "[--top N] [--threads N] FILE...", "count the words of files",
+        {"match", "RULES-URL RULE INPUT-URL [--trace]", "match input against a grammar",
+         "The rules can use fPush and the other functions of scanning. Prints OK, No Match or the error, "
+         "then\n"
+         "the number of characters consumed, then what was pushed, a line each. --trace shows the walk.\n",
+         vnRunMatch},
+        {"scan", "FORMAT TEXT", "take a text apart by a format of scanning",
+         "Prints each piece on a line of its own; a text that does not match is a failure.\n"
+         "    vn scan '%i = %l x %l' 'size = 640 x 480'\n",
+         vnRunScan},
+        {"tokens", "[--strings] [--set] [--utf8] URL", "show the tokens of a text",
+         "Prints line, column, kind and value of each. --strings reads quoted texts, --set sets in square\n"
+         "brackets, --utf8 characters of UTF-8. Columns count bytes.\n",
+         vnRunTokens},
+        {"url", "URL", "split a URL", "Prints base, path, name and attributes, a line each.\n", vnRunUrl},
+        {"value", "TYPE TEXT", "show the bytes of a dynamic value on the wire",
+         "TYPE is num, llnum, str, void, error, guid, vec2, vec3, vec4 or array.\n"
+         "    vn value vec2 1,2.5\n"
+         "    vn value array \"[1, 'a', [yes]]\"\n",
+         vnRunValue},
+        {"words", "[--top N] [--threads N] URL...", "count the words of texts",
          "A word is a run of ASCII letters, digits and bytes above 127; letters are lower-cased, and a word "
          "is cut at\n"
          "1000 bytes. Prints the N most frequent words (20) as \"COUNT WORD\", the most frequent first, "
@@ -46,4 +67,10 @@ void vnFlushResults()
 {
     if (std::fflush(stdout) != 0)
         failOutput();
+}
+
+void vnWriteLine(const std::string& text)
+{
+    vnWriteResult(text.data(), text.size());
+    vnWriteResult("\n", 1);
 }

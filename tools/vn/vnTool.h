@@ -41,7 +41,15 @@ void vnWriteResult(const void* data, std::size_t size);
 /// Puts the results out; throws `vnFailure` when that fails.
 void vnFlushResults();
 
+/// A line of results.
+void vnWriteLine(const std::string& text);
+
 void vnRunCat(vnArguments& arguments);
 void vnRunCopy(vnArguments& arguments);
 void vnRunFormat(vnArguments& arguments);
+void vnRunMatch(vnArguments& arguments);
+void vnRunScan(vnArguments& arguments);
+void vnRunTokens(vnArguments& arguments);
+void vnRunUrl(vnArguments& arguments);
+void vnRunValue(vnArguments& arguments);
 void vnRunWords(vnArguments& arguments);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "vnArguments.h"
+#include "vnInput.h"
 #include "vnTool.h"
 #include "vnWordCount.h"
 
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnProgress.h>
-#include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnThread.h>
 
 #include <algorithm>
@@ -148,16 +148,9 @@ private:
     std::vector<std::unique_ptr<Counter>> m_counters;
 };
 
-void checkError(vnSerializeAdapter& adapter)
-{
-    if (adapter.hasError())
-        throw vnFailure(adapter.getError().getString());
-}
-
 void readFile(const std::string& name, BlockQueue& queue)
 {
-    vnRefPointer<vnSerializeAdapter> file(new vnSerializeAdapterFile(name.c_str(), VN_SERIALIZE_INPUT, 0, 0));
-    checkError(*file);
+    vnAdapter file = vnOpenURL(name, VN_SERIALIZE_INPUT);
     double total = file->length();
     double finished = 0;
     Block open; // the beginning of a word that goes on in the next block
@@ -168,7 +161,7 @@ void readFile(const std::string& name, BlockQueue& queue)
         const std::size_t wanted = std::min<std::size_t>(std::max(file->length(), 1u), blockSize);
         block.resize(kept + wanted);
         const unsigned int size = file->read(block.data() + kept, static_cast<unsigned int>(wanted));
-        checkError(*file);
+        vnCheckError(file);
         block.resize(kept + size);
 
         const std::size_t end = vnWordCount::findOpenWord(block.data(), block.size());
@@ -182,7 +175,7 @@ void readFile(const std::string& name, BlockQueue& queue)
         total = std::max(total, finished);
         vnProgress::progress(static_cast<unsigned char>(finished / total * 100.0), name.c_str());
     }
-    checkError(*file);
+    vnCheckError(file);
     if (!open.empty())
         queue.put(std::move(open));
 }
