@@ -38,6 +38,25 @@ cmp README.md "$work/copy.md" && echo "the copy is the same, byte by byte"
 show vn copy README.md /dev/full || echo "(ended with $?)"
 show vn cat missing.txt || echo "(ended with $?)"
 
+title "URLs: random bytes into a file, and the parts of a URL"
+show vn copy dummy:1000000 "file:$work/noise.bin"
+stat -c '%s bytes' "$work/noise.bin"
+show vn url 'http://host/dir/file.txt?a=1&b=2'
+
+title "Reading text: tokens, a format, a grammar"
+printf 'size = 640 x 480 // pixels\n' > "$work/size.txt"
+show vn tokens "$work/size.txt"
+show vn scan '%i = %l x %l' "$(cat "$work/size.txt")"
+show vn scan '%l,%l' 1024 || echo "(ended with $?)"
+printf 'list ::= item (%s item)* ;\nitem ::= $ fIdent fPush ;\n' "','" > "$work/list.rules"
+printf 'red,green,blue' > "$work/list.txt"
+show cat "$work/list.rules"
+show vn match "$work/list.rules" list "$work/list.txt"
+
+title "Dynamic values: their bytes on a stream"
+show vn value num 12
+show vn value array "[1, 'a', [yes]]"
+
 title "A message of each level"
 VANTOR_ASSERT=ignore show "$examples/messages"
 

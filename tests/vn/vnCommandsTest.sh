@@ -95,4 +95,69 @@ mkfifo fifo && (cat numbers > fifo &) && "$vn" cat fifo > copied && same "a name
 "$vn" cat numbers > /dev/full 2> error && { echo "a full standard output went unnoticed"; failures=$((failures + 1)); }
 grep -q 'standard output' error || { echo "a full standard output is not named"; failures=$((failures + 1)); }
 
+check "a file onto itself by its URL" 1 "" copy numbers file:numbers
+same "the file is whole after that" numbers copied
+"$vn" copy dummy:3000000 file:noise && [[ $(stat -c %s noise) == 3000000 ]] ||
+    { echo "random bytes: not 3000000"; failures=$((failures + 1)); }
+printf 'more' > appended && "$vn" copy text 'file:appended?append=yes' && (printf 'more'; cat text) > expected &&
+    same "appending" appended expected
+check "memory is no business of a command line" 2 "" cat mem:1234,5
+check "nor are adapters, in any case" 2 "" cat ADAPT:1234
+check "nor memory within another URL" 2 "" cat cache:0,5,mem:1234,5
+printf 'a file' > mem:1,2
+check "a file that is called like memory" 0 "a file" cat file:mem:1,2
+check "a scheme that can't be opened" 1 "" cat http://localhost/
+check "options end" 2 "" cat --frobnicate text
+printf 'dashed' > --dashed
+check "behind the end of options" 0 "dashed" cat -- --dashed
+
+check "the parts of a URL" 0 "http:${line}//host/dir/${line}file.txt${line}a=1&b=2$line" url 'HTTP://host/dir/file.txt?a=1&b=2'
+check "the parts of a name" 0 "$line${line}name$line$line" url name
+check "no URL" 2 "" url
+
+printf 'a = "b c" -1.5\n[x] // end\n' > source
+check "tokens" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1 3 token 61${line}1 4 whitespace 32${line}1 5 token \
+34${line}1 6 identifier b${line}1 7 whitespace 32${line}1 8 identifier c${line}1 9 token 34${line}1 10 whitespace \
+32${line}1 11 real -1.5${line}1 15 whitespace 32${line}2 1 token 91${line}2 2 identifier x${line}2 3 token 93${line}2 4 \
+whitespace 32${line}2 5 comment  end${line}2 11 whitespace 32$line" tokens source
+check "tokens with strings and sets" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1 3 token 61${line}1 4 whitespace \
+32${line}1 5 string b c${line}1 10 whitespace 32${line}1 11 real -1.5${line}1 15 whitespace 32${line}2 1 set x${line}2 4 \
+whitespace 32${line}2 5 comment  end${line}2 11 whitespace 32$line" tokens --strings source --set
+printf '"\xc3\xa4\n"4294967296 1e' > source
+check "tokens with a line feed, a large number, an error" 0 "1 1 string "$'\xc3\xa4'"\\n${line}2 2 large \
+4294967296${line}2 12 whitespace 32${line}2 13 error 5$line" tokens --utf8 --strings source
+check "tokens of nothing" 0 "" tokens empty
+check "tokens with an unknown option" 2 "" tokens --string source
+
+check "scan" 0 "10${line}20$line" scan '%l,%l' 10,20
+check "scan with pieces like options" 0 "-7$line--x$line" scan '%l%w%e' '-7 --x'
+check "scan, a mismatch behind a piece" 1 "1024$line" scan '%l,%l' 1024
+check "scan, a piece with quotes" 0 "x$line" scan %s "'x'"
+check "scan without a text" 2 "" scan %l
+
+printf 'pair ::= $ fIdent fPush "=" number ;\nnumber ::= $ digit+ fPush ;\nbad ::= ( digit ;\n' > rules
+printf 'key=42;' > input
+check "match" 0 "OK${line}6${line}key${line}42$line" match rules pair input
+check "no match" 1 "No Match${line}0$line" match rules number input
+check "a rule that is wrong" 1 "Missing right ')' in rule 'bad' at (Line:0,Col:7) -> ( digit${line}0$line" match rules bad input
+check "a rule that is not there" 1 "Unknow parse function 'none'${line}0$line" match rules none input
+check "rules that are not there" 1 "" match missing pair input
+check "a trace keeps out of the results" 0 "OK${line}6${line}key${line}42$line" match --trace rules pair input
+"$vn" match rules pair input --trace 2>&1 > /dev/null | grep -q 'Parsing Rule     : number' ||
+    { echo "match does not trace"; failures=$((failures + 1)); }
+
+check "a number on the wire" 0 "6e756d00010c$line" value num 12
+check "a negative number" 0 "6e756d0001fb$line" value num -5
+check "no number" 1 "" value num text
+check "two numbers" 1 "" value num 1,2
+check "no value" 0 "766f69640000$line" value void
+check "a text" 0 "7374720003616200$line" value str ab
+check "a large integer" 0 "6c6c6e756d00080000000001000000$line" value llnum 4294967296
+check "no integer" 1 "" value llnum 1.5
+check "a vector" 0 "7665633200080000803f00002040$line" value vec2 1,2.5
+check "a vector that is too short" 1 "" value vec3 1,2
+check "an array that is open" 1 "" value array '[1'
+check "no type" 2 "" value number 1
+check "no text" 2 "" value num
+
 [[ $failures == 0 ]]

@@ -11,14 +11,12 @@
 
 namespace
 {
-// The name of the file behind a URL; empty for other things.
+// The name of the file that a URL opens; of other things there is none of that name.
 std::string fileOf(const std::string& url)
 {
     vnString base, path, name;
     vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
-    if (base == "file:")
-        return (path + name).getString();
-    return base.isEmpty() ? url : "";
+    return base == "file:" || base.isEmpty() ? (path + name).getString() : url;
 }
 
 bool isSameFile(const std::string& left, const std::string& right)

@@ -38,7 +38,7 @@ vnDynamicType vectorOf(const std::string& text)
     const vnArray<vnDynamicType> values = argumentsOf(text, "num", COUNT);
     Vector vector;
     for (unsigned int i = 0; i < COUNT; ++i)
-        vector[i] = static_cast<float>(values[i].getNumber());
+        (&vector.x)[i] = static_cast<float>(values[i].getNumber()); // the components stand in a row
     return vnDynamicType(vector);
 }
 
