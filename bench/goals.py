@@ -63,6 +63,7 @@ GOALS = (
     ("k.grammar", "HTTP request line", "vnParserFunction", [(500.0, "")], [(139.0, "")]),
     ("k.grammar", "nested expression", "vnParserFunction", [(580.0, "")], [(339.0, "")]),
     ("k.grammar", "access log", "vnParserFunction, memory", [(20.0, "")], [(60.0, "")]),
+    ("k.scan", "\"%l,%l\"", "parse", [(3.0, "sscanf")], [(1.0, "sscanf")]),
 
     ("l.streams", "read a 100 MB file byte by byte", "vnSerializeAdapterFile read()", [(0.5, "Poco::FileInputStream get()")],
      [(700.0, "")]),
