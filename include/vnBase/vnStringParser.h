@@ -70,8 +70,6 @@ public:
     static void cleanUpParsers();
 
 private:
-    friend class vnFormatCache;
-
     vnParseResult push();
     vnParseResult pushInner();
     bool takeMarked(vnString& text);

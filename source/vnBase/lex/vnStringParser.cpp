@@ -126,10 +126,9 @@ private:
     unsigned short m_decimal;
     std::string m_grammar;
 };
-} // namespace
 
 /// The compiled formats of a thread.
-class vnFormatCache
+class FormatCache
 {
 public:
     /// The parser of a format; null for one that is too long.
@@ -157,10 +156,10 @@ private:
     static thread_local bool s_isGone;
 };
 
-thread_local vnFormatCache::Parsers* vnFormatCache::s_parsers = nullptr;
-thread_local bool vnFormatCache::s_isGone = false;
+thread_local FormatCache::Parsers* FormatCache::s_parsers = nullptr;
+thread_local bool FormatCache::s_isGone = false;
 
-vnString vnFormatCache::keyOf(const vnString& format, unsigned short decimal)
+vnString FormatCache::keyOf(const vnString& format, unsigned short decimal)
 {
     char small[64];
     const unsigned int length = format.length();
@@ -174,7 +173,7 @@ vnString vnFormatCache::keyOf(const vnString& format, unsigned short decimal)
     return decimal ? format + static_cast<char16_t>(decimal) : format + vnString("", 1);
 }
 
-vnStringParser* vnFormatCache::compile(const vnString& format, unsigned short decimal)
+vnStringParser* FormatCache::compile(const vnString& format, unsigned short decimal)
 {
     FormatCompiler compiler(format, decimal);
     const std::string& grammar = compiler.compile();
@@ -190,7 +189,7 @@ vnStringParser* vnFormatCache::compile(const vnString& format, unsigned short de
     return parser.release();
 }
 
-vnRefPointer<vnStringParser> vnFormatCache::find(const vnString& format, unsigned short decimal)
+vnRefPointer<vnStringParser> FormatCache::find(const vnString& format, unsigned short decimal)
 {
     constexpr unsigned int VN_HASH_SIZE = 50;
     if (format.length() > vnString::VN_MAX_LENGTH - 3 || s_isGone)
@@ -209,24 +208,25 @@ vnRefPointer<vnStringParser> vnFormatCache::find(const vnString& format, unsigne
     return parser;
 }
 
-void vnFormatCache::clear()
+void FormatCache::clear()
 {
     const std::unique_ptr<Parsers> gone(std::exchange(s_parsers, nullptr));
 }
 
-vnArray<vnString> vnFormatCache::run(vnStringParser& parser, const vnString& text, unsigned char* ok)
+vnArray<vnString> FormatCache::run(vnStringParser& parser, const vnString& text, unsigned char* ok)
 {
     parser.reset();
     const vnTextInput input(parser, text);
     return parser.parseArguments("main", ok);
 }
+} // namespace
 
 vnArray<vnString> parse(const vnString& format, const vnString& text, unsigned char* ok,
                         unsigned short decimal)
 {
-    const vnRefPointer<vnStringParser> parser = vnFormatCache::find(format, decimal);
+    const vnRefPointer<vnStringParser> parser = FormatCache::find(format, decimal);
     if (parser)
-        return vnFormatCache::run(*parser, text, ok);
+        return FormatCache::run(*parser, text, ok);
     if (ok)
         *ok = 0;
     return vnArray<vnString>();
@@ -266,7 +266,7 @@ vnArray<vnString> vnStringParser::parseArguments(const vnString& rule, unsigned 
 
 void vnStringParser::cleanUpParsers()
 {
-    vnFormatCache::clear();
+    FormatCache::clear();
 }
 
 bool vnStringParser::takeMarked(vnString& text)
