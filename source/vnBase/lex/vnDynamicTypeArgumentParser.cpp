@@ -57,7 +57,7 @@ vnParseResult vnDynamicTypeArgumentParser::pushNumber()
     vnString text;
     if (!takeMarked(text))
         return VN_PARSE_ERROR;
-    m_values.append(vnDynamicType(text.real()));
+    vnAppendResult(m_values, vnDynamicType(text.real()));
     return VN_PARSE_OK;
 }
 
@@ -67,8 +67,8 @@ vnParseResult vnDynamicTypeArgumentParser::pushString()
     if (!takeMarked(text))
         return VN_PARSE_ERROR;
     const unsigned int length = text.length();
-    m_values.append(
-        vnDynamicType(length > 2 ? text(1, static_cast<unsigned short>(length - 2)) : vnString()));
+    vnAppendResult(m_values,
+                   vnDynamicType(length > 2 ? text(1, static_cast<unsigned short>(length - 2)) : vnString()));
     return VN_PARSE_OK;
 }
 
@@ -77,7 +77,7 @@ vnParseResult vnDynamicTypeArgumentParser::pushBool()
     vnString text;
     if (!takeMarked(text))
         return VN_PARSE_ERROR;
-    m_values.append(vnDynamicType(text.yesNo() ? 1.0 : 0.0));
+    vnAppendResult(m_values, vnDynamicType(text.yesNo() ? 1.0 : 0.0));
     return VN_PARSE_OK;
 }
 
@@ -87,7 +87,7 @@ vnParseResult vnDynamicTypeArgumentParser::pushGUID()
     vnGUID guid;
     if (!takeMarked(text) || !guid.setString(text))
         return VN_PARSE_ERROR;
-    m_values.append(vnDynamicType(guid));
+    vnAppendResult(m_values, vnDynamicType(guid));
     return VN_PARSE_OK;
 }
 
@@ -106,6 +106,6 @@ vnParseResult vnDynamicTypeArgumentParser::endArray()
     const unsigned int last = m_outer.getSize() - 1;
     m_values = std::move(m_outer[last]);
     m_outer.setSize(last);
-    m_values.append(array);
+    vnAppendResult(m_values, vnDynamicType(array));
     return VN_PARSE_OK;
 }

@@ -281,7 +281,7 @@ vnParseResult vnStringParser::push()
     vnString text;
     if (!takeMarked(text))
         return VN_PARSE_ERROR;
-    m_results.append(std::move(text));
+    vnAppendResult(m_results, std::move(text));
     return VN_PARSE_OK;
 }
 
@@ -291,6 +291,6 @@ vnParseResult vnStringParser::pushInner()
     if (!takeMarked(text))
         return VN_PARSE_ERROR;
     const unsigned int length = text.length();
-    m_results.append(length > 2 ? text(1, static_cast<unsigned short>(length - 2)) : vnString());
+    vnAppendResult(m_results, length > 2 ? text(1, static_cast<unsigned short>(length - 2)) : vnString());
     return VN_PARSE_OK;
 }
