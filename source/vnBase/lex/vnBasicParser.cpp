@@ -140,7 +140,7 @@ void vnBasicParser::makeHistoryRoom(unsigned int kept, unsigned int more)
     if (needed > m_history.getSize() / 2)
     {
         vnDynamicArray<char16_t> larger(64);
-        larger.setSize(vnCheckedSize(2 * needed));
+        larger.setSize(vnCheckedSize(std::max<vnUInt64>(2 * needed, 64)));
         std::copy_n(m_history.data() + (m_historyEnd - kept), kept, larger.data());
         m_history.swap(larger);
     }

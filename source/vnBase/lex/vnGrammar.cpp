@@ -140,8 +140,10 @@ private:
             return false;
         const char16_t unit[] = {m_lex.getLexToken(&m_adapter), 0};
         m_pending = vnString(unit, 1, !m_lex.isUnicode() && !m_lex.isUtf8());
+        if (m_pending.isEmpty())
+            m_pending = vnString("", 1); // the character 0
         m_at = 0;
-        return !m_pending.isEmpty();
+        return true;
     }
 
     vnSerializeAdapter& m_adapter;
