@@ -192,6 +192,7 @@ private:
     void undoLines(unsigned int count);
     void checkPushBack(unsigned int count) const;
     const char16_t* findHistory(unsigned int& position, unsigned int& count) const;
+    bool checkInWindow(const char16_t* text, unsigned int count, bool& isEqual);
     bool isByteText() const noexcept;
     template <class Test>
     vnParseResult parseOne(const Test& isWanted);

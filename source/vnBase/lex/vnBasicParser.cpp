@@ -228,6 +228,9 @@ unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int coun
     if (!m_adapter)
         return 0;
     flushTail();
+    bool isEqual = false;
+    if (!ignoreCase && checkInWindow(text, count, isEqual))
+        return isEqual;
     // 16-bit text is asked for all of its bytes: reading behind the end would invent characters.
     const vnUInt64 bytes = static_cast<vnUInt64>(count) * m_lexer.getTokenSize();
     if (bytes > std::numeric_limits<unsigned int>::max() ||
@@ -242,15 +245,34 @@ unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int coun
             return 0;
         }
         const char16_t character = takeToken();
-        const bool isEqual =
-            character == text[i] || (ignoreCase && std::towupper(static_cast<std::wint_t>(character)) ==
-                                                       std::towupper(static_cast<std::wint_t>(text[i])));
-        if (isEqual)
+        if (character == text[i] || (ignoreCase && std::towupper(static_cast<std::wint_t>(character)) ==
+                                                       std::towupper(static_cast<std::wint_t>(text[i]))))
             continue;
         pushBackTokens(i + 1);
         return 0;
     }
     return 1;
+}
+
+// Answers false when the bytes of the window don't tell, or when reading and giving back would leave a trace.
+bool vnBasicParser::checkInWindow(const char16_t* text, unsigned int count, bool& isEqual)
+{
+    vnParserCursor cursor(*this);
+    const vnParserCursor::Mode mode = cursor.getMode();
+    if (count == 0 || mode == vnParserCursor::NONE ||
+        static_cast<std::size_t>(cursor.end() - cursor.next()) < count)
+        return false;
+    const unsigned char* next = cursor.next();
+    const unsigned int limit = mode == vnParserCursor::BYTES ? 0x100 : 0x80;
+    unsigned int same = 0;
+    while (same < count && next[same] == text[same] && next[same] < limit)
+        ++same;
+    isEqual = same == count;
+    if (!isEqual)
+        return next[same] < limit && !std::memchr(next, '\n', same + 1) && cursor.hasRoomFor(same + 1);
+    cursor.takeLines(count);
+    cursor.leave();
+    return true;
 }
 
 bool vnBasicParser::isByteText() const noexcept

@@ -79,7 +79,7 @@ bool vnGrammarSet::contains(char16_t character, bool isByteText) const noexcept
 const unsigned char* vnGrammarSet::findEnd(const unsigned char* begin, const unsigned char* end,
                                            vnParserCursor::Mode mode) const noexcept
 {
-    if (mode == vnParserCursor::BYTES && m_stop >= 0)
+    if (mode == vnParserCursor::BYTES && m_stop >= 0 && begin != end)
     {
         const void* found = std::memchr(begin, m_stop, static_cast<std::size_t>(end - begin));
         return found ? static_cast<const unsigned char*>(found) : end;
