@@ -85,6 +85,8 @@ public:
     std::string remembered(unsigned int from) const
     {
         from = std::max(from, position - m_remembered);
+        if (from >= position)
+            return "";
         return input.substr(from, position - from);
     }
     void moveTo(unsigned int to)

@@ -31,26 +31,21 @@ protected:
             return static_cast<unsigned char>(m_text[m_at++]);
         std::memcpy(m_window.data(), m_text.data() + m_at, size);
         m_at += size;
-        setReadWindow(m_window.data() + 1, m_window.data() + size);
+        m_end = m_window.data() + size;
+        setReadWindow(m_window.data() + 1, m_end);
         return m_window[0];
     }
     unsigned int length_imp() override
     {
         const unsigned char* next = getReadNext();
-        const auto open = next ? static_cast<std::size_t>(m_window.data() + m_window.size() - next) : 0;
-        return static_cast<unsigned int>(m_text.size() - m_at + openBytes(open));
+        return static_cast<unsigned int>(m_text.size() - m_at +
+                                         (next ? static_cast<std::size_t>(m_end - next) : 0));
     }
 
 private:
-    // The last window may be a smaller one.
-    std::size_t openBytes(std::size_t open) const
-    {
-        const std::size_t unused = m_text.size() % std::max<std::size_t>(m_window.size(), 1);
-        return m_at == m_text.size() && unused ? open - (m_window.size() - unused) : open;
-    }
-
     std::string m_text;
     std::vector<unsigned char> m_window;
+    const unsigned char* m_end = nullptr; // of what was read into the window
     std::size_t m_at = 0;
 };
 

@@ -312,6 +312,7 @@ void vnGrammarReader::readGroup(Item& item)
         return;
     }
     item.kind = Item::GROUP;
+    item.begin = static_cast<unsigned int>(m_at);
     item.group = std::make_unique<vnGrammarChoice>();
     readChoice(*item.group);
     --m_groups;

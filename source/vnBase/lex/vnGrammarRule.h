@@ -107,6 +107,7 @@ struct vnGrammarItem
     Repeat repeat = ONCE;
     unsigned int min = 0;
     unsigned int max = 0;
+    unsigned int begin = 0;      // where the text inside of a group begins
     unsigned int end = 0;        // where the text of the thing ends, or the fault stands
     const char* fault = nullptr; // what is wrong; null with a fault is an expression that is none
     unsigned int callCount = 1;  // how far a walk that only reads raises the call counter

@@ -425,7 +425,7 @@ bool vnGrammarData::walkName(Item& item, Frame& frame)
 
 bool vnGrammarData::walkGroup(Item& item, Frame& frame)
 {
-    frame.position = item.end;
+    frame.position = item.begin;
     if (!mayEnter(frame.name))
         return false;
     const DepthGuard depth(m_depth);
