@@ -143,7 +143,8 @@ public:
 
     /// The first receiver that a program adds replaces the default receiver for good;
     /// `getDefaultMessageReceiver()` may be added explicitly. A receiver in the list is not added twice. The
-    /// list holds plain pointers.
+    /// list holds plain pointers. The default receiver is there from the first message on that is delivered:
+    /// one that is dropped, below the threshold or translated to nothing, does not bring it in yet.
     static void addMessageReceiver(vnMessageReceiverInterface* receiver);
     static void removeMessageReceiver(vnMessageReceiverInterface* receiver);
     static vnMessageReceiverInterface* getDefaultMessageReceiver();

@@ -222,6 +222,39 @@ TEST(vnMessage, LetsAReceiverLeaveAndDieWithinADelivery)
     std::thread([] { vnMessage::waitLock(), vnMessage::unLock(); }).join(); // no lock was left behind
 }
 
+TEST(vnMessage, LeavesNoReceiverOutWhenTwoThreadsRemoveSomeAtOnce)
+{
+    for (int i = 0; i < 300; ++i)
+    {
+        std::atomic<bool> isInDelivery{false};
+        std::atomic<bool> isRemoving{false};
+        bool wasReached = false;
+        const auto nothing = [](vnMessageLevel, const char*) {};
+        Caller first(nothing);
+        Caller second(
+            [&](vnMessageLevel, const char*)
+            {
+                isInDelivery = true;
+                while (!isRemoving)
+                    std::this_thread::yield();
+                // Gives way to the other removal: the places behind must stay where they are.
+                vnMessage::removeMessageReceiver(&second);
+            });
+        Caller last([&](vnMessageLevel, const char*) { wasReached = true; });
+        std::thread other(
+            [&]
+            {
+                while (!isInDelivery)
+                    std::this_thread::yield();
+                isRemoving = true;
+                vnMessage::removeMessageReceiver(&first);
+            });
+        vnMessage::message("s", 0x4000, "text");
+        other.join();
+        ASSERT_TRUE(wasReached) << "round " << i;
+    }
+}
+
 TEST(vnMessage, LetsAMessageBelowTheThresholdPassWhileLocked)
 {
     Recorder recorder;
@@ -394,7 +427,9 @@ TEST(vnTrace, PostsBehindItsPrefixAndFormatsTwice)
     vnTrace::TraceMessage("%d", 1);
     vnTrace::TraceMessageSender("me", "%s", "<%%>"); // the second formatting makes one of two
     vnTrace::NoTraceMessage("%d", 1);
-    EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|2201|[TRACE] 1", "me|2201|[TRACE] <%>"}));
+    vnTrace::TraceMessage("%s", std::string(70000, 'x').c_str());
+    EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|2201|[TRACE] 1", "me|2201|[TRACE] <%>",
+                                      "VantorSDK|2201|[TRACE] " + std::string(65527, 'x')}));
 }
 
 TEST(vnDebugInterface, DescribesTheLowHalfOfItsAddress)

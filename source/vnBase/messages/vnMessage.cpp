@@ -32,6 +32,8 @@ struct Registry
 {
     vnReadWriteMutex mutex;
     vnDynamicArray<vnMessageReceiverInterface*> receivers{4};
+    std::atomic<unsigned int> suspended{
+        0}; // deliveries that gave their read holds back and walk the list again later
     vnMessageTranslatorInterface* translator = nullptr;
 };
 
@@ -89,6 +91,28 @@ class RemoveScope : public vnCallbackWriteGuard
 {
 public:
     explicit RemoveScope(const Registry& state) : vnCallbackWriteGuard(state.mutex, s_readDepth) {}
+};
+
+// Counts a delivery that waits to go on, from before it gives its read holds back until it has them again.
+class SuspendScope
+{
+public:
+    explicit SuspendScope(Registry& state) : m_state(state), m_counts(s_readDepth > 0)
+    {
+        if (m_counts)
+            m_state.suspended.fetch_add(1);
+    }
+    ~SuspendScope()
+    {
+        if (m_counts)
+            m_state.suspended.fetch_sub(1);
+    }
+    SuspendScope(const SuspendScope&) = delete;
+    SuspendScope& operator=(const SuspendScope&) = delete;
+
+private:
+    Registry& m_state;
+    const bool m_counts;
 };
 
 struct Prefix
@@ -227,15 +251,15 @@ bool isListed(const Registry& state, const vnMessageReceiverInterface* receiver)
     return std::find(state.receivers.begin(), state.receivers.end(), receiver) != state.receivers.end();
 }
 
-// Takes the receiver out of the list. The deliveries of this thread walk it by index, so that places stay
-// where they are until the last of them has ended.
+// Takes the receiver out of the list. Deliveries walk it by index: places stay where they are as long as one
+// is suspended, be it by this removal or by that of another thread.
 void erase(Registry& state, const vnMessageReceiverInterface* receiver)
 {
     vnMessageReceiverInterface** end = state.receivers.end();
     vnMessageReceiverInterface** place = std::find(state.receivers.begin(), end, receiver);
     if (place != end)
         *place = nullptr;
-    if (s_readDepth > 0)
+    if (s_readDepth > 0 || state.suspended.load() > 0)
         return;
     end = std::remove(state.receivers.begin(), end, nullptr);
     state.receivers.setSize(static_cast<unsigned int>(end - state.receivers.begin()));
@@ -310,6 +334,7 @@ void vnMessage::removeMessageReceiver(vnMessageReceiverInterface* receiver)
         return;
     if (s_defaultReceiver.isValidMemory())
     {
+        const SuspendScope suspended(state);
         RemoveScope guard(state);
         remove(state, receiver);
     }
@@ -330,6 +355,7 @@ void vnMessage::setMessageTranslator(vnMessageTranslatorInterface* translator)
     Registry& state = registry();
     if (!translator)
     {
+        const SuspendScope suspended(state);
         RemoveScope guard(state);
         state.translator = nullptr;
         return;

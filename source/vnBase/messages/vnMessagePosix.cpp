@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnMessagePlatform.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,6 +47,20 @@ File openTerminal()
         terminal.reset();
     return terminal;
 }
+
+// Goes on after a signal that the program treats.
+bool readLine(char* line, int size, FILE* from)
+{
+    for (;;)
+    {
+        errno = 0;
+        if (std::fgets(line, size, from))
+            return true;
+        if (!std::ferror(from) || errno != EINTR)
+            return false;
+        std::clearerr(from);
+    }
+}
 } // namespace
 
 void vnPlatformDebugOutput(const char* prefix, const char* text)
@@ -65,7 +80,7 @@ vnAssertAnswer vnPlatformAssertDialogue(const vnString& title, const vnString& b
         std::fprintf(terminal.get(), "\n%s\n%s\n\n(a)bort, (r)etry, (i)gnore? ", title.getString(),
                      body.getString());
         std::fflush(terminal.get());
-        if (!std::fgets(line, sizeof line, terminal.get()))
+        if (!readLine(line, sizeof line, terminal.get()))
             return VN_ASSERT_IGNORE;
         for (const AnswerName& entry : answers)
             if (line[0] == entry.name[0])
