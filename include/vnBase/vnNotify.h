@@ -21,11 +21,12 @@
 /// `onNotify`. One pass runs at a time; a pass that is asked for from within one delivers nothing, so what is
 /// posted there waits for the next.
 ///
-/// Thread-safety: any thread may post, subscribe, unsubscribe and trigger. Posting doesn't wait for a running
-/// pass. Callbacks run on the thread that triggers. A master or a slave may be destroyed on any thread, also
-/// from within a callback: its destructor waits for a pass of another thread. Since the derived part is gone
-/// by then, `onNotify` among it, each class whose callbacks another thread can run calls `endSubscriptions()`
-/// first thing in its own destructor, also when it has no state.
+/// Thread-safety: any thread may post, subscribe, unsubscribe and trigger. Queueing doesn't wait for a
+/// running pass of another thread; triggering does, and so does a post that triggers. Callbacks run on the
+/// thread that triggers. A master or a slave may be destroyed on any thread, also from within a callback: its
+/// destructor waits for a pass of another thread. Since the derived part is gone by then, `onNotify` among
+/// it, each class whose callbacks another thread can run calls `endSubscriptions()` first thing in its own
+/// destructor, also when it has no state.
 ///
 /// Data passes from the thread that posts to the one that triggers. What it refers to, such as the object
 /// behind a `vnRefPointer`, is either given away with it or made for use by several threads.
@@ -40,8 +41,19 @@ public:
     /// Ends all subscriptions; what is queued is dropped.
     virtual ~vnNotifyMaster() noexcept(false)
     {
-        m_channel->close(true);
+        // What a status call throws must not keep the channel alive, nor pointing here.
+        std::exception_ptr error;
+        try
+        {
+            m_channel->close(true);
+        }
+        catch (...)
+        {
+            error = std::current_exception();
+        }
         m_channel->releaseByMaster();
+        if (error)
+            std::rethrow_exception(error);
     }
 
     /// Tells what became of a subscription. Called under the locks of the pass: it must not wait for another
@@ -93,6 +105,9 @@ public:
 protected:
     /// Ends all subscriptions, also those not yet in effect, and drops what is queued.
     void endSubscriptions() { m_channel->close(false); }
+
+    /// The same unless a pass of another thread is running; answers whether it was done.
+    unsigned char tryEndSubscriptions() { return m_channel->tryClose(); }
 
 private:
     using Channel = vnNotifyChannel<Master, Slave, Data>;

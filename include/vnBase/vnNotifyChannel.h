@@ -395,30 +395,42 @@ public:
         member->forget(this, true);
     }
 
-    /// Ends all subscriptions and drops all data, `forGood` when the master is being destroyed.
+    /// Ends all subscriptions and drops all data, `forGood` when the master is being destroyed. What a status
+    /// call throws comes out once all that is done.
     void close(bool forGood)
     {
-        vnPendChain<Data> dropped;
-        Frame frame(this);
+        std::exception_ptr error;
         {
-            vnBodyGuard guard(m_subscriberLock);
-            m_closed = m_closed || forGood;
-            const unsigned int limit = m_sequence;
-            for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
-                if (Membership* member = m_adds.list[i].member)
-                    removeSlave(member, limit);
-            for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
-                if (Membership* member = m_subscribers[i].member)
-                    removeSlave(member, limit);
-            applyRemoves(limit);
-            m_adds.shrink();
-            m_removes.shrink();
+            vnPendChain<Data> dropped;
+            Frame frame(this);
+            error = endAll(forGood);
+            ++m_closings;
+            vnBodyGuard guard(m_dataLock);
+            dropped.appendAll(m_incoming);
+            dropped.appendAll(m_inDelivery);
+            dropped.appendAll(m_spare);
+            dropped.appendAll(m_delivered);
         }
-        vnBodyGuard guard(m_dataLock);
-        dropped.appendAll(m_incoming);
-        dropped.appendAll(m_inDelivery);
-        dropped.appendAll(m_spare);
-        dropped.appendAll(m_delivered);
+        if (error)
+            std::rethrow_exception(error);
+    }
+
+    /// `close(false)` unless a pass of another thread is running; answers whether it was done.
+    bool tryClose()
+    {
+        if (!m_deliveryLock.tryLock())
+            return false;
+        try
+        {
+            close(false);
+        }
+        catch (...)
+        {
+            m_deliveryLock.unLock();
+            throw;
+        }
+        m_deliveryLock.unLock();
+        return true;
     }
 
     /// The master lets go of the channel; frames of the calling thread that still use it do so in its place.
@@ -473,15 +485,21 @@ private:
     class Pass
     {
     public:
-        explicit Pass(vnNotifyChannel* channel) noexcept : m_channel(channel) { m_channel->m_busy = true; }
+        explicit Pass(vnNotifyChannel* channel) noexcept : m_channel(channel), m_closings(channel->m_closings)
+        {
+            m_channel->m_busy = true;
+        }
         ~Pass() noexcept(false)
         {
             m_channel->m_busy = false;
+            // What was put aside before the subscriptions were ended is dropped like the rest.
+            if (m_closings == m_channel->m_closings)
+            {
+                m_waiting.appendAll(m_channel->m_inDelivery);
+                m_channel->m_inDelivery.swap(m_waiting);
+            }
             if (m_current)
                 m_channel->recycle(m_current);
-            m_waiting.appendAll(m_channel->m_inDelivery);
-            if (!m_channel->m_closed)
-                m_channel->m_inDelivery.swap(m_waiting);
         }
         Pass(const Pass&) = delete;
         Pass& operator=(const Pass&) = delete;
@@ -496,6 +514,7 @@ private:
 
     private:
         vnNotifyChannel* m_channel;
+        const unsigned int m_closings;
         Item* m_current = nullptr;
         vnPendChain<Data> m_waiting;
     };
@@ -588,6 +607,47 @@ private:
                 continue;
             m_gaps = true;
             end(std::exchange(subscriber, Subscription()), VN_NOTIFY_UNSUBSCRIBED);
+        }
+    }
+
+    // Answers what a status call threw.
+    std::exception_ptr endAll(bool forGood)
+    {
+        std::exception_ptr error;
+        vnBodyGuard guard(m_subscriberLock);
+        m_closed = m_closed || forGood;
+        const unsigned int limit = m_sequence;
+        for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
+            if (Membership* member = m_adds.list[i].member)
+                endSlave(member, limit, error);
+        for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
+            if (Membership* member = m_subscribers[i].member)
+                endSlave(member, limit, error);
+        for (bool isDone = false; !isDone;)
+            try
+            {
+                applyRemoves(limit); // one that throws is taken from the list before
+                isDone = true;
+            }
+            catch (...)
+            {
+                error = std::current_exception();
+            }
+        m_adds.shrink();
+        m_removes.shrink();
+        return error;
+    }
+
+    void endSlave(vnRefPointer<Membership> member, unsigned int limit, std::exception_ptr& error)
+    {
+        try
+        {
+            removeSlave(member, limit);
+        }
+        catch (...)
+        {
+            error = std::current_exception();
+            abandon(member);
         }
     }
 
@@ -751,7 +811,15 @@ private:
             delete item;
             return;
         }
-        item->data = Data();
+        try
+        {
+            item->data = Data();
+        }
+        catch (...)
+        {
+            delete item;
+            throw;
+        }
         item->earliest = 0;
         item->latest = std::numeric_limits<double>::max();
         m_delivered.append(item);
@@ -774,6 +842,7 @@ private:
     bool m_closed = false;   // written under the subscriber lock too
     bool m_orphaned = false; // the outermost frame lets go for the master
     bool m_gaps = false;     // subscribers were given up
+    unsigned int m_closings = 0;
     vnPendChain<Data> m_inDelivery;
     vnPendChain<Data> m_delivered; // empty ones
 

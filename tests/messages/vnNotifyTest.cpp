@@ -7,12 +7,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <unistd.h>
 
 namespace
 {
@@ -23,7 +26,12 @@ class Sender : public vnNotifyMaster<Sender, Listener, int>
 {
 public:
     explicit Sender(std::string* log = nullptr) : m_log(log) {}
-    ~Sender() noexcept(false) override { endSubscriptions(); }
+    ~Sender() noexcept(false) override
+    {
+        if (endsFirst)
+            endSubscriptions();
+    }
+    void end() { endSubscriptions(); }
     void onNotifyStatus(Listener* listener, vnNotifyState state) override
     {
         if (m_log)
@@ -33,6 +41,7 @@ public:
     }
 
     std::function<void(Listener*, vnNotifyState)> onStatus;
+    bool endsFirst = true; // otherwise that is left to the destructor of the base
 
 private:
     std::string* m_log;
@@ -330,6 +339,81 @@ TEST(vnNotify, LeavesNoDestroyedSlaveBehindAfterAStatusCallThrew)
     second.post(2, 2);
 }
 
+TEST(vnNotify, EndsAllSubscriptionsOfADyingMasterAlthoughAStatusCallThrows)
+{
+    std::string log;
+    Listener first;
+    Listener second(&log);
+    Listener pending;
+    first.onStatus = pending.onStatus = [](vnNotifyState state)
+    {
+        if (state == VN_NOTIFY_UNSUBSCRIBED)
+            throw std::runtime_error("status");
+    };
+    auto sender = std::make_unique<Sender>();
+    sender->endsFirst = false;
+    sender->addSubscriber(&first, 1);
+    sender->addSubscriber(&first, 2);
+    sender->addSubscriber(&second);
+    sender->triggerNotify();
+    sender->addSubscriber(&pending);
+    log.clear();
+    EXPECT_THROW(sender->end(), std::runtime_error);
+    EXPECT_EQ(log, "s3 ");
+    sender->post(1, 1);
+    EXPECT_EQ(first.received, Data{});
+    EXPECT_EQ(pending.received, Data{});
+    first.onStatus = nullptr;
+
+    // The destructor too, which leaves nothing behind that points to it.
+    sender->addSubscriber(&pending);
+    sender->addSubscriber(&second);
+    sender->triggerNotify();
+    EXPECT_THROW(delete sender.release(), std::runtime_error);
+    EXPECT_EQ(log, "s3 s0 s3 ");
+    pending.onStatus = nullptr;
+}
+
+TEST(vnNotify, DropsWhatWasPutAsideWhenItsMasterEndsInAPass)
+{
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener listener;
+    listener.onData = [&](int) { sender.end(); };
+    sender.addSubscriber(&listener);
+    sender.post(1, 0, 0, vnTime::systemSeconds() + 0.01, 5); // comes first, and is not due
+    sender.post(2, 0);
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{2}));
+    listener.onData = nullptr;
+    sender.addSubscriber(&listener);
+    const double end = vnTime::systemSeconds() + 0.02;
+    while (vnTime::systemSeconds() < end)
+        ;
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{2}));
+}
+
+TEST(vnNotify, GivesASubscriptionThatIsWidenedInAPassNothingMoreOfThatPass)
+{
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener listener;
+    sender.addSubscriber(&listener, 7);
+    listener.onData = [&](int)
+    {
+        sender.addSubscriber(&listener);
+        sender.triggerNotify(); // applies it: the narrower one is gone, the new one is not of this pass
+    };
+    sender.post(1, 7);
+    sender.post(2, 7);
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{1}));
+    sender.post(3, 9);
+    sender.triggerNotify();
+    EXPECT_EQ(listener.received, (Data{1, 3}));
+}
+
 TEST(vnNotify, LosesNothingBetweenThreadsThatPostSubscribeAndDie)
 {
     constexpr int perThread = 1000;
@@ -451,6 +535,34 @@ TEST(vnNotifyManager, LetsAnotherThreadTriggerWhatIsPosted)
     manager.triggerNotify();
     EXPECT_EQ(counter.received, count);
     EXPECT_EQ(counter.length, 4 * count);
+}
+
+TEST(vnNotifyManager, EndsWithTheProcessAlthoughAPassDoesNot)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    class Stuck : public Panel
+    {
+    public:
+        ~Stuck() noexcept(false) override { endSubscriptions(); }
+        void onNotify(vnNotifyManager*, vnRefPointer<vnNotifyMessage>&, vnUInt64) override
+        {
+            isStuck = true;
+            for (;;)
+                pause();
+        }
+        std::atomic<bool> isStuck{false};
+    };
+    const auto endWithinAPass = []
+    {
+        alarm(60); // what would wait for ever fails
+        Stuck& stuck = *new Stuck;
+        vnNotifyManager::getManager()->addSubscriber(&stuck);
+        std::thread([] { notify_vnString("say", "hello", nullptr, 1); }).detach();
+        while (!stuck.isStuck)
+            std::this_thread::yield();
+        std::exit(5);
+    };
+    EXPECT_EXIT(endWithinAPass(), testing::ExitedWithCode(5), "");
 }
 
 TEST(vnNotifyManager, SendsATextThroughTheProcessesManager)

@@ -2,6 +2,7 @@
 #include <vnBase/vnNotifyManager.h>
 
 #include <vnBase/vnRefData.h>
+#include <vnBase/vnThread.h>
 
 vnType vnNotifyMessage::s_type(vnReference::getClassType(), "vnNotifyMessage");
 
@@ -10,7 +11,7 @@ namespace
 class ProcessManager : public vnNotifyManager
 {
 public:
-    using vnNotifyManager::endSubscriptions;
+    using vnNotifyManager::tryEndSubscriptions;
 };
 
 ProcessManager& createManager()
@@ -25,10 +26,18 @@ ProcessManager& processManager()
     return manager;
 }
 
-// The manager stays for statics that are destroyed later; what was left in its queues does not.
+// At the end of the process a thread may stand in a pass for good.
+constexpr unsigned int endMilliseconds = 200;
+
+// The manager stays for statics that are destroyed later; what was left in its queues does not, unless a pass
+// does not end.
 struct EndOfProcess
 {
-    ~EndOfProcess() noexcept(false) { processManager().endSubscriptions(); }
+    ~EndOfProcess() noexcept(false)
+    {
+        for (unsigned int i = 0; i < endMilliseconds && !processManager().tryEndSubscriptions(); ++i)
+            vnThread::vnDelayFunction(1, nullptr);
+    }
 };
 } // namespace
 
