@@ -40,7 +40,9 @@ public:
     void activateProgressInterface();
 
     /// Puts the remembered listener back in its place. When another listener was activated on top of this one
-    /// meanwhile, that one stays and remembers in this one's stead.
+    /// meanwhile, that one stays and remembers in this one's stead. When a setter has put another one in the
+    /// place meanwhile, that one stays too, and the remembered one does not come back. An object that a
+    /// setter had put there itself before it was activated goes on standing there.
     void deactivateProgressInterface();
 
     /// Hands a report on to the remembered listener, when active.
@@ -53,6 +55,7 @@ private:
 
     static constexpr unsigned char VN_ACTIVE = 1;
     static constexpr unsigned char VN_PER_THREAD = 2; // it stands in the place of a thread
+    static constexpr unsigned char VN_WAS_SET = 4;    // it stood in its place already when it was activated
 
     vnProgressInterface* m_previous = nullptr;
     vnProgressInterface* m_nextActive = nullptr; // all active ones
@@ -78,7 +81,10 @@ private:
 /// setters do not own what they are given; null removes. At the start there is no listener.
 ///
 /// Thread-safety: any thread. Once the setter has returned, no other thread is in a report to the replaced
-/// listener, and none begins; but an active listener that remembers it goes on routing reports to it.
+/// listener, and none begins; but an active listener that remembers it goes on routing reports to it. A
+/// listener that deactivates or destroys another one, or itself, from within `onProgress` gives the lock of
+/// its thread's reports back meanwhile: a listener that it is in may then be replaced, and destroyed, by
+/// another thread.
 class VN_BASE_API vnProgress
 {
 public:

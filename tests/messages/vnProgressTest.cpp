@@ -139,6 +139,23 @@ TEST(vnProgress, ReportsInNoCircle)
     vnProgress::setDefaultProgressInterface(&set);
     set.activateProgressInterface(); // stands there already
     EXPECT_EQ(reported(log, 3), "s3 ");
+    set.deactivateProgressInterface(); // goes on standing there
+    EXPECT_EQ(reported(log, 4), "s4 ");
+    EXPECT_EQ(vnProgress::setDefaultProgressInterface(nullptr), &set);
+}
+
+TEST(vnProgress, LeavesTheListenerThatASetterPutInThePlaceOfAnActiveOne)
+{
+    std::string log;
+    Listener general(log, "g");
+    Listener active(log, "a");
+    Listener other(log, "o");
+    vnProgress::setDefaultProgressInterface(&general);
+    active.activateProgressInterface();
+    EXPECT_EQ(vnProgress::setDefaultProgressInterface(&other), &active);
+    active.deactivateProgressInterface();
+    EXPECT_EQ(reported(log, 1), "o1 ");
+    EXPECT_EQ(vnProgress::setDefaultProgressInterface(nullptr), &other);
 }
 
 TEST(vnProgress, RefusesToReplaceListenersWithinAReport)

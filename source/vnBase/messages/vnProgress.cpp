@@ -170,7 +170,8 @@ void vnProgress::activate(vnProgressInterface& listener)
     listener.m_previous = previous == &listener ? nullptr : previous;
     listener.m_nextActive = std::exchange(s_firstActive, &listener);
     listener.m_thread = thread;
-    listener.m_flags = vnProgressInterface::VN_ACTIVE | (ofThread ? vnProgressInterface::VN_PER_THREAD : 0);
+    listener.m_flags = vnProgressInterface::VN_ACTIVE | (ofThread ? vnProgressInterface::VN_PER_THREAD : 0) |
+                       (previous == &listener ? vnProgressInterface::VN_WAS_SET : 0);
 }
 
 // Allocates nothing: destructors come here.
@@ -182,7 +183,8 @@ void vnProgress::deactivate(vnProgressInterface& listener)
         return;
     const bool ofThread = listener.m_flags & vnProgressInterface::VN_PER_THREAD;
     vnProgressInterface* top = ofThread ? state.ofThreads.peek(listener.m_thread) : state.ofAll;
-    if (top == &listener)
+    // The destructor takes it out of all places afterwards, also of one in which it was set.
+    if (top == &listener && !(listener.m_flags & vnProgressInterface::VN_WAS_SET))
     {
         if (ofThread)
             setOfThread(state, listener.m_thread, listener.m_previous);
