@@ -198,7 +198,7 @@ public:
     ///
     ///     file:name             a file; "?append=yes" keeps what it holds; without the flags given
     ///     mem:address,length    a block of memory of this process, in decimal digits
-    ///     adapt:address         an adapter of this process, which is returned itself and stays its owner's
+    ///     adapt:address         a vnSerializeAdapter of this process itself, which stays its owner's
     ///     con:                  the console
     ///     dummy:size            for reading, that many random bytes
     ///     anything else         the file of that name, with the flags given

@@ -61,6 +61,7 @@ public:
     std::string sizes;
 
 protected:
+    using vnSerializeAdapter::read_imp;
     void write_imp(unsigned char* data, unsigned int count) override
     {
         // Another copy on this thread, from within this one.
