@@ -5,7 +5,7 @@
 set -euo pipefail
 
 # Public functions that have no prefix, as the version map lists them.
-bare='GetCPUCaps|VN_SUCCESS|VN_FAIL|VN_TEST_SUCCESS|VN_TEST_FAIL|flipEndian|notify_vnString|readLine|setReportFunction|strcpy_safe|strlen_safe|throwFatalTemplateError'
+bare='GetCPUCaps|copyAdapters|getLexTokenDataArray|parse|VN_SUCCESS|VN_FAIL|VN_TEST_SUCCESS|VN_TEST_FAIL|flipEndian|notify_vnString|readLine|setReportFunction|strcpy_safe|strlen_safe|throwFatalTemplateError'
 own='(([^<(]* )?vn|operator.*vn|typeinfo (name )?for vn|(construction )?vtable for vn|VTT for vn|guard variable for vn'
 own+="|($bare)\\("
 own+='|TLS (init|wrapper) function for vn|(non-virtual|virtual|covariant return) thunk to vn)'
