@@ -215,8 +215,9 @@ unsigned int vnSerializeAdapter::read_imp(unsigned char* data, unsigned int coun
     unsigned int done = 0;
     // The source is asked before the count is looked at, so it is asked once more than it gives bytes:
     // sources that fetch when they are asked rely on it.
+    // A source that opens a window for a byte has the next ones there.
     while ((length() != 0 || hasData_imp()) && done < count)
-        data[done++] = read_imp();
+        data[done++] = m_readNext != m_readEnd ? *m_readNext++ : read_imp();
     return done;
 }
 
