@@ -21,6 +21,9 @@ constexpr vnUInt64 largestSigned = 0x7FFFFFFFFFFFFFFFull;
 constexpr double largestFixed = 1e18;
 constexpr double smallestFixed = 1e-9;
 
+// Up to here signed, unsigned and real arguments print the same digits.
+constexpr vnInt64 smallNumber = 0x0FFFFFFFFFFFFFFF;
+
 struct Directive
 {
     int index = -1; // of an explicit argument
@@ -196,15 +199,12 @@ public:
             if (m_at == m_end)
                 return;
             ++m_at;
-            Directive directive;
             if (m_at == m_end)
                 return;
-            if (*m_at == '%')
-            {
-                m_out.appendBytes("%", 1);
-                ++m_at;
-            }
-            else if (parse(directive))
+            if (convertBare())
+                continue;
+            Directive directive;
+            if (parse(directive))
                 convert(directive);
         }
     }
@@ -223,6 +223,7 @@ private:
     vnInt64 nextNumber() { return m_arguments[m_next++].getInt64(); }
     static unsigned int cutWidth(vnInt64 number) { return static_cast<unsigned int>(number) & 0xFFFFu; }
 
+    bool convertBare();
     void convert(Directive& directive);
     bool convertInteger(char letter, Directive& directive, const vnArgument& argument);
     void convertString(char letter, Directive& directive, const vnArgument& argument);
@@ -412,6 +413,42 @@ char Formatter::parseLetter()
     }
     m_at += size;
     return letter;
+}
+
+// The letters that most directives consist of, without anything to parse or to pad. False for all others.
+bool Formatter::convertBare()
+{
+    switch (*m_at)
+    {
+    case '%':
+        m_out.appendBytes("%", 1);
+        break;
+    case 's':
+    {
+        Directive directive;
+        convertString('s', directive, m_arguments[m_next++]);
+        break;
+    }
+    case 'd':
+    case 'u':
+    case 'x':
+    {
+        const vnArgument argument = m_arguments[m_next];
+        const vnInt64 number = argument.getInt64();
+        const bool isSmall = number >= (*m_at == 'd' ? -smallNumber : 0) && number <= smallNumber;
+        if (!isSmall || !(argument.isLongLong() || argument.isDouble()))
+            return false;
+        ++m_next;
+        if (number < 0)
+            m_out.appendBytes("-", 1);
+        appendDigits(static_cast<vnUInt64>(std::abs(number)), *m_at == 'x' ? 16 : 10, noPrecision, false);
+        break;
+    }
+    default:
+        return false;
+    }
+    ++m_at;
+    return true;
 }
 
 void Formatter::convert(Directive& directive)
