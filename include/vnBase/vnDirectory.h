@@ -67,7 +67,7 @@ public:
     /// The name under which a file is opened for reading. A name that exists or is absolute is the answer, a
     /// scheme "file:" taken away. Any other is looked for in the directories of the user key VANTOR_PATH,
     /// which are separated by ";" or, when the key has none, by ","; the first that has it makes the answer.
-    /// Otherwise the name stays.
+    /// Otherwise the name stays, without the scheme.
     ///
     /// The key is read once. The last answer is kept: asked for the same name again it comes at once, even
     /// when the file was made or removed since.

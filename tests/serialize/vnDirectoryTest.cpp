@@ -70,6 +70,7 @@ TEST(vnDirectory, SearchesTheListOfTheUser)
         {";", "here", "here"},
         {";", "file:here", "here"},
         {";", "none", "none"},
+        {";", "file:none", "none"},
         {";", "/none", "/none"},
         {";", "", ""},
         {";", "file:", ""}, // and no directory of the list

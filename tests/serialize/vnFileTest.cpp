@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -62,6 +63,17 @@ TEST(vnFile, TellsWhatIsThere)
     EXPECT_TRUE(vnFileDelete(file));
     EXPECT_FALSE(vnFileDelete(file));
     EXPECT_FALSE(vnFileExist(file));
+}
+
+TEST(vnFile, SaysWhyThereIsNoSize)
+{
+    const vnTempFolder folder;
+    EXPECT_EQ(vnFileSize(folder.path("")), 0u);
+    EXPECT_EQ(vnGetSysError(), EISDIR);
+    EXPECT_EQ(vnFileSize("/dev/null"), 0u);
+    EXPECT_EQ(vnGetSysError(), EINVAL);
+    EXPECT_EQ(vnFileSize(folder.path("none")), 0u);
+    EXPECT_EQ(vnGetSysError(), ENOENT);
 }
 
 TEST(vnFile, FailsWithoutAFile)

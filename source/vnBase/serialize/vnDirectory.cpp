@@ -7,6 +7,8 @@
 #include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnMutex.h>
 
+#include <utility>
+
 namespace
 {
 bool exists(const vnString& name)
@@ -114,6 +116,8 @@ vnDirectoryIterator& vnDirectoryIterator::operator++()
         m_found = 1;
         return *this;
     }
+    if (m_handle)
+        vnDirectoryClose(std::exchange(m_handle, nullptr));
     return *this;
 }
 
@@ -130,8 +134,9 @@ vnString vnDirectory::getExtendedFileName(const vnString& name)
     vnBodyGuard guard(state.mutex);
     if (name == state.name)
         return state.answer;
-    vnString answer = extended(name, state);
+    const vnString answer = extended(name, state);
+    vnString kept = answer; // before the name: exhausted memory must not give one name the answer of another
     state.name = name;
-    state.answer = answer;
+    state.answer = std::move(kept);
     return answer;
 }

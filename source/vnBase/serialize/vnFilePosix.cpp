@@ -39,13 +39,12 @@ class WriteSignalHold
 public:
     WriteSignalHold()
     {
-        sigemptyset(&m_signals);
-        sigaddset(&m_signals, SIGPIPE);
-        sigaddset(&m_signals, SIGXFSZ);
         sigset_t pending;
         sigpending(&pending);
-        if (sigismember(&pending, SIGPIPE) || sigismember(&pending, SIGXFSZ))
-            return; // somebody holds them off already and waits for them
+        sigemptyset(&m_signals);
+        for (const int signal : {SIGPIPE, SIGXFSZ})
+            if (!sigismember(&pending, signal)) // otherwise somebody holds it off already and waits for it
+                sigaddset(&m_signals, signal);
         m_holds = pthread_sigmask(SIG_BLOCK, &m_signals, &m_before) == 0;
     }
     ~WriteSignalHold()
@@ -182,6 +181,13 @@ unsigned int cutSize(off_t size)
 {
     return static_cast<unsigned int>(std::min(static_cast<vnUInt64>(size), VN_MAX_SIZE));
 }
+
+unsigned int sizeOf(const struct stat& found)
+{
+    if (S_ISREG(found.st_mode))
+        return cutSize(found.st_size);
+    return fail(S_ISDIR(found.st_mode) ? EISDIR : EINVAL);
+}
 } // namespace
 
 vnFile* vnFileOpenRead(const vnString& name, unsigned int* size)
@@ -250,7 +256,12 @@ unsigned int vnFileWrite(vnFile* file, const void* data, unsigned int count)
                                     std::min(count - done, VN_MAX_TRANSFER));
         if (put > 0)
             done += static_cast<unsigned int>(put);
-        else if (put == 0 || errno != EINTR)
+        else if (put == 0)
+        {
+            errno = EIO; // a device that takes nothing, and gives no reason
+            break;
+        }
+        else if (errno != EINTR)
             break;
     }
     return done;
@@ -284,15 +295,15 @@ unsigned int vnFileTell(vnFile* file)
 unsigned int vnFileSize(vnFile* file)
 {
     struct stat found;
-    if (!file || ::fstat(file->descriptor, &found) != 0)
-        return 0;
-    return S_ISREG(found.st_mode) ? cutSize(found.st_size) : 0;
+    if (!file)
+        return fail(EBADF);
+    return ::fstat(file->descriptor, &found) == 0 ? sizeOf(found) : 0;
 }
 
 unsigned int vnFileSize(const vnString& name)
 {
     struct stat found;
-    return status(name, found) && S_ISREG(found.st_mode) ? cutSize(found.st_size) : 0;
+    return status(name, found) ? sizeOf(found) : 0;
 }
 
 unsigned char vnFileExist(const vnString& name)
@@ -327,7 +338,14 @@ vnString vnGetProcessName()
 {
     char path[4096]; // the kernel answers no longer path
     const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
-    return length > 0 ? vnString(path, static_cast<unsigned short>(length)) : vnString();
+    if (length <= 0)
+        return vnString();
+    vnString name(path, static_cast<unsigned short>(length));
+    // What the kernel writes behind the path of a program that was removed or replaced while it runs.
+    const vnString removed(" (deleted)");
+    if (name.isLast(removed) && !vnFileExist(name))
+        name = name.left(static_cast<unsigned short>(name.length() - removed.length()));
+    return name;
 }
 
 unsigned char vnFileHasSize(vnFile* file)
