@@ -197,6 +197,56 @@ TEST(vnSerializeAdapterStdIO, GivesTheTerminalBackWhileItIsStopped)
     EXPECT_EQ(child.wait(), 0);
 }
 
+TEST(vnSerializeAdapterStdIO, LeavesTheTerminalAloneInTheBackground)
+{
+    // A shell with one job, which goes on in the background after it was stopped. What touches the terminal
+    // there is stopped again.
+    Child shell(
+        []
+        {
+            signal(SIGTTOU, SIG_IGN);
+            const pid_t job = fork();
+            if (job == 0)
+            {
+                setpgid(0, 0);
+                tcsetpgrp(0, getpid());
+                signal(SIGTTOU, SIG_DFL);
+                vn_kbhit(); // from here on in key mode
+                raise(SIGTSTP);
+                std::exit(3);
+            }
+            setpgid(job, job);
+            int status = 0;
+            waitpid(job, &status, WUNTRACED);
+            tcsetpgrp(0, getpgrp());
+            const bool wasStopped = WIFSTOPPED(status);
+            kill(job, SIGCONT);
+            waitpid(job, &status, WUNTRACED);
+            const bool hasEnded = WIFEXITED(status) && WEXITSTATUS(status) == 3;
+            kill(job, SIGKILL);
+            return wasStopped && hasEnded;
+        });
+    EXPECT_EQ(shell.wait(), 0);
+    EXPECT_FALSE(shell.isKeyMode());
+}
+
+TEST(vnSerializeAdapterStdIO, WaitsAlthoughItsInputDoesNot)
+{
+    Child child(
+        []
+        {
+            fcntl(0, F_SETFL, fcntl(0, F_GETFL) | O_NONBLOCK);
+            vnSerializeAdapterStdIO console;
+            put(console, "?");
+            const unsigned char byte = console.read();
+            return byte == 'a' && !console.hasError();
+        },
+        false);
+    EXPECT_EQ(child.receive("?"), "?");
+    child.send("a");
+    EXPECT_EQ(child.wait(), 0);
+}
+
 TEST(vnSerializeAdapterStdIO, MovesTheCursorOfATerminalOnly)
 {
     const auto work = []

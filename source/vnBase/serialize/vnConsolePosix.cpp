@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include <poll.h>
 #include <stdio_ext.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -31,9 +32,16 @@ void enterKeyMode()
         s_isKeyMode = true;
 }
 
+bool isForeground()
+{
+    return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp();
+}
+
+// Changing a terminal from the background would stop the program, and its mode is the business of the program
+// in front then.
 void leaveKeyMode()
 {
-    if (s_isKeyMode.exchange(false))
+    if (s_isKeyMode.exchange(false) && isForeground())
         ::tcsetattr(STDIN_FILENO, TCSANOW, &s_found);
 }
 
@@ -51,14 +59,15 @@ extern "C" void vnConsoleOnEnd(int signal)
     ::raise(signal);
 }
 
-// The shell gets its terminal as it was, and we take it again when we go on.
+// The shell gets its terminal as it was, and we take it again when we go on; in the background the next
+// request for a key does.
 extern "C" void vnConsoleOnStop(int)
 {
     const int error = errno;
     const bool wasKeyMode = s_isKeyMode;
     leaveKeyMode();
     ::raise(SIGSTOP);
-    if (wasKeyMode)
+    if (wasKeyMode && isForeground())
         enterKeyMode();
     errno = error;
 }
@@ -87,18 +96,22 @@ void saveTerminal()
     guardSignal(SIGTSTP, vnConsoleOnStop);
 }
 
-bool isForeground()
-{
-    return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp();
-}
-
-// Changing a terminal from the background would stop the program.
 void takeTerminal()
 {
     static std::once_flag saved;
     std::call_once(saved, saveTerminal);
     if (!s_isKeyMode && !s_hasEnded && isForeground())
         enterKeyMode();
+}
+
+// Whether a read is worth another try. Where input does not wait, since somebody who shares it has set it so,
+// this does.
+bool isPassing(int error)
+{
+    if (error != EAGAIN && error != EWOULDBLOCK)
+        return error == EINTR;
+    pollfd request{STDIN_FILENO, POLLIN, 0};
+    return ::poll(&request, 1, -1) > 0 || errno == EINTR;
 }
 
 int readKey()
@@ -108,14 +121,14 @@ int readKey()
     ssize_t got;
     do
         got = ::read(STDIN_FILENO, &key, 1);
-    while (got < 0 && errno == EINTR);
+    while (got < 0 && isPassing(errno));
     return got == 1 ? key : -1;
 }
 
 int readStream()
 {
     int byte = std::getc(stdin);
-    while (byte == EOF && std::ferror(stdin) && errno == EINTR)
+    while (byte == EOF && std::ferror(stdin) && isPassing(errno))
     {
         std::clearerr(stdin);
         byte = std::getc(stdin);
