@@ -307,6 +307,7 @@ private:
     unsigned int skip(unsigned int count);
     unsigned char probe(unsigned int count);
     unsigned char probeByReading(unsigned int count);
+    unsigned int gather(vnDynamicArray<unsigned char>& buffer, unsigned int count);
     unsigned char* reservePushBack(unsigned int count);
     void holdWindow() noexcept;
     void resumeWindowWhenDrained() noexcept;

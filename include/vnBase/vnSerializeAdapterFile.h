@@ -103,7 +103,8 @@ private:
     unsigned int getBuffered() const;
     bool hasMore() const noexcept;
     bool fetch(unsigned int count);
-    bool noteRead(unsigned int asked, unsigned int got);
+    unsigned int readDirectly(unsigned char* data, unsigned int count);
+    bool noteRead(unsigned int asked, unsigned int got) noexcept;
     void gatherWithoutWaiting();
     unsigned int readOpenEnded(unsigned char* data, unsigned int count);
     unsigned char readOnOutput();

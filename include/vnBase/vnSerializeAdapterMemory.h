@@ -34,6 +34,7 @@ public:
     /// Drops the bytes pushed back and makes the block one of size 0: unlike other adapters this one has
     /// nothing to read or write afterwards, until `reset`. The memory stays.
     void flush() override;
+    void setError(const vnString& error) override;
 
     /// Moves by `delta` bytes. Unlike `seek` it can't go to the very end; a fault sets the error.
     virtual void move(int delta);
@@ -56,11 +57,13 @@ protected:
     unsigned int length_imp() override;
 
 private:
+    void reportReadEnd();
     void setPosition(unsigned int position) noexcept;
     void openForReading(unsigned int position) noexcept;
     void openForWriting(unsigned int position) noexcept;
 
     unsigned char m_deleteMemOnDestruction = 0;
+    bool m_isReadEndReported = false; // by the error that stands
     unsigned char* m_block;
     unsigned int m_size;
     unsigned int m_position = 0; // while no window is open; one of them at most is, since they share it

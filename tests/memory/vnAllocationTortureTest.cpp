@@ -3,6 +3,7 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnDict.h>
+#include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
@@ -12,8 +13,10 @@
 #include <vnBase/vnQueue.h>
 #include <vnBase/vnRecycleData.h>
 #include <vnBase/vnRefDict.h>
+#include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringTokenizer.h>
@@ -24,9 +27,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <string>
+
+#include <unistd.h>
 
 namespace
 {
@@ -348,6 +355,48 @@ void useURLs()
     EXPECT_TRUE(error.contains(longText));
 }
 
+void useFiles()
+{
+    static const std::string path = testing::TempDir() + "vnAllocationTorture" + std::to_string(getpid());
+    unsigned char bytes[300];
+    std::fill(std::begin(bytes), std::end(bytes), 'b');
+    {
+        vnSerializeAdapterFile out(path.c_str(), VN_SERIALIZE_OUTPUT, 0, VN_ADAPTER_SILENT);
+        out.write('a');
+        out.write(bytes, sizeof bytes);
+        out.flush();
+        if (out.hasError())
+            throw std::bad_alloc(); // could not be opened, for want of memory
+    }
+    vnSerializeAdapterFile in(path.c_str(), VN_SERIALIZE_INPUT, 0, VN_ADAPTER_SILENT);
+    EXPECT_EQ(in.length(), 1 + sizeof bytes);
+    EXPECT_EQ(in.read(), 'a');
+    in.pushBack(bytes, sizeof bytes);
+    EXPECT_EQ(in.read(bytes, sizeof bytes), sizeof bytes);
+    EXPECT_EQ(in.read(), 'b');
+    EXPECT_EQ(in.length(), sizeof bytes - 1);
+    remove(path.c_str());
+}
+
+void useConsole()
+{
+    vnSerializeAdapterStdIO console;
+    const vnString text(longText);
+    console.pushBack(reinterpret_cast<const unsigned char*>(text.getString()), text.length());
+    EXPECT_EQ(console.read(), 'a');
+    console.setError(text);
+    EXPECT_EQ(console.getError(), text);
+}
+
+void useFileSearch()
+{
+    for (const char* beginning : {"first", "second"})
+    {
+        const vnString name = vnString(beginning) + longText;
+        EXPECT_EQ(vnDirectory::getExtendedFileName(name), name);
+    }
+}
+
 struct Script
 {
     const char* name;
@@ -370,6 +419,9 @@ const Script scripts[] = {
     {"urls", useURLs},
     {"tokens", useTokens},
     {"dynamic values", useDynamicValues},
+    {"files", useFiles},
+    {"console", useConsole},
+    {"file search", useFileSearch},
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.

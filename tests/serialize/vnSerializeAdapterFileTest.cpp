@@ -7,9 +7,12 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -58,6 +61,16 @@ vnSerializeAdapterFile writer(const vnString& name, unsigned char append = 0)
 {
     return vnSerializeAdapterFile(name, VN_SERIALIZE_OUTPUT, append, VN_ADAPTER_SILENT);
 }
+
+class NoMemory : public vnMemoryManagerInterface
+{
+public:
+    NoMemory() { vnMemoryControl::setMemoryManager(this); }
+    ~NoMemory() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int) override { return nullptr; }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override { std::free(block); }
+};
 } // namespace
 
 TEST(vnSerializeAdapterFile, ReadsTheSameByBytesAndByBlocksOfAnySize)
@@ -320,6 +333,13 @@ TEST(vnSerializeAdapterFile, EndsWhenTheFileShrinks)
         EXPECT_EQ(got, BLOCK + 10) << "by " << size;
         EXPECT_EQ(adapter.getError(), "File read beyond end");
     }
+    // A block that goes straight to the caller's memory gives what is there, too.
+    std::filesystem::resize_file(name.getString(), 3 * BLOCK);
+    vnSerializeAdapterFile direct = reader(name);
+    std::filesystem::resize_file(name.getString(), 1000);
+    EXPECT_EQ(take(direct, 3 * BLOCK).size(), 1000u);
+    EXPECT_EQ(direct.getError(), "File read beyond end");
+    EXPECT_FALSE(direct.hasData());
     // Nothing at all comes: the byte is 0, and the next one is not there.
     std::filesystem::resize_file(name.getString(), 10);
     vnSerializeAdapterFile adapter = reader(name);
@@ -371,6 +391,56 @@ TEST(vnSerializeAdapterFile, GoesOnBehindAShortWriteOnceThereIsRoom)
     adapter.flush();
     EXPECT_FALSE(adapter.hasError());
     EXPECT_TRUE(vnTempFolder::content(name) == content + "behind");
+}
+
+TEST(vnSerializeAdapterFile, WritesNothingTwiceWhenThereIsNoMemoryForTheError)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.path("a");
+    const std::string content = numbers(500000);
+    rlimit old;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    vnSerializeAdapterFile adapter = writer(name);
+    put(adapter, content);
+    const rlimit narrow{300000, old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
+    {
+        NoMemory manager;
+        EXPECT_THROW(adapter.flush(), std::bad_alloc);
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+    EXPECT_EQ(adapter.length(), 500000u);
+    adapter.flush();
+    EXPECT_TRUE(vnTempFolder::content(name) == content);
+}
+
+TEST(vnSerializeAdapterFile, LosesNothingThatItReadWhenThereIsNoMemoryForTheError)
+{
+    const vnTempFolder folder;
+    const std::string content = numbers(3 * BLOCK);
+    for (const unsigned int size : {100u, 2 * BLOCK}) // through the buffer, and into the caller's memory
+    {
+        const vnString name = folder.write("a", content);
+        vnSerializeAdapterFile adapter = reader(name);
+        std::vector<unsigned char> block(size);
+        adapter.read(block.data(), 100); // the buffer stands
+        adapter.reset(0);
+        std::filesystem::resize_file(name.getString(), 90000);
+        {
+            NoMemory manager;
+            EXPECT_THROW(adapter.read(block.data(), size), std::bad_alloc);
+        }
+        EXPECT_TRUE(take(adapter, 90000) == content.substr(0, 90000)) << "by " << size;
+    }
+}
+
+TEST(vnSerializeAdapterFile, KeepsWhatWasPushedBackOnFlush)
+{
+    const vnTempFolder folder;
+    vnSerializeAdapterFile in = reader(folder.write("a", "bc"));
+    in.pushBack('a');
+    in.flush();
+    EXPECT_EQ(take(in, 3), "abc");
 }
 
 TEST(vnSerializeAdapterFile, ReadsAPipeToItsEnd)

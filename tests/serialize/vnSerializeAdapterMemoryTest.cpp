@@ -51,6 +51,40 @@ TEST(vnSerializeAdapterMemory, TakesWhatFitsAndSetsTheError)
     EXPECT_EQ(block[3], 4);
 }
 
+TEST(vnSerializeAdapterMemory, ReportsItsEndAgainOnceAnotherErrorStands)
+{
+    unsigned char block[2] = {1, 2};
+    vnSerializeAdapterMemory adapter(block, sizeof block);
+    EXPECT_EQ(adapter.read(nullptr, 100000), 100000u);
+    EXPECT_EQ(adapter.getError(), "Memory Adapter read beyond end");
+    adapter.setError("");
+    EXPECT_FALSE(adapter.hasError());
+    EXPECT_EQ(adapter.read(), 0);
+    EXPECT_EQ(adapter.getError(), "Memory Adapter read beyond end");
+    adapter.move(5);
+    EXPECT_EQ(adapter.read(), 0);
+    EXPECT_EQ(adapter.getError(), "Memory Adapter read beyond end");
+}
+
+TEST(vnSerializeAdapterMemory, StartsAgainWithWhatWasPushedBack)
+{
+    unsigned char first[2] = {1, 2};
+    unsigned char second[3] = {7, 8, 9};
+    vnSerializeAdapterMemory adapter(first, sizeof first);
+    adapter.read();
+    adapter.pushBack(5);
+    EXPECT_EQ(adapter.getNewSharedInstanceID(), 0u);
+    adapter.reset(nullptr, 1); // the block stays, with its size
+    EXPECT_EQ(adapter.getNewSharedInstanceID(), 0u);
+    EXPECT_EQ(adapter.length(), 3u);
+    EXPECT_EQ(adapter.read(), 5);
+    EXPECT_EQ(adapter.read(), 1);
+    adapter.reset(second, sizeof second);
+    EXPECT_EQ(adapter.getCurrentPos(), 0u);
+    EXPECT_EQ(adapter.length(), 3u);
+    EXPECT_EQ(adapter.read(), 7);
+}
+
 TEST(vnSerializeAdapterMemory, SeeksUpToItsSize)
 {
     vnSerializeAdapterMemory adapter(ten, 10);

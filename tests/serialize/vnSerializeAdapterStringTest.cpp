@@ -20,6 +20,14 @@ TEST(vnSerializeAdapterString, TurnsIntoItsUnreadTextOnce)
     EXPECT_TRUE(adapter.isOfType(vnSerializeAdapterQueue::getClassType()));
 }
 
+TEST(vnSerializeAdapterString, IsEmptyAtFirst)
+{
+    vnSerializeAdapterString none;
+    EXPECT_EQ(none.length(), 0u);
+    EXPECT_EQ(none.canSeek(), 0);
+    EXPECT_EQ(vnString(none), "");
+}
+
 TEST(vnSerializeAdapterString, LeavesBytesPushedBackWhereTheyAre)
 {
     const vnString text("abc");

@@ -10,7 +10,9 @@
 #include <cstdlib>
 #include <new>
 #include <numeric>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -154,6 +156,71 @@ TEST(vnSerializeAdapter, ForgetsPushedBackBytesOnFlush)
     adapter.pushBack('x');
     adapter.flush();
     EXPECT_EQ(adapter.read(), 'a');
+}
+
+TEST(vnSerializeAdapter, AnswersForASourceThatOverridesNothing)
+{
+    Source source("abc");
+    EXPECT_EQ(source.canSeek(), 0);
+    EXPECT_EQ(source.seek(1, VN_ORIGIN_SET), 0xFFFFFFFFu);
+    EXPECT_EQ(source.supportAction(VN_SERIALIZE_APPEND), 1);
+    EXPECT_EQ(source.aboutToClose(0), 1);
+    EXPECT_EQ(source.isActive(), 1);
+    EXPECT_EQ(source.length(), 0u);
+    EXPECT_EQ(source.useExtension("png"), "png");
+    source.setError("broken");
+    EXPECT_EQ(source.hasError(), 1);
+    source.setError("");
+    EXPECT_EQ(source.hasError(), 0);
+    EXPECT_EQ(source.read(), 'a');
+}
+
+TEST(vnSerializeAdapter, GivesWhatWasPushedBackAgainWhenTheSourceThrows)
+{
+    class Broken : public Source
+    {
+    public:
+        using Source::Source;
+
+    protected:
+        using Source::read_imp;
+        unsigned int read_imp(unsigned char*, unsigned int) override { throw std::runtime_error("broken"); }
+    };
+    Broken source("cd");
+    pushBack(source, "ab");
+    unsigned char block[10];
+    EXPECT_THROW(source.read(block, sizeof block), std::runtime_error);
+    EXPECT_EQ(source.length(), 2u);
+    EXPECT_EQ(source.read(), 'a');
+    EXPECT_EQ(source.read(), 'b');
+    EXPECT_EQ(source.read(), 'c');
+}
+
+TEST(vnSerializeAdapter, TakesNoMoreMemoryThanComesFromASourceThatClaimsMore)
+{
+    class Liar : public Source
+    {
+    public:
+        using Source::Source;
+
+    protected:
+        unsigned int length_imp() override { return 0xFFFFFFF0u; }
+        unsigned int read_imp(unsigned char* data, unsigned int count) override
+        {
+            std::memset(data, 'x', std::min(count, 1000u));
+            return std::exchange(m_left, 0u);
+        }
+        using Source::read_imp;
+
+    private:
+        unsigned int m_left = 1000;
+    };
+    Manager manager;
+    Liar source("");
+    pushBack(source, "ab");
+    source.pushBackAdapterData();
+    EXPECT_LT(manager.largest, 1000000u);
+    EXPECT_EQ(readAll(source, 5), "abxxx");
 }
 
 TEST(vnSerializeAdapter, SkipsAsManyBytesAsAskedWhateverIsThere)

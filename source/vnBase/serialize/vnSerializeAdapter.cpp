@@ -13,7 +13,7 @@ namespace
 constexpr unsigned int VN_REF_BUCKETS = 100;
 constexpr unsigned int VN_REF_CHUNK = 100;
 
-// A probe takes memory as the data come, not by what was asked for.
+// Gathering takes memory as the data come, not by what was asked for or is claimed.
 constexpr unsigned int VN_PROBE_CHUNK = 65536;
 
 // The store takes no more than this ahead on a hint, whatever the hint claims: it grows by half of itself
@@ -150,10 +150,7 @@ void vnSerializeAdapter::pushBackAdapterData()
     // Taken away from the thread meanwhile: a source that reads another adapter may come here again.
     vnDynamicArray<unsigned char> scratch(std::move(scratchOfThread()));
     // What is pushed back already comes first, so all of it passes through.
-    scratch.setSize(length());
-    reservePushBack(scratch.getSize()); // what was read must not get lost for want of room
-    const unsigned int count = read(scratch.data(), scratch.getSize());
-    pushBack(scratch.data(), count);
+    gather(scratch, length());
     scratchOfThread().swap(scratch);
 }
 
@@ -258,7 +255,17 @@ unsigned int vnSerializeAdapter::readBlock(unsigned char* data, unsigned int cou
         return read_imp(data, count);
     const unsigned int done = m_pushBack.pop(data, count);
     resumeWindowWhenDrained();
-    return done < count ? done + read_imp(data + done, count - done) : done;
+    if (done == count)
+        return done;
+    try
+    {
+        return done + read_imp(data + done, count - done);
+    }
+    catch (...)
+    {
+        pushBack(data, done); // there is room
+        throw;
+    }
 }
 
 unsigned int vnSerializeAdapter::skip(unsigned int count)
@@ -289,6 +296,12 @@ unsigned char vnSerializeAdapter::probe(unsigned int count)
 unsigned char vnSerializeAdapter::probeByReading(unsigned int count)
 {
     vnDynamicArray<unsigned char> buffer(VN_PROBE_CHUNK);
+    return gather(buffer, count) == count;
+}
+
+// Reads up to `count` bytes, as they come, and pushes them back. Answers how many came.
+unsigned int vnSerializeAdapter::gather(vnDynamicArray<unsigned char>& buffer, unsigned int count)
+{
     unsigned int done = 0;
     try
     {
@@ -309,7 +322,7 @@ unsigned char vnSerializeAdapter::probeByReading(unsigned int count)
         throw;
     }
     pushBack(buffer.data(), done);
-    return done == count;
+    return done;
 }
 
 unsigned char* vnSerializeAdapter::reservePushBack(unsigned int count)

@@ -18,7 +18,10 @@ namespace
 {
 constexpr unsigned int VN_BLOCK = 1000000;
 constexpr unsigned int VN_CHUNK = 100000;
-constexpr unsigned int VN_DIRECT = 65536;           // reads from here on gain nothing from the buffer
+
+// Blocks from here on that find the buffer empty are read without it, although they would fit: the copy costs
+// more than the request that the buffer saves, and nothing but the number of requests can be told apart.
+constexpr unsigned int VN_DIRECT = 65536;
 constexpr unsigned int VN_OPEN_ENDED_BLOCK = 65536; // what a pipe holds
 constexpr unsigned int VN_MAX_SIZE = 0xFFFFFFFFu;
 
@@ -57,7 +60,7 @@ vnSerializeAdapterFile::vnSerializeAdapterFile(const vnString& name, vnSerialize
     }
     if (isInput() && !(flags & VN_ADAPTER_NO_EXPANSION))
         m_fileName = vnDirectory::getExtendedFileName(name);
-    setName(m_fileName);
+    setName(m_fileName); // the expanded one, so that a relative URL is resolved from where the file was found
     m_append = append;
     if (m_fileName.isEmpty())
         return;
@@ -133,21 +136,21 @@ void vnSerializeAdapterFile::flush()
     const unsigned int count = queue.getCount();
     const bool isTooLarge = count > VN_MAX_SIZE - m_size && vnFileCanSeek(m_file.get());
     const unsigned int written = isTooLarge ? 0 : vnFileWrite(m_file.get(), queue.data(), count);
+    const int error = vnGetSysError(); // before anything else changes it
     m_writeFailed = written < count;
-    if (m_writeFailed)
-    {
-        const vnString reason = isTooLarge ? vnFileTooLargeDescription() : vnGetSysErrorDescription();
-        setError(vnWithReason(textOf("Could not flush to file '", "'"), reason));
-    }
-    else
-    {
-        vnFileFlush(m_file.get());
-        vnFileSeek(m_file.get(), 0, VN_ORIGIN_END);
-    }
+    // Before the text of an error, for which there may be no memory: what is out must not go out again.
     m_size = saturatedSum(m_size, written);
     queue.pop(nullptr, written);
     queue.cleanUp();
     openWindow();
+    if (m_writeFailed)
+    {
+        const vnString reason = isTooLarge ? vnFileTooLargeDescription() : vnGetSysErrorDescription(error);
+        setError(vnWithReason(textOf("Could not flush to file '", "'"), reason));
+        return;
+    }
+    vnFileFlush(m_file.get());
+    vnFileSeek(m_file.get(), 0, VN_ORIGIN_END);
 }
 
 unsigned char vnSerializeAdapterFile::reset(unsigned int position)
@@ -209,11 +212,7 @@ unsigned int vnSerializeAdapterFile::read_imp(unsigned char* data, unsigned int 
         const bool fillsBlock = m_largeChunks && count <= VN_BLOCK && !isDirect;
         const unsigned int wanted = std::min((fillsBlock ? VN_BLOCK : count) - held, m_size);
         if (held == 0 && wanted == count)
-        {
-            const unsigned int got = vnFileRead(m_file.get(), data, count);
-            noteRead(count, got);
-            return got;
-        }
+            return readDirectly(data, count);
         fetch(wanted);
     }
     const unsigned int got = queue.pop(data, count);
@@ -362,27 +361,43 @@ bool vnSerializeAdapterFile::fetch(unsigned int count)
     const unsigned int got =
         m_isOpenEnded ? vnFileReadSome(m_file.get(), place, count) : vnFileRead(m_file.get(), place, count);
     const bool isSound = noteRead(count, got);
-    queue.commit(got);
+    queue.commit(got); // before the text of an error, for which there may be no memory
+    if (!isSound)
+        setError(vnTranslated("File read beyond end"));
     return isSound || got > 0;
 }
 
+// Reads into the caller's memory; the buffer is empty. A file that has become shorter gives what it still
+// has, as on the way through the buffer: a result of 0 would lose it.
+unsigned int vnSerializeAdapterFile::readDirectly(unsigned char* data, unsigned int count)
+{
+    const unsigned int got = vnFileRead(m_file.get(), data, count);
+    if (noteRead(count, got))
+        return got;
+    try
+    {
+        setError(vnTranslated("File read beyond end"));
+    }
+    catch (...)
+    {
+        // The caller does not learn how much came, so that it comes again.
+        if (vnFileReset(m_file.get(), static_cast<int>(vnFileTell(m_file.get()) - got)))
+            m_size = got;
+        throw;
+    }
+    return got;
+}
+
 // Keeps account of a read; has to follow it at once. Answers whether no error came up.
-bool vnSerializeAdapterFile::noteRead(unsigned int asked, unsigned int got)
+bool vnSerializeAdapterFile::noteRead(unsigned int asked, unsigned int got) noexcept
 {
     if (m_isOpenEnded)
     {
         m_hasEnded = got == 0;
-        if (got > 0 || vnGetSysError() == 0)
-            return true;
+        return got > 0 || vnGetSysError() == 0;
     }
-    else
-    {
-        m_size = got < asked ? 0 : m_size - got; // a file that has become shorter has no more
-        if (got == asked)
-            return true;
-    }
-    setError(vnTranslated("File read beyond end"));
-    return false;
+    m_size = got < asked ? 0 : m_size - got; // a file that has become shorter has no more
+    return got == asked;
 }
 
 // Takes over what is there already, so that it counts.

@@ -67,6 +67,12 @@ void vnSerializeAdapterMemory::flush()
     m_size = 0;
 }
 
+void vnSerializeAdapterMemory::setError(const vnString& error)
+{
+    vnSerializeAdapter::setError(error);
+    m_isReadEndReported = false;
+}
+
 void vnSerializeAdapterMemory::move(int delta)
 {
     const unsigned int position = getCurrentPos();
@@ -126,7 +132,7 @@ unsigned int vnSerializeAdapterMemory::read_imp(unsigned char* data, unsigned in
         std::memmove(data, m_block + position, there);
     openForReading(position + there);
     if (there < count)
-        setError(vnTranslated("Memory Adapter read beyond end"));
+        reportReadEnd();
     return there;
 }
 
@@ -135,7 +141,7 @@ unsigned char vnSerializeAdapterMemory::read_imp()
     const unsigned int position = getCurrentPos();
     if (position == m_size)
     {
-        setError(vnTranslated("Memory Adapter read beyond end"));
+        reportReadEnd();
         return 0;
     }
     openForReading(position + 1);
@@ -145,6 +151,15 @@ unsigned char vnSerializeAdapterMemory::read_imp()
 unsigned int vnSerializeAdapterMemory::length_imp()
 {
     return m_size - getCurrentPos();
+}
+
+// Skipping reads byte by byte, also far beyond the end: the text is not made anew for each.
+void vnSerializeAdapterMemory::reportReadEnd()
+{
+    if (m_isReadEndReported)
+        return;
+    setError(vnTranslated("Memory Adapter read beyond end"));
+    m_isReadEndReported = true;
 }
 
 void vnSerializeAdapterMemory::setPosition(unsigned int position) noexcept
