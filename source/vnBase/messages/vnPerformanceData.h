@@ -28,6 +28,7 @@ public:
 
     const vnString& get() const noexcept { return *m_name; }
     unsigned int hash() const noexcept { return m_name->hash(); }
+    vnUInt64 mixedHash(vnUInt64 seed) const noexcept { return m_name->mixedHash(seed); }
     bool operator==(const vnSectionName& other) const noexcept
     {
         const unsigned short length = m_name->length();
