@@ -31,21 +31,28 @@ void vnIgnoreByteOrderMarks(vnBasicParser& parser);
 class vnTextInput
 {
 public:
-    vnTextInput(vnBasicParser& parser, const vnString& text)
-        : m_parser(parser), m_adapter(const_cast<char*>(text.getString()), text.length()) // only read
+    vnTextInput(vnBasicParser& parser, const vnString& text) : m_parser(parser), m_adapter(text)
     {
-        m_adapter.ref(); // it is on the stack: the parser must not be the last one to let go
         m_parser.setAdapter(&m_adapter);
     }
-    ~vnTextInput() noexcept(false)
-    {
-        m_parser.setAdapter(nullptr);
-        m_adapter.unrefNoDelete();
-    }
+    ~vnTextInput() noexcept(false) { m_parser.setAdapter(nullptr); }
     vnTextInput(const vnTextInput&) = delete;
     vnTextInput& operator=(const vnTextInput&) = delete;
 
 private:
+    // It is owned by the stack, which outlives what the parser holds, so that nobody needs to count. Counting
+    // would lock four times for each text.
+    class Adapter : public vnSerializeAdapterMemory
+    {
+    public:
+        explicit Adapter(const vnString& text)
+            : vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length()) // only read
+        {
+        }
+        void ref() override {}
+        void unref() override {}
+    };
+
     vnBasicParser& m_parser;
-    vnSerializeAdapterMemory m_adapter;
+    Adapter m_adapter;
 };
