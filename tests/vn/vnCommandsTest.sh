@@ -26,6 +26,9 @@ check()
     elif [[ $code != 0 && ! -s error ]]; then
         echo "$what: failed without a word"
         failures=$((failures + 1))
+    elif grep -q $'\r' error; then
+        echo "$what: standard error is no terminal"
+        failures=$((failures + 1))
     fi
 }
 
@@ -90,12 +93,31 @@ check "a missing source leaves the target" 1 "" copy missing copied
 same "the target is whole afterwards" numbers copied
 check "a folder as source" 1 "" cat .
 check "a folder as target" 1 "" copy text .
-[[ ! -e /dev/full ]] || check "a full target" 1 "" copy numbers /dev/full
+if [[ -e /dev/full ]]; then
+    check "a full target" 1 "" copy numbers /dev/full
+    for command in "cat numbers" help version; do
+        # shellcheck disable=SC2086
+        "$vn" $command > /dev/full 2> error
+        [[ $? == 1 ]] || { echo "$command to a full disk: not a failure"; failures=$((failures + 1)); }
+        grep -q 'standard output' error || { echo "$command to a full disk: not named"; failures=$((failures + 1)); }
+    done
+fi
 mkfifo fifo && (cat numbers > fifo &) && "$vn" cat fifo > copied && same "a named pipe" numbers copied
-"$vn" cat numbers > /dev/full 2> error && { echo "a full standard output went unnoticed"; failures=$((failures + 1)); }
-grep -q 'standard output' error || { echo "a full standard output is not named"; failures=$((failures + 1)); }
 
 check "a file onto itself by its URL" 1 "" copy numbers file:numbers
+check "a file onto itself by its URL as source" 1 "" copy file:numbers numbers
+mkdir -p library && cp text library/book
+VANTOR_PATH=$PWD/library check "a file onto itself where the search path has it" 1 "" copy book library/book
+same "the file of the search path" text library/book
+check "an empty name" 2 "" words ""
+# Stacks that no memory is left for: no thread can be started. What reserves memory by itself can't run at all then.
+narrow="ulimit -s 4000000 && ulimit -v 1000000"
+if (eval "$narrow" && "$vn" version) > /dev/null 2>&1; then
+    (eval "$narrow" && exec timeout 20 "$vn" words text) > output 2> error
+    code=$?
+    [[ $code == 1 && ! -s output ]] || { echo "words without threads: ended with $code"; failures=$((failures + 1)); }
+    grep -q 'no thread' error || { echo "words without threads: not told"; failures=$((failures + 1)); }
+fi
 same "the file is whole after that" numbers copied
 "$vn" copy dummy:3000000 file:noise && [[ $(stat -c %s noise) == 3000000 ]] ||
     { echo "random bytes: not 3000000"; failures=$((failures + 1)); }

@@ -3,8 +3,10 @@
 
 #include "vnTool.h"
 
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnString.h>
 
+#include <algorithm>
 #include <cctype>
 
 namespace
@@ -46,6 +48,29 @@ vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action)
         throw vnFailure(error.isEmpty() ? "can't open '" + url + "'" : error.getString());
     vnCheckError(adapter);
     return adapter;
+}
+
+vnBlockReader::vnBlockReader(vnAdapter& source, const char* banner)
+    : m_source(source), m_banner(banner), m_total(source->canSeek() ? source->length() : 0)
+{
+}
+
+unsigned int vnBlockReader::getNextSize()
+{
+    const bool hasData = m_source->hasData();
+    vnCheckError(m_source);
+    // A source that can't tell how much there is, such as a named pipe, is read as the bytes come.
+    return hasData ? std::clamp(m_source->length(), 1u, VN_BLOCK) : 0;
+}
+
+unsigned int vnBlockReader::read(unsigned char* data, unsigned int size)
+{
+    const unsigned int got = m_source->read(data, size);
+    vnCheckError(m_source);
+    m_finished += got;
+    if (m_finished <= m_total)
+        vnProgress::progress(static_cast<unsigned char>(m_finished / m_total * 100.0), m_banner);
+    return got;
 }
 
 std::vector<unsigned char> vnReadURL(const std::string& url)

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vnBase/vnProgress.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnSerializeAdapter.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -23,24 +21,34 @@ void vnCheckError(vnAdapter& adapter);
 /// All that a URL holds.
 std::vector<unsigned char> vnReadURL(const std::string& url);
 
+/// Reads a source block by block and reports how far it is, as long as the source tells how much there is.
+class vnBlockReader
+{
+public:
+    static constexpr unsigned int VN_BLOCK = 1000000;
+
+    /// `banner` is only referred to.
+    vnBlockReader(vnAdapter& source, const char* banner);
+
+    /// The size of the next block, `VN_BLOCK` at most; 0 at the end. Waits for a source that does.
+    unsigned int getNextSize();
+
+    /// Reads the next block, `size` bytes as told, and returns how many came.
+    unsigned int read(unsigned char* data, unsigned int size);
+
+private:
+    vnAdapter& m_source;
+    const char* m_banner;
+    double m_total;
+    double m_finished = 0;
+};
+
 /// Hands all bytes of `source` to `put(data, size)`, and tells how far it is.
 template <class Put>
 void vnForEachBlock(vnAdapter& source, const char* banner, Put put)
 {
-    std::vector<unsigned char> block(1000000);
-    double total = source->length();
-    double finished = 0;
-    while (source->hasData())
-    {
-        // A source that can't tell how much there is, such as a named pipe, is read as the bytes come.
-        const unsigned int known = std::max(source->length(), 1u);
-        const unsigned int wanted = std::min<unsigned int>(known, static_cast<unsigned int>(block.size()));
-        const unsigned int size = source->read(block.data(), wanted);
-        vnCheckError(source);
-        put(block.data(), size);
-        finished += size;
-        total = std::max(total, finished);
-        vnProgress::progress(static_cast<unsigned char>(finished / total * 100.0), banner);
-    }
-    vnCheckError(source);
+    std::vector<unsigned char> block(vnBlockReader::VN_BLOCK);
+    vnBlockReader reader(source, banner);
+    while (const unsigned int size = reader.getNextSize())
+        put(block.data(), reader.read(block.data(), size));
 }

@@ -4,10 +4,7 @@
 #include "vnTool.h"
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnMessage.h>
-#include <vnBase/vnProgress.h>
 
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
@@ -50,6 +47,11 @@ void print(const std::string& text)
     vnFlushResults();
 }
 
+void printError(const std::string& text)
+{
+    vnErrorOutput::get().print(text);
+}
+
 ExitCode help(int count, char** words)
 {
     if (count == 0)
@@ -60,16 +62,32 @@ ExitCode help(int count, char** words)
     const vnCommand* command = count == 1 ? findCommand(words[0]) : nullptr;
     if (!command)
     {
-        std::fprintf(stderr, "vn: no help on '%s'\n%s", words[0], overview().c_str());
+        printError(std::string("vn: no help on '") + words[0] + "'\n" + overview());
         return wrongUsage;
     }
     print(usageOf(*command) + command->summary + "\n" + command->details);
     return done;
 }
 
-ExitCode run(int count, char** words)
+// The words begin with the name of the command.
+ExitCode runCommand(const vnCommand& command, int count, char** words)
 {
-    const std::string name = count > 0 ? words[0] : "";
+    try
+    {
+        vnArguments arguments(count, words);
+        command.run(arguments);
+        vnFlushResults();
+        return done;
+    }
+    catch (const vnUsageError& error)
+    {
+        printError(std::string("vn ") + command.name + ": " + error.what() + "\n" + usageOf(command));
+        return wrongUsage;
+    }
+}
+
+ExitCode run(const std::string& name, int count, char** words)
+{
     if (name == "help" || name == "--help" || name == "-h")
         return help(count - 1, words + 1);
     if (name == "version" || name == "--version")
@@ -77,66 +95,45 @@ ExitCode run(int count, char** words)
         print("vn " VN_BASE_VERSION_TEXT "\n");
         return done;
     }
-    const vnCommand* command = findCommand(name.c_str());
-    if (!command)
-    {
-        if (!name.empty())
-            std::fprintf(stderr, "vn: unknown command '%s'\n", name.c_str());
-        std::fputs(overview().c_str(), stderr);
-        return wrongUsage;
-    }
+    if (const vnCommand* command = findCommand(name.c_str()))
+        return runCommand(*command, count, words);
+    printError((name.empty() ? "" : "vn: unknown command '" + name + "'\n") + overview());
+    return wrongUsage;
+}
+
+// What went wrong; called while an exception is caught.
+std::string failureText()
+{
     try
     {
-        vnArguments arguments(count, words);
-        command->run(arguments);
-        vnFlushResults();
-        return done;
-    }
-    catch (const vnUsageError& error)
-    {
-        std::fprintf(stderr, "vn %s: %s\n%s", command->name, error.what(), usageOf(*command).c_str());
-        return wrongUsage;
+        throw;
     }
     catch (const vnFailure& error)
     {
-        std::fprintf(stderr, "vn %s: %s\n", command->name, error.what());
+        return error.what();
     }
     catch (const vnBaseError& error)
     {
-        std::fprintf(stderr, "vn %s: %s\n", command->name, error.getErrorString().getString());
+        return error.getErrorString().getString();
     }
     catch (const std::bad_alloc&)
     {
-        std::fprintf(stderr, "vn %s: out of memory\n", command->name);
+        return "out of memory";
     }
-    return failed;
 }
-
-// Sends messages and progress of the library to standard error for as long as it lives.
-class ErrorChannel
-{
-public:
-    ErrorChannel()
-    {
-        vnMessage::addMessageReceiver(&m_receiver);
-        vnProgress::setDefaultProgressInterface(&m_progress);
-    }
-    ~ErrorChannel()
-    {
-        vnProgress::setDefaultProgressInterface(nullptr);
-        vnMessage::removeMessageReceiver(&m_receiver);
-    }
-    ErrorChannel(const ErrorChannel&) = delete;
-    ErrorChannel& operator=(const ErrorChannel&) = delete;
-
-private:
-    vnErrorReceiver m_receiver;
-    vnErrorProgress m_progress;
-};
 } // namespace
 
 int main(int count, char** words)
 {
-    ErrorChannel channel;
-    return run(count - 1, words + 1);
+    vnErrorOutput::get();
+    const std::string name = count > 1 ? words[1] : "";
+    try
+    {
+        return run(name, count - 1, words + 1);
+    }
+    catch (...)
+    {
+        printError("vn " + name + ": " + failureText() + "\n");
+        return failed;
+    }
 }

@@ -32,30 +32,65 @@ const char* nameOf(vnMessageLevel level)
 }
 } // namespace
 
-void vnErrorReceiver::onMessage(const vnString& sender, vnMessageLevel level, const char* message)
+vnErrorOutput& vnErrorOutput::get()
+{
+    static vnErrorOutput output;
+    return output;
+}
+
+vnErrorOutput::vnErrorOutput() : m_start(vnTime::systemSeconds()), m_isTerminal(isatty(STDERR_FILENO) != 0)
+{
+    vnMessage::addMessageReceiver(this);
+    vnProgress::setDefaultProgressInterface(this);
+}
+
+vnErrorOutput::~vnErrorOutput() noexcept(false)
+{
+    vnProgress::setDefaultProgressInterface(nullptr);
+    vnMessage::removeMessageReceiver(this);
+    clear();
+}
+
+void vnErrorOutput::onMessage(const vnString& sender, vnMessageLevel level, const char* message)
 {
     vnBodyGuard guard(m_mutex);
-    std::fprintf(stderr, "\r%s %s: %s\n", sender.getString(), nameOf(level), message);
+    clear();
+    std::fprintf(stderr, "%s %s: %s\n", sender.getString(), nameOf(level), message);
 }
 
-vnErrorProgress::vnErrorProgress()
-    : m_start(vnTime::systemSeconds()), m_isTerminal(isatty(STDERR_FILENO) != 0)
-{
-}
-
-vnErrorProgress::~vnErrorProgress() noexcept(false)
-{
-    if (m_isShown)
-        std::fprintf(stderr, "\r\033[K");
-}
-
-void vnErrorProgress::onProgress(unsigned char percent, const char* banner)
+void vnErrorOutput::onProgress(unsigned char percent, const char* banner)
 {
     vnBodyGuard guard(m_mutex);
-    if (!m_isTerminal || percent == m_percent || vnTime::systemSeconds() - m_start < quietSeconds)
+    if (!m_isTerminal || vnTime::systemSeconds() - m_start < quietSeconds)
+        return;
+    if (m_isShown && percent == m_percent && m_banner == banner)
         return;
     m_isShown = true;
     m_percent = percent;
-    std::fprintf(stderr, "\r%s: %d%%", banner, percent);
+    m_banner = banner;
+    std::fprintf(stderr, "\r%s: %d%%\033[K", banner, percent);
+    std::fflush(stderr);
+}
+
+void vnErrorOutput::print(const std::string& text)
+{
+    vnBodyGuard guard(m_mutex);
+    clear();
+    std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void vnErrorOutput::clearProgress()
+{
+    if (!m_isShown)
+        return;
+    vnBodyGuard guard(m_mutex);
+    clear();
+}
+
+void vnErrorOutput::clear()
+{
+    if (!m_isShown.exchange(false))
+        return;
+    std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
 }

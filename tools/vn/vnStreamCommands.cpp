@@ -3,6 +3,7 @@
 #include "vnInput.h"
 #include "vnTool.h"
 
+#include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnString.h>
 
 #include <sys/stat.h>
@@ -17,6 +18,13 @@ std::string fileOf(const std::string& url)
     vnString base, path, name;
     vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
     return base == "file:" || base.isEmpty() ? (path + name).getString() : url;
+}
+
+// The file that an open source reads. It knows that itself: a name may be found in another folder.
+std::string fileOf(vnAdapter& source, const std::string& url)
+{
+    const auto* file = dynamic_cast<const vnSerializeAdapterFile*>(source.get());
+    return file ? file->getFileName().getString() : fileOf(url);
 }
 
 bool isSameFile(const std::string& left, const std::string& right)
@@ -40,10 +48,10 @@ void vnRunCat(vnArguments& arguments)
 void vnRunCopy(vnArguments& arguments)
 {
     const std::vector<std::string> urls = arguments.takeOperands(2, 2);
-    // Opening the target empties it, so that the source would be lost.
-    if (isSameFile(fileOf(urls[0]), fileOf(urls[1])))
-        throw vnFailure("'" + urls[0] + "' and '" + urls[1] + "' are one file");
     vnAdapter source = vnOpenURL(urls[0], VN_SERIALIZE_INPUT);
+    // Opening the target empties it, so that the source would be lost.
+    if (isSameFile(fileOf(source, urls[0]), fileOf(urls[1])))
+        throw vnFailure("'" + urls[0] + "' and '" + urls[1] + "' are one file");
     vnAdapter target = vnOpenURL(urls[1], VN_SERIALIZE_OUTPUT);
     vnForEachBlock(source, "copy",
                    [&target](unsigned char* data, unsigned int size)

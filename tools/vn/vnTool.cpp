@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnTool.h"
 
+#include "vnReceivers.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -59,6 +61,7 @@ namespace
 
 void vnWriteResult(const void* data, std::size_t size)
 {
+    vnErrorOutput::get().clearProgress(); // both may be one terminal
     if (std::fwrite(data, 1, size, stdout) != size)
         failOutput();
 }

@@ -5,7 +5,6 @@
 #include "vnWordCount.h"
 
 #include <vnBase/vnEvent.h>
-#include <vnBase/vnProgress.h>
 #include <vnBase/vnThread.h>
 
 #include <algorithm>
@@ -20,7 +19,6 @@ namespace
 {
 using Block = std::vector<unsigned char>;
 
-constexpr std::size_t blockSize = 1000000;
 constexpr std::size_t blocksPerThread = 2; // waiting at most, so that a slow count bounds the memory
 constexpr unsigned int waitMilliseconds = 1000;
 
@@ -119,16 +117,25 @@ private:
 class Counters
 {
 public:
-    Counters(unsigned int count, BlockQueue& queue) : m_queue(queue)
-    {
-        for (unsigned int i = 0; i < count; ++i)
-            m_counters.push_back(std::make_unique<Counter>(queue));
-        for (const auto& counter : m_counters)
-            counter->run(0);
-    }
+    explicit Counters(BlockQueue& queue) : m_queue(queue) {}
     ~Counters() { finish(); }
     Counters(const Counters&) = delete;
     Counters& operator=(const Counters&) = delete;
+
+    /// Starts `count` threads, or as many as the system allows, but one at least.
+    void start(unsigned int count)
+    {
+        for (unsigned int i = 0; i < count; ++i)
+        {
+            m_counters.push_back(std::make_unique<Counter>(m_queue));
+            if (m_counters.back()->run(0))
+                continue;
+            m_counters.pop_back();
+            break;
+        }
+        if (m_counters.empty())
+            throw vnFailure("no thread could be started");
+    }
 
     void finish()
     {
@@ -151,18 +158,14 @@ private:
 void readFile(const std::string& name, BlockQueue& queue)
 {
     vnAdapter file = vnOpenURL(name, VN_SERIALIZE_INPUT);
-    double total = file->length();
-    double finished = 0;
+    vnBlockReader reader(file, name.c_str());
     Block open; // the beginning of a word that goes on in the next block
-    while (file->hasData())
+    while (const unsigned int wanted = reader.getNextSize())
     {
         Block block = std::move(open);
         const std::size_t kept = block.size();
-        const std::size_t wanted = std::min<std::size_t>(std::max(file->length(), 1u), blockSize);
         block.resize(kept + wanted);
-        const unsigned int size = file->read(block.data() + kept, static_cast<unsigned int>(wanted));
-        vnCheckError(file);
-        block.resize(kept + size);
+        block.resize(kept + reader.read(block.data() + kept, wanted));
 
         const std::size_t end = vnWordCount::findOpenWord(block.data(), block.size());
         const std::size_t openSize =
@@ -171,11 +174,7 @@ void readFile(const std::string& name, BlockQueue& queue)
         block.resize(end);
         if (!block.empty() && !queue.put(std::move(block)))
             return;
-        finished += size;
-        total = std::max(total, finished);
-        vnProgress::progress(static_cast<unsigned char>(finished / total * 100.0), name.c_str());
     }
-    vnCheckError(file);
     if (!open.empty())
         queue.put(std::move(open));
 }
@@ -189,7 +188,8 @@ void vnRunWords(vnArguments& arguments)
     const std::vector<std::string> files = arguments.takeOperands(1, SIZE_MAX);
 
     BlockQueue queue(threads * blocksPerThread);
-    Counters counters(threads, queue);
+    Counters counters(queue);
+    counters.start(threads);
     for (const std::string& file : files)
         readFile(file, queue);
     counters.finish();
