@@ -759,10 +759,10 @@ int main(int argc, char** argv)
     }
     {
         const int times = suite.scaled(20000);
-        const char memory[] = "bytes in memory";
-        const std::string place = std::to_string(reinterpret_cast<std::uintptr_t>(memory)) + ",15";
+        const char bytes[] = "bytes in memory";
+        const std::string place = std::to_string(reinterpret_cast<std::uintptr_t>(bytes)) + ",15";
         const std::string urls[] = {"mem:" + place, "file:" + out};
-        std::ofstream(out, std::ios::binary) << memory;
+        std::ofstream(out, std::ios::binary) << bytes;
 #ifdef HAVE_POCO
         Poco::URIStreamOpener opener;
         opener.registerStreamFactory("mem", new MemoryFactory);
