@@ -21,7 +21,6 @@
 #include <Poco/BinaryReader.h>
 #include <Poco/BinaryWriter.h>
 #include <Poco/FileStream.h>
-#include <Poco/FileStreamFactory.h>
 #include <Poco/MemoryStream.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/URI.h>
@@ -766,7 +765,6 @@ int main(int argc, char** argv)
 #ifdef HAVE_POCO
         Poco::URIStreamOpener opener;
         opener.registerStreamFactory("mem", new MemoryFactory);
-        opener.registerStreamFactory("file", new Poco::FileStreamFactory);
 #endif
         for (const std::string& url : urls)
         {
