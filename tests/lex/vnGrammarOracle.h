@@ -10,7 +10,7 @@
 #include <vector>
 
 /// Walks the text of rules over an input, character by character and without any form in between: slow, and
-/// plain enough to be read beside the description of the language. What the engine does is compared with it.
+/// plain enough to be checked by reading. What the engine does is compared with it.
 class vnGrammarOracle
 {
 public:
@@ -507,14 +507,20 @@ private:
         return 1;
     }
 
-    // Sets without escapes, but for those of line feeds.
+    static unsigned int escaped(char c)
+    {
+        static const std::map<char, char> letters = {{'n', '\n'}, {'r', '\r'}, {'b', '\b'}, {'t', '\t'},
+                                                     {'a', '\a'}, {'f', '\f'}, {'v', '\v'}, {'0', '\0'}};
+        const auto found = letters.find(c);
+        return static_cast<unsigned char>(found == letters.end() ? c : found->second);
+    }
     static bool isInSet(const std::string& set, char c)
     {
         std::size_t at = set[0] == '^' ? 1 : 0;
         const auto one = [&]
         {
             if (set[at] == '\\')
-                return at += 2, static_cast<unsigned int>(set[at - 1] == 'n' ? '\n' : set[at - 1]);
+                return at += 2, escaped(set[at - 1]);
             if (set.compare(at, 2, "#x") != 0 || at + 2 >= set.size() ||
                 !isxdigit(static_cast<unsigned char>(set[at + 2])))
                 return static_cast<unsigned int>(static_cast<unsigned char>(set[at++]));

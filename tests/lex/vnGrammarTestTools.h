@@ -35,6 +35,24 @@ protected:
         setReadWindow(m_window.data() + 1, m_end);
         return m_window[0];
     }
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        unsigned int done = 0;
+        while (done < count)
+        {
+            const unsigned char* next = getReadNext();
+            if (next && next != m_end)
+            {
+                data[done++] = *next;
+                setReadWindow(next + 1, m_end);
+            }
+            else if (m_at < m_text.size())
+                data[done++] = read_imp();
+            else
+                break;
+        }
+        return done;
+    }
     unsigned int length_imp() override
     {
         const unsigned char* next = getReadNext();

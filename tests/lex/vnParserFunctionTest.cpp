@@ -108,7 +108,7 @@ TEST(vnParserFunction, GoesBackByOneOnlyBehindALaterBranchOfARule)
     expectRows({{"main ::= 'x' | 'xyz' ;", "xyz", VN_PARSE_OK, "z"}});
 }
 
-TEST(vnParserFunction, RepeatsAsTold)
+TEST(vnParserFunction, RepeatsGreedily)
 {
     expectRows({
         {"main ::= [^]* ;", "any\nthing", VN_PARSE_OK, ""},
@@ -261,6 +261,17 @@ TEST(vnParserFunction, EndsEndlessRulesWithAnError)
     EXPECT_EQ(grammar.run("(" + deep + ")"), VN_PARSE_OK);
     const std::string groups = "main ::= " + std::string(100000, '(') + ";";
     EXPECT_EQ(Grammar(groups.substr(0, 60000).c_str()).run("a"), VN_PARSE_ERROR);
+}
+
+TEST(vnParserFunction, BearsRulesAndGroupsNestedInEachOther)
+{
+    std::string rules = "go ::= 'a' r0 | 'b' ; r63 ::= 'y' ;";
+    for (unsigned int i = 0; i < 63; ++i)
+        rules += "r" + std::to_string(i) + " ::= " + std::string(190, '(') + "r" + std::to_string(i + 1) +
+                 std::string(190, ')') + " | 'x' ;";
+    Grammar grammar(rules.c_str());
+    EXPECT_EQ(grammar.run("ax", "go"), VN_PARSE_ERROR); // deeper than the limit
+    EXPECT_EQ(grammar.run("b", "go"), VN_PARSE_OK);
 }
 
 TEST(vnParserFunction, BoundsTheCallsOfOneParseWhenAsked)

@@ -6,7 +6,7 @@ namespace
 using First = vnGrammarFirst;
 using Item = vnGrammarItem;
 
-// Rules nested deeper begin with anything.
+// Rules and groups nested deeper begin with anything.
 constexpr unsigned int VN_MAX_DEPTH = 64;
 
 void unite(First& to, const First& from)
@@ -89,7 +89,7 @@ private:
         case Item::NAME:
             return ofName(*item.name);
         case Item::GROUP:
-            return ofChoice(*item.group);
+            return ofDeeper(*item.group);
         case Item::MARK:
         case Item::COMMENT:
             first.canBeEmpty = true;
@@ -109,19 +109,22 @@ private:
         return first;
     }
 
+    First ofDeeper(vnGrammarChoice& choice)
+    {
+        if (m_depth == VN_MAX_DEPTH)
+            return First{};
+        ++m_depth;
+        const First first = ofChoice(choice);
+        --m_depth;
+        return first;
+    }
+
     First ofName(vnGrammarName& name)
     {
         if (!name.body)
             return name.native ? ofSet(*name.native) : First{};
-        if (m_depth == VN_MAX_DEPTH)
-            return First{};
         name.body->read(m_names);
-        if (name.body->root.hasFault)
-            return First{};
-        ++m_depth;
-        const First first = ofChoice(name.body->root);
-        --m_depth;
-        return first;
+        return name.body->root.hasFault ? First{} : ofDeeper(name.body->root);
     }
 
     vnGrammarNames& m_names;

@@ -79,14 +79,21 @@ vnParseResult vnGrammarData::parseRule(const vnString& name)
     try
     {
         const vnParseResult result = call(*entry);
-        cursor.leave();
+        endParse();
         return result;
     }
     catch (...)
     {
-        cursor.leave();
+        endParse();
         throw;
     }
+}
+
+void vnGrammarData::endParse()
+{
+    if (m_depth == 0)
+        m_replaced.clear();
+    cursor.leave();
 }
 
 bool vnGrammarData::popMark(unsigned int& position) noexcept
@@ -110,8 +117,10 @@ vnParseResult vnGrammarData::call(vnGrammarName& name)
 
 vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
 {
+    const unsigned int callCounter = m_callCounter; // a function counts once, whatever it takes
     const bool isMatch = name.isNativeRun ? runSet(*name.native, std::numeric_limits<unsigned int>::max()) > 0
                                           : matchSet(*name.native);
+    m_callCounter = callCounter;
     return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
 }
 
@@ -220,8 +229,9 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsig
         cursor.moveTo(begin);
     else if (!choice.isAtEnd)
     {
-        // In front of more text the input goes back to the begin, and forward again.
-        if (here == end && here >= begin)
+        // In front of more text the input goes back to the begin, and forward again. Over line feeds that
+        // changes what is known of the ends of lines.
+        if (here == end && cursor.isInLine(begin))
         {
             cursor.checkReturn(here - begin);
             return;

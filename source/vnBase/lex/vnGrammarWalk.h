@@ -69,6 +69,7 @@ private:
 
     // What walks answers false when the walk ends with an error.
     vnParseResult call(vnGrammarName& name);
+    void endParse();
     vnParseResult callFunction(const vnGrammarName& name);
     vnParseResult callNative(const vnGrammarName& name);
     vnParseResult callRule(const vnGrammarName& name);

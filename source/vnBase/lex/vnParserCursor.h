@@ -43,6 +43,9 @@ public:
         return p.m_remembered <= p.m_maxBufferSize && count <= p.m_maxBufferSize - p.m_remembered;
     }
 
+    /// Whether no line feed was consumed at or behind `position`, as far as is known.
+    bool isInLine(unsigned int position) const noexcept { return m_parser.m_lineBegin <= position; }
+
     /// Consumes `count` bytes of the window, none of which is a line feed; or of which some may be.
     void takePlain(unsigned int count) noexcept
     {
