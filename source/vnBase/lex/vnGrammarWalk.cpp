@@ -231,7 +231,7 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsig
     {
         // In front of more text the input goes back to the begin, and forward again. Over line feeds that
         // changes what is known of the ends of lines.
-        if (here == end && cursor.isInLine(begin))
+        if (here == end && here >= begin && cursor.isInLine(begin))
         {
             cursor.checkReturn(here - begin);
             return;
