@@ -298,6 +298,23 @@ TEST(vnURLAdapter, OpensWhatAGUIDStandsFor)
     vnGuidStringDict::remove(name);
 }
 
+TEST(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
+{
+    const vnGUID guid(5ull, 6);
+    const vnString name = vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}";
+    for (const std::string tail : {"", "?x"})
+    {
+        const vnString url = vnString("file:/no/") + name + tail.c_str();
+        std::string longest(65535 - 9 - tail.size(), 'n');
+        vnGuidStringDict::enter(guid, longest.c_str());
+        EXPECT_EQ(failure(url).substr(0, 12), "URL Adapter ") << tail;
+        longest += 'n';
+        vnGuidStringDict::enter(guid, longest.c_str());
+        EXPECT_EQ(failure(url), "Too long URL in getAdapter") << tail;
+    }
+    vnGuidStringDict::remove(guid);
+}
+
 TEST(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
 {
     const vnTempFolder folder;

@@ -182,6 +182,14 @@ bool resolveGUIDs(vnURLParts& parts, const vnURLRequest& request)
         request.report(level, "Unknown GUID URLName in getAdapter");
         return false;
     }
+    // A GUID stands for any text, and a string that is joined to be too long is cut to another one.
+    const unsigned int query = parts.attributes.isEmpty() ? 0 : parts.attributes.length() + 1u;
+    const unsigned int joined = parts.base.length() + parts.path.length() + parts.name.length() + query;
+    if (joined > vnString::VN_MAX_LENGTH)
+    {
+        request.report(VN_MESSAGE_WARNING, "Too long URL in getAdapter");
+        return false;
+    }
     parts.text = parts.getSpelledBase() + parts.path + parts.name;
     if (!parts.attributes.isEmpty())
         parts.text += vnString("?") + parts.attributes;
