@@ -231,8 +231,9 @@ public:
     static unsigned char hasURLAttributeValue(const vnString& attribute, const vnString& attributes);
 
     /// Adds a manager behind those registered for this scheme before, and takes it out again. Letters of
-    /// either case, with or without the colon; a null manager is ignored. The registry holds a reference on
-    /// the manager. It takes no lock: register before threads open URLs.
+    /// either case, with or without the colon; a null manager is ignored, and so is one that is registered
+    /// for the scheme already. The registry holds a reference on the manager. It takes no lock: register
+    /// before threads open URLs.
     static void registerURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
     static void unregisterURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
 

@@ -364,6 +364,16 @@ TEST(vnURLAdapter, ListsManagersByTheirExactKey)
     EXPECT_FALSE(vnSerializeAdapter::hasRegisteredURLManager("none:"));
 }
 
+TEST(vnURLAdapter, AsksAManagerOnceThatIsRegisteredTwice)
+{
+    Manager first("myscheme"), second("myscheme");
+    vnSerializeAdapter::registerURLManager("MyScheme:", &first);
+    vnSerializeAdapter::registerURLManager("MyScheme:", &second);
+    EXPECT_FALSE(Adapter(open("myscheme:a")));
+    EXPECT_EQ(first.asked, "myscheme:a;");
+    EXPECT_EQ(second.asked, "myscheme:a;");
+}
+
 TEST(vnURLAdapter, OpensFromManyThreadsAtOnce)
 {
     const vnTempFolder folder;

@@ -103,8 +103,16 @@ vnString keyOf(const vnString& scheme)
 void vnSerializeAdapter::registerURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager)
 {
     Registry* registry = getRegistry();
-    if (manager && registry)
-        registry->enter(keyOf(scheme), manager);
+    if (!manager || !registry)
+        return;
+    // Once only: a walk goes on behind the first entry of a manager, so that it would never get past a second
+    // one.
+    const vnString key = keyOf(scheme);
+    const vnSerializeURLManagerInterface* known = registry->peek(key);
+    while (known && known != manager)
+        known = registry->peek(key, known);
+    if (!known)
+        registry->enter(key, manager);
 }
 
 void vnSerializeAdapter::unregisterURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager)
