@@ -409,4 +409,6 @@ TEST(vnURLAdapter, KnowsWhetherURLsExist)
         vnURLExist(url);
     EXPECT_EQ(manager.asked, "myscheme:a?exist=yes;myscheme:a?b&exist=yes;myscheme:a?exist=yes;"
                              "myscheme:a?exist=no&exist=yes;");
+    const std::string query(65535 - path.length() - 1, 'q'); // leaves no room for the attribute
+    EXPECT_TRUE(vnURLExist(path + "?" + query.c_str()));
 }

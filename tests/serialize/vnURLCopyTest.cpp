@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnURL.h>
 
+#include "../messages/vnMessageRecorder.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterMemory.h>
@@ -156,6 +157,11 @@ TEST(vnURLCopy, LeavesTheDestinationAloneWhenTheSourceDoesNotOpen)
     EXPECT_EQ(vnTempFolder::content(destination), "kept");
     EXPECT_FALSE(copyAdapters(folder.path("no/folder"), destination, &error, 1, 1));
     EXPECT_EQ(error.left(13), "URL Adapter (");
+    Recorder recorder;
+    EXPECT_FALSE(copyAdapters(destination, folder.path("none"), &error, 0, 1)); // each has its own flags
+    EXPECT_EQ(recorder.take().size(), 0u);
+    EXPECT_FALSE(copyAdapters(destination, folder.path("none"), &error, 1, 0));
+    EXPECT_EQ(recorder.take().size(), 1u);
 }
 
 TEST(vnURLCopy, TellsWhatCouldNotBeWrittenInTheEnd)

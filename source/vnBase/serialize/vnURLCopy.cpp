@@ -109,13 +109,14 @@ unsigned char vnURLExist(const vnString& url)
     // The attribute alone would name a file without a name, which opens nothing and has no error.
     if (parts.text.isEmpty())
         return 0;
-    vnString attributes = parts.attributes;
-    if (attributes.isEmpty())
-        attributes = "exist=yes";
-    else if (!vnSerializeAdapter::getURLAttributeValue("exist", attributes, vnString()).yesNo())
-        attributes += "&exist=yes";
-    const vnString asked =
-        vnString::formatString("%s%s%s?%s", parts.getSpelledBase(), parts.path, parts.name, attributes);
+    const char* exist = "";
+    if (parts.attributes.isEmpty())
+        exist = "exist=yes";
+    else if (!vnSerializeAdapter::getURLAttributeValue("exist", parts.attributes, vnString()).yesNo())
+        exist = "&exist=yes";
+    // What is too long is cut at its end: then the attribute goes, which is only advice, and not the name.
+    const vnString asked = vnString::formatString("%s%s%s?%s%s", parts.getSpelledBase(), parts.path,
+                                                  parts.name, parts.attributes, exist);
     return vnOpenURL(asked, {VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT, vnString(), nullptr}).get() != nullptr;
 }
 
