@@ -92,7 +92,8 @@ public:
     /// A stream that does not go on with the magic word leaves the container as it was, and loses no byte.
     /// Otherwise the attributes are replaced by those of the stream. An error of the adapter on the way, also
     /// one that it had before, throws `vnWarningError`; the attributes that were read whole stay. So does a
-    /// stream that ends before its last attribute, or counts more of them than the limit allows.
+    /// stream that ends before its last attribute, or counts more of them than the limit allows. One that
+    /// fails before its count is known and allowed leaves the attributes as they were.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Not possible: throws `vnWarningError`.

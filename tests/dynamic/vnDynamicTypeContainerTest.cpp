@@ -164,6 +164,28 @@ TEST(vnDynamicTypeContainer, WarnsWhenTheStreamEnds)
               "pushBack for vnDynamicTypeContainer is not possible to perform in adapter 'short' ");
 }
 
+TEST(vnDynamicTypeContainer, WarnsOfAnEndThatTheSourceDoesNotTell)
+{
+    const Bytes whole{0x07, 0xCD, 0xBF, 0xFE, 1, 0, 0, 0, 'n', 0, 0xFC, 2, 0, 1, 5};
+    const std::pair<std::size_t, unsigned int> cuts[] = {
+        {4, 1},  // the count is missing: what was there stays
+        {5, 1},  // a part of it
+        {8, 0},  // no attribute
+        {9, 0},  // a part of a name
+        {10, 0}, // no value
+    };
+    for (const auto& [size, left] : cuts)
+    {
+        vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO); // blocks end without an error
+        put(adapter, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        vnDynamicTypeContainer container;
+        container.setAttribute("old", 1.0);
+        EXPECT_THROW(container.read(&adapter), vnWarningError) << size;
+        EXPECT_TRUE(adapter.hasError()) << size;
+        EXPECT_EQ(container.getNumberOfAttributes(), left) << size;
+    }
+}
+
 TEST(vnDynamicTypeContainer, TellsItsEvents)
 {
     Watched container;
@@ -255,10 +277,12 @@ TEST(vnDynamicTypeContainer, AcceptsNoMoreAttributesThanItsLimit)
         put(adapter, two);
         vnDynamicTypeContainer container;
         container.setReadLimit(limit);
+        container.setAttribute("old", 1.0);
         if (limit == 1)
         {
             EXPECT_THROW(container.read(&adapter), vnWarningError);
             EXPECT_EQ(adapter.getError(), "Container with too many attributes");
+            EXPECT_TRUE(container.hasAttribute("old"));
         }
         else
         {
