@@ -5,6 +5,7 @@
 #include <vnBase/vnSerializeAdapter.h>
 #include <vnBase/vnVarUInt64.h>
 
+#include <algorithm>
 #include <utility>
 
 /// An array as an item of streams: the count as a `vnVarUInt64`, then the elements, each by its own stream
@@ -38,8 +39,12 @@ public:
         {
             T element;
             element.read(adapter);
+            // By the chunk alone a long array would be moved once for every few elements.
+            if (elements.getSize() == elements.getCapacity())
+                elements.setChunkSize(std::max(elements.getCapacity(), firstChunk));
             elements.append(std::move(element));
         }
+        elements.setChunkSize(this->getChunkSize());
         this->swap(elements);
     }
 
@@ -57,4 +62,7 @@ public:
             size += element.getDataSize(adapter);
         return vnCheckedSize(size);
     }
+
+private:
+    static constexpr unsigned int firstChunk = 16;
 };

@@ -143,3 +143,37 @@ TEST(vnSerializeArray, IsThePayloadOfAnArray)
     ASSERT_EQ(again.getSize(), 1u);
     EXPECT_EQ(again[0].getNumber(), 5.0);
 }
+
+TEST(vnSerializeArray, MovesFewElementsWhenItReadsMany)
+{
+    struct Moved : vnSerializeData
+    {
+        Moved() = default;
+        Moved(Moved&&) noexcept { ++moves(); }
+        Moved& operator=(Moved&&) noexcept
+        {
+            ++moves();
+            return *this;
+        }
+        static unsigned int& moves()
+        {
+            static unsigned int count = 0;
+            return count;
+        }
+        void write(vnSerializeAdapter*) override {}
+        void read(vnSerializeAdapter* adapter) override { adapter->read(); }
+        void pushBack(vnSerializeAdapter*) override {}
+        unsigned int getDataSize(vnSerializeAdapter*) const override { return 1; }
+    };
+    constexpr unsigned int count = 16383;
+    Bytes bytes{0xFF, 0x7F}; // the count
+    bytes.resize(bytes.size() + count);
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    put(adapter, bytes);
+    vnSerializeArray<Moved> items;
+    items.setChunkSize(7);
+    items.read(&adapter);
+    EXPECT_EQ(items.getSize(), count);
+    EXPECT_LT(Moved::moves(), 4 * count);
+    EXPECT_EQ(items.getChunkSize(), 7u); // stays as it was set
+}
