@@ -27,7 +27,7 @@ void vnAppendResult(vnDynamicArray<T>& results, T&& result)
 /// for all texts to come.
 void vnIgnoreByteOrderMarks(vnBasicParser& parser);
 
-/// Sets a text as the input of a parser, and takes it away again.
+/// Sets a text as the input of a parser, and takes it away again. The text must live as long.
 class vnTextInput
 {
 public:
@@ -35,6 +35,7 @@ public:
     {
         m_parser.setAdapter(&m_adapter);
     }
+    vnTextInput(vnBasicParser& parser, const vnString&& text) = delete;
     ~vnTextInput() noexcept(false) { m_parser.setAdapter(nullptr); }
     vnTextInput(const vnTextInput&) = delete;
     vnTextInput& operator=(const vnTextInput&) = delete;
