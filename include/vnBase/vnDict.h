@@ -635,7 +635,13 @@ public:
     explicit operator bool() const noexcept { return isValid(); }
 
     /// The entry and its parts; only while the iterator is valid.
-    Entry& operator*() const noexcept { return **m_link; }
+    Entry& operator*() const noexcept
+    {
+        Entry* const entry = *m_link;
+        if (!entry)
+            __builtin_unreachable(); // analysers don't see that an iterator without entry isn't valid
+        return *entry;
+    }
     const K& getKey() const noexcept { return (*m_link)->m_key; }
     V* getValue() const noexcept { return (*m_link)->m_value; }
     unsigned int getHash() const noexcept { return (*m_link)->m_hash; }

@@ -357,9 +357,16 @@ inline vnUInt64 vnString::lengthIdHash() const noexcept
 inline bool operator==(const vnString& left, const vnString& right)
 {
     // Two ordinary texts of one length and with the same knowledge of their hashes; in one test, since most
-    // comparisons of equal strings are this one.
-    if (((left.lengthIdHash() ^ right.lengthIdHash()) | left.m_uniqueID | right.m_uniqueID) == 0)
-        return left.m_length == 0 || std::memcmp(left.m_text, right.m_text, left.m_length) == 0;
+    // comparisons of equal strings are this one. Length and id are taken from the words that were loaded.
+    constexpr bool isLittle = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+    constexpr vnUInt64 idMask = isLittle ? 0xFFFF0000u : 0xFFFF00000000u;
+    const vnUInt64 leftWord = left.lengthIdHash();
+    const vnUInt64 rightWord = right.lengthIdHash();
+    if (((leftWord ^ rightWord) | (leftWord & idMask)) == 0)
+    {
+        const unsigned int length = (isLittle ? leftWord : leftWord >> 48) & 0xFFFF;
+        return length == 0 || std::memcmp(left.m_text, right.m_text, length) == 0;
+    }
     const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
     const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
     if (leftHash != rightHash && leftHash && rightHash && !(left.m_uniqueID && right.m_uniqueID))

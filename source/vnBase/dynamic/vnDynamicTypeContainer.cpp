@@ -175,7 +175,7 @@ void vnDynamicTypeContainer::readAttribute(vnSerializeAdapter* adapter)
     testError(adapter);
     // The dictionary is fetched anew, as the handler of an event may have assigned the container.
     attributes().enter(name, value.get());
-    value.release(); // it holds it
+    static_cast<void>(value.release()); // it holds it
     onAttributeEvent(VN_DYNAMIC_EVENT_SET, name);
 }
 
@@ -209,7 +209,7 @@ void vnDynamicTypeContainer::set(const vnString& name, Source&& value)
     {
         auto fresh = std::make_unique<Value>(std::forward<Source>(value));
         dictionary.enter(name, fresh.get());
-        fresh.release(); // the dictionary holds it
+        static_cast<void>(fresh.release()); // the dictionary holds it
     }
     onAttributeEvent(VN_DYNAMIC_EVENT_SET, name);
 }

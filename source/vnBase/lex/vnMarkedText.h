@@ -16,7 +16,7 @@ bool vnTakeMarkedText(vnBasicParser& parser, unsigned int begin, vnString& text)
 
 /// Appends a result. A full array doubles: with steps of a fixed size, long lists take quadratic time.
 template <class T>
-void vnAppendResult(vnDynamicArray<T>& results, T&& result)
+void vnAppendResult(vnDynamicArray<T>& results, T result)
 {
     if (results.getSize() == results.getCapacity())
         results.setChunkSize(std::max(results.getChunkSize(), results.getSize()));

@@ -134,7 +134,7 @@ vnString vnDirectory::getExtendedFileName(const vnString& name)
     vnBodyGuard guard(state.mutex);
     if (name == state.name)
         return state.answer;
-    const vnString answer = extended(name, state);
+    vnString answer = extended(name, state);
     vnString kept = answer; // before the name: exhausted memory must not give one name the answer of another
     state.name = name;
     state.answer = std::move(kept);
