@@ -98,16 +98,15 @@ public:
     }
     vnParseResult fText()
     {
-        unsigned int begin;
-        popMark(begin);
-        sum += getTokenData(begin, static_cast<unsigned short>(getTokenPos() - begin)).length();
+        vnString text;
+        takeMarked(text);
+        sum += text.length();
         return VN_PARSE_OK;
     }
     vnParseResult fNumber()
     {
-        unsigned int begin;
-        popMark(begin);
-        const vnString text = getTokenData(begin, static_cast<unsigned short>(getTokenPos() - begin));
+        vnString text;
+        takeMarked(text);
         sum += std::strtoul(text.getString(), nullptr, 10);
         return VN_PARSE_OK;
     }

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "vnFuzzInput.h"
 #include "vnFuzzSource.h"
+#include "vnFuzzWritten.h"
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnMessage.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
 
 #include <vector>
 
@@ -14,16 +13,6 @@
 namespace
 {
 using Bytes = std::vector<unsigned char>;
-
-Bytes written(vnDynamicTypeContainer& container)
-{
-    Bytes bytes(container.getDataSize(nullptr));
-    vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    container.write(&adapter);
-    VN_FUZZ_CHECK(!adapter.hasError());
-    VN_FUZZ_CHECK(adapter.getCurrentPos() == bytes.size());
-    return bytes;
-}
 
 // Whether all attributes that are counted could be read.
 bool readWhole(vnDynamicTypeContainer& container, vnSerializeAdapter& adapter)
@@ -54,12 +43,12 @@ unsigned int walk(const vnDynamicTypeContainer& container)
 
 void checkAgain(vnDynamicTypeContainer& container, unsigned int buckets)
 {
-    Bytes bytes = written(container);
+    Bytes bytes = vnFuzzWritten(container);
     vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
     vnDynamicTypeContainer again(buckets);
     VN_FUZZ_CHECK(readWhole(again, adapter));
     VN_FUZZ_CHECK(!adapter.hasData());
-    VN_FUZZ_CHECK(written(again) == bytes);
+    VN_FUZZ_CHECK(vnFuzzWritten(again) == bytes);
     const vnDynamicTypeContainer inner = vnDynamicTypeCustom<vnDynamicTypeContainer>(again);
     VN_FUZZ_CHECK(inner.getNumberOfAttributes() == container.getNumberOfAttributes());
 }
@@ -101,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         vnFuzzSource source(bytes);
         vnDynamicTypeContainer same(buckets);
         VN_FUZZ_CHECK(readWhole(same, source));
-        VN_FUZZ_CHECK(written(same) == written(container));
+        VN_FUZZ_CHECK(vnFuzzWritten(same) == vnFuzzWritten(container));
     }
     if (container.getNumberOfAttributes() > 0)
         checkAgain(container, buckets);

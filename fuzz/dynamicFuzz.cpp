@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "vnFuzzInput.h"
 #include "vnFuzzSource.h"
+#include "vnFuzzWritten.h"
 
 #include <vnBase/vnDynamicType.h>
 #include <vnBase/vnMessage.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeArray.h>
 #include <vnBase/vnUniqueString.h>
 
@@ -17,19 +16,9 @@ namespace
 {
 using Bytes = std::vector<unsigned char>;
 
-Bytes written(vnSerializeData& item)
-{
-    Bytes bytes(item.getDataSize(nullptr));
-    vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    item.write(&adapter);
-    VN_FUZZ_CHECK(!adapter.hasError());
-    VN_FUZZ_CHECK(adapter.getCurrentPos() == bytes.size());
-    return bytes;
-}
-
 void checkAgain(vnDynamicType& value)
 {
-    Bytes bytes = written(value);
+    Bytes bytes = vnFuzzWritten(value);
     vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
     vnDynamicType again;
     again.read(&adapter);

@@ -25,11 +25,11 @@ public:
     }
     vnParseResult fPush()
     {
-        unsigned int begin;
-        popMark(begin);
-        const auto count = static_cast<unsigned short>(getTokenPos() - begin);
-        VN_FUZZ_CHECK(getTokenData(begin, count).length() <= 3u * count);
-        return VN_PARSE_OK;
+        vnString text;
+        const bool isTaken = takeMarked(text);
+        VN_FUZZ_CHECK(isTaken != static_cast<bool>(hasError()));
+        VN_FUZZ_CHECK(text.length() <= 3u * getTokenPos());
+        return isTaken ? VN_PARSE_OK : VN_PARSE_ERROR;
     }
 };
 } // namespace

@@ -40,8 +40,8 @@ void checkParts(const Parts& parts)
 }
 
 // What was split and glued together splits into the same parts. Left out is what is rewritten once more:
-// another cache specification, a second colon at the front of a URL within, the last question mark of a path
-// or name.
+// a further "cache:" and its numbers, a second colon at the front of a URL within, the last question mark of
+// a path or name.
 void checkGlue(const Parts& parts)
 {
     vnString glued = parts.base + parts.path + parts.name;

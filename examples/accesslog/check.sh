@@ -26,3 +26,10 @@ END {
 }' "$work/access.log" > "$work/theirs"
 diff "$work/theirs" "$work/ours"
 cat "$work/ours"
+
+# A line that the parser can't go back over ends it with an error.
+awk 'BEGIN { printf "1.2.3.4 - - [x] \"GET /"; for (i = 0; i < 60000; ++i) printf "a"; print "\" 200 1" }' > "$work/long"
+status=0
+"$1" "$here/accesslog.rules" "$work/long" > /dev/null 2> "$work/error" || status=$?
+test "$status" = 1
+test -s "$work/error"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Counts what a web server has served, by a grammar that is a text of its own: change accesslog.rules for
 // another format of the log.
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -50,9 +51,10 @@ private:
     }
     vnParseResult note(std::string& to)
     {
-        unsigned int begin = 0;
-        popMark(begin);
-        to = getTokenData(begin, static_cast<unsigned short>(getTokenPos() - begin)).getString();
+        vnString text;
+        if (!takeMarked(text))
+            return VN_PARSE_ERROR;
+        to = text.getString();
         return VN_PARSE_OK;
     }
 
@@ -82,11 +84,19 @@ int main(int argc, char** argv)
     if (!rules || !log || !parser.addRules(rules.get(), argv[1]))
         return 1;
     parser.setAdapter(log.get());
-    if (parser.parseRule("log") == VN_PARSE_ERROR)
+    try
     {
+        if (parser.parseRule("log") != VN_PARSE_ERROR)
+        {
+            parser.print();
+            return 0;
+        }
         std::fprintf(stderr, "%s\n", parser.getError().getString());
-        return 1;
     }
-    parser.print();
-    return 0;
+    catch (const vnFatalError&)
+    {
+        // Its message was posted: the parser can't go back over a line of more than 50,000 characters.
+        std::fprintf(stderr, "line %u can't be read\n", parser.getLine() + 1);
+    }
+    return 1;
 }

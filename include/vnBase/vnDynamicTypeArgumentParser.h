@@ -36,7 +36,6 @@ public:
 private:
     using Values = vnDynamicArray<vnDynamicType>;
 
-    bool takeMarked(vnString& text);
     vnParseResult pushNumber();
     vnParseResult pushString();
     vnParseResult pushBool();

@@ -25,7 +25,7 @@ public:
         ~Door() = default;
     };
 
-    /// The matchers of `vnBasicParser` that a walk does itself, many characters at once.
+    /// A function of the owner. Some matchers of `vnBasicParser` a walk does itself, many characters at once.
     using Matcher = vnParseResult (vnBasicParser::*)();
 
     /// Parser and door outlive the grammar.
@@ -34,12 +34,13 @@ public:
     vnGrammar& operator=(const vnGrammar&) = delete;
     ~vnGrammar();
 
-    void addFunction(const vnString& name, unsigned int index, Matcher matcher);
+    void addFunction(const vnString& name, unsigned int index, Matcher function);
     unsigned char addRule(const vnString& rule);
     unsigned char addRules(const vnString& rules);
     unsigned char addRules(vnSerializeAdapter* adapter, const vnString& url);
     vnParseResult parseRule(const vnString& name);
     unsigned char popMark(unsigned int& position) noexcept;
+    unsigned char takeMarked(vnString& text);
     void clearMarks() noexcept;
 
     void setTrace(unsigned char enable) noexcept;
@@ -65,9 +66,10 @@ private:
 ///         }
 ///         vnParseResult fKey()
 ///         {
-///             unsigned int begin = 0;
-///             popMark(begin);
-///             use(getTokenData(begin, static_cast<unsigned short>(getTokenPos() - begin)));
+///             vnString key;
+///             if (!takeMarked(key))
+///                 return VN_PARSE_ERROR;
+///             use(key);
 ///             return VN_PARSE_OK;
 ///         }
 ///     };
@@ -125,7 +127,7 @@ public:
     {
         const unsigned int index = m_functions.getSize();
         m_functions.append(function);
-        m_grammar.addFunction(name, index, matcherOf(function));
+        m_grammar.addFunction(name, index, static_cast<vnGrammar::Matcher>(function));
     }
 
     /// Adds "name ::= body", in place of an earlier rule of that name; the new one holds from its next call
@@ -176,6 +178,10 @@ protected:
     /// none.
     unsigned char popMark(unsigned int& position) noexcept { return m_grammar.popMark(position); }
 
+    /// The same with the text from there to here. Answers 0, with the error set, when that has more than
+    /// 65535 bytes. What the parser does not remember any more is missing in front, see `setMaxBufferSize`.
+    unsigned char takeMarked(vnString& text) { return m_grammar.takeMarked(text); }
+
     /// Called for each `@` mark that is taken away since its branch failed or lost: `callCounter` grows along
     /// the walk and identifies the mark, `result` is how the branch ended.
     virtual unsigned char onUndoMark(unsigned int /*callCounter*/, vnParseResult /*result*/) { return 1; }
@@ -199,32 +205,6 @@ private:
     private:
         vnParserFunction& m_parser;
     };
-
-    // The function as one of the matchers that every parser has; null when it is another one.
-    static vnGrammar::Matcher matcherOf(Function function)
-    {
-        constexpr vnGrammar::Matcher matchers[] = {&vnBasicParser::parseAlpha,
-                                                   &vnBasicParser::parseLoAlpha,
-                                                   &vnBasicParser::parseUpAlpha,
-                                                   &vnBasicParser::parseDigit,
-                                                   &vnBasicParser::parseHex,
-                                                   &vnBasicParser::parseAlphaNum,
-                                                   &vnBasicParser::parseChar,
-                                                   &vnBasicParser::parseCTL,
-                                                   &vnBasicParser::parseCR,
-                                                   &vnBasicParser::parseLF,
-                                                   &vnBasicParser::parseHT,
-                                                   &vnBasicParser::parseSP,
-                                                   &vnBasicParser::parseWS,
-                                                   &vnBasicParser::parseAllWS,
-                                                   &vnBasicParser::parseAllExceptWS,
-                                                   &vnBasicParser::parsePlainIdentifier,
-                                                   &vnBasicParser::parseAllExceptCREOL};
-        for (const vnGrammar::Matcher matcher : matchers)
-            if (function == static_cast<Function>(matcher))
-                return matcher;
-        return nullptr;
-    }
 
     vnDynamicArray<Function> m_functions{8};
     GrammarDoor m_door;

@@ -25,7 +25,6 @@ public:
     vnString parse();
 
 private:
-    bool takeMarked(vnString& text);
     vnParseResult append(const vnString& text);
     vnParseResult appendText();
     vnParseResult appendKey();

@@ -72,7 +72,6 @@ public:
 private:
     vnParseResult push();
     vnParseResult pushInner();
-    bool takeMarked(vnString& text);
 
     vnDynamicArray<vnString> m_results{100};
 };

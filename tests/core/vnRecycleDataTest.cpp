@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "vnBesideCleanup.h"
+
 #include <vnBase/vnRecycleData.h>
 
 #include <gtest/gtest.h>
@@ -137,35 +139,13 @@ TEST(vnRecycleData, WorksOnWithoutItsPool)
 
 TEST(vnRecycleData, OpensItsPoolBesideAPassOverTheCleanupReferences)
 {
-    // Borrows first on another thread, and then itself, while the pass that destroys it holds its lock.
-    class Late : public vnReference
-    {
-    public:
-        explicit Late(std::thread& other) : m_other(other) {}
-        ~Late() noexcept(false) override
-        {
-            std::promise<void> started;
-            m_other = std::thread(
-                [&started]
-                {
-                    std::string log;
-                    started.set_value();
-                    Borrower<7> theirs(log);
-                    theirs.getData();
-                });
-            EXPECT_EQ(started.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-            std::string log;
-            Borrower<7> mine(log);
-            mine->text = "mine";
-        }
-
-    private:
-        std::thread& m_other;
-    };
-    std::thread other;
-    vnCleanupReference entry(new Late(other), 890);
-    vnCleanupReference::cleanUpReferences(890);
-    other.join();
+    useBesideCleanup(890,
+                     []
+                     {
+                         std::string log;
+                         Borrower<7> borrower(log);
+                         borrower->text = "used";
+                     });
 }
 
 namespace

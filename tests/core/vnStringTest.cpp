@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "vnBesideCleanup.h"
 #include "vnTextHelpers.h"
 
 #include <vnBase/vnCleanupReference.h>
@@ -616,31 +617,7 @@ TEST(vnString, DecodesInTheDestructorsOfStatics)
 
 TEST(vnString, DecodesBesideAPassOverTheCleanupReferences)
 {
-    // Decodes first on another thread, and then itself, while the pass that destroys it holds its lock.
-    class Late : public vnReference
-    {
-    public:
-        explicit Late(std::thread& other) : m_other(other) {}
-        ~Late() noexcept(false) override
-        {
-            std::promise<void> started;
-            m_other = std::thread(
-                [&started]
-                {
-                    started.set_value();
-                    vnString("theirs").getWideString();
-                });
-            EXPECT_EQ(started.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-            EXPECT_EQ(std::u16string(vnString("mine").getWideString()), u"mine");
-        }
-
-    private:
-        std::thread& m_other;
-    };
-    std::thread other;
-    vnCleanupReference entry(new Late(other), 893);
-    vnCleanupReference::cleanUpReferences(893);
-    other.join();
+    useBesideCleanup(893, [] { EXPECT_EQ(std::u16string(vnString("text").getWideString()), u"text"); });
 }
 
 TEST(vnString, LetsGoOfWideTextsInEachPassOverTheCleanupReferences)

@@ -21,9 +21,10 @@ public:
     }
     vnParseResult fPush()
     {
-        unsigned int begin;
-        popMark(begin);
-        pushed.push_back(toStd(getTokenData(begin, static_cast<unsigned short>(getTokenPos() - begin))));
+        vnString text;
+        if (!takeMarked(text))
+            return VN_PARSE_ERROR;
+        pushed.push_back(toStd(text));
         return VN_PARSE_OK;
     }
     vnParseResult fNote()
@@ -180,6 +181,18 @@ TEST(vnParserFunction, PushesEverythingWithoutAMark)
     Grammar grammar("main ::= 'a' fPush ;");
     grammar.run("ab");
     EXPECT_EQ(grammar.pushed, std::vector<std::string>{"a"});
+}
+
+TEST(vnParserFunction, TakesTextsUpToTheLengthOfAString)
+{
+    Grammar grammar("main ::= $ [^]* fPush ;");
+    grammar.setMaxBufferSize(100000);
+    EXPECT_EQ(grammar.run(std::string(65535, 'x')), VN_PARSE_OK);
+    ASSERT_EQ(grammar.pushed.size(), 1u);
+    EXPECT_EQ(grammar.pushed[0], std::string(65535, 'x'));
+    EXPECT_EQ(grammar.run(std::string(65536, 'x')), VN_PARSE_ERROR);
+    EXPECT_EQ(toStd(grammar.getError()), "A text in the input has more than 65535 bytes");
+    EXPECT_EQ(grammar.pushed.size(), 1u);
 }
 
 TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)

@@ -370,19 +370,38 @@ TEST(vnSerializeAdapterFile, KeepsWhatAFullDiskDoesNotTake)
               Lines{"VantorSDK|4000|Could not flush to file '/dev/full' (No space left on device)"});
 }
 
+namespace
+{
+// Lets no file of this process grow beyond so many bytes. The signal of a write that tries would end it.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_old), 0);
+        const rlimit narrow{bytes, m_old.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
+    }
+    ~FileSizeLimit() { EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &m_old), 0); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_old{};
+};
+} // namespace
+
 TEST(vnSerializeAdapterFile, GoesOnBehindAShortWriteOnceThereIsRoom)
 {
     const vnTempFolder folder;
     const vnString name = folder.path("a");
     const std::string content = numbers(500000);
-    rlimit old;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
     vnSerializeAdapterFile adapter = writer(name);
     put(adapter, content);
-    const rlimit narrow{300000, old.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0); // its signal would end this process
-    adapter.flush();
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+    {
+        const FileSizeLimit limit(300000);
+        adapter.flush();
+    }
     EXPECT_TRUE(adapter.getError().isLast("(File too large)"));
     EXPECT_EQ(vnFileSize(name), 300000u);
     EXPECT_EQ(adapter.length(), 500000u);
@@ -398,17 +417,13 @@ TEST(vnSerializeAdapterFile, WritesNothingTwiceWhenThereIsNoMemoryForTheError)
     const vnTempFolder folder;
     const vnString name = folder.path("a");
     const std::string content = numbers(500000);
-    rlimit old;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
     vnSerializeAdapterFile adapter = writer(name);
     put(adapter, content);
-    const rlimit narrow{300000, old.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
     {
+        const FileSizeLimit limit(300000);
         NoMemory manager;
         EXPECT_THROW(adapter.flush(), std::bad_alloc);
     }
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
     EXPECT_EQ(adapter.length(), 500000u);
     adapter.flush();
     EXPECT_TRUE(vnTempFolder::content(name) == content);

@@ -163,6 +163,8 @@ check "match" 0 "OK${line}6${line}key${line}42$line" match rules pair input
 check "no match" 1 "No Match${line}0$line" match rules number input
 check "a rule that is wrong" 1 "Missing right ')' in rule 'bad' at (Line:0,Col:7) -> ( digit${line}0$line" match rules bad input
 check "a rule that is not there" 1 "Unknow parse function 'none'${line}0$line" match rules none input
+echo 'no rule ;' > malformed
+check "rules that are malformed" 1 "'malformed' has rules that are malformed${line}0$line" match malformed rule input
 check "rules that are not there" 1 "" match missing pair input
 check "a trace keeps out of the results" 0 "OK${line}6${line}key${line}42$line" match --trace rules pair input
 "$vn" match rules pair input --trace > output 2> error; grep -q 'Parsing Rule     : number' error ||
@@ -179,6 +181,9 @@ check "no integer" 1 "" value llnum 1.5
 check "a vector" 0 "fc0800080000803f00002040$line" value vec2 1,2.5
 check "a vector that is too short" 1 "" value vec3 1,2
 check "an array that is open" 1 "" value array '[1'
+check "no value, with a text" 0 "fc010000$line" value void ''
+check "a large integer with a sign" 0 "fc0600080000000001000000$line" value llnum +4294967296
+check "no integer with two signs" 1 "" value llnum +-1
 check "no type" 2 "" value number 1
 check "no text" 2 "" value num
 

@@ -127,8 +127,18 @@ void vnRunMatch(vnArguments& arguments)
     vnAdapter rules = vnOpenURL(words[0], VN_SERIALIZE_INPUT);
     vnAdapter input = vnOpenURL(words[2], VN_SERIALIZE_INPUT);
     vnStringParser parser("");
+    const auto writeResult = [](const std::string& result, unsigned int consumed)
+    {
+        vnWriteLine(result);
+        vnWriteLine(std::to_string(consumed));
+    };
     if (!parser.addRules(rules, words[0].c_str()))
-        throw vnFailure("'" + words[0] + "' has rules that are malformed");
+    {
+        const std::string fault = "'" + words[0] + "' has rules that are malformed";
+        writeResult(fault, 0);
+        vnFlushResults();
+        throw vnFailure(fault);
+    }
     vnCheckError(rules);
     parser.setAdapter(input);
     parser.setTrace(trace);
@@ -137,8 +147,7 @@ void vnRunMatch(vnArguments& arguments)
     unsigned char ok = 0;
     const vnArray<vnString> pushed = parser.parseArguments(words[1].c_str(), &ok);
     const std::string error = textOf(parser.getError());
-    vnWriteLine(ok ? "OK" : error.empty() ? "No Match" : error);
-    vnWriteLine(std::to_string(parser.getTokenPos()));
+    writeResult(ok ? "OK" : error.empty() ? "No Match" : error, parser.getTokenPos());
     printLines(pushed);
     vnFlushResults();
     if (!ok)

@@ -46,7 +46,8 @@ vnDynamicType largeOf(const std::string& text)
 {
     vnInt64 value = 0;
     const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const bool hasPlus = text.size() > 1 && text[0] == '+' && text[1] != '-';
+    const auto [stop, error] = std::from_chars(text.data() + hasPlus, end, value);
     if (error != std::errc() || stop != end)
         throw vnFailure("'" + text + "' is not an integer of 64 bits");
     return vnDynamicTypeInt64(value);
@@ -79,8 +80,8 @@ void vnRunValue(vnArguments& arguments)
     {
         if (words[0] != type.name)
             continue;
-        if (words.size() != (words[0] == "void" ? 1 : 2))
-            throw vnUsageError(words[0] == "void" ? "void has no text" : "a text is missing");
+        if (words.size() < 2 && words[0] != "void")
+            throw vnUsageError("a text is missing");
         vnDynamicType value = type.make(words.size() > 1 ? words[1] : "");
         vnSerializeAdapterQueue stream(VN_QUEUE_FIFO);
         value.write(&stream);

@@ -335,7 +335,7 @@ void vnBasicParser::reset()
 
 void vnBasicParser::continueParsingFrom(vnBasicParser* other)
 {
-    if (other == this)
+    if (!other || other == this)
         return;
     other->flushTail();
     setAdapter(other->m_adapter.get());

@@ -1,53 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnBasicParser.h>
 
+#include "vnCharacter.h"
 #include "vnParserCursor.h"
+
+using namespace vnCharacter;
 
 namespace
 {
-bool isLower(char16_t c)
-{
-    return c >= 'a' && c <= 'z';
-}
-bool isUpper(char16_t c)
-{
-    return c >= 'A' && c <= 'Z';
-}
-bool isAlpha(char16_t c)
-{
-    return isLower(c) || isUpper(c);
-}
-bool isDigit(char16_t c)
-{
-    return c >= '0' && c <= '9';
-}
-bool isHex(char16_t c)
-{
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-bool isBlank(char16_t c)
-{
-    return c == ' ' || c == '\t';
-}
-bool isLineEnd(char16_t c)
-{
-    return c == '\r' || c == '\n';
-}
-bool isWhite(char16_t c)
-{
-    return isBlank(c) || isLineEnd(c);
-}
 bool isWord(char16_t c)
 {
-    return isAlpha(c) || isDigit(c) || c == '_';
-}
-bool isNotWhite(char16_t c)
-{
-    return !isWhite(c);
-}
-bool isNotLineEnd(char16_t c)
-{
-    return !isLineEnd(c);
+    return isAlphaNum(c) || c == '_';
 }
 bool isNotLineFeed(char16_t c)
 {
@@ -132,27 +95,27 @@ vnParseResult vnBasicParser::parseHex()
 
 vnParseResult vnBasicParser::parseAlphaNum()
 {
-    return parseOne([](char16_t c) { return isAlpha(c) || isDigit(c); });
+    return parseOne(isAlphaNum);
 }
 
 vnParseResult vnBasicParser::parseChar()
 {
-    return parseOne([](char16_t c) { return c < 128; });
+    return parseOne(isAscii);
 }
 
 vnParseResult vnBasicParser::parseCTL()
 {
-    return parseOne([](char16_t c) { return c < 32 || c == 127; });
+    return parseOne(isControl);
 }
 
 vnParseResult vnBasicParser::parseCR()
 {
-    return parseOne([](char16_t c) { return c == '\r'; });
+    return parseOne(is<'\r'>);
 }
 
 vnParseResult vnBasicParser::parseLF()
 {
-    return parseOne([](char16_t c) { return c == '\n'; });
+    return parseOne(is<'\n'>);
 }
 
 vnParseResult vnBasicParser::parseCRLF()
@@ -162,12 +125,12 @@ vnParseResult vnBasicParser::parseCRLF()
 
 vnParseResult vnBasicParser::parseHT()
 {
-    return parseOne([](char16_t c) { return c == '\t'; });
+    return parseOne(is<'\t'>);
 }
 
 vnParseResult vnBasicParser::parseSP()
 {
-    return parseOne([](char16_t c) { return c == ' '; });
+    return parseOne(is<' '>);
 }
 
 vnParseResult vnBasicParser::parseWS()

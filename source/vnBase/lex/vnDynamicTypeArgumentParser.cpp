@@ -45,13 +45,6 @@ vnArray<vnDynamicType> vnDynamicTypeArgumentParser::parseArguments(const vnStrin
     return vnArray<vnDynamicType>(m_values.data(), m_values.getSize());
 }
 
-bool vnDynamicTypeArgumentParser::takeMarked(vnString& text)
-{
-    unsigned int begin = 0;
-    popMark(begin);
-    return vnTakeMarkedText(*this, begin, text);
-}
-
 vnParseResult vnDynamicTypeArgumentParser::pushNumber()
 {
     vnString text;

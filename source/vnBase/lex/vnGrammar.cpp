@@ -1,35 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "vnCharacter.h"
 #include "vnGrammarWalk.h"
 
 #include <vnBase/vnMessage.h>
 
+using namespace vnCharacter;
+
 namespace
 {
-bool isWhite(char16_t c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-bool isLower(char16_t c)
-{
-    return c >= 'a' && c <= 'z';
-}
-bool isUpper(char16_t c)
-{
-    return c >= 'A' && c <= 'Z';
-}
-bool isAlpha(char16_t c)
-{
-    return isLower(c) || isUpper(c);
-}
-bool isDigit(char16_t c)
-{
-    return c >= '0' && c <= '9';
-}
-bool isHex(char16_t c)
-{
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 // The matchers of a parser that are sets.
 struct Native
 {
@@ -43,18 +21,18 @@ constexpr Native natives[] = {
     {&vnBasicParser::parseUpAlpha, isUpper, false},
     {&vnBasicParser::parseDigit, isDigit, false},
     {&vnBasicParser::parseHex, isHex, false},
-    {&vnBasicParser::parseAlphaNum, [](char16_t c) { return isAlpha(c) || isDigit(c); }, false},
-    {&vnBasicParser::parseChar, [](char16_t c) { return c < 128; }, false},
-    {&vnBasicParser::parseCTL, [](char16_t c) { return c < 32 || c == 127; }, false},
-    {&vnBasicParser::parseCR, [](char16_t c) { return c == '\r'; }, false},
-    {&vnBasicParser::parseLF, [](char16_t c) { return c == '\n'; }, false},
-    {&vnBasicParser::parseHT, [](char16_t c) { return c == '\t'; }, false},
-    {&vnBasicParser::parseSP, [](char16_t c) { return c == ' '; }, false},
-    {&vnBasicParser::parseWS, [](char16_t c) { return c == ' ' || c == '\t'; }, false},
+    {&vnBasicParser::parseAlphaNum, isAlphaNum, false},
+    {&vnBasicParser::parseChar, isAscii, false},
+    {&vnBasicParser::parseCTL, isControl, false},
+    {&vnBasicParser::parseCR, is<'\r'>, false},
+    {&vnBasicParser::parseLF, is<'\n'>, false},
+    {&vnBasicParser::parseHT, is<'\t'>, false},
+    {&vnBasicParser::parseSP, is<' '>, false},
+    {&vnBasicParser::parseWS, isBlank, false},
     {&vnBasicParser::parseAllWS, isWhite, true},
-    {&vnBasicParser::parseAllExceptWS, [](char16_t c) { return !isWhite(c); }, true},
+    {&vnBasicParser::parseAllExceptWS, isNotWhite, true},
     {&vnBasicParser::parsePlainIdentifier, isAlpha, true},
-    {&vnBasicParser::parseAllExceptCREOL, [](char16_t c) { return c != '\r' && c != '\n'; }, true},
+    {&vnBasicParser::parseAllExceptCREOL, isNotLineEnd, true},
 };
 
 using NativeSets = std::array<std::shared_ptr<const vnGrammarSet>, std::size(natives)>;
@@ -280,10 +258,10 @@ vnGrammar::vnGrammar(vnBasicParser& parser, Door& door)
 
 vnGrammar::~vnGrammar() = default;
 
-void vnGrammar::addFunction(const vnString& name, unsigned int index, Matcher matcher)
+void vnGrammar::addFunction(const vnString& name, unsigned int index, Matcher function)
 {
-    for (std::size_t i = 0; matcher && i < std::size(natives); ++i)
-        if (natives[i].matcher == matcher)
+    for (std::size_t i = 0; i < std::size(natives); ++i)
+        if (natives[i].matcher == function)
         {
             m_data->addFunction(name, index, getNativeSets()[i], natives[i].isRun);
             return;
@@ -327,6 +305,32 @@ vnParseResult vnGrammar::parseRule(const vnString& name)
 unsigned char vnGrammar::popMark(unsigned int& position) noexcept
 {
     return m_data->popMark(position);
+}
+
+unsigned char vnGrammar::takeMarked(vnString& text)
+{
+    constexpr unsigned int VN_MAX_CHARACTER_BYTES = 3;
+    vnBasicParser& parser = m_data->parser;
+    unsigned int begin = 0;
+    m_data->popMark(begin);
+    const unsigned int end = parser.getTokenPos();
+    const unsigned int count = begin < end ? end - begin : 0;
+    if (count <= vnString::VN_MAX_LENGTH / VN_MAX_CHARACTER_BYTES)
+    {
+        text = parser.getTokenData(begin, static_cast<unsigned short>(count));
+        return 1;
+    }
+    vnArray<unsigned char> bytes;
+    if (count <= vnString::VN_MAX_LENGTH)
+        parser.getTokenData(bytes, begin, count);
+    if (count > vnString::VN_MAX_LENGTH || bytes.getSize() > vnString::VN_MAX_LENGTH)
+    {
+        parser.setError("A text in the input has more than %d bytes", vnString::VN_MAX_LENGTH);
+        return 0;
+    }
+    text =
+        vnString(reinterpret_cast<const char*>(bytes.data()), static_cast<unsigned short>(bytes.getSize()));
+    return 1;
 }
 
 void vnGrammar::clearMarks() noexcept

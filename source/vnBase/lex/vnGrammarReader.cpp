@@ -1,33 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "vnCharacter.h"
 #include "vnGrammarRule.h"
 
 #include <limits>
 
+using namespace vnCharacter;
+
 namespace
 {
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
 bool startsName(char c)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           static_cast<unsigned char>(c) > 127;
-}
-
-int hexValue(char c)
-{
-    if (isDigit(c))
-        return c - '0';
-    if ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))
-        return (c | 0x20) - 'a' + 10;
-    return -1;
+    return isAlpha(c) || c == '_' || static_cast<unsigned char>(c) > 127;
 }
 
 void finish(vnGrammarItem& item)
@@ -94,7 +77,7 @@ void vnGrammarBody::makeRoot(vnGrammarNames& names)
 
 void vnGrammarReader::skipBlanks()
 {
-    while (!isAtEnd() && isBlank(peek()))
+    while (!isAtEnd() && isWhite(peek()))
         ++m_at;
 }
 

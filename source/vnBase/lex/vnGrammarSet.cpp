@@ -1,46 +1,15 @@
 // SPDX-License-Identifier: MIT
+#include "vnCharacter.h"
 #include "vnGrammarRule.h"
 
 #include <limits>
+
+using namespace vnCharacter;
 
 namespace
 {
 constexpr unsigned int VN_LAST_CHARACTER = 0xFFFF;
 
-// The character of an escape in a set.
-unsigned int escaped(unsigned int c)
-{
-    switch (c)
-    {
-    case 'n':
-        return '\n';
-    case 'r':
-        return '\r';
-    case 'b':
-        return '\b';
-    case 't':
-        return '\t';
-    case 'a':
-        return '\a';
-    case 'f':
-        return '\f';
-    case 'v':
-        return '\v';
-    case '0':
-        return 0;
-    default:
-        return c;
-    }
-}
-
-int hexValue(unsigned int c)
-{
-    if (c >= '0' && c <= '9')
-        return static_cast<int>(c - '0');
-    if ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))
-        return static_cast<int>((c | 0x20) - 'a' + 10);
-    return -1;
-}
 } // namespace
 
 vnGrammarSet::vnGrammarSet(std::string_view text)
@@ -113,7 +82,7 @@ vnGrammarSet::Elements vnGrammarSet::decode(std::string_view text, bool isByteTe
                 code = code << 6 | (static_cast<unsigned char>(text[i + k]) & 0x3F);
             i += size - 1;
         }
-        elements.push_back(Element{isEscape ? escaped(code) : code, isEscape});
+        elements.push_back(Element{isEscape ? unescaped(static_cast<char16_t>(code)) : code, isEscape});
     }
     return elements;
 }
@@ -123,12 +92,13 @@ bool vnGrammarSet::readHex(const Elements& elements, std::size_t& at, unsigned i
 {
     const auto isSign = [&](std::size_t i, unsigned int c)
     { return i < elements.size() && !elements[i].isPlain && elements[i].code == c; };
-    if (!isSign(at, '#') || !isSign(at + 1, 'x') || at + 2 >= elements.size() || elements[at + 2].isPlain ||
-        hexValue(elements[at + 2].code) < 0)
+    const auto hexOf = [](const Element& element)
+    { return element.isPlain ? -1 : hexValue(static_cast<char16_t>(element.code)); };
+    if (!isSign(at, '#') || !isSign(at + 1, 'x') || at + 2 >= elements.size() || hexOf(elements[at + 2]) < 0)
         return false;
     vnUInt64 value = 0;
-    for (at += 2; at < elements.size() && !elements[at].isPlain && hexValue(elements[at].code) >= 0; ++at)
-        value = std::min<vnUInt64>(value * 16 + static_cast<unsigned int>(hexValue(elements[at].code)),
+    for (at += 2; at < elements.size() && hexOf(elements[at]) >= 0; ++at)
+        value = std::min<vnUInt64>(value * 16 + static_cast<unsigned int>(hexOf(elements[at])),
                                    VN_LAST_CHARACTER + 1);
     code = static_cast<unsigned int>(value);
     return true;

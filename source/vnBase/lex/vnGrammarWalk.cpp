@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnGrammarWalk.h"
 
+#include "vnCharacter.h"
+
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnPerformance.h>
 
@@ -9,11 +11,6 @@
 
 namespace
 {
-bool isWhite(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
 struct Place
 {
     unsigned int line;
@@ -71,7 +68,7 @@ vnParseResult vnGrammarData::parseRule(const vnString& name)
 {
     const unsigned int length = name.length();
     const char* text = name.getString();
-    if (length > 0 && (isWhite(text[0]) || isWhite(text[length - 1])))
+    if (length > 0 && (vnCharacter::isWhite(text[0]) || vnCharacter::isWhite(text[length - 1])))
         return parseRule(name.stripWhiteSpace());
     vnGrammarName* entry = m_names.find(name);
     if (!entry)

@@ -1,43 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "vnLexMachine.h"
 
+#include "vnCharacter.h"
 #include "vnLexClass.h"
+
+using vnCharacter::isDigit;
 
 namespace
 {
-bool isDigit(char16_t c)
+// Of a character that is one.
+unsigned int digitOf(char16_t c)
 {
-    return c >= '0' && c <= '9';
-}
-
-unsigned int hexValue(char16_t c)
-{
-    return isDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10u;
-}
-
-char16_t decodeEscape(char16_t c)
-{
-    switch (c)
-    {
-    case 'n':
-        return '\n';
-    case 'r':
-        return '\r';
-    case 'b':
-        return '\b';
-    case 't':
-        return '\t';
-    case 'a':
-        return '\a';
-    case 'f':
-        return '\f';
-    case 'v':
-        return '\v';
-    case '0':
-        return 0;
-    default:
-        return c;
-    }
+    return static_cast<unsigned int>(vnCharacter::hexValue(c));
 }
 
 // The letter of a control character's written form; 0 for a character without one.
@@ -142,7 +116,7 @@ bool vnLexMachine::integer(char16_t c)
 {
     if (isDigit(c))
     {
-        m_number.addDigit(hexValue(c));
+        m_number.addDigit(digitOf(c));
         return false;
     }
     if (isDecimalToken(c))
@@ -170,7 +144,7 @@ bool vnLexMachine::fraction(char16_t c)
 {
     if (isDigit(c))
     {
-        m_number.addFractionDigit(hexValue(c));
+        m_number.addFractionDigit(digitOf(c));
         return false;
     }
     if (c == 'e' || c == 'E')
@@ -204,7 +178,7 @@ bool vnLexMachine::exponent(char16_t c)
 {
     if (isDigit(c))
     {
-        m_number.addExponentDigit(hexValue(c));
+        m_number.addExponentDigit(digitOf(c));
         return false;
     }
     giveBack();
@@ -236,7 +210,7 @@ bool vnLexMachine::delimited(char16_t c)
 bool vnLexMachine::escape(char16_t c)
 {
     if (m_lex.m_options & VN_LEX_ESCAPES)
-        add(decodeEscape(c));
+        add(vnCharacter::unescaped(c));
     else
     {
         add('\\');
@@ -291,7 +265,7 @@ bool vnLexMachine::hex(char16_t c)
 {
     if (m_class & vnSerializeLex::VN_CLASS_HEX)
     {
-        m_number.addHexDigit(hexValue(c));
+        m_number.addHexDigit(digitOf(c));
         return false;
     }
     giveBack();

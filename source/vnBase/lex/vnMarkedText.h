@@ -11,9 +11,6 @@
 /// Parsers whose results are texts remember more than the longest one, so that none loses its beginning.
 constexpr unsigned int VN_MARKED_HISTORY = 70000;
 
-/// The characters consumed from `begin` on. A text that is too long for a string is an error of the parser.
-bool vnTakeMarkedText(vnBasicParser& parser, unsigned int begin, vnString& text);
-
 /// Appends a result. A full array doubles: with steps of a fixed size, long lists take quadratic time.
 template <class T>
 void vnAppendResult(vnDynamicArray<T>& results, T result)

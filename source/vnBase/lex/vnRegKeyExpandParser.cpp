@@ -31,13 +31,6 @@ vnString vnRegKeyExpandParser::parse()
     return m_result;
 }
 
-bool vnRegKeyExpandParser::takeMarked(vnString& text)
-{
-    unsigned int begin = 0;
-    popMark(begin);
-    return vnTakeMarkedText(*this, begin, text);
-}
-
 vnParseResult vnRegKeyExpandParser::append(const vnString& text)
 {
     if (m_result.length() + static_cast<unsigned int>(text.length()) > vnString::VN_MAX_LENGTH)

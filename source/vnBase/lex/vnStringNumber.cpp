@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "vnCharacter.h"
+
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnStringTokenizer.h>
 
@@ -6,19 +8,16 @@
 
 // The readings of a string as a number, which are those of the lexical reader.
 
+using namespace vnCharacter;
+
 namespace
 {
 constexpr unsigned int VN_SIMPLE_DIGITS = 18; // so many can't overflow
 
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 // A number of plain digits, as most are, needs no lexical reader.
 bool readSimple(const char* text, vnInt64& value)
 {
-    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r')
+    while (isWhite(*text))
         ++text;
     const bool isNegative = *text == '-';
     if (*text == '-' || *text == '+')

@@ -269,13 +269,6 @@ void vnStringParser::cleanUpParsers()
     FormatCache::clear();
 }
 
-bool vnStringParser::takeMarked(vnString& text)
-{
-    unsigned int begin = 0;
-    popMark(begin);
-    return vnTakeMarkedText(*this, begin, text);
-}
-
 vnParseResult vnStringParser::push()
 {
     vnString text;

@@ -34,7 +34,7 @@ std::size_t findCache(std::string_view text)
     return text.npos;
 }
 
-// What stands in front of a cache specification belongs to the URL behind it.
+// What stands in front of "cache:" and its numbers belongs to the URL behind them.
 void rewriteCache(vnString& text)
 {
     const std::string_view view = vnViewOf(text);

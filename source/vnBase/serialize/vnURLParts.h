@@ -11,7 +11,7 @@ struct vnURLParts
     /// The base in the letters in which it was written; for names of files that only look like URLs.
     vnString getSpelledBase() const;
 
-    vnString text; // the URL, once a GUID and a cache specification were put in their places
+    vnString text; // the URL, once a GUID was looked up and "cache:" was put in front
     vnString base;
     vnString path;
     vnString name;

@@ -6,6 +6,7 @@
 #include "vnThreadKill.h"
 #include "vnThreadNumber.h"
 #include "vnThreadPlatform.h"
+#include "vnTryGuard.h"
 
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnMessage.h>
@@ -65,34 +66,6 @@ public:
 private:
     bool m_hasMessages;
     bool m_hasOutput;
-};
-
-// A lock that its holder may keep for good.
-class BoundedGuard
-{
-public:
-    BoundedGuard(const vnMutex& mutex, double seconds) : m_mutex(mutex), m_isHeld(mutex.tryLock())
-    {
-        const double end = vnTime::systemSeconds() + seconds;
-        while (!m_isHeld && vnTime::systemSeconds() < end)
-        {
-            vnSleepMilliseconds(pollMilliseconds);
-            m_isHeld = mutex.tryLock();
-        }
-    }
-    ~BoundedGuard()
-    {
-        if (m_isHeld)
-            m_mutex.unLock();
-    }
-    BoundedGuard(const BoundedGuard&) = delete;
-    BoundedGuard& operator=(const BoundedGuard&) = delete;
-
-    bool isHeld() const noexcept { return m_isHeld; }
-
-private:
-    const vnMutex& m_mutex;
-    bool m_isHeld;
 };
 } // namespace
 
@@ -486,11 +459,11 @@ void vnThread::kill()
 // Answers 0 when another thread keeps the lock.
 bool vnThread::markKilled(vnThreadControl*& victim)
 {
-    const BoundedGuard guard(m_lock, politeSeconds);
+    const vnTryGuard guard(m_lock, politeSeconds);
     // The victim itself may hold the lock for good; then nobody else changes its control.
     const unsigned int self = m_threadID.load(std::memory_order_acquire);
     const bool isVictims = self != 0 && m_lock.getOwnerThreadID() == self;
-    const BoundedGuard late(m_lock, 0); // the victim may have given it back just now
+    const vnTryGuard late(m_lock, 0); // the victim may have given it back just now
     if (!late.isHeld() && !isVictims)
     {
         change(VN_STOPPING, 0);
@@ -518,7 +491,7 @@ bool vnThread::endVictim(vnThreadControl* victim)
 // One attempt, under the locks that the thread must not die with. It comes without them in the end.
 bool vnThread::tryToKill(vnThreadControl* victim, double elapsed)
 {
-    const BoundedGuard guard(m_lock, 0);
+    const vnTryGuard guard(m_lock, 0);
     const Quiet quiet;
     if (guard.isHeld() && quiet.isHeld())
         return victim->tryToEnd(forceAfter(elapsed));
@@ -529,7 +502,7 @@ bool vnThread::tryToKill(vnThreadControl* victim, double elapsed)
 void vnThread::keepVictim(const vnThreadControl* victim)
 {
     {
-        const BoundedGuard guard(m_lock, 0);
+        const vnTryGuard guard(m_lock, 0);
         if (m_control == victim && isKilledInside())
             change(VN_RUNNING, VN_KILLED);
     }
@@ -547,7 +520,7 @@ void vnThread::cleanUpAfter(const vnThreadControl* victim)
 {
     vnReleaseThreadNumber(victim->getID());
     vnStopKilledPerformanceThread(victim->getID());
-    const BoundedGuard guard(m_lock, politeSeconds);
+    const vnTryGuard guard(m_lock, politeSeconds);
     if (m_control != victim)
         return;
     change(VN_STOPPING, VN_RUNNING | VN_INSIDE);

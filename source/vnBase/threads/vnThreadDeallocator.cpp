@@ -5,32 +5,13 @@
 #include <vnBase/vnRefList.h>
 
 #include "../core/vnEternal.h"
+#include "vnTryGuard.h"
 
 namespace
 {
 constexpr unsigned int lookMilliseconds = 500;
 
 std::atomic<unsigned int> s_maxPendingDeletes{1000};
-
-// Holds the lock when it is free, for a thread that must not wait for it.
-class TryGuard
-{
-public:
-    explicit TryGuard(const vnMutex& mutex) : m_mutex(mutex), m_isHeld(mutex.tryLock()) {}
-    ~TryGuard()
-    {
-        if (m_isHeld)
-            m_mutex.unLock();
-    }
-    TryGuard(const TryGuard&) = delete;
-    TryGuard& operator=(const TryGuard&) = delete;
-
-    bool isHeld() const noexcept { return m_isHeld; }
-
-private:
-    const vnMutex& m_mutex;
-    bool m_isHeld;
-};
 } // namespace
 
 // What the thread shares with the others. It is never destroyed, since objects may be handed over until the
@@ -194,7 +175,7 @@ void vnThreadDeallocator::deleteUnowned()
 
 void vnThreadDeallocator::takeUnowned(vnRefList<vnReference>& objects)
 {
-    const TryGuard guard(shared().lock);
+    const vnTryGuard guard(shared().lock);
     if (!guard.isHeld())
         return;
     for (vnRefList<vnReference>::Iterator it(shared().pending); it.isValid();)
@@ -213,7 +194,7 @@ void vnThreadDeallocator::takeUnowned(vnRefList<vnReference>& objects)
 // Decided under the lock, so that no object is handed over to a thread that has just found nothing to do.
 bool vnThreadDeallocator::mayEnd()
 {
-    const TryGuard guard(shared().lock);
+    const vnTryGuard guard(shared().lock);
     // Whoever stops the thread may hold the lock, and counts with its end.
     if (!guard.isHeld())
         return isStopping(0);
@@ -225,7 +206,7 @@ bool vnThreadDeallocator::mayEnd()
 
 void vnThreadDeallocator::leave()
 {
-    const TryGuard guard(shared().lock); // whoever holds it may wait for the end
+    const vnTryGuard guard(shared().lock); // whoever holds it may wait for the end
     stop(0);
     shared().isServed = false;
 }
