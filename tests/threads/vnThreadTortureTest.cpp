@@ -195,6 +195,23 @@ void torture(FailingManager& manager, const Script& script)
         script.run(); // works as before
     }
 }
+
+// The blocks that torture leaves behind. Some are made once and kept, and when depends on how the threads
+// meet; what is lost is lost again each time.
+int growth(FailingManager& manager, const Script& script)
+{
+    constexpr unsigned int attempts = 5;
+    int blocks = 0;
+    for (unsigned int i = 0; i < attempts; ++i)
+    {
+        const int live = settled(manager);
+        torture(manager, script);
+        blocks = settled(manager) - live;
+        if (blocks <= 0)
+            break;
+    }
+    return blocks;
+}
 } // namespace
 
 TEST(vnThreadTorture, GoesOnAfterAnyAllocationHasFailed)
@@ -206,12 +223,10 @@ TEST(vnThreadTorture, GoesOnAfterAnyAllocationHasFailed)
         {
             SCOPED_TRACE(std::string(script.name) + (failsOn ? ", nothing from there on" : ""));
             for (unsigned int i = 0; i < 3; ++i)
-                script.run(); // what is made once and kept
-            const int live = settled(manager);
+                script.run();
             const unsigned int threads = countThreads();
             manager.failsOn = failsOn;
-            torture(manager, script);
-            EXPECT_TRUE(comesTrue([&] { return manager.live <= live; })) << manager.live - live << " blocks";
+            EXPECT_LE(growth(manager, script), 0) << "blocks";
             EXPECT_TRUE(comesTrue([&] { return countThreads() <= threads; })) << countThreads() - threads;
         }
     const std::string report = testing::internal::GetCapturedStderr();
