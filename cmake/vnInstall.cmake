@@ -16,6 +16,7 @@ install(EXPORT vnBaseTargets NAMESPACE vnBase:: DESTINATION ${package})
 configure_package_config_file(cmake/vnBaseConfig.cmake.in vnBaseConfig.cmake INSTALL_DESTINATION ${package})
 write_basic_package_version_file(vnBaseConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vnBaseConfig.cmake ${PROJECT_BINARY_DIR}/vnBaseConfigVersion.cmake
+        cmake/FindMiniZip.cmake
     DESTINATION ${package})
 
 file(RELATIVE_PATH VN_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
@@ -24,7 +25,7 @@ if(BUILD_SHARED_LIBS)
     set(VN_PC_LIBS "-lvnBase")
 else()
     set(VN_PC_CFLAGS "-DVN_BASE_STATIC")
-    set(VN_PC_LIBS "-Wl,--whole-archive,-lvnBase,--no-whole-archive -pthread")
+    set(VN_PC_LIBS "-Wl,--whole-archive,-lvnBase,--no-whole-archive -pthread -lminizip -lz")
 endif()
 configure_file(cmake/vnBase.pc.in vnBase.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vnBase.pc DESTINATION ${pkgconfig})

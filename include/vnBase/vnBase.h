@@ -59,6 +59,7 @@
 #include <vnBase/vnSemaphore.h>
 #include <vnBase/vnSerializeAdapter.h>
 #include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterFilter.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
