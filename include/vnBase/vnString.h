@@ -346,27 +346,28 @@ private:
     };
 };
 
+// The length in the lowest 16 bits, the id in the next ones, the hash in the high half, in one load.
 inline vnUInt64 vnString::lengthIdHash() const noexcept
 {
     using Word [[gnu::may_alias]] = vnUInt64;
-    return __atomic_load_n(reinterpret_cast<const Word*>(&m_length), __ATOMIC_RELAXED);
+    const vnUInt64 word = __atomic_load_n(reinterpret_cast<const Word*>(&m_length), __ATOMIC_RELAXED);
+    if constexpr (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__)
+        return word;
+    return word << 32 | (word >> 32 & 0xFFFF) << 16 | word >> 48;
 }
 
 /// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
 /// are equal and exactly one is interned, the other becomes so too.
 inline bool operator==(const vnString& left, const vnString& right)
 {
-    // Two ordinary texts of one length and with the same knowledge of their hashes; in one test, since most
-    // comparisons of equal strings are this one. Length and id are taken from the words that were loaded.
-    constexpr bool isLittle = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
-    constexpr vnUInt64 idMask = isLittle ? 0xFFFF0000u : 0xFFFF00000000u;
+    // Most comparisons are of two ordinary texts of one length and with the same knowledge of their hashes.
+    // The low half of the word is the length when there is no id.
+    constexpr unsigned int maxLength = 0xFFFF;
     const vnUInt64 leftWord = left.lengthIdHash();
     const vnUInt64 rightWord = right.lengthIdHash();
-    if (((leftWord ^ rightWord) | (leftWord & idMask)) == 0)
-    {
-        const unsigned int length = (isLittle ? leftWord : leftWord >> 48) & 0xFFFF;
-        return length == 0 || std::memcmp(left.m_text, right.m_text, length) == 0;
-    }
+    const unsigned int idAndLength = static_cast<unsigned int>(leftWord);
+    if (leftWord == rightWord && idAndLength - 1 < maxLength)
+        return std::memcmp(left.m_text, right.m_text, idAndLength) == 0;
     const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
     const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
     if (leftHash != rightHash && leftHash && rightHash && !(left.m_uniqueID && right.m_uniqueID))
