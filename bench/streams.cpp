@@ -325,7 +325,7 @@ int main(int argc, char** argv)
         suite.run();
     }
     {
-        Group& g = suite.group("copy a 100 MB file in 64 KB blocks", mbPerSecond, size).rounds(5);
+        Group& g = suite.group("copy a 100 MB file in 64 KB blocks", mbPerSecond, size).rounds(15);
         static char block[65536];
         g.add("sendfile(2)", limit,
               [&]
