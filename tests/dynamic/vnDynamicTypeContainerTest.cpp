@@ -186,6 +186,29 @@ TEST(vnDynamicTypeContainer, WarnsOfAnEndThatTheSourceDoesNotTell)
     }
 }
 
+TEST(vnDynamicTypeContainer, KeepsTheCauseThatTheSourceTells)
+{
+    class Lost : public vnSerializeAdapterQueue
+    {
+    public:
+        Lost() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
+
+    protected:
+        unsigned char hasData_imp() override
+        {
+            if (length_imp() > 0)
+                return 1;
+            setError("connection lost");
+            return 0;
+        }
+    };
+    Lost adapter;
+    put(adapter, {0x07, 0xCD, 0xBF, 0xFE, 1, 0, 0, 0});
+    vnDynamicTypeContainer container;
+    EXPECT_THROW(container.read(&adapter), vnWarningError);
+    EXPECT_EQ(adapter.getError(), "connection lost");
+}
+
 TEST(vnDynamicTypeContainer, TellsItsEvents)
 {
     Watched container;

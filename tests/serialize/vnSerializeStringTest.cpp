@@ -235,6 +235,29 @@ TEST(vnSerializeStringWide, WritesLongTextsWhole)
     EXPECT_EQ(textOf(again.getText()), text);
 }
 
+TEST(vnSerializeStringWide, KeepsItsTextWhenTheTargetConvertsTexts)
+{
+    class Converting : public vnSerializeAdapterQueue
+    {
+    public:
+        Converting() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
+
+    protected:
+        void write_imp(unsigned char* data, unsigned int count) override
+        {
+            for (int i = 0; i < 20; ++i)
+                static_cast<void>(vnString("another text").getWideString());
+            vnSerializeAdapterQueue::write_imp(data, count);
+        }
+    };
+    const std::string text(1000, 'x');
+    Converting adapter;
+    vnSerializeStringWide(vnString(text.c_str())).write(&adapter);
+    vnSerializeStringWide again;
+    again.read(&adapter);
+    EXPECT_EQ(textOf(again.getText()), text);
+}
+
 TEST(vnWriteAdapterStringUtils, WritesNoTerminator)
 {
     vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);

@@ -74,8 +74,10 @@ unsigned int readCount(vnSerializeAdapter* adapter)
 
 void testEnd(vnSerializeAdapter* adapter)
 {
-    if (!adapter->hasData())
-        fail(adapter, "Container ends within its attributes");
+    if (adapter->hasData())
+        return;
+    testError(adapter); // the first cause stays
+    fail(adapter, "Container ends within its attributes");
 }
 } // namespace
 

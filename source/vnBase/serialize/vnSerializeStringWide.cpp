@@ -33,17 +33,22 @@ char16_t decodeUnit(const unsigned char* bytes, unsigned char bigEndian)
     return static_cast<char16_t>(bigEndian ? bytes[0] << 8 | bytes[1] : bytes[1] << 8 | bytes[0]);
 }
 
+// All of them are encoded before the first is written: the adapter may convert texts itself.
 void writeUnits(vnSerializeAdapter* adapter, const Units& units, unsigned char bigEndian)
 {
-    unsigned char bytes[2 * chunkUnits];
-    for (unsigned int done = 0; done < units.count;)
+    if (units.count == 0)
+        return;
+    unsigned char shortText[2 * chunkUnits];
+    vnDynamicArray<unsigned char> longText;
+    unsigned char* bytes = shortText;
+    if (units.count > chunkUnits)
     {
-        const unsigned int step = std::min(chunkUnits, units.count - done);
-        for (unsigned int i = 0; i < step; ++i)
-            encodeUnit(units.begin[done + i], bigEndian, bytes + 2 * i);
-        adapter->write(bytes, 2 * step);
-        done += step;
+        longText.setSize(2 * units.count);
+        bytes = longText.data();
     }
+    for (unsigned int i = 0; i < units.count; ++i)
+        encodeUnit(units.begin[i], bigEndian, bytes + 2 * i);
+    adapter->write(bytes, 2 * units.count);
 }
 
 vnDynamicArray<char16_t>& scratchOfThread()
