@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -40,6 +41,7 @@ public:
             m_in = input[1];
             m_out = output[0];
         }
+        std::fflush(nullptr); // or the child says it, too
         m_process = fork();
         if (m_process == 0)
         {
