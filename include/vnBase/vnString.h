@@ -299,6 +299,7 @@ private:
     unsigned int computeHash() const noexcept;
     vnUInt64 lengthIdHash() const noexcept;
     bool equalText(const vnString& other) const noexcept;
+    static bool equalBytes(const char* left, const char* right, unsigned int count) noexcept;
     void adopt(const vnString& unique) const noexcept;
     void release() const noexcept
     {
@@ -356,6 +357,25 @@ inline vnUInt64 vnString::lengthIdHash() const noexcept
     return word << 32 | (word >> 32 & 0xFFFF) << 16 | word >> 48;
 }
 
+// Most texts are short, and their words are compared faster than a function is called. The words overlap.
+inline bool vnString::equalBytes(const char* left, const char* right, unsigned int count) noexcept
+{
+    constexpr unsigned int word = sizeof(vnUInt64);
+    if (count - word > 3 * word)
+        return std::memcmp(left, right, count) == 0;
+    const auto difference = [left, right](unsigned int at)
+    {
+        vnUInt64 one, other;
+        std::memcpy(&one, left + at, word);
+        std::memcpy(&other, right + at, word);
+        return one ^ other;
+    };
+    const unsigned int last = count - word;
+    const unsigned int second = last < word ? last : word;
+    const unsigned int third = last < word ? 0 : last - word;
+    return (difference(0) | difference(second) | difference(third) | difference(last)) == 0;
+}
+
 /// Equality. Two interned strings compare by id; otherwise hash, length and bytes decide. When the strings
 /// are equal and exactly one is interned, the other becomes so too.
 inline bool operator==(const vnString& left, const vnString& right)
@@ -367,7 +387,7 @@ inline bool operator==(const vnString& left, const vnString& right)
     const vnUInt64 rightWord = right.lengthIdHash();
     const unsigned int idAndLength = static_cast<unsigned int>(leftWord);
     if (leftWord == rightWord && idAndLength - 1 < maxLength)
-        return std::memcmp(left.m_text, right.m_text, idAndLength) == 0;
+        return vnString::equalBytes(left.m_text, right.m_text, idAndLength);
     const unsigned int leftHash = left.m_hash.load(std::memory_order_relaxed);
     const unsigned int rightHash = right.m_hash.load(std::memory_order_relaxed);
     if (leftHash != rightHash && leftHash && rightHash && !(left.m_uniqueID && right.m_uniqueID))

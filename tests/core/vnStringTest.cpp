@@ -56,6 +56,21 @@ constexpr std::size_t steps[] = {0, 1, 14, 15, 16, 23, 24, 39, 40, 41, 300};
 
 vnString setEarly;
 
+TEST(vnString, ComparesEachByteOfEachLength)
+{
+    for (unsigned short length = 1; length <= 40; ++length)
+    {
+        const std::string text(length, 'x');
+        EXPECT_TRUE(vnString(text.c_str()) == vnString(text.c_str())) << length;
+        for (unsigned short at = 0; at < length; ++at)
+        {
+            std::string other = text;
+            other[at] = 'y';
+            EXPECT_FALSE(vnString(text.c_str()) == vnString(other.c_str())) << length << " " << at;
+        }
+    }
+}
+
 TEST(vnString, KeepsWhatAnEarlierStaticPutThere)
 {
     EXPECT_TRUE(isSetEarly);
