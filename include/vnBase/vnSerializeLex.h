@@ -66,6 +66,9 @@ struct vnLexTokenData
 /// Bytes that a token did not need are left to the adapter, or given back to it, so that others can go on
 /// where the token ended.
 ///
+/// The input ends where the adapter has nothing: for a source that is still being written to, such as a pipe,
+/// that is where its writer pauses, and a token may be cut there.
+///
 /// Memory: a token takes what its bytes take. `setMaxScanTokens` bounds what is read from a stream from
 /// outside. Exhausted memory throws `std::bad_alloc`.
 ///
@@ -74,6 +77,8 @@ class VN_BASE_API vnSerializeLex : public vnSerializeData
 {
 public:
     explicit vnSerializeLex(unsigned char detectUnicode = 0, unsigned char detectUtf8 = 0);
+    vnSerializeLex(const vnSerializeLex&) = default;
+    vnSerializeLex& operator=(const vnSerializeLex&) = default;
 
     /// Reads the next token.
     void read(vnSerializeAdapter* adapter) override;
@@ -84,7 +89,8 @@ public:
     void write(vnSerializeAdapter* adapter) override;
 
     /// Gives all bytes of the current token back, byte for byte as they came, and renews what
-    /// `setMaxScanTokens` allowed. Kind and value stay.
+    /// `setMaxScanTokens` allowed. Kind and value stay. Like bytes that were not read yet, they may be gone
+    /// after a `seek` of the adapter.
     void pushBack(vnSerializeAdapter* adapter) override;
 
     /// Gives one character back in its raw form.
@@ -114,6 +120,10 @@ public:
     /// Reads one character, and the mark before the first one. Bytes that are no UTF-8 post a Warning and
     /// give 0.
     char16_t getLexToken(vnSerializeAdapter* adapter);
+
+    /// Whether there is a whole character for `getLexToken`. The mark is taken first, so that a stream of
+    /// nothing else has none.
+    unsigned char hasLexToken(vnSerializeAdapter* adapter);
 
     /// The bytes of the current token as text.
     vnString getScannedBuffer() const;
@@ -153,7 +163,8 @@ public:
     void useHexMode(unsigned char use) noexcept;         // a hexadecimal digit starts a number; off
 
     /// 1 when token `index` is there, is of a kind in the mask, and has this value; the other form hands its
-    /// value out.
+    /// value out. Values are equal as dynamic values are: one made from an interned string holds its id and
+    /// equals no text of a stream.
     static unsigned char checkLexToken(const vnArray<vnLexTokenData>& tokens, unsigned int index,
                                        const vnLexDataType& mask, const vnDynamicType& value);
     static unsigned char checkLexToken(const vnArray<vnLexTokenData>& tokens, unsigned int index,
@@ -221,6 +232,7 @@ private:
     {
         unsigned char bytes[3];
         unsigned char size;
+        bool isFaulty; // not well-formed
     };
 
     // What the value of the current token is made from.
@@ -254,8 +266,10 @@ private:
     bool detectUnicode(vnSerializeAdapter& adapter);
     void detectUtf8(vnSerializeAdapter& adapter);
     Raw encode(char16_t character) const noexcept;
+    static void warnOfFault();
     char16_t readCharacter(vnSerializeAdapter& adapter, Raw& raw);
     char16_t decodeUtf8(vnSerializeAdapter& adapter, Raw& raw);
+    bool readMore(vnSerializeAdapter& adapter, Raw& raw);
     void giveBack(vnSerializeAdapter& adapter, unsigned int count);
     unsigned int getLastSize() const noexcept;
 

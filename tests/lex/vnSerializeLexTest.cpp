@@ -257,6 +257,51 @@ TEST(vnSerializeLex, ReadsAFaultOfUtf8AsNulAndGoesOn)
     EXPECT_EQ(lex.getScannedBuffer(), "\xC3 ");
 }
 
+TEST(vnSerializeLex, CutsLongTextsBetweenCharacters)
+{
+    vnSerializeLex lex;
+    lex.useUtf8(1);
+    ByteAdapter adapter(std::string(65534, 'a') + "\xE2\x82\xAC");
+    lex.read(&adapter);
+    EXPECT_EQ(lex.getData().getString().length(), 65534u);
+    EXPECT_EQ(lex.getScannedBuffer().length(), 65534u);
+    lex.pushBack(&adapter);
+    EXPECT_EQ(adapter.length(), 65537u);
+}
+
+TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
+{
+    class Throwing : public vnMessageReceiverInterface
+    {
+    public:
+        Throwing() { vnMessage::addMessageReceiver(this); }
+        ~Throwing() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+        void onMessage(const vnString&, vnMessageLevel, const char*) override { throw 1; }
+    };
+    vnSerializeLex lex;
+    lex.useUtf8(1);
+    ByteAdapter adapter("ab\xC3(c");
+    {
+        const Throwing throwing;
+        EXPECT_THROW(lex.read(&adapter), int);
+    }
+    lex.pushBack(&adapter);
+    std::string bytes;
+    while (adapter.hasData())
+        bytes += static_cast<char>(adapter.read());
+    EXPECT_EQ(bytes, "ab\xC3(c");
+}
+
+TEST(vnSerializeLex, CopiesItsToken)
+{
+    vnSerializeLex lex;
+    ByteAdapter adapter("first second");
+    lex.read(&adapter);
+    const vnSerializeLex copy(std::move(lex)); // a move copies
+    EXPECT_EQ(copy.getData().getString(), "first");
+    EXPECT_EQ(lex.getScannedBuffer(), "first");
+}
+
 TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
 {
     vnSerializeLex lex;
@@ -278,6 +323,16 @@ TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
     ByteAdapter units(std::string("\0a\0b", 4));
     EXPECT_EQ(tokensOf(wide, units), "ia");
     EXPECT_EQ(units.length(), 2u);
+
+    // A character is read whole, also where the budget ends within it.
+    const Warnings warnings;
+    vnSerializeLex utf8;
+    utf8.useUtf8(1);
+    utf8.setMaxScanTokens(3);
+    ByteAdapter accented("ab\xC3\xA9z");
+    EXPECT_EQ(tokensOf(utf8, accented), "iab\xC3\xA9");
+    EXPECT_EQ(accented.length(), 1u);
+    EXPECT_EQ(warnings.count, 0);
 
     vnSerializeLex window;
     window.setMaxScanTokens(6);

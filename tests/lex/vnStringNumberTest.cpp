@@ -71,6 +71,12 @@ TEST(vnStringNumber, ReadsListsOfCharacters)
     EXPECT_EQ(vnString("65,0x42,8364").convertNumListToUTF8(), "AB\xE2\x82\xAC");
     EXPECT_EQ(vnString("65;66, x").convertNumListToUTF8(), "A;B x"); // only commas go
     EXPECT_EQ(vnString("1.5").convertNumListToUTF8(), "1.5");
+    EXPECT_EQ(vnString("-1,65601").convertNumListToUTF8(), "\xEF\xBF\xBF"
+                                                           "A"); // 16 bits of each count
+    std::string list = "x";
+    for (int i = 0; i < 30000; ++i)
+        list += "-1";
+    EXPECT_EQ(vnString(list.c_str()).convertNumListToUTF8().length(), 65533u); // ends between characters
     const vnString text("a\xC3\xA9\xE2\x82\xAC");
     EXPECT_EQ(text.convertUTF8ToNumList("%.0f", ",").convertNumListToUTF8(), text);
     const vnString nul = vnString("65,0,66").convertNumListToUTF8();

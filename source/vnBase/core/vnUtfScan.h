@@ -58,6 +58,12 @@ inline unsigned char sequenceSize(const char* text) noexcept
     return size;
 }
 
+/// Whether the byte stands within a sequence and not at its beginning.
+constexpr bool isContinuation(unsigned char byte) noexcept
+{
+    return (byte & 0xC0) == 0x80;
+}
+
 /// `size` is that of `sequenceSize` and not 0. Only bit 0 of a six-byte lead counts.
 inline unsigned int decode(const char* text, unsigned char size) noexcept
 {

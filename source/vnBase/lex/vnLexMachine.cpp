@@ -34,6 +34,8 @@ void vnLexMachine::run()
         const char16_t c = m_lex.readCharacter(m_adapter, raw);
         m_lex.m_scanned.append(raw.bytes, raw.size);
         m_lex.m_lastSize = raw.size;
+        if (raw.isFaulty)
+            vnSerializeLex::warnOfFault(); // behind that: what it calls may throw
         m_class = m_lex.getEncoding(c);
         if (step(c))
             return;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeLex.h>
 
+#include "core/vnUtfScan.h"
 #include "serialize/vnAdapterWindow.h"
 #include "vnLexClass.h"
 #include "vnLexMachine.h"
 
 #include <vnBase/vnMessage.h>
+#include <vnBase/vnUtf.h>
 
 #include <algorithm>
 
@@ -15,35 +17,20 @@ constexpr unsigned char utf8Mark[3] = {0xEF, 0xBB, 0xBF};
 constexpr unsigned int VN_MARK_LITTLE = 0xFFFE; // as a big-endian reader sees it
 constexpr unsigned int VN_MARK_BIG = 0xFEFF;
 
-bool isContinuation(unsigned char byte)
-{
-    return (byte & 0xC0) == 0x80;
-}
-
 unsigned char encodeUtf8(char16_t c, unsigned char* to)
 {
-    if (c < 0x80)
-    {
-        to[0] = static_cast<unsigned char>(c);
-        return 1;
-    }
-    const auto last = static_cast<unsigned char>(0x80 | (c & 0x3F));
-    if (c < 0x800)
-    {
-        to[0] = static_cast<unsigned char>(0xC0 | c >> 6);
-        to[1] = last;
-        return 2;
-    }
-    to[0] = static_cast<unsigned char>(0xE0 | c >> 12);
-    to[1] = static_cast<unsigned char>(0x80 | (c >> 6 & 0x3F));
-    to[2] = last;
-    return 3;
+    const unsigned char size = vnUTF8Size(static_cast<unsigned int>(c));
+    vnUtf::encode(reinterpret_cast<char*>(to), c, size);
+    return size;
 }
 
-vnString textOf(const unsigned char* bytes, unsigned int count)
+// What is longer than a text ends between two characters.
+vnString textOf(const unsigned char* bytes, unsigned int count, bool isUtf8)
 {
-    return vnString(reinterpret_cast<const char*>(bytes),
-                    static_cast<unsigned short>(std::min(count, vnString::VN_MAX_LENGTH)));
+    unsigned int length = std::min(count, vnString::VN_MAX_LENGTH);
+    while (isUtf8 && length < count && length > 0 && vnUtf::isContinuation(bytes[length]))
+        --length;
+    return vnString(reinterpret_cast<const char*>(bytes), static_cast<unsigned short>(length));
 }
 } // namespace
 
@@ -124,13 +111,27 @@ char16_t vnSerializeLex::getLexToken(vnSerializeAdapter* adapter)
     if (m_options & VN_LEX_PENDING)
         detect(*adapter);
     Raw raw;
-    return readCharacter(*adapter, raw);
+    const char16_t character = readCharacter(*adapter, raw);
+    if (raw.isFaulty)
+        warnOfFault();
+    return character;
+}
+
+unsigned char vnSerializeLex::hasLexToken(vnSerializeAdapter* adapter)
+{
+    if (m_options & VN_LEX_PENDING)
+    {
+        if (!adapter->hasData())
+            return 0;
+        detect(*adapter);
+    }
+    return adapter->hasData(getTokenSize());
 }
 
 vnString vnSerializeLex::getScannedBuffer() const
 {
     if (!isUnicode())
-        return textOf(m_scanned.data(), m_scanned.getCount());
+        return textOf(m_scanned.data(), m_scanned.getCount(), isUtf8());
     Bytes text;
     const bool isBig = (m_options & VN_LEX_BIG_ENDIAN) != 0;
     for (unsigned int i = 0; i + 1 < m_scanned.getCount(); i += 2)
@@ -143,7 +144,7 @@ vnString vnSerializeLex::getScannedBuffer() const
             break;
         text.append(bytes, size);
     }
-    return textOf(text.data(), text.getCount());
+    return textOf(text.data(), text.getCount(), true);
 }
 
 unsigned int vnSerializeLex::getEncoding(char16_t character) const noexcept
@@ -268,10 +269,10 @@ void vnSerializeLex::makeValue() const
         m_token.data = vnDynamicTypeInt64(m_int64);
         break;
     case Value::SCANNED:
-        m_token.data = vnDynamicType(textOf(m_scanned.data() + m_textBegin, m_textLength));
+        m_token.data = vnDynamicType(textOf(m_scanned.data() + m_textBegin, m_textLength, isUtf8()));
         break;
     case Value::TEXT:
-        m_token.data = vnDynamicType(textOf(m_text.data(), m_text.getCount()));
+        m_token.data = vnDynamicType(textOf(m_text.data(), m_text.getCount(), isUtf8() || isUnicode()));
         break;
     default:
         m_token.data.reset();
@@ -325,14 +326,15 @@ bool vnSerializeLex::hasCharacter(vnSerializeAdapter& adapter) const
 
 void vnSerializeLex::detect(vnSerializeAdapter& adapter)
 {
-    m_options &= ~VN_LEX_PENDING;
     const vnUInt64 flags = adapter.getAdapterFlags();
+    bool hasMark = false;
     if (flags & VN_ADAPTER_UNICODE)
         useUnicode(1, (flags & VN_ADAPTER_BIG_ENDIAN) != 0);
-    else if ((m_options & VN_LEX_DETECT_UNICODE) && adapter.length() > 1 && detectUnicode(adapter))
-        return;
-    if (!isUnicode() && (m_options & VN_LEX_DETECT_UTF8) && adapter.length() > 2)
+    else if ((m_options & VN_LEX_DETECT_UNICODE) && adapter.length() > 1)
+        hasMark = detectUnicode(adapter);
+    if (!hasMark && !isUnicode() && (m_options & VN_LEX_DETECT_UTF8) && adapter.length() > 2)
         detectUtf8(adapter);
+    m_options &= ~VN_LEX_PENDING; // last: a source that throws is asked again
 }
 
 bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
@@ -370,18 +372,24 @@ vnSerializeLex::Raw vnSerializeLex::encode(char16_t character) const noexcept
 {
     const auto high = static_cast<unsigned char>(character >> 8), low = static_cast<unsigned char>(character);
     if (isUnicode())
-        return m_options & VN_LEX_BIG_ENDIAN ? Raw{{high, low, 0}, 2} : Raw{{low, high, 0}, 2};
+        return m_options & VN_LEX_BIG_ENDIAN ? Raw{{high, low, 0}, 2, false} : Raw{{low, high, 0}, 2, false};
     if (!isUtf8())
-        return Raw{{low, 0, 0}, 1};
+        return Raw{{low, 0, 0}, 1, false};
     Raw raw{};
     raw.size = encodeUtf8(character, raw.bytes);
     return raw;
+}
+
+void vnSerializeLex::warnOfFault()
+{
+    vnMessage::message(VN_MESSAGE_WARNING, "Utf lex encoding on faulty data set");
 }
 
 char16_t vnSerializeLex::readCharacter(vnSerializeAdapter& adapter, Raw& raw)
 {
     raw.bytes[0] = adapter.read();
     raw.size = 1;
+    raw.isFaulty = false;
     if (isUnicode())
     {
         raw.bytes[1] = adapter.read();
@@ -395,31 +403,42 @@ char16_t vnSerializeLex::readCharacter(vnSerializeAdapter& adapter, Raw& raw)
     return raw.bytes[0] < 0x80 || !isUtf8() ? raw.bytes[0] : decodeUtf8(adapter, raw);
 }
 
-// The bytes up to the first wrong one are the character of a fault.
+// The bytes up to the first wrong one are the character of a fault. A character is read whole, also where the
+// budget ends within it.
 char16_t vnSerializeLex::decodeUtf8(vnSerializeAdapter& adapter, Raw& raw)
 {
     const unsigned char lead = raw.bytes[0];
     const unsigned int size = lead < 0xC0 || lead >= 0xF0 ? 1 : lead < 0xE0 ? 2 : 3;
     bool isGood = size > 1;
     while (isGood && raw.size < size)
-    {
-        isGood = m_budget > 0 && adapter.hasData();
-        if (!isGood)
-            break;
-        const unsigned char byte = adapter.read();
-        spend(1);
-        raw.bytes[raw.size++] = byte;
-        isGood = isContinuation(byte);
-    }
+        isGood = readMore(adapter, raw) && vnUtf::isContinuation(raw.bytes[raw.size - 1]);
+    raw.isFaulty = !isGood;
     if (!isGood)
-    {
-        vnMessage::message(VN_MESSAGE_WARNING, "Utf lex encoding on faulty data set");
         return 0;
-    }
     const unsigned char* bytes = raw.bytes;
     if (size == 2)
         return static_cast<char16_t>((lead & 0x1F) << 6 | (bytes[1] & 0x3F));
     return static_cast<char16_t>((lead & 0x0F) << 12 | (bytes[1] & 0x3F) << 6 | (bytes[2] & 0x3F));
+}
+
+// The next byte of a character. A source that throws has lost none.
+bool vnSerializeLex::readMore(vnSerializeAdapter& adapter, Raw& raw)
+{
+    try
+    {
+        if (!adapter.hasData())
+            return false;
+        raw.bytes[raw.size] = adapter.read();
+    }
+    catch (...)
+    {
+        vnAdapterWindow::unread(adapter, raw.bytes, raw.size);
+        refund(raw.size);
+        throw;
+    }
+    ++raw.size;
+    spend(1);
+    return true;
 }
 
 void vnSerializeLex::giveBack(vnSerializeAdapter& adapter, unsigned int count)
@@ -439,7 +458,7 @@ unsigned int vnSerializeLex::getLastSize() const noexcept
     if (!isUtf8())
         return std::min(count, getTokenSize());
     unsigned int size = std::min(count, 1u);
-    while (size < 3 && size < count && isContinuation(m_scanned.data()[count - size]))
+    while (size < 3 && size < count && vnUtf::isContinuation(m_scanned.data()[count - size]))
         ++size;
     return size;
 }

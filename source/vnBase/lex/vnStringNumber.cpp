@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "core/vnUtfScan.h"
 #include "vnCharacter.h"
 
 #include <vnBase/vnSerializeAdapterMemory.h>
@@ -128,6 +129,10 @@ vnString vnString::convertNumListToUTF8() const
         const auto character = static_cast<char16_t>(static_cast<vnInt64>(number));
         text.append(bytes, vnUInt32ToUTF8(bytes, character));
     }
-    const unsigned int length = text.getSize() < VN_MAX_LENGTH ? text.getSize() : VN_MAX_LENGTH;
+    unsigned int length = text.getSize();
+    if (length > VN_MAX_LENGTH) // the text ends between two characters
+        for (length = VN_MAX_LENGTH;
+             length > 0 && vnUtf::isContinuation(static_cast<unsigned char>(text[length]));)
+            --length;
     return vnString(text.data(), static_cast<unsigned short>(length));
 }
