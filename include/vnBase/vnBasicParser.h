@@ -185,6 +185,7 @@ private:
     static constexpr unsigned int VN_MAX_BUFFER_SIZE = 50000;
 
     unsigned short takeToken();
+    bool hasCharacter();
     void remember(char16_t character);
     void makeHistoryRoom(unsigned int kept, unsigned int more);
     void flushTail();

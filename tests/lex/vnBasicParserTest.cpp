@@ -66,6 +66,25 @@ TEST(vnBasicParser, EndsTheParseWhenACharacterMustBeThere)
     EXPECT_EQ(toStd(parser.getError()), "Adapter out of Data");
 }
 
+TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
+{
+    for (const std::string& text :
+         {std::string("\xEF\xBB\xBF"), std::string("\xFE\xFF"), std::string("\xFF\xFE\x41")})
+    {
+        Parsed parser(text);
+        EXPECT_EQ(parser.parseAllWS(), VN_PARSE_NO_MATCH);
+        EXPECT_EQ(parser.parseToEOL(), VN_PARSE_NO_MATCH);
+        EXPECT_FALSE(parser.hasData());
+        EXPECT_FALSE(parser.adapter->hasError());
+        EXPECT_THROW(parser.getNextToken(1), vnBasicParseException);
+    }
+    Parsed wide(std::string("\xFF\xFE\x41\0\x42\0", 6));
+    EXPECT_TRUE(wide.hasData());
+    EXPECT_EQ(wide.getNextToken(1), 'A');
+    EXPECT_EQ(wide.getNextToken(1), 'B');
+    EXPECT_FALSE(wide.hasData());
+}
+
 TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)
 {
     Parsed parser("0123456789abc");

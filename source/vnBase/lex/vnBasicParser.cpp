@@ -76,6 +76,15 @@ void vnBasicParser::setAdapter(vnSerializeAdapter* adapter)
     m_progressTotal = adapter ? adapter->length() : 0;
 }
 
+// Whether a whole character stands on the adapter, behind a mark.
+bool vnBasicParser::hasCharacter()
+{
+    if (!m_lexer.hasLexToken(m_adapter))
+        return false;
+    m_isDetected = true;
+    return true;
+}
+
 unsigned char vnBasicParser::hasData()
 {
     return vnParserCursor(*this).hasData();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "core/vnEternal.h"
 #include "vnCharacter.h"
 #include "vnGrammarWalk.h"
 
@@ -37,16 +38,20 @@ constexpr Native natives[] = {
 
 using NativeSets = std::array<std::shared_ptr<const vnGrammarSet>, std::size(natives)>;
 
+// For parsers that are made when statics are destroyed, too.
 const NativeSets& getNativeSets()
 {
-    static const NativeSets sets = []
+    struct Made
     {
-        NativeSets made;
-        for (std::size_t i = 0; i < made.size(); ++i)
-            made[i] = std::make_shared<const vnGrammarSet>(natives[i].isMember);
-        return made;
-    }();
-    return sets;
+        Made()
+        {
+            for (std::size_t i = 0; i < sets.size(); ++i)
+                sets[i] = std::make_shared<const vnGrammarSet>(natives[i].isMember);
+        }
+        NativeSets sets;
+    };
+    static const vnEternal<Made> eternal;
+    return eternal.value.sets;
 }
 
 vnString toString(std::string_view text)
@@ -114,7 +119,7 @@ public:
 private:
     bool fetch()
     {
-        if (!m_adapter.hasData())
+        if (!m_lex.hasLexToken(&m_adapter))
             return false;
         const char16_t unit[] = {m_lex.getLexToken(&m_adapter), 0};
         m_pending = vnString(unit, 1, !m_lex.isUnicode() && !m_lex.isUtf8());

@@ -69,10 +69,10 @@ public:
         vnBasicParser& p = m_parser;
         if (!p.m_adapter)
             return false;
-        if (next() != end())
+        if (next() != end() && getMode() != NONE)
             return true;
         p.flushTail(); // the window may be filled anew
-        return p.m_adapter->hasData() != 0;
+        return p.hasCharacter();
     }
 
     void giveBack(unsigned int count)
@@ -114,10 +114,8 @@ public:
     /// Looks for the byte order mark, if nobody has.
     void detect()
     {
-        if (m_parser.m_isDetected || !hasData())
-            return;
-        takeAny();
-        giveBack(1);
+        if (!m_parser.m_isDetected)
+            hasData();
     }
 
     void leave()

@@ -125,7 +125,8 @@ unsigned char vnSerializeLex::hasLexToken(vnSerializeAdapter* adapter)
             return 0;
         detect(*adapter);
     }
-    return adapter->hasData(getTokenSize());
+    // A probe for two bytes would be an error where one is left. A source of unknown length tells none.
+    return adapter->hasData() && !(isUnicode() && adapter->length() == 1);
 }
 
 vnString vnSerializeLex::getScannedBuffer() const
