@@ -114,7 +114,7 @@ vnParseResult vnGrammarData::call(vnGrammarName& name)
 
 vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
 {
-    const unsigned int callCounter = m_callCounter; // a function counts once, whatever it takes
+    const vnUInt64 callCounter = m_callCounter; // a function counts once, whatever it takes
     const bool isMatch = name.isNativeRun ? runSet(*name.native, std::numeric_limits<unsigned int>::max()) > 0
                                           : matchSet(*name.native);
     m_callCounter = callCounter;
@@ -200,7 +200,7 @@ bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
         // A function may have changed the rules meanwhile.
         if (isSkipping && choice.firstVersion == m_version && canSkip(branch))
             continue;
-        const unsigned int callCounter = m_callCounter;
+        const vnUInt64 callCounter = m_callCounter;
         frame.state = VN_PARSE_OK;
         if (!walkBranch(branch, frame))
             return false;
@@ -377,7 +377,7 @@ bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
                              : item.repeat == Item::COUNTED ? std::max(item.max, 1u)
                                                             : 1;
     const unsigned int min = item.repeat == Item::PLUS ? 1 : item.repeat == Item::COUNTED ? item.min : 0;
-    const unsigned int callCounter = m_callCounter;
+    const vnUInt64 callCounter = m_callCounter;
     unsigned int count = runSet(*item.set, max);
     m_callCounter = std::max(m_callCounter, callCounter + 1); // the first round is tried without input, too
     if (item.repeat == Item::COUNTED && item.max == 0)
@@ -446,7 +446,7 @@ void vnGrammarData::pushMark(unsigned char flag)
     marks.push(vnGrammarMark{cursor.getPosition(), m_callCounter, flag});
 }
 
-void vnGrammarData::undoMarks(unsigned int callCounter, vnParseResult result)
+void vnGrammarData::undoMarks(vnUInt64 callCounter, vnParseResult result)
 {
     while (!marks.isEmpty() && marks.top().callCounter > callCounter)
     {
@@ -454,7 +454,7 @@ void vnGrammarData::undoMarks(unsigned int callCounter, vnParseResult result)
         if (!mark.flag)
             continue;
         cursor.leave();
-        door.callUndo(mark.callCounter, result);
+        door.callUndo(static_cast<unsigned int>(mark.callCounter), result);
     }
 }
 
@@ -472,7 +472,7 @@ bool vnGrammarData::passChoice(const vnGrammarChoice& choice, Frame& frame)
 {
     for (const vnGrammarBranch& branch : choice.branches)
     {
-        const unsigned int callCounter = m_callCounter;
+        const vnUInt64 callCounter = m_callCounter;
         for (const vnGrammarElement& element : branch.elements)
             if (!passElement(element, frame))
                 return false;

@@ -10,7 +10,7 @@
 struct vnGrammarMark
 {
     unsigned int position;
-    unsigned int callCounter;
+    vnUInt64 callCounter;
     unsigned char flag; // what the state of the match was, for a mark with undo
 };
 
@@ -89,7 +89,7 @@ private:
     bool walkName(Item& item, Frame& frame);
     bool walkGroup(Item& item, Frame& frame);
     void pushMark(unsigned char flag);
-    void undoMarks(unsigned int callCounter, vnParseResult result);
+    void undoMarks(vnUInt64 callCounter, vnParseResult result);
     bool fail(const char* fault, unsigned int position, Frame& frame);
 
     // The walk that only reads.
@@ -109,7 +109,7 @@ private:
     std::vector<std::unique_ptr<vnGrammarBody>> m_replaced; // they may be walked still
     unsigned int m_version = 1;
     unsigned int m_depth = 0;
-    vnUInt64 m_calls = 0; // of rules and groups, since the outermost one
-    unsigned int m_callCounter = 0;
+    vnUInt64 m_calls = 0;        // of rules and groups, since the outermost one
+    vnUInt64 m_callCounter = 0;  // never wraps, so that marks keep their order however long the parser lives
     bool m_hasUndoMarks = false; // then the counter can be seen, and nothing is skipped that would move it
 };
