@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -124,6 +125,46 @@ TEST(parse, TakesTheTextOfAFormatAsItStands)
         {"#x41%l", "#x411", "1|"},
         {"1e%l", "1e5", "5|"}, // the reader of tokens calls this an error
     });
+}
+
+// A format with a part of a grammar is walked, also when that part is a comment only.
+TEST(parse, MatchesPlainFormatsAsTheirGrammarsDo)
+{
+    static const char* const formatParts[] = {"%e", "%i", "%l", "%n", "%p",       "%s",  "%t",
+                                              "%w", "%x", "%%", "%z", "a",        "1",   ",",
+                                              " ",  "+",  "\n", "\\", "\xC3\xA4", "\x80"};
+    static const char* const textParts[] = {"a",        "1",    ",",   " ",  "+",  "-",   "\n",
+                                            "\\",       "e",    ".",   "\"", "'",  "F_9", "1.5e-3",
+                                            "\xC3\xA4", "\x80", "'a'", "%",  "\t", "\r"};
+    std::mt19937 random(20110411);
+    const auto join = [&random](const auto& parts, unsigned int most)
+    {
+        std::string text;
+        for (auto count = random() % (most + 1); count > 0; --count)
+            text += parts[random() % std::size(parts)];
+        return text;
+    };
+    unsigned int matches = 0;
+    for (int i = 0; i < 8000; ++i)
+    {
+        const std::string format = "%w" + join(formatParts, 4);
+        const std::string text = join(textParts, 8);
+        const std::string expected = scan((format + "%\"/* */\"").c_str(), text.c_str());
+        ASSERT_EQ(scan(format.c_str(), text.c_str()), expected) << format << " of " << text;
+        matches += expected.find('!') == std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(matches, 500u);
+}
+
+TEST(parse, TakesMorePiecesThanAPlainFormatHas)
+{
+    std::string format, result;
+    for (int i = 0; i < 20; ++i)
+    {
+        format += "%t";
+        result += "x|";
+        EXPECT_EQ(scan(format.c_str(), "xxxxxxxxxxxxxxxxxxxxx"), result);
+    }
 }
 
 TEST(parse, StartsFractionsByTheDecimalCharacter)

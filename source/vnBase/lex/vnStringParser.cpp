@@ -2,6 +2,7 @@
 #include <vnBase/vnStringParser.h>
 
 #include "vnMarkedText.h"
+#include "vnPlainFormat.h"
 
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnRefDict.h>
@@ -39,7 +40,7 @@ constexpr Directive directives[] = {
 };
 constexpr const char* decimalNumber = " $ fCNum fPush ";
 
-/// Turns a format into the text of a grammar.
+/// Turns a format into the text of a grammar, and when it is plain into a form that is matched at once.
 class FormatCompiler
 {
 public:
@@ -49,6 +50,9 @@ public:
         m_tokens.useComment(0);
         m_tokens.useSlashComment(0); // "http://%e"
     }
+
+    /// What `compile` found; null when the format is not plain.
+    const vnPlainFormat* getPlain() const { return m_isPlain && m_plain.isGood() ? &m_plain : nullptr; }
 
     const std::string& compile()
     {
@@ -60,7 +64,7 @@ public:
             if (m_tokens.getDataType() == VN_LEX_TOKEN && m_tokens.getScannedBuffer() == "%")
                 addDirective();
             else
-                addLiteral(m_tokens.getScannedBuffer());
+                addText(m_tokens.getScannedBuffer());
         }
         m_grammar += " ;";
         return m_grammar;
@@ -72,6 +76,13 @@ private:
         m_grammar += " fCNum ::= ( '-' | '+'? ) digit+ (";
         addLiteral(vnString() + static_cast<char16_t>(m_decimal));
         m_grammar += " digit* )? ( [eE] ( '-' | '+'? ) digit+ )? ; ";
+    }
+
+    void addText(const vnString& text)
+    {
+        addLiteral(text);
+        m_plain.addText(std::string_view(text.getString(), text.length()));
+        m_isPlain &= std::memchr(text.getString(), '\0', text.length()) == nullptr; // ends a literal
     }
 
     void addLiteral(const vnString& text)
@@ -105,7 +116,11 @@ private:
         }
     }
 
-    void addRaw(const vnString& text) { m_grammar.append(text.getString(), text.length()); }
+    void addRaw(const vnString& text)
+    {
+        m_grammar.append(text.getString(), text.length());
+        m_isPlain = false;
+    }
 
     void addLetter(const vnString& token)
     {
@@ -113,67 +128,109 @@ private:
             if (!token.isEmpty() && directive.letter == *token.getString())
             {
                 m_grammar += directive.letter == 'n' && m_decimal != '.' ? decimalNumber : directive.grammar;
+                m_isPlain &= m_plain.addDirective(directive.letter);
                 if (token.length() > 1)
                     m_tokens.pushBack(token.left(1, 1));
                 return;
             }
         m_grammar += " '%' ";
+        m_plain.addDirective('%');
         if (!token.isEmpty())
-            addLiteral(token);
+            addText(token);
     }
 
     vnStringTokenizer m_tokens;
     unsigned short m_decimal;
     std::string m_grammar;
+    vnPlainFormat m_plain;
+    bool m_isPlain = true;
+};
+
+/// A format as it is matched: plain, or by a parser.
+class Format : public vnReference
+{
+public:
+    explicit Format(const vnPlainFormat& plain) : m_plain(plain) {}
+    explicit Format(std::unique_ptr<vnStringParser> parser) : m_parser(parser.release()) {}
+    unsigned char useDeepCopy() override { return 0; }
+
+    vnArray<vnString> run(const vnString& text, unsigned char* ok) const
+    {
+        return m_parser ? walk(text, ok) : m_plain.run(text, ok);
+    }
+
+private:
+    vnArray<vnString> walk(const vnString& text, unsigned char* ok) const
+    {
+        static const vnString rule("main");
+        const vnRefPointer<vnStringParser> parser(m_parser);
+        parser->reset();
+        const vnTextInput input(*parser, text);
+        return parser->parseArguments(rule, ok);
+    }
+
+    const vnPlainFormat m_plain;
+    const vnRefPointer<vnStringParser> m_parser;
 };
 
 /// The compiled formats of a thread.
 class FormatCache
 {
 public:
-    /// The parser of a format; null for one that is too long.
-    static vnRefPointer<vnStringParser> find(const vnString& format, unsigned short decimal);
+    static vnArray<vnString> run(const vnString& format, const vnString& text, unsigned char* ok,
+                                 unsigned short decimal)
+    {
+        // A program takes many texts by one format, mostly.
+        State& state = s_state;
+        if (state.last && decimal == state.lastDecimal && format.length() == state.lastLength &&
+            std::memcmp(format.getString(), state.lastText, state.lastLength) == 0)
+            return state.last->run(text, ok);
+        return find(state, format, text, ok, decimal);
+    }
     static void clear();
-    static vnArray<vnString> run(vnStringParser& parser, const vnString& text, unsigned char* ok);
 
 private:
-    using Parsers = vnRefDict<vnString, vnStringParser>;
+    using Formats = vnRefDict<vnString, Format>;
 
-    // Frees the parsers of a thread that ends. What runs later on it compiles for each call.
+    // Without a destructor, so that it can be used as long as the thread lives.
+    struct State
+    {
+        Formats* formats;
+        const Format* last; // of those above
+        unsigned short lastDecimal;
+        unsigned short lastLength;
+        char lastText[64];
+        bool isGone;
+    };
+
+    // Frees the formats of a thread that ends. What runs later on it compiles for each call.
     struct Owner
     {
         ~Owner() noexcept(false)
         {
-            s_isGone = true;
+            s_state.isGone = true;
             clear();
         }
     };
 
     static vnString keyOf(const vnString& format, unsigned short decimal);
-    static vnStringParser* compile(const vnString& format, unsigned short decimal);
+    static Format* compile(const vnString& format, unsigned short decimal);
+    static vnRefPointer<Format> findKnown(State& state, const vnString& format, unsigned short decimal);
+    static vnArray<vnString> find(State& state, const vnString& format, const vnString& text,
+                                  unsigned char* ok, unsigned short decimal);
 
-    static thread_local Parsers* s_parsers;
-    static thread_local bool s_isGone;
+    static thread_local State s_state;
 };
 
-thread_local FormatCache::Parsers* FormatCache::s_parsers = nullptr;
-thread_local bool FormatCache::s_isGone = false;
+thread_local FormatCache::State FormatCache::s_state{};
 
 vnString FormatCache::keyOf(const vnString& format, unsigned short decimal)
 {
-    char small[64];
-    const unsigned int length = format.length();
-    // The usual format and decimal character in one go. NUL is written out: appending it adds nothing.
-    if (length < sizeof small && decimal < 0x80)
-    {
-        std::memcpy(small, format.getString(), length);
-        small[length] = static_cast<char>(decimal);
-        return vnString(small, static_cast<unsigned short>(length + 1));
-    }
+    // NUL is written out: appending it adds nothing.
     return decimal ? format + static_cast<char16_t>(decimal) : format + vnString("", 1);
 }
 
-vnStringParser* FormatCache::compile(const vnString& format, unsigned short decimal)
+Format* FormatCache::compile(const vnString& format, unsigned short decimal)
 {
     FormatCompiler compiler(format, decimal);
     const std::string& grammar = compiler.compile();
@@ -183,53 +240,65 @@ vnStringParser* FormatCache::compile(const vnString& format, unsigned short deci
                            format.length());
         return nullptr;
     }
+    if (const vnPlainFormat* plain = compiler.getPlain(); plain && decimal == '.')
+        return new Format(*plain);
     auto parser = std::make_unique<vnStringParser>(
         vnString(grammar.data(), static_cast<unsigned short>(grammar.size())));
     vnIgnoreByteOrderMarks(*parser);
-    return parser.release();
+    return new Format(std::move(parser));
 }
 
-vnRefPointer<vnStringParser> FormatCache::find(const vnString& format, unsigned short decimal)
+// Null for a format that is too long.
+vnRefPointer<Format> FormatCache::findKnown(State& state, const vnString& format, unsigned short decimal)
 {
     constexpr unsigned int VN_HASH_SIZE = 50;
-    if (format.length() > vnString::VN_MAX_LENGTH - 3 || s_isGone)
+    if (format.length() > vnString::VN_MAX_LENGTH - 3 || state.isGone)
         return compile(format, decimal);
     const vnString key = keyOf(format, decimal);
-    if (!s_parsers)
+    if (!state.formats)
     {
         static thread_local Owner owner; // constructed by this line
-        s_parsers = new Parsers(VN_HASH_SIZE);
+        state.formats = new Formats(VN_HASH_SIZE);
     }
-    else if (vnStringParser* known = s_parsers->find(key))
-        return known;
-    vnRefPointer<vnStringParser> parser(compile(format, decimal));
-    if (parser)
-        s_parsers->enter(key, parser);
-    return parser;
+    vnRefPointer<Format> found(state.formats->find(key));
+    if (!found)
+    {
+        found = compile(format, decimal);
+        if (!found || !state.formats) // a Warning about the format may have emptied the cache
+            return found;
+        state.formats->enter(key, found);
+    }
+    if (format.length() <= sizeof state.lastText)
+    {
+        state.last = found.get();
+        state.lastDecimal = decimal;
+        state.lastLength = format.length();
+        std::memcpy(state.lastText, format.getString(), format.length());
+    }
+    return found;
+}
+
+vnArray<vnString> FormatCache::find(State& state, const vnString& format, const vnString& text,
+                                    unsigned char* ok, unsigned short decimal)
+{
+    if (const vnRefPointer<Format> found = findKnown(state, format, decimal))
+        return found->run(text, ok);
+    if (ok)
+        *ok = 0;
+    return vnArray<vnString>();
 }
 
 void FormatCache::clear()
 {
-    const std::unique_ptr<Parsers> gone(std::exchange(s_parsers, nullptr));
-}
-
-vnArray<vnString> FormatCache::run(vnStringParser& parser, const vnString& text, unsigned char* ok)
-{
-    parser.reset();
-    const vnTextInput input(parser, text);
-    return parser.parseArguments("main", ok);
+    s_state.last = nullptr;
+    const std::unique_ptr<Formats> gone(std::exchange(s_state.formats, nullptr));
 }
 } // namespace
 
 vnArray<vnString> parse(const vnString& format, const vnString& text, unsigned char* ok,
                         unsigned short decimal)
 {
-    const vnRefPointer<vnStringParser> parser = FormatCache::find(format, decimal);
-    if (parser)
-        return FormatCache::run(*parser, text, ok);
-    if (ok)
-        *ok = 0;
-    return vnArray<vnString>();
+    return FormatCache::run(format, text, ok, decimal);
 }
 
 vnType vnStringParser::s_type(vnReference::getClassType(), "vnStringParser");
