@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnGrammarRule.h"
 
+#include <algorithm>
+
 namespace
 {
 using First = vnGrammarFirst;
@@ -13,6 +15,7 @@ void unite(First& to, const First& from)
 {
     for (std::size_t i = 0; i < to.table.size(); ++i)
         to.table[i] |= from.table[i];
+    to.depth = std::max(to.depth, from.depth);
 }
 
 class Finder
@@ -114,8 +117,9 @@ private:
         if (m_depth == VN_MAX_DEPTH)
             return First{};
         ++m_depth;
-        const First first = ofChoice(choice);
+        First first = ofChoice(choice);
         --m_depth;
+        ++first.depth;
         return first;
     }
 

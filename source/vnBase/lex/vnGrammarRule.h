@@ -133,6 +133,7 @@ struct vnGrammarFirst
 {
     bool isKnown = false;
     bool canBeEmpty = false;
+    unsigned int depth = 0; // how deep rules and groups are entered to find that it does not begin here
     std::array<unsigned char, 256> table{}; // as that of a set
 };
 

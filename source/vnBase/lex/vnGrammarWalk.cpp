@@ -75,6 +75,7 @@ vnParseResult vnGrammarData::parseRule(const vnString& name)
         return door.callOther(name);
     try
     {
+        input.open();
         const vnParseResult result = call(*entry);
         endParse();
         return result;
@@ -90,7 +91,7 @@ void vnGrammarData::endParse()
 {
     if (m_depth == 0)
         m_replaced.clear();
-    cursor.leave();
+    input.close();
 }
 
 bool vnGrammarData::popMark(unsigned int& position) noexcept
@@ -108,8 +109,10 @@ vnParseResult vnGrammarData::call(vnGrammarName& name)
         return callRule(name);
     if (name.hasFunction)
         return name.native && !isTracing && !isMeasuring ? callNative(name) : callFunction(name);
-    cursor.leave();
-    return door.callOther(name.name);
+    input.close();
+    const vnParseResult result = door.callOther(name.name);
+    input.open();
+    return result;
 }
 
 vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
@@ -123,15 +126,22 @@ vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
 
 vnParseResult vnGrammarData::callFunction(const vnGrammarName& name)
 {
-    cursor.leave();
     if (!isTracing && !isMeasuring)
-        return door.callFunction(name.function);
+        return callPlainly(name);
     std::optional<vnPerformanceBody> section;
     if (isMeasuring)
         section.emplace(name.name);
     traceBegin("Parsing Function : %s%s(Line:%d,Col:%d)", name);
-    const vnParseResult result = door.callFunction(name.function);
+    const vnParseResult result = callPlainly(name);
     traceEnd("Exit Function    : %s%s(Line:%d,Col:%d)\tResult:%s", name, result);
+    return result;
+}
+
+vnParseResult vnGrammarData::callPlainly(const vnGrammarName& name)
+{
+    input.close();
+    const vnParseResult result = door.callFunction(name.function);
+    input.open();
     return result;
 }
 
@@ -188,7 +198,7 @@ bool vnGrammarData::mayEnter(const vnGrammarName& name)
 
 bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
 {
-    const unsigned int begin = cursor.getPosition();
+    const unsigned int begin = input.getPosition();
     const bool isSkipping = choice.branches.size() > 1 && !m_hasUndoMarks && !isTracing && !isMeasuring;
     if (isSkipping && choice.firstVersion != m_version)
         vnFindGrammarFirsts(choice, m_names, m_version);
@@ -196,7 +206,7 @@ bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
     bool hasMatched = false;
     for (vnGrammarBranch& branch : choice.branches)
     {
-        cursor.moveTo(begin);
+        input.moveTo(begin);
         // A function may have changed the rules meanwhile.
         if (isSkipping && choice.firstVersion == m_version && canSkip(branch))
             continue;
@@ -210,7 +220,7 @@ bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
         else
         {
             hasMatched = true;
-            end = cursor.getPosition();
+            end = input.getPosition();
         }
     }
     endChoice(choice, frame, begin, end, hasMatched);
@@ -221,39 +231,35 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsig
                               unsigned int end, bool hasMatched)
 {
     frame.state = hasMatched ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
-    const unsigned int here = cursor.getPosition();
+    const unsigned int here = input.getPosition();
     if (!hasMatched)
-        cursor.moveTo(begin);
+        input.moveTo(begin);
     else if (!choice.isAtEnd)
     {
         // In front of more text the input goes back to the begin, and forward again. Over line feeds that
         // changes what is known of the ends of lines.
-        if (here == end && here >= begin && cursor.isInLine(begin))
+        if (here == end && here >= begin && input.isInLine(begin))
         {
-            cursor.checkReturn(here - begin);
+            input.checkReturn(here - begin);
             return;
         }
-        cursor.moveTo(begin);
-        cursor.moveTo(end);
+        input.moveTo(begin);
+        input.moveTo(end);
     }
     else if (here < end)
-        cursor.moveTo(end);
+        input.moveTo(end);
     else if (here > end)
-        cursor.giveBack(1); // by one only, however far a later branch went: grammars rely on where that ends
+        input.giveBack(1); // by one only, however far a later branch went: grammars rely on where that ends
 }
 
 // Whether the branch fails at the next character, without a trace.
 bool vnGrammarData::canSkip(const vnGrammarBranch& branch) const noexcept
 {
-    if (!branch.first.isKnown || branch.first.canBeEmpty)
+    if (!branch.first.isKnown || branch.first.canBeEmpty || input.getOpen() == 0)
         return false;
-    const vnParserCursor::Mode mode = cursor.getMode();
-    if (mode == vnParserCursor::NONE || cursor.next() == cursor.end())
-        return false;
-    const unsigned char byte = *cursor.next();
-    if (mode == vnParserCursor::ASCII && byte >= 0x80)
-        return false;
-    return !(branch.first.table[byte] & mode) && byte != '\n' && cursor.hasRoomFor(1);
+    const unsigned char byte = *input.next();
+    return !(branch.first.table[byte] & input.getMode()) && input.isPlain(byte) && input.canLook() &&
+           m_depth + branch.first.depth <= maxDepth; // else it ends the walk
 }
 
 bool vnGrammarData::walkBranch(vnGrammarBranch& branch, Frame& frame)
@@ -282,7 +288,7 @@ bool vnGrammarData::walkElement(vnGrammarElement& element, Frame& frame)
 {
     if (element.excluded.empty())
         return walkItem(element.item, frame);
-    const unsigned int begin = cursor.getPosition();
+    const unsigned int begin = input.getPosition();
     if (!walkItem(element.item, frame))
         return false;
     for (Item& excluded : element.excluded)
@@ -293,12 +299,12 @@ bool vnGrammarData::walkElement(vnGrammarElement& element, Frame& frame)
                 return false;
             continue;
         }
-        const unsigned int end = cursor.getPosition();
-        cursor.moveTo(begin);
+        const unsigned int end = input.getPosition();
+        input.moveTo(begin);
         if (!walkItem(excluded, frame))
             return false;
         const bool isExcluded = frame.state == VN_PARSE_OK;
-        cursor.moveTo(isExcluded ? begin : end);
+        input.moveTo(isExcluded ? begin : end);
         frame.state = isExcluded ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
     }
     return true;
@@ -315,7 +321,7 @@ bool vnGrammarData::walkItem(Item& item, Frame& frame)
 
 bool vnGrammarData::walkRepeat(Item& item, Frame& frame)
 {
-    const unsigned int begin = cursor.getPosition();
+    const unsigned int begin = input.getPosition();
     if (!walkThing(item, frame))
         return false;
     const bool isMatch = frame.state == VN_PARSE_OK;
@@ -341,7 +347,7 @@ bool vnGrammarData::walkRepeat(Item& item, Frame& frame)
         return fail(item.fault, item.max, frame);
     }
     frame.state = VN_PARSE_OK;
-    cursor.moveTo(begin);
+    input.moveTo(begin);
     return true;
 }
 
@@ -350,28 +356,28 @@ bool vnGrammarData::walkRounds(Item& item, Frame& frame, unsigned int begin)
 {
     const bool isCounted = item.repeat == Item::COUNTED;
     const unsigned int max = isCounted ? item.max : std::numeric_limits<unsigned int>::max();
-    unsigned int good = cursor.getPosition();
+    unsigned int good = input.getPosition();
     unsigned int count = 1;
     // A round that consumed nothing would match for ever: it ends the repetition, and is all that was asked.
     bool isIdle = good == begin;
-    while (!isIdle && (count < max || !isCounted) && cursor.hasData())
+    while (!isIdle && (count < max || !isCounted) && input.hasData())
     {
         if (!walkThing(item, frame))
             return false;
         if (frame.state != VN_PARSE_OK)
             break;
-        isIdle = cursor.getPosition() == good;
-        good = cursor.getPosition();
+        isIdle = input.getPosition() == good;
+        good = input.getPosition();
         ++count;
     }
-    cursor.moveTo(good);
+    input.moveTo(good);
     frame.state = isCounted && count < item.min && !isIdle ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
     return true;
 }
 
 bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
 {
-    const unsigned int begin = cursor.getPosition();
+    const unsigned int begin = input.getPosition();
     const bool isEndless = item.repeat == Item::PLUS || item.repeat == Item::STAR;
     const unsigned int max = isEndless                      ? std::numeric_limits<unsigned int>::max()
                              : item.repeat == Item::COUNTED ? std::max(item.max, 1u)
@@ -382,7 +388,7 @@ bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
     m_callCounter = std::max(m_callCounter, callCounter + 1); // the first round is tried without input, too
     if (item.repeat == Item::COUNTED && item.max == 0)
     {
-        cursor.moveTo(begin);
+        input.moveTo(begin);
         count = 0;
     }
     frame.state = count < min ? VN_PARSE_NO_MATCH : VN_PARSE_OK;
@@ -443,7 +449,7 @@ bool vnGrammarData::walkGroup(Item& item, Frame& frame)
 
 void vnGrammarData::pushMark(unsigned char flag)
 {
-    marks.push(vnGrammarMark{cursor.getPosition(), m_callCounter, flag});
+    marks.push(vnGrammarMark{input.getPosition(), m_callCounter, flag});
 }
 
 void vnGrammarData::undoMarks(vnUInt64 callCounter, vnParseResult result)
@@ -453,8 +459,9 @@ void vnGrammarData::undoMarks(vnUInt64 callCounter, vnParseResult result)
         const vnGrammarMark mark = marks.pop();
         if (!mark.flag)
             continue;
-        cursor.leave();
+        input.close();
         door.callUndo(static_cast<unsigned int>(mark.callCounter), result);
+        input.open();
     }
 }
 
@@ -508,27 +515,27 @@ bool vnGrammarData::passItem(const Item& item, Frame& frame)
 
 bool vnGrammarData::matchSet(const vnGrammarSet& set)
 {
+    if (input.getOpen() == 0 || !input.isPlain(*input.next()) || set.isEmpty())
+        return matchSetSlowly(set);
+    if (set.contains(*input.next(), input.getMode()))
+    {
+        input.take(1);
+        return true;
+    }
+    input.look(1);
+    return false;
+}
+
+bool vnGrammarData::matchSetSlowly(const vnGrammarSet& set)
+{
     if (set.isEmpty())
         return true;
-    const vnParserCursor::Mode mode = cursor.getMode();
-    if (mode != vnParserCursor::NONE && cursor.next() != cursor.end())
-    {
-        const unsigned char byte = *cursor.next();
-        const bool isCharacter = mode == vnParserCursor::BYTES || byte < 0x80;
-        if (isCharacter && byte != '\n' && set.contains(byte, mode))
-        {
-            cursor.takePlain(1);
-            return true;
-        }
-        if (isCharacter && byte != '\n' && cursor.hasRoomFor(1))
-            return false;
-    }
-    if (!cursor.hasData())
+    if (!input.hasData())
         return false;
-    const auto character = static_cast<char16_t>(cursor.takeAny());
-    if (set.contains(character, cursor.isByteText()))
+    const char16_t character = input.takeAny();
+    if (set.contains(character, input.isByteText()))
         return true;
-    cursor.giveBack(1);
+    input.giveBack(1);
     return false;
 }
 
@@ -536,21 +543,18 @@ bool vnGrammarData::matchSet(const vnGrammarSet& set)
 unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max)
 {
     unsigned int count = 0;
-    while (count < max && cursor.hasData())
+    while (count < max && input.hasData())
     {
-        const vnParserCursor::Mode mode = cursor.getMode();
-        const std::size_t open =
-            mode == vnParserCursor::NONE
-                ? 0
-                : std::min<std::size_t>(max - count, static_cast<std::size_t>(cursor.end() - cursor.next()));
-        const unsigned char* begin = cursor.next();
-        const auto taken = static_cast<unsigned int>(set.findEnd(begin, begin + open, mode) - begin);
+        const std::size_t open = std::min<std::size_t>(max - count, input.getOpen());
+        const unsigned char* begin = input.next();
+        const auto taken =
+            static_cast<unsigned int>(set.findEnd(begin, begin + open, input.getMode()) - begin);
         if (taken > 0)
         {
             if (set.hasLineFeed())
-                cursor.takeLines(taken);
+                input.takeLines(taken);
             else
-                cursor.takePlain(taken);
+                input.take(taken);
             count += taken;
             m_callCounter += taken;
             continue;
@@ -565,59 +569,72 @@ unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max)
 
 bool vnGrammarData::matchText(const vnGrammarText& text)
 {
-    const vnParserCursor::Mode mode = cursor.getMode();
+    const vnParserCursor::Mode mode = input.getMode();
     const std::size_t size = text.bytes.size();
     const bool isOpen =
         mode == vnParserCursor::BYTES ? text.isByteable : mode == vnParserCursor::ASCII && text.isSeven;
-    if (!isOpen || size == 0 || static_cast<std::size_t>(cursor.end() - cursor.next()) < size)
+    if (!isOpen || size == 0)
         return matchTextSlowly(text);
-    const unsigned char* next = cursor.next();
+    if (input.getOpen() < size)
+        return input.isAllThere() ? false : matchTextSlowly(text);
+    const unsigned char* next = input.next();
     std::size_t same = 0;
     while (same < size && next[same] == static_cast<unsigned char>(text.bytes[same]))
         ++same;
     if (same == size)
     {
         if (text.hasLineFeed)
-            cursor.takeLines(static_cast<unsigned int>(size));
+            input.takeLines(size);
         else
-            cursor.takePlain(static_cast<unsigned int>(size));
+            input.take(size);
         return true;
     }
-    const bool isTraceless = !text.hasLineFeed && next[same] != '\n' &&
-                             (mode == vnParserCursor::BYTES || next[same] < 0x80) &&
-                             cursor.hasRoomFor(static_cast<unsigned int>(same + 1));
-    return isTraceless ? false : matchTextSlowly(text);
+    if (text.hasLineFeed || !input.isPlain(next[same]))
+        return matchTextSlowly(text);
+    input.look(same + 1);
+    return false;
 }
 
 bool vnGrammarData::matchTextSlowly(const vnGrammarText& text)
 {
-    cursor.leave();
     if (!text.isSeven)
-        cursor.detect(); // bytes or characters
-    if (cursor.isByteText() && text.isByteable)
+        input.detect(); // bytes or characters
+    if (input.isByteText() && text.isByteable)
     {
         std::u16string bytes;
         for (const char c : text.bytes)
             bytes += static_cast<char16_t>(static_cast<unsigned char>(c));
-        return parser.checkTokens(bytes.data(), static_cast<unsigned int>(bytes.size()), 0) != 0;
+        return checkTokens(bytes);
     }
     // A code beyond all characters has none to compare.
     if (text.characters.empty() && !text.bytes.empty())
         return false;
-    return parser.checkTokens(text.characters.data(), static_cast<unsigned int>(text.characters.size()), 0) !=
-           0;
+    return checkTokens(text.characters);
 }
 
-void vnGrammarData::traceBegin(const char* format, const vnGrammarName& name) const
+bool vnGrammarData::checkTokens(const std::u16string& characters)
 {
-    if (isTracing)
-        vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
-                           parser.getColumn());
+    input.close();
+    const bool is =
+        parser.checkTokens(characters.data(), static_cast<unsigned int>(characters.size()), 0) != 0;
+    input.open();
+    return is;
 }
 
-void vnGrammarData::traceEnd(const char* format, const vnGrammarName& name, vnParseResult result) const
+void vnGrammarData::traceBegin(const char* format, const vnGrammarName& name)
 {
-    if (isTracing)
-        vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
-                           parser.getColumn(), vnBasicParser::parseResultString(result));
+    if (!isTracing)
+        return;
+    input.settle();
+    vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
+                       parser.getColumn());
+}
+
+void vnGrammarData::traceEnd(const char* format, const vnGrammarName& name, vnParseResult result)
+{
+    if (!isTracing)
+        return;
+    input.settle();
+    vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
+                       parser.getColumn(), vnBasicParser::parseResultString(result));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vnGrammarInput.h"
 #include "vnGrammarRule.h"
 
 #include <vnBase/vnParserFunction.h>
@@ -23,7 +24,7 @@ class vnGrammarData
 {
 public:
     vnGrammarData(vnBasicParser& owner, vnGrammar::Door& ownerDoor)
-        : parser(owner), door(ownerDoor), cursor(owner)
+        : parser(owner), door(ownerDoor), input(owner)
     {
     }
 
@@ -35,7 +36,7 @@ public:
 
     vnBasicParser& parser;
     vnGrammar::Door& door;
-    vnParserCursor cursor;
+    vnGrammarInput input;
     vnQueue<vnGrammarMark> marks;
     bool isTracing = false;
     bool isMeasuring = false;
@@ -71,6 +72,7 @@ private:
     vnParseResult call(vnGrammarName& name);
     void endParse();
     vnParseResult callFunction(const vnGrammarName& name);
+    vnParseResult callPlainly(const vnGrammarName& name);
     vnParseResult callNative(const vnGrammarName& name);
     vnParseResult callRule(const vnGrammarName& name);
     vnParseResult endRule(Frame& frame);
@@ -99,11 +101,13 @@ private:
 
     bool matchSet(const vnGrammarSet& set);
     unsigned int runSet(const vnGrammarSet& set, unsigned int max);
+    bool matchSetSlowly(const vnGrammarSet& set);
     bool matchText(const vnGrammarText& text);
     bool matchTextSlowly(const vnGrammarText& text);
+    bool checkTokens(const std::u16string& characters);
 
-    void traceBegin(const char* format, const vnGrammarName& name) const;
-    void traceEnd(const char* format, const vnGrammarName& name, vnParseResult result) const;
+    void traceBegin(const char* format, const vnGrammarName& name);
+    void traceEnd(const char* format, const vnGrammarName& name, vnParseResult result);
 
     vnGrammarNames m_names;
     std::vector<std::unique_ptr<vnGrammarBody>> m_replaced; // they may be walked still

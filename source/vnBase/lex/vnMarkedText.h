@@ -6,6 +6,7 @@
 #include <vnBase/vnSerializeAdapterMemory.h>
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 
 /// Parsers whose results are texts remember more than the longest one, so that none loses its beginning.
@@ -24,6 +25,27 @@ void vnAppendResult(vnDynamicArray<T>& results, T result)
 /// for all texts to come.
 void vnIgnoreByteOrderMarks(vnBasicParser& parser);
 
+/// The bytes of a text, which must live as long. It is owned by the stack, which outlives what the parser
+/// holds, so that nobody needs to count: counting would lock four times for each text.
+class vnTextAdapter : public vnSerializeAdapterMemory
+{
+public:
+    explicit vnTextAdapter(const vnString& text)
+        : vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length()) // only read
+    {
+    }
+    void ref() override {}
+    void unref() override {}
+};
+
+/// Whether the adapter is a block of memory, and reads as that class does.
+inline bool vnIsMemory(const vnSerializeAdapter& adapter) noexcept
+{
+    // The types of other libraries that are the same and stand elsewhere only cost time.
+    const std::type_info* type = &typeid(adapter);
+    return type == &typeid(vnSerializeAdapterMemory) || type == &typeid(vnTextAdapter);
+}
+
 /// Sets a text as the input of a parser, and takes it away again. The text must live as long.
 class vnTextInput
 {
@@ -38,19 +60,6 @@ public:
     vnTextInput& operator=(const vnTextInput&) = delete;
 
 private:
-    // It is owned by the stack, which outlives what the parser holds, so that nobody needs to count. Counting
-    // would lock four times for each text.
-    class Adapter : public vnSerializeAdapterMemory
-    {
-    public:
-        explicit Adapter(const vnString& text)
-            : vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length()) // only read
-        {
-        }
-        void ref() override {}
-        void unref() override {}
-    };
-
     vnBasicParser& m_parser;
-    Adapter m_adapter;
+    vnTextAdapter m_adapter;
 };

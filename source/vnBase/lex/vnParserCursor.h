@@ -2,6 +2,7 @@
 #pragma once
 
 #include "serialize/vnAdapterWindow.h"
+#include "vnMarkedText.h"
 
 #include <vnBase/vnBasicParser.h>
 
@@ -60,6 +61,36 @@ public:
         else
             m_parser.m_column += count;
         advance(count);
+    }
+
+    /// Consumes `count` bytes of the window, none of which is a line feed, and gives the last `back` of them
+    /// back.
+    void takeAndReturn(unsigned int count, unsigned int back) noexcept
+    {
+        vnBasicParser& p = m_parser;
+        takePlain(count);
+        p.m_column -= back;
+        p.m_tail -= back;
+        p.m_remembered -= back;
+        p.m_tokenPos -= back;
+        vnAdapterWindow::advance(*p.m_adapter, next() - back);
+    }
+
+    /// How many characters can be consumed and all be given back.
+    unsigned int getMaxBack() const noexcept { return m_parser.m_maxBufferSize; }
+
+    /// How many characters can be consumed before the first ones are forgotten.
+    unsigned int getRoom() const noexcept
+    {
+        const vnBasicParser& p = m_parser;
+        return p.m_maxBufferSize - std::min(p.m_remembered, p.m_maxBufferSize);
+    }
+
+    /// Opens the window of a block of memory. Answers whether what is in the window is all that there is.
+    bool openMemory()
+    {
+        vnSerializeAdapter* adapter = m_parser.m_adapter.get();
+        return adapter && vnIsMemory(*adapter) && vnAdapterWindow::openMemory(*adapter);
     }
 
     /// One character after the other.

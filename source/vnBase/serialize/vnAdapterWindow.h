@@ -23,6 +23,19 @@ public:
         adapter.m_readNext = to;
     }
 
+    /// Opens the window of a block of memory where it stands, unless there is one. Answers whether the window
+    /// holds all that can be read.
+    static bool openMemory(vnSerializeAdapter& memory)
+    {
+        if (!memory.m_pushBack.isEmpty())
+            return false;
+        if (memory.m_readNext || memory.length_imp() == 0)
+            return true;
+        memory.read_imp(); // which opens it behind the byte
+        memory.setReadWindow(memory.m_readNext - 1, memory.m_readEnd);
+        return true;
+    }
+
     /// Gives the last bytes read back, in the order in which they were read. Where they still stand in the
     /// window it opens there again, so that what reads next finds a window.
     static void unread(vnSerializeAdapter& adapter, const unsigned char* bytes, unsigned int count)
