@@ -9,6 +9,32 @@
 #include <cwctype>
 #include <limits>
 
+namespace
+{
+// Blocks of a fixed size compile to a few wide instructions; the last one overlaps.
+void widen(const unsigned char* from, unsigned int count, char16_t* to) noexcept
+{
+    constexpr unsigned int VN_BLOCK = 8;
+    const auto block = [from, to](unsigned int at)
+    {
+        unsigned char bytes[VN_BLOCK];
+        char16_t characters[VN_BLOCK];
+        std::memcpy(bytes, from + at, sizeof bytes);
+        for (unsigned int i = 0; i < VN_BLOCK; ++i)
+            characters[i] = bytes[i];
+        std::memcpy(to + at, characters, sizeof characters);
+    };
+    if (count < VN_BLOCK)
+    {
+        std::copy_n(from, count, to);
+        return;
+    }
+    for (unsigned int at = 0; at < count - VN_BLOCK; at += VN_BLOCK)
+        block(at);
+    block(count - VN_BLOCK);
+}
+} // namespace
+
 void vnParserCursor::countLines(const unsigned char* begin, const unsigned char* feed,
                                 unsigned int count) noexcept
 {
@@ -166,7 +192,7 @@ void vnBasicParser::flushTail()
     const unsigned int kept = m_remembered - count;
     if (m_history.getSize() - m_historyEnd < count)
         makeHistoryRoom(kept, count);
-    std::copy_n(vnAdapterWindow::next(*m_adapter) - count, count, m_history.data() + m_historyEnd);
+    widen(vnAdapterWindow::next(*m_adapter) - count, count, m_history.data() + m_historyEnd);
     m_historyEnd += count;
     m_tail = 0;
 }
