@@ -367,7 +367,7 @@ private:
         if (++m_callCounter > maxCalls)
             throw std::length_error("a walk without end");
         const char c = text.peek();
-        if (isalpha(static_cast<unsigned char>(c)) || c == '_')
+        if (startsName(c))
             return walkName(text);
         if (c == '"' || c == '\'')
             return walkText(text, c);
@@ -405,10 +405,16 @@ private:
         return 2;
     }
 
+    static bool startsName(char c)
+    {
+        const auto byte = static_cast<unsigned char>(c);
+        return isalpha(byte) || byte == '_' || byte > 127;
+    }
+
     int walkName(Text& text)
     {
         std::string name;
-        while (isalnum(static_cast<unsigned char>(text.peek())) || text.peek() == '_')
+        while (startsName(text.peek()) || isdigit(static_cast<unsigned char>(text.peek())))
             name += text.body[text.at++];
         if (text.state != 1)
             return 1;

@@ -74,9 +74,10 @@ private:
     }
     std::string thing(unsigned int depth)
     {
-        static const char* const texts[] = {"'a'", "\"ab\"", "'b'", "'a\\nb'", "''", "'1'", "'ba1'", "'\\n'"};
-        static const char* const sets[] = {"[ab]",    "[^a]",   "[a-b1]", "[^]",        "[0-9]",
-                                           "[\\nab]", "[^\\n]", "[]",     "[#x61-#x62]"};
+        static const char* const texts[] = {"'a'", "'\xE4'", "\"ab\"", "'b'",  "'a\\nb'",
+                                            "''",  "'1'",    "'ba1'",  "'\\n'"};
+        static const char* const sets[] = {"[ab]",  "[a\xE4]", "[^a]",   "[a-b1]", "[^]",
+                                           "[0-9]", "[\\nab]", "[^\\n]", "[]",     "[#x61-#x62]"};
         static const char* const functions[] = {"fPush", "fYes", "fNo", "fTake", "digit", "word", "fPush"};
         const unsigned int kind = m_random.below(100);
         if (kind < 28)
@@ -226,9 +227,13 @@ void addFunctions(vnGrammarOracle& oracle)
     };
 }
 
+// The text lives longer, and is only read.
 vnSerializeAdapter* createAdapter(const std::string& text, unsigned int kind)
 {
-    if (kind < 2)
+    if (kind == 0)
+        return new vnSerializeAdapterMemory(const_cast<char*>(text.data()),
+                                            static_cast<unsigned int>(text.size()));
+    if (kind == 1)
         return new TextAdapter(text);
     return new PieceAdapter(text, kind == 2 ? 0 : kind);
 }
@@ -253,7 +258,7 @@ struct Case
 
 Case makeCase(Random& random)
 {
-    static const char* const inputs[] = {"a", "b", "1", "ab", "\n", "ba1", "a\nb"};
+    static const char* const inputs[] = {"a", "b", "1", "\xE4", "ab", "\n", "ba1", "a\nb"};
     Case made;
     made.isTraced = random.chance(6);
     const unsigned int rules = 1 + random.below(4);
@@ -263,12 +268,18 @@ Case makeCase(Random& random)
     for (unsigned int count = random.below(7); count > 0; --count)
         made.input += random.oneOf(inputs);
     made.bufferSize = random.chance(80) ? 50000 : random.below(8);
-    made.adapterKind = random.below(6);
+    made.adapterKind = random.below(7) % 6;
     return made;
 }
 
-// Returns 1 when there was something to compare.
-unsigned int compare(const Case& given, MessageLog& messages)
+enum class Outcome
+{
+    NOTHING, // to compare
+    MATCH,
+    OTHER
+};
+
+Outcome compare(const Case& given, MessageLog& messages)
 {
     vnGrammarOracle oracle;
     Engine engine;
@@ -278,7 +289,7 @@ unsigned int compare(const Case& given, MessageLog& messages)
         const std::string name = "r" + std::to_string(i);
         const vnString body = vnString(given.bodies[i].c_str()).stripWhiteSpace();
         if (body.isEmpty())
-            return 0;
+            return Outcome::NOTHING;
         oracle.rules[name] = toStd(body);
         engine.addRule(vnString((name + " ::= ").c_str()) + body);
     }
@@ -292,7 +303,7 @@ unsigned int compare(const Case& given, MessageLog& messages)
     }
     catch (const std::length_error&)
     {
-        return 0;
+        return Outcome::NOTHING;
     }
     catch (const std::runtime_error& error)
     {
@@ -328,7 +339,7 @@ unsigned int compare(const Case& given, MessageLog& messages)
         marks.push_back(mark->position);
     EXPECT_EQ(engine.takeMarks(), marks);
     EXPECT_EQ(readAll(*adapter), given.input.substr(oracle.position));
-    return 1;
+    return oracleEnd == "1" ? Outcome::MATCH : Outcome::OTHER;
 }
 } // namespace
 
@@ -348,10 +359,11 @@ TEST(vnGrammarOracle, AgreesWithTheEngineOnRandomGrammars)
     {
         const Case given = makeCase(random);
         SCOPED_TRACE(given.tell());
-        done += compare(given, messages);
-        matched += messages.texts.empty() ? 0 : 1;
+        const Outcome outcome = compare(given, messages);
+        done += outcome != Outcome::NOTHING ? 1 : 0;
+        matched += outcome == Outcome::MATCH ? 1 : 0;
         if (HasFailure())
             return; // the first one says most
     }
-    EXPECT_GT(matched, 0u);
+    EXPECT_GT(matched, wanted / 10);
 }
