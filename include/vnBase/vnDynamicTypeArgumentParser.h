@@ -30,7 +30,8 @@ public:
     ~vnDynamicTypeArgumentParser() noexcept(false) override;
 
     /// The arguments in their order; those in front of the fault when there is one. `getError()` tells then:
-    /// "Array not properly closed", or "Not All arguments were parsed". Text without an argument gives none.
+    /// "Array not properly closed", or "Not All arguments were parsed". The empty text gives no arguments and
+    /// no error; blanks alone give the latter.
     vnArray<vnDynamicType> parseArguments(const vnString& text);
 
 private:

@@ -37,6 +37,7 @@ std::string read(const vnString& text)
 TEST(vnDynamicTypeArgumentParser, ReadsEachKindOfValue)
 {
     EXPECT_EQ(read("12, -1.5e1 ,+0.25"), "12 -15 0.25 ");
+    EXPECT_EQ(read("9223372036854775808,-18446744073709551616"), "9.22337203685478e18 -1.84467440737095e19 ");
     EXPECT_EQ(read("\"a 'b'\",'c \"d\"',''"), "str:a 'b' str:c \"d\" str: ");
     EXPECT_EQ(read("yes,NO, True ,false,maybe"), "1 0 1 0 !Not All arguments were parsed");
     EXPECT_EQ(read("{6ba7b810-9dad-11d1-80b4-00c04fd430c8}"), "guid:{6BA7B810-9DAD-11D1-80B4-00C04FD430C8} ");
@@ -52,6 +53,7 @@ TEST(vnDynamicTypeArgumentParser, TellsWhatIsWrong)
 {
     const std::pair<const char*, const char*> rows[] = {
         {"", ""},
+        {"   ", "!Not All arguments were parsed"},
         {"[1,2", "!Array not properly closed"},
         {"7,[1,[2],3", "7 !Array not properly closed"},
         {"[]", "!Array not properly closed"},

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "core/vnUtfScan.h"
 #include "vnCharacter.h"
+#include "vnLexNumber.h"
 
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnStringTokenizer.h>
 
+#include <charconv>
 #include <limits>
 
 // The readings of a string as a number, which are those of the lexical reader.
@@ -48,6 +50,30 @@ bool isNumber(const vnSerializeLex& lex)
     return (lex.getDataType() & (VN_LEX_INTEGER | VN_LEX_REAL)) != 0;
 }
 
+// The nearest double of an integer token, which by itself keeps only its last 64 bits.
+double realOf(const vnString& token)
+{
+    const char* text = token.getString();
+    const bool isNegative = *text == '-';
+    if (*text == '-' || *text == '+')
+        ++text;
+    if (text[0] == '0' && (text[1] | 0x20) == 'x')
+    {
+        double value = 0;
+        const char* end = token.getString() + token.length();
+        if (std::from_chars(text + 2, end, value, std::chars_format::hex).ec ==
+            std::errc::result_out_of_range)
+            value = std::numeric_limits<double>::infinity();
+        return isNegative ? -value : value;
+    }
+    vnLexNumber number;
+    if (isNegative)
+        number.setNegative();
+    for (; isDigit(*text); ++text)
+        number.addDigit(static_cast<unsigned int>(*text - '0'));
+    return number.getReal();
+}
+
 vnInt64 cut(double value)
 {
     constexpr double limit = 9223372036854775808.0; // 2 to the power of 63
@@ -79,11 +105,9 @@ double vnString::real(unsigned short decimalToken) const
     vnSerializeLex lex;
     lex.useDecimalToken(decimalToken);
     readNumber(lex, *this);
-    if (isNumber(lex))
-        return lex.getData().getNumber();
-    if (lex.getDataType() != VN_LEX_LARGE_INTEGER)
-        return 0;
-    return static_cast<double>(vnDynamicTypeInt64(lex.getData()).getInt64());
+    if (lex.getDataType() & (VN_LEX_INTEGER | VN_LEX_LARGE_INTEGER))
+        return realOf(lex.getScannedBuffer());
+    return lex.getDataType() == VN_LEX_REAL ? lex.getData().getNumber() : 0;
 }
 
 unsigned char vnString::yesNo() const
