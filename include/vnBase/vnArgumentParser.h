@@ -4,6 +4,7 @@
 #include <vnBase/vnRefList.h>
 #include <vnBase/vnString.h>
 
+#include <algorithm>
 #include <limits>
 #include <type_traits>
 
@@ -53,7 +54,9 @@ private:
 ///     int width = arguments.getOptionValue("size", 640, 0);
 ///     int height = arguments.getOptionValue("size", 480, 1);
 ///
-/// A negative number is an argument: "-5" and "-1.5e3" are, but "-0" is an option.
+/// A negative number is an argument: "-5" and "-1.5e3" are, but "-0" is an option, and "-.5" too, since
+/// numbers begin with a digit. Every word starts with an empty prefix, so that all but the numbers are
+/// options then.
 ///
 /// This class is made for programs, and it ends them where it says so: when help was asked for, when the
 /// arguments are too few or too many. After `exitOnError(0)` it never does.
@@ -67,14 +70,16 @@ public:
     /// As `setArgumentString`.
     vnArgumentParser(const vnString& arguments, const vnString& optionPrefix);
 
-    /// The first word is the name of the program; each of the others is taken as it is.
+    /// The first word is the name of the program; each of the others is taken as it is. One of more than
+    /// 65535 bytes is cut, and that is the error; the program goes on.
     vnArgumentParser(int argc, char* const argv[], const vnString& optionPrefix);
     vnArgumentParser(int argc, char16_t* const argv[], const vnString& optionPrefix);
     virtual ~vnArgumentParser() noexcept(false);
 
     /// Splits a text into words at white space and reads them, in place of those before. Between quotes,
     /// double or single, white space belongs to the word, and backslash escapes are decoded; a quote that is
-    /// not closed stands for itself. The name of the program is that of the process, unless one was given.
+    /// not closed stands for itself. Quotes don't hide the prefix: "-a" in quotes is an option, too. The name
+    /// of the program is that of the process, unless one was given.
     void setArgumentString(const vnString& arguments, const vnString& optionPrefix);
 
     /// 1 when the option is there; of several the first one counts. `first` receives the index of its first
@@ -92,8 +97,8 @@ public:
         return getOptionValue(name, vnString(defaultValue), index, caseSensitive, optional);
     }
 
-    /// The same as a number, read by `vnString::num` or `vnString::real`. What an integer type can't hold
-    /// becomes the nearest value that it can.
+    /// The same as a number, read as `vnString::num` or `vnString::real` do. What an integer type can't hold
+    /// becomes the nearest value that it can, also beyond 64 bits.
     template <class T, class = std::enable_if_t<std::is_arithmetic<T>::value>>
     T getOptionValue(const vnString& name, T defaultValue, unsigned int index = 0,
                      unsigned char caseSensitive = 1, unsigned char optional = 0)
@@ -150,23 +155,18 @@ private:
     template <class T>
     static T convert(const vnString& text)
     {
+        using Limits = std::numeric_limits<T>;
         if constexpr (std::is_floating_point<T>::value)
             return static_cast<T>(text.real());
+        else if constexpr (std::is_unsigned<T>::value)
+            return static_cast<T>(std::min<vnUInt64>(unsignedOf(text), Limits::max()));
         else
-            return narrow<T>(text.num());
+            return static_cast<T>(std::clamp<vnInt64>(signedOf(text), Limits::min(), Limits::max()));
     }
 
-    template <class T>
-    static T narrow(vnInt64 value)
-    {
-        if (value < 0)
-        {
-            const auto least = static_cast<vnInt64>(std::numeric_limits<T>::min());
-            return static_cast<T>(value < least ? least : value);
-        }
-        const auto most = static_cast<vnUInt64>(std::numeric_limits<T>::max());
-        return static_cast<T>(static_cast<vnUInt64>(value) > most ? most : static_cast<vnUInt64>(value));
-    }
+    // What the widest types can't hold becomes the nearest value that they can.
+    static vnInt64 signedOf(const vnString& text);
+    static vnUInt64 unsignedOf(const vnString& text);
 
     template <class Character>
     void setWords(int argc, Character* const argv[], const vnString& optionPrefix);

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnArgumentParser.h>
 
+#include "vnCharacter.h"
+
 #include <vnBase/vnFile.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnStringTokenizer.h>
+#include <vnBase/vnUtf.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -95,8 +100,72 @@ bool isNonZeroNumber(const vnString& text)
     const auto numbers = VN_LEX_INTEGER | VN_LEX_REAL | VN_LEX_LARGE_INTEGER;
     if (!(tokens.getDataType(1) & numbers))
         return false;
-    const double value = tokens.getData().getNumber();
-    return value != 0 && tokens.getDataType(1) == VN_LEX_NONE;
+    return tokens.getDataType(1) == VN_LEX_NONE && text.real() != 0;
+}
+
+/// An integer of a text, as `vnString::num` reads it, but of any length.
+class Integer
+{
+public:
+    explicit Integer(const vnString& text)
+    {
+        const char* at = text.getString();
+        while (vnCharacter::isWhite(*at))
+            ++at;
+        isNegative = *at == '-';
+        if (*at == '-' || *at == '+')
+            ++at;
+        const bool isHex = at[0] == '0' && (at[1] | 0x20) == 'x';
+        readDigits(isHex ? at + 2 : at, isHex ? 16 : 10);
+        if (!isHex && (*m_end == '.' || (*m_end | 0x20) == 'e'))
+            magnitude = cut(std::abs(text.real()));
+    }
+
+    vnUInt64 magnitude = 0; // at most 2^64 - 1
+    bool isNegative = false;
+
+private:
+    void readDigits(const char* at, unsigned int base)
+    {
+        for (unsigned int digit; (digit = digitOf(*at)) < base; ++at)
+            if (__builtin_mul_overflow(magnitude, base, &magnitude) ||
+                __builtin_add_overflow(magnitude, digit, &magnitude))
+                m_isCut = true;
+        if (m_isCut)
+            magnitude = std::numeric_limits<vnUInt64>::max();
+        m_end = at;
+    }
+
+    static unsigned int digitOf(char c)
+    {
+        if (vnCharacter::isDigit(c))
+            return static_cast<unsigned int>(c - '0');
+        const char letter = static_cast<char>(c | 0x20);
+        return letter >= 'a' && letter <= 'f' ? static_cast<unsigned int>(letter - 'a' + 10) : 16u;
+    }
+
+    static vnUInt64 cut(double value)
+    {
+        constexpr double limit = 18446744073709551616.0; // 2 to the power of 64
+        return value < limit ? static_cast<vnUInt64>(value) : std::numeric_limits<vnUInt64>::max();
+    }
+
+    const char* m_end = nullptr;
+    bool m_isCut = false;
+};
+
+// Whether a word of the program has more bytes than a string holds.
+bool isTooLong(const char* word)
+{
+    return std::strlen(word) > vnString::VN_MAX_LENGTH;
+}
+
+bool isTooLong(const char16_t* word)
+{
+    unsigned int size = 0;
+    while (*word && size <= vnString::VN_MAX_LENGTH)
+        size += vnUTF8Size(static_cast<unsigned int>(*word++));
+    return size > vnString::VN_MAX_LENGTH;
 }
 
 /// The text of a command line.
@@ -167,7 +236,11 @@ void vnArgumentParser::setWords(int argc, Character* const argv[], const vnStrin
     if (argc > 0 && argv[0])
         m_programName = vnString(argv[0]);
     for (int i = 1; i < argc && argv[i]; ++i)
+    {
+        if (isTooLong(argv[i]))
+            m_error.format("Argument %d has more than %d bytes", i, vnString::VN_MAX_LENGTH);
         addWord(vnString(argv[i]));
+    }
 }
 
 void vnArgumentParser::setArgumentString(const vnString& arguments, const vnString& optionPrefix)
@@ -196,11 +269,29 @@ void vnArgumentParser::addWord(const vnString& word)
         const vnString name = word.left(m_prefix.length(), 1);
         if (!isNonZeroNumber(name))
         {
-            m_options.append(new vnArgOption(name, m_arguments.getCount()));
+            const vnRefPointer<vnArgOption> option(new vnArgOption(name, m_arguments.getCount()));
+            m_options.append(option);
             return;
         }
     }
-    m_arguments.append(new vnArgArgument(word, m_options.getCount()));
+    const vnRefPointer<vnArgArgument> argument(new vnArgArgument(word, m_options.getCount()));
+    m_arguments.append(argument);
+}
+
+vnInt64 vnArgumentParser::signedOf(const vnString& text)
+{
+    constexpr vnUInt64 most = std::numeric_limits<vnInt64>::max();
+    const Integer integer(text);
+    if (integer.isNegative)
+        return integer.magnitude > most ? std::numeric_limits<vnInt64>::min()
+                                        : -static_cast<vnInt64>(integer.magnitude);
+    return static_cast<vnInt64>(std::min(integer.magnitude, most));
+}
+
+vnUInt64 vnArgumentParser::unsignedOf(const vnString& text)
+{
+    const Integer integer(text);
+    return integer.isNegative ? 0 : integer.magnitude;
 }
 
 unsigned char vnArgumentParser::hasOption(const vnString& name, unsigned char caseSensitive,
@@ -360,8 +451,7 @@ void vnArgumentParser::fail(const vnString& error)
     m_error = error;
     if (!m_exitOnError)
         return;
-    if (!m_syntax.isEmpty())
-        postSyntax(VN_MESSAGE_WARNING);
+    postSyntax(VN_MESSAGE_WARNING); // also when there is none: the line tells the name of the program
     vnMessage::message(VN_MESSAGE_WARNING, "Error:%s", m_error);
     std::exit(VN_EXIT_ERROR);
 }
