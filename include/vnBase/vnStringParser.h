@@ -25,7 +25,8 @@
 ///     %@            the text from the last mark on as a piece
 ///
 /// so that "%'a-z'%+%@" takes a run of small letters. Behind any other character the "%" stands for itself. A
-/// quoted text in a format is taken literally with its quotes.
+/// quoted text in a format is taken literally with its quotes. The empty format matches any text, without
+/// pieces.
 ///
 /// `decimal` starts the fraction of a %n. A format that is no grammar, such as one with %"(", matches
 /// nothing; one that is longer than the library's texts get is refused with a Warning.
@@ -45,7 +46,8 @@ VN_BASE_API vnArray<vnString> parse(const vnString& format, const vnString& text
 ///     fPlain     letters                    digit   a digit              fStr    a quoted string
 ///     fToken     any character              fEnd    all that is left
 ///
-/// A result of more than 65535 bytes is an error.
+/// A result of more than 65535 bytes is an error. fHex, fStr, fToken and fEnd are rules: they replace those
+/// of the same name that the constructor is given, and are replaced by those that are added later.
 ///
 ///     vnStringParser parser("main ::= ($ fIdent fPush fWS?)* ;");
 ///     parser.setAdapter(adapter);

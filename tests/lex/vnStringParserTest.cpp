@@ -174,6 +174,8 @@ TEST(parse, StartsFractionsByTheDecimalCharacter)
     EXPECT_EQ(scan("%n;%n", "-3,5e-2;+4", ','), "-3,5e-2|+4|");
     EXPECT_EQ(scan("%n", "3'5", '\''), "3'5|");
     EXPECT_EQ(scan("%n", "3\\5", '\\'), "3\\5|");
+    EXPECT_EQ(scan("%n", "3.5e2", 0), "3|"); // a NUL starts no fraction
+    EXPECT_EQ(scan("%n;", "35e2;", 0), "35e2|");
     EXPECT_EQ(scan("%n",
                    "3\xC2\xB7"
                    "5",
@@ -201,21 +203,42 @@ TEST(parse, ReadsTheLongestText)
     EXPECT_EQ(scan("%'x'%*y", text.c_str()), "!"); // and back
 }
 
-TEST(parse, CompilesAFormatForEachDecimalCharacterAndThread)
+// A format with a rule that is none tells so when it is compiled, and only then.
+TEST(parse, CompilesAFormatOnceForEachDecimalCharacterAndThread)
 {
-    const auto run = []
+    Recorder recorder;
+    vnStringParser::cleanUpParsers();
+    const auto run = [](unsigned short decimal)
     {
         for (int i = 0; i < 3; ++i)
-        {
-            EXPECT_EQ(scan("%n", "3,5"), "3|");
-            EXPECT_EQ(scan("%n", "3,5", ','), "3,5|");
-            EXPECT_EQ(scan("%n,", "3,5"), "3|");
-            vnStringParser::cleanUpParsers();
-        }
+            scan("%n%\"; malformed ;\"", "3,5", decimal);
     };
-    std::thread first(run), second(run);
-    first.join();
-    second.join();
+    run('.');
+    const std::size_t once = recorder.take().size();
+    EXPECT_GT(once, 0u);
+    run('.');
+    EXPECT_EQ(recorder.take().size(), 0u);
+    run(',');
+    EXPECT_EQ(recorder.take().size(), once);
+    run('\0');
+    EXPECT_EQ(recorder.take().size(), once);
+    run(',');
+    run('\0');
+    EXPECT_EQ(recorder.take().size(), 0u);
+    std::thread other([&] { run('.'); });
+    other.join();
+    EXPECT_EQ(recorder.take().size(), once);
+    vnStringParser::cleanUpParsers();
+    run('.');
+    EXPECT_EQ(recorder.take().size(), once);
+    vnStringParser::cleanUpParsers();
+}
+
+TEST(parse, MatchesAnyTextByAnEmptyFormat)
+{
+    Recorder recorder;
+    expectRows({{"", "", ""}, {"", "text", ""}});
+    EXPECT_EQ(recorder.take(), Lines());
 }
 
 TEST(parse, SaysNothingAboutMismatches)
@@ -262,4 +285,42 @@ TEST(vnStringParser, ReportsAResultThatIsTooLong)
     EXPECT_EQ(rules.parseArguments("all", &ok).getSize(), 0u);
     EXPECT_FALSE(ok);
     EXPECT_EQ(rules.getError(), "A text in the input has more than 65535 bytes");
+}
+
+TEST(vnStringParser, TakesQuotesOffByCharacters)
+{
+    vnStringParser parser("main ::= $ '\xC2\xAB' [^\xC2\xBB]* [^] fPushStr ; any ::= $ [^] [^] fPushStr ;");
+    const auto run = [&parser](std::string text, const char* rule)
+    {
+        vnRefPointer<vnSerializeAdapter> adapter(
+            new vnSerializeAdapterMemory(text.data(), static_cast<unsigned int>(text.size())));
+        parser.reset();
+        parser.setAdapter(adapter);
+        const std::string result = joined(parser.parseArguments(rule, nullptr));
+        parser.setAdapter(nullptr);
+        return result;
+    };
+    parser.useUtf8(1);
+    EXPECT_EQ(run("\xC2\xAB\xE2\x82\xAC x\xC2\xBB", "main"), "\xE2\x82\xAC x|");
+    EXPECT_EQ(run("\xC2\xAB\xC2\xBB", "any"), "|");
+    std::string large;
+    for (int i = 0; i < 21845; ++i)
+        large += "\xE2\x82\xAC";
+    EXPECT_EQ(run("\xC2\xAB" + large + "\xC2\xBB", "main"), large + "|");
+    EXPECT_EQ(run("\xC2\xAB" + large + "x\xC2\xBB", "main"), "");
+    EXPECT_EQ(parser.getError(), "A text in the input has more than 65535 bytes");
+}
+
+TEST(vnStringParser, ReplacesRulesByTheLastOnes)
+{
+    char text[] = "7x";
+    vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterMemory(text, 2));
+    vnStringParser parser("fToken ::= digit ; main ::= $ fToken fPush ;");
+    parser.setAdapter(adapter);
+    EXPECT_EQ(joined(parser.parseArguments("main", nullptr)), "7|");
+    EXPECT_EQ(joined(parser.parseArguments("main", nullptr)), "x|"); // its own rule takes any character
+    vnRefPointer<vnSerializeAdapter> again(new vnSerializeAdapterMemory(text, 2));
+    parser.setAdapter(again);
+    parser.addRules("fToken ::= 'x' ;");
+    EXPECT_EQ(joined(parser.parseArguments("main", nullptr)), "");
 }

@@ -59,13 +59,16 @@ public:
         if (m_decimal != '.')
             addDecimalRule();
         m_grammar += "main::=";
-        while (m_tokens.getDataType(1) != VN_LEX_NONE)
+        bool isEmpty = true;
+        for (; m_tokens.getDataType(1) != VN_LEX_NONE; isEmpty = false)
         {
             if (m_tokens.getDataType() == VN_LEX_TOKEN && m_tokens.getScannedBuffer() == "%")
                 addDirective();
             else
                 addText(m_tokens.getScannedBuffer());
         }
+        if (isEmpty)
+            m_grammar += "''"; // an empty format matches nothing at all, and a rule needs a body
         m_grammar += " ;";
         return m_grammar;
     }
@@ -172,6 +175,8 @@ private:
     const vnPlainFormat m_plain;
     const vnRefPointer<vnStringParser> m_parser;
 };
+
+constexpr unsigned int VN_MAX_CHARACTER_BYTES = 3;
 
 /// The compiled formats of a thread.
 class FormatCache
@@ -349,10 +354,24 @@ vnParseResult vnStringParser::push()
 
 vnParseResult vnStringParser::pushInner()
 {
-    vnString text;
-    if (!takeMarked(text))
+    unsigned int begin = 0;
+    popMark(begin);
+    const unsigned int end = getTokenPos();
+    // Characters, which may be several bytes each, and not the bytes of the text.
+    const unsigned int count = end - begin > 2 ? end - begin - 2 : 0;
+    if (count <= vnString::VN_MAX_LENGTH / VN_MAX_CHARACTER_BYTES)
+    {
+        vnAppendResult(m_results, getTokenData(begin + 1, static_cast<unsigned short>(count)));
+        return VN_PARSE_OK;
+    }
+    vnArray<unsigned char> bytes;
+    getTokenData(bytes, begin + 1, count);
+    if (bytes.getSize() > vnString::VN_MAX_LENGTH)
+    {
+        setError("A text in the input has more than %d bytes", vnString::VN_MAX_LENGTH);
         return VN_PARSE_ERROR;
-    const unsigned int length = text.length();
-    vnAppendResult(m_results, length > 2 ? text(1, static_cast<unsigned short>(length - 2)) : vnString());
+    }
+    vnAppendResult(m_results, vnString(reinterpret_cast<const char*>(bytes.data()),
+                                       static_cast<unsigned short>(bytes.getSize())));
     return VN_PARSE_OK;
 }
