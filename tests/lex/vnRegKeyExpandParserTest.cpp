@@ -55,6 +55,36 @@ TEST_F(vnRegKeyExpandParserTest, RefusesATextThatGetsTooLong)
     EXPECT_EQ(expand(full + "$(VN_EXPAND_TEST)"), full + "!The expanded text has more than 65535 bytes");
 }
 
+TEST_F(vnRegKeyExpandParserTest, RefusesAValueThatNoStringHolds)
+{
+    std::string value(65535, 'v');
+    setenv("VN_EXPAND_TEST", value.c_str(), 1);
+    EXPECT_EQ(expand("$(VN_EXPAND_TEST)"), value);
+    value += 'v';
+    setenv("VN_EXPAND_TEST", value.c_str(), 1);
+    EXPECT_EQ(expand("a$(VN_EXPAND_TEST)"), "a!The expanded text has more than 65535 bytes");
+}
+
+TEST_F(vnRegKeyExpandParserTest, FindsNothingForAKeyThatIsNoName)
+{
+    EXPECT_EQ(expand(std::string("<$(VN_EXPAND_TEST\0)>", 20)), "<>");
+    EXPECT_EQ(expand("<$()>"), "<>");
+}
+
+// Every name holds the empty one, but the loopback interface is what nobody asks for that way.
+TEST_F(vnRegKeyExpandParserTest, TakesAnotherInterfaceThanLoopbackForNoName)
+{
+    EXPECT_NE(expand("${}"), "127.0.0.1");
+    EXPECT_NE(expand("${}"), "");
+}
+
+TEST_F(vnRegKeyExpandParserTest, HasAnEmptyResultWithoutAnAdapter)
+{
+    vnRegKeyExpandParser parser;
+    EXPECT_EQ(parser.parse(), "");
+    EXPECT_FALSE(parser.hasError());
+}
+
 TEST_F(vnRegKeyExpandParserTest, CanBeUsedAgain)
 {
     char text[] = "$(VN_EXPAND_TEST";

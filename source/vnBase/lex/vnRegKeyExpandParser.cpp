@@ -34,12 +34,15 @@ vnString vnRegKeyExpandParser::parse()
 vnParseResult vnRegKeyExpandParser::append(const vnString& text)
 {
     if (m_result.length() + static_cast<unsigned int>(text.length()) > vnString::VN_MAX_LENGTH)
-    {
-        setError("The expanded text has more than %d bytes", vnString::VN_MAX_LENGTH);
-        return VN_PARSE_ERROR;
-    }
+        return failLength();
     m_result += text;
     return VN_PARSE_OK;
+}
+
+vnParseResult vnRegKeyExpandParser::failLength()
+{
+    setError("The expanded text has more than %d bytes", vnString::VN_MAX_LENGTH);
+    return VN_PARSE_ERROR;
 }
 
 vnParseResult vnRegKeyExpandParser::appendText()
@@ -50,8 +53,10 @@ vnParseResult vnRegKeyExpandParser::appendText()
 
 vnParseResult vnRegKeyExpandParser::appendKey()
 {
-    vnString key;
-    return takeMarked(key) ? append(vnGetUserKey(key)) : VN_PARSE_ERROR;
+    vnString key, value;
+    if (!takeMarked(key))
+        return VN_PARSE_ERROR;
+    return vnGetUserKey(key, value) ? append(value) : failLength();
 }
 
 vnParseResult vnRegKeyExpandParser::appendAddress()

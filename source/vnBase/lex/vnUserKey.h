@@ -3,6 +3,6 @@
 
 #include <vnBase/vnString.h>
 
-/// The value of a setting of the user: of the environment, when the key is a plain name. Empty when there is
-/// none.
-vnString vnGetUserKey(const vnString& key);
+/// Reads a setting of the user: of the environment, when the key is a plain name. The value is empty when
+/// there is none. Answers whether a string can hold the value; it is empty, too, if not.
+bool vnGetUserKey(const vnString& key, vnString& value);
