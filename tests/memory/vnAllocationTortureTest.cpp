@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include <vnBase/vnArgumentParser.h>
 #include <vnBase/vnArray.h>
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnDict.h>
 #include <vnBase/vnDirectory.h>
+#include <vnBase/vnDynamicTypeArgumentParser.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
@@ -13,12 +15,14 @@
 #include <vnBase/vnQueue.h>
 #include <vnBase/vnRecycleData.h>
 #include <vnBase/vnRefDict.h>
+#include <vnBase/vnRegKeyExpandParser.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
 #include <vnBase/vnString.h>
+#include <vnBase/vnStringParser.h>
 #include <vnBase/vnStringTokenizer.h>
 #include <vnBase/vnThreadID.h>
 #include <vnBase/vnURL.h>
@@ -311,6 +315,38 @@ void useTokens()
     EXPECT_EQ(getLexTokenDataArray(longText, 1).getSize(), 16u);
 }
 
+void useScanning()
+{
+    vnStringParser::cleanUpParsers();
+    unsigned char ok = 0;
+    const vnString text = vnString("12,5 name 'it is' ") + longText;
+    // Far more than small buffers hold stands behind the match when it fails.
+    EXPECT_EQ(parse("%n %i %s %e", text, &ok, ',')[3], longText);
+    EXPECT_EQ(parse("%n %i %s %e", text, &ok, ',').getSize(), 4u);
+    parse("%l;", text, &ok);
+    EXPECT_FALSE(ok);
+    vnStringParser::cleanUpParsers();
+}
+
+void useExpansion()
+{
+    vnString text = vnString("$(NO_SUCH_KEY)") + longText;
+    vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterString(&text));
+    vnRegKeyExpandParser parser;
+    parser.setAdapter(adapter);
+    EXPECT_EQ(parser.parse(), longText);
+}
+
+void useArguments()
+{
+    vnDynamicTypeArgumentParser values;
+    EXPECT_EQ(values.parseArguments(vnString("[1, [2]], '") + longText + "'").getSize(), 2u);
+    vnArgumentParser parser(vnString("file -option ") + longText, "-");
+    parser.exitOnError(0);
+    EXPECT_EQ(parser.getOptionValue("option", "", 1), "text");
+    EXPECT_EQ(parser.getArgOptString(), vnString("file -option ") + longText);
+}
+
 void useDynamicValues()
 {
     vnRefPointer<vnRefData<int>> object(new vnRefData<int>(1));
@@ -419,6 +455,9 @@ const Script scripts[] = {
     {"urls", useURLs},
     {"tokens", useTokens},
     {"dynamic values", useDynamicValues},
+    {"scanning", useScanning},
+    {"expansion", useExpansion},
+    {"arguments", useArguments},
     {"files", useFiles},
     {"console", useConsole},
     {"file search", useFileSearch},

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vnParserCursor.h"
+
 #include <vnBase/vnBasicParser.h>
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
@@ -46,7 +48,9 @@ inline bool vnIsMemory(const vnSerializeAdapter& adapter) noexcept
     return type == &typeid(vnSerializeAdapterMemory) || type == &typeid(vnTextAdapter);
 }
 
-/// Sets a text as the input of a parser, and takes it away again. The text must live as long.
+/// Sets a text as the input of a parser, and takes it away again with all that the parser remembers of it:
+/// the end of a parse, also of one that failed for want of memory, allocates nothing. The text must live as
+/// long.
 class vnTextInput
 {
 public:
@@ -55,7 +59,7 @@ public:
         m_parser.setAdapter(&m_adapter);
     }
     vnTextInput(vnBasicParser& parser, const vnString&& text) = delete;
-    ~vnTextInput() noexcept(false) { m_parser.setAdapter(nullptr); }
+    ~vnTextInput() noexcept(false) { vnParserCursor(m_parser).dropInput(); }
     vnTextInput(const vnTextInput&) = delete;
     vnTextInput& operator=(const vnTextInput&) = delete;
 

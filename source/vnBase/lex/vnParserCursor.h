@@ -155,6 +155,15 @@ public:
             m_parser.flushTail();
     }
 
+    /// Lets go of the adapter and of all that is remembered of it. Unlike another adapter it needs no memory.
+    void dropInput()
+    {
+        vnBasicParser& p = m_parser;
+        p.m_tail = p.m_remembered = p.m_historyEnd = 0;
+        p.m_adapter = nullptr;
+        p.m_progressTotal = 0;
+    }
+
 private:
     void advance(unsigned int count) noexcept
     {
