@@ -58,6 +58,8 @@ check "an option-like format" 0 "--top$line" format --top
 check "no command" 2 ""
 check "an unknown command" 2 "" frobnicate
 check "help of nothing known" 2 "" help frobnicate
+check "help of two commands" 2 "" help words scan
+check "a version of something" 2 "" version words
 "$vn" help | grep -q '^  words ' || { echo "help does not list words"; failures=$((failures + 1)); }
 "$vn" help words | grep -q -- '--top N' || { echo "help words does not tell its options"; failures=$((failures + 1)); }
 
@@ -102,6 +104,12 @@ if [[ -e /dev/full ]]; then
         grep -q 'standard output' error || { echo "$command to a full disk: not named"; failures=$((failures + 1)); }
     done
 fi
+printf 'a line\n' > 12:30.log && cp 12:30.log copied
+check "a file onto itself whose name looks like a URL" 1 "" copy 12:30.log '12:30.log?append=no'
+same "that file is whole" 12:30.log copied
+check "a file onto itself within another URL" 1 "" copy cache:0,3,file:12:30.log 12:30.log
+same "that file is whole, too" 12:30.log copied
+cp numbers copied
 mkfifo fifo && (cat numbers > fifo &) && "$vn" cat fifo > copied && same "a named pipe" numbers copied
 
 check "a file onto itself by its URL" 1 "" copy numbers file:numbers
@@ -126,8 +134,14 @@ printf 'more' > appended && "$vn" copy text 'file:appended?append=yes' && (print
 check "memory is no business of a command line" 2 "" cat mem:1234,5
 check "nor are adapters, in any case" 2 "" cat ADAPT:1234
 check "nor memory within another URL" 2 "" cat cache:0,5,mem:1234,5
+check "nor an adapter within two" 2 "" cat 'zip:{rand:Adapt:1234},name'
+check "nor memory whose scheme comes together when the URL is split" 2 "" cat mecache:0,5,m:1234,5
+check "nor where a URL is only split" 2 "" url mem:1,2
 printf 'a file' > mem:1,2
 check "a file that is called like memory" 0 "a file" cat file:mem:1,2
+printf 'other' > a-mem:1
+check "a file whose name holds a scheme" 0 "other" cat ./a-mem:1
+check "a query that holds a scheme" 1 "" cat 'http://localhost/?q=mem:'
 check "a scheme that can't be opened" 1 "" cat http://localhost/
 check "options end" 2 "" cat --frobnicate text
 printf 'dashed' > --dashed
@@ -136,6 +150,8 @@ check "behind the end of options" 0 "dashed" cat -- --dashed
 check "the parts of a URL" 0 "http:${line}//host/dir/${line}file.txt${line}a=1&b=2$line" url 'HTTP://host/dir/file.txt?a=1&b=2'
 check "the parts of a name" 0 "$line${line}name$line$line" url name
 check "no URL" 2 "" url
+check "an empty URL" 2 "" url ''
+check "a URL without its parts" 1 "" url zip:a.zip
 
 printf 'a = "b c" -1.5\n[x] // end\n' > source
 check "tokens" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1 3 token 61${line}1 4 whitespace 32${line}1 5 token \
@@ -148,6 +164,18 @@ whitespace 32${line}2 5 comment  end${line}2 11 whitespace 32$line" tokens --str
 printf '"\xc3\xa4\n"4294967296 1e' > source
 check "tokens with a line feed, a large number, an error" 0 "1 1 string "$'\xc3\xa4'"\\n${line}2 2 large \
 4294967296${line}2 12 whitespace 32${line}2 13 error 5$line" tokens --utf8 --strings source
+printf '100000 123456789012\n' > source
+check "tokens of large integers" 0 "1 1 integer 100000${line}1 7 whitespace 32${line}1 8 large 123456789012${line}1 20 \
+whitespace 32$line" tokens source
+# A character that has the byte of a line feed is none.
+printf '\377\376a\0\n\1\n\0b\0' > source
+check "tokens of 16-bit text" 0 "1 1 identifier a"$'\xc4\x8a'"${line}1 3 whitespace 32${line}2 1 identifier b$line" \
+    tokens source
+printf '\376\377\0\n\n\1\0 \0b' > source
+check "tokens of big-endian text" 0 "1 1 whitespace 32${line}2 1 identifier "$'\xe0\xa8\x81'"${line}2 2 whitespace \
+32${line}2 3 identifier b$line" tokens source
+printf '\xef\xbb\xbfa b' > source
+check "tokens behind a mark" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1 3 identifier b$line" tokens source
 check "tokens of nothing" 0 "" tokens empty
 check "tokens with an unknown option" 2 "" tokens --string source
 
@@ -155,6 +183,8 @@ check "scan" 0 "10${line}20$line" scan '%l,%l' 10,20
 check "scan with pieces like options" 0 "-7$line--x$line" scan '%l%w%e' '-7 --x'
 check "scan, a mismatch behind a piece" 1 "1024$line" scan '%l,%l' 1024
 check "scan, a piece with quotes" 0 "x$line" scan %s "'x'"
+check "scan, a piece of two lines" 0 "a\\nb$line" scan %e $'a\nb'
+check "scan, an empty format" 0 "" scan '' text
 check "scan without a text" 2 "" scan %l
 
 printf 'pair ::= $ fIdent fPush "=" number ;\nnumber ::= $ digit+ fPush ;\nbad ::= ( digit ;\n' > rules
@@ -166,6 +196,17 @@ check "a rule that is not there" 1 "Unknow parse function 'none'${line}0$line" m
 echo 'no rule ;' > malformed
 check "rules that are malformed" 1 "'malformed' has rules that are malformed${line}0$line" match malformed rule input
 check "rules that are not there" 1 "" match missing pair input
+printf 'fToken ::= "k" ;\nown ::= $ fToken fPush ;\nall ::= [^]* ;\nmost ::= [^]* "x" ;\n' > own
+check "rules replace those of scanning" 0 "OK${line}1${line}k$line" match own own input
+check "rules replace those of scanning, no match" 1 "No Match${line}0$line" match own own text
+check "much is taken back" 1 "No Match${line}0$line" match own most numbers
+head -c 17000000 /dev/zero > large
+check "more than can be taken back" 1 "Too Large Pushback in basic parser${line}17000000$line" match own most large
+if [[ -e /proc/self/mem ]]; then
+    "$vn" match own all /proc/self/mem > output 2> error
+    code=$?
+    [[ $code == 1 && $(head -n 1 output) != OK ]] || { echo "match of what can't be read: ended with $code"; failures=$((failures + 1)); }
+fi
 check "a trace keeps out of the results" 0 "OK${line}6${line}key${line}42$line" match --trace rules pair input
 "$vn" match rules pair input --trace > output 2> error; grep -q 'Parsing Rule     : number' error ||
     { echo "match does not trace"; failures=$((failures + 1)); }
@@ -179,6 +220,12 @@ check "a text" 0 "fc0000026162$line" value str ab
 check "a large integer" 0 "fc0600080000000001000000$line" value llnum 4294967296
 check "no integer" 1 "" value llnum 1.5
 check "a vector" 0 "fc0800080000803f00002040$line" value vec2 1,2.5
+check "a vector of three" 0 "fc09000c0000803f0000004000004040$line" value vec3 1,2,3
+check "a vector of four" 0 "fc0a00100000803f000000400000404000008040$line" value vec4 1,2,3,4
+check "an error" 0 "fc0500026162$line" value error ab
+check "a GUID" 0 "fc1200106ba7b8109dad11d180b400c04fd430c8$line" value guid '{6BA7B810-9DAD-11D1-80B4-00C04FD430C8}'
+check "an array" 0 "fc07001503fc02000101fc00000161fc07000601fc02000101$line" value array "[1, 'a', [yes]]"
+check "a number of 64 bits and more" 0 "fc020008000000000000e043$line" value num 9223372036854775808
 check "a vector that is too short" 1 "" value vec3 1,2
 check "an array that is open" 1 "" value array '[1'
 check "no value, with a text" 0 "fc010000$line" value void ''

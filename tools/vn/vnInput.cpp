@@ -7,28 +7,46 @@
 #include <vnBase/vnString.h>
 
 #include <algorithm>
-#include <cctype>
 
-namespace
+std::string vnInnerURL(const std::string& url)
 {
-bool isSchemeBegin(const std::string& text, std::size_t at)
-{
-    return at == 0 || !std::isalnum(static_cast<unsigned char>(text[at - 1]));
+    vnString base, path, name;
+    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
+    const std::string rest = path.getString() + std::string(name.getString());
+    const auto behind = [&rest](std::size_t comma)
+    { return comma == std::string::npos ? std::string() : rest.substr(comma + 1); };
+    if (base == "rand:")
+        return rest;
+    if (base == "purl:")
+        return behind(rest.find(','));
+    if (base == "cache:")
+        return behind(rest.find(',', std::min(rest.find(','), rest.size()) + 1));
+    if (base != "zip:")
+        return std::string();
+    const std::string archive = path.getString();
+    const std::size_t open = archive.rfind('{');
+    return open == std::string::npos ? std::string()
+                                     : archive.substr(open + 1, archive.find('}', open) - open - 1);
 }
 
-// Schemes stand at the begin, or within the URL of an adapter that takes another one.
-bool namesMemory(const std::string& url)
+std::string vnInnermostURL(std::string url)
 {
-    const std::string text = vnString(url.c_str()).toLower().getString();
-    if (text.compare(0, 5, "file:") == 0)
-        return false;
-    for (const char* scheme : {"mem:", "adapt:"})
-        for (std::size_t at = text.find(scheme); at != std::string::npos; at = text.find(scheme, at + 1))
-            if (isSchemeBegin(text, at))
-                return true;
-    return false;
+    for (std::string inner = vnInnerURL(url); !inner.empty(); inner = vnInnerURL(url))
+        url = inner;
+    return url;
 }
-} // namespace
+
+void vnCheckURL(const std::string& url)
+{
+    if (url.empty())
+        throw vnUsageError("a URL is empty");
+    vnString base;
+    vnSerializeAdapter::getURLBaseEncoding(vnInnermostURL(url).c_str(), &base, nullptr, nullptr, nullptr,
+                                           nullptr);
+    for (const char* memory : {"mem:", "adapt:"})
+        if (base == memory)
+            throw vnUsageError("'" + url + "' names memory of the process");
+}
 
 void vnCheckError(vnAdapter& adapter)
 {
@@ -38,10 +56,7 @@ void vnCheckError(vnAdapter& adapter)
 
 vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action)
 {
-    if (url.empty())
-        throw vnUsageError("a URL is empty");
-    if (namesMemory(url))
-        throw vnUsageError("'" + url + "' names memory of the process");
+    vnCheckURL(url);
     vnString error;
     vnAdapter adapter(vnSerializeAdapter::getURLAdapter(url.c_str(), action, VN_ADAPTER_SILENT, "", &error));
     if (!adapter)

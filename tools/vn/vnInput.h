@@ -11,8 +11,18 @@
 
 using vnAdapter = vnRefPointer<vnSerializeAdapter>;
 
-/// Opens a URL. Throws `vnFailure` when it does not open, and `vnUsageError` for an empty one and for one
-/// that names memory of the process, of which a command line knows nothing.
+/// The URL within one whose adapter takes another URL ("cache:", "rand:", "zip:", "purl:"); empty for others.
+std::string vnInnerURL(const std::string& url);
+
+/// The last URL within URLs; the URL itself when there is none in it.
+std::string vnInnermostURL(std::string url);
+
+/// Throws `vnUsageError` for an empty URL, and for one that names memory of the process, or an adapter there,
+/// by itself or within: a command line knows nothing of these.
+void vnCheckURL(const std::string& url);
+
+/// Opens a URL. Throws `vnFailure` when it does not open, and `vnUsageError` as `vnCheckURL`
+/// does.
 vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action);
 
 /// Throws `vnFailure` when the adapter has an error.

@@ -6,6 +6,7 @@
 #include <vnBase/vnBaseError.h>
 
 #include <cstring>
+#include <exception>
 #include <new>
 #include <string>
 
@@ -52,6 +53,12 @@ void printError(const std::string& text)
     vnErrorOutput::get().print(text);
 }
 
+ExitCode refuse(const std::string& why)
+{
+    printError((why.empty() ? "" : "vn: " + why + "\n") + overview());
+    return wrongUsage;
+}
+
 ExitCode help(int count, char** words)
 {
     if (count == 0)
@@ -59,12 +66,11 @@ ExitCode help(int count, char** words)
         print(overview());
         return done;
     }
-    const vnCommand* command = count == 1 ? findCommand(words[0]) : nullptr;
+    if (count > 1)
+        return refuse("help takes one command");
+    const vnCommand* command = findCommand(words[0]);
     if (!command)
-    {
-        printError(std::string("vn: no help on '") + words[0] + "'\n" + overview());
-        return wrongUsage;
-    }
+        return refuse(std::string("no help on '") + words[0] + "'");
     print(usageOf(*command) + command->summary + "\n" + command->details);
     return done;
 }
@@ -92,13 +98,14 @@ ExitCode run(const std::string& name, int count, char** words)
         return help(count - 1, words + 1);
     if (name == "version" || name == "--version")
     {
+        if (count > 1)
+            return refuse("version takes no arguments");
         print("vn " VN_BASE_VERSION_TEXT "\n");
         return done;
     }
     if (const vnCommand* command = findCommand(name.c_str()))
         return runCommand(*command, count, words);
-    printError((name.empty() ? "" : "vn: unknown command '" + name + "'\n") + overview());
-    return wrongUsage;
+    return refuse(name.empty() ? "" : "unknown command '" + name + "'");
 }
 
 // What went wrong; called while an exception is caught.
@@ -119,6 +126,10 @@ std::string failureText()
     catch (const std::bad_alloc&)
     {
         return "out of memory";
+    }
+    catch (const std::exception& error) // of the standard library, which this program uses
+    {
+        return error.what();
     }
 }
 } // namespace

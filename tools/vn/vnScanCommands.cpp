@@ -3,6 +3,7 @@
 #include "vnInput.h"
 #include "vnTool.h"
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeLex.h>
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <string_view>
 
 // The commands that show the readers of text: tokens, formats of scanning, grammars.
 
@@ -50,30 +52,35 @@ std::string textOf(const vnString& text)
     return std::string(text.getString(), text.length());
 }
 
-// On one line, whatever it holds.
-std::string valueOf(const vnDynamicType& value)
+// On one line, whatever it holds. What is whole by its kind is shown so, however large.
+std::string valueOf(vnLexDataType type, const vnDynamicType& value)
 {
     char digits[32];
     if (value.is("str"))
         return textOf(value.getString().convertCtrlToText());
     if (value.is("llnum"))
         return std::to_string(vnDynamicTypeInt64(value).getInt64());
+    if (type == VN_LEX_INTEGER || type == VN_LEX_TOKEN)
+        return std::to_string(static_cast<vnInt64>(value.getNumber()));
     const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value.getNumber());
     return std::string(digits, error == std::errc() ? end : digits);
 }
 
-// Where in a text the next token stands.
+// Where in a text the next token stands. Columns count bytes, or units of 16 bits.
 struct Place
 {
     unsigned int line = 1;
     unsigned int column = 1;
 
-    void advance(const unsigned char* begin, const unsigned char* end)
+    void advance(const unsigned char* begin, const unsigned char* end, unsigned int unitSize,
+                 bool isBigEndian)
     {
-        for (; begin != end; ++begin)
+        for (; end - begin >= unitSize; begin += unitSize)
         {
+            const unsigned char low = begin[isBigEndian ? unitSize - 1 : 0];
+            const unsigned char high = unitSize == 1 ? 0 : begin[isBigEndian ? 0 : 1];
             ++column;
-            if (*begin == '\n')
+            if (low == '\n' && high == 0)
             {
                 ++line;
                 column = 1;
@@ -82,10 +89,53 @@ struct Place
     }
 };
 
+// The size of the byte order mark that was read.
+unsigned int markSizeOf(const vnSerializeLex& lex, const std::vector<unsigned char>& bytes)
+{
+    const auto isFirst = [&bytes](std::string_view mark)
+    { return bytes.size() >= mark.size() && std::memcmp(bytes.data(), mark.data(), mark.size()) == 0; };
+    if (lex.isUnicode())
+        return 2;
+    return lex.isUtf8() && isFirst("\xEF\xBB\xBF") ? 3 : 0;
+}
+
 void printLines(const vnArray<vnString>& texts)
 {
     for (const vnString& text : texts)
-        vnWriteLine(textOf(text));
+        vnWriteLine(textOf(text.convertCtrlToText()));
+}
+
+// So much of the input can be taken back; beyond, a match ends with an error.
+constexpr unsigned int VN_MATCH_HISTORY = 1 << 24;
+
+struct Match
+{
+    bool isOk = false;
+    std::string error;
+    vnArray<vnString> pushed;
+};
+
+Match runRule(vnStringParser& parser, const std::string& rule, vnAdapter& input)
+{
+    Match match;
+    try
+    {
+        unsigned char ok = 0;
+        match.pushed = parser.parseArguments(rule.c_str(), &ok);
+        match.isOk = ok;
+        match.error = textOf(parser.getError());
+    }
+    catch (const vnFatalError& error)
+    {
+        match.error = textOf(error.getErrorString());
+    }
+    // What can't be read looks like the end of the input to the rules.
+    if (input->hasError())
+    {
+        match.isOk = false;
+        match.error = textOf(input->getError());
+    }
+    return match;
 }
 } // namespace
 
@@ -100,13 +150,15 @@ void vnRunTokens(vnArguments& arguments)
     const auto size = static_cast<unsigned int>(bytes.size());
     vnAdapter adapter(new vnSerializeAdapterMemory(bytes.data(), size));
     Place place;
-    unsigned int begin = 0;
-    for (lex.read(adapter); lex.getDataType() != VN_LEX_NONE; lex.read(adapter))
+    lex.read(adapter);
+    const bool isBigEndian = (adapter->getAdapterFlags() & VN_ADAPTER_BIG_ENDIAN) != 0; // as its mark told
+    unsigned int begin = markSizeOf(lex, bytes);
+    for (; lex.getDataType() != VN_LEX_NONE; lex.read(adapter))
     {
         vnWriteLine(std::to_string(place.line) + " " + std::to_string(place.column) + " " +
-                    nameOf(lex.getDataType()) + " " + valueOf(lex.getData()));
+                    nameOf(lex.getDataType()) + " " + valueOf(lex.getDataType(), lex.getData()));
         const unsigned int end = size - adapter->length();
-        place.advance(bytes.data() + begin, bytes.data() + end);
+        place.advance(bytes.data() + begin, bytes.data() + end, lex.getTokenSize(), isBigEndian);
         begin = end;
     }
 }
@@ -144,12 +196,12 @@ void vnRunMatch(vnArguments& arguments)
     parser.setTrace(trace);
     if (trace)
         vnMessage::setMessageLevel(VN_MESSAGE_DEBUG);
-    unsigned char ok = 0;
-    const vnArray<vnString> pushed = parser.parseArguments(words[1].c_str(), &ok);
-    const std::string error = textOf(parser.getError());
-    writeResult(ok ? "OK" : error.empty() ? "No Match" : error, parser.getTokenPos());
-    printLines(pushed);
+    parser.setMaxBufferSize(VN_MATCH_HISTORY);
+    const Match match = runRule(parser, words[1], input);
+    writeResult(match.isOk ? "OK" : match.error.empty() ? "No Match" : match.error, parser.getTokenPos());
+    printLines(match.pushed);
     vnFlushResults();
-    if (!ok)
-        throw vnFailure(error.empty() ? "'" + words[2] + "' does not match rule '" + words[1] + "'" : error);
+    if (!match.isOk)
+        throw vnFailure(match.error.empty() ? "'" + words[2] + "' does not match rule '" + words[1] + "'"
+                                            : match.error);
 }

@@ -3,6 +3,7 @@
 #include "vnInput.h"
 #include "vnTool.h"
 
+#include <vnBase/vnDirectory.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnString.h>
 
@@ -12,19 +13,26 @@
 
 namespace
 {
-// The name of the file that a URL opens; of other things there is none of that name.
+// The name of the file that a URL opens, also within other URLs. What opens no file may get the name of one
+// here; a copy between the two is refused then, which loses nothing.
 std::string fileOf(const std::string& url)
 {
+    const std::string inner = vnInnermostURL(url);
     vnString base, path, name;
-    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
-    return base == "file:" || base.isEmpty() ? (path + name).getString() : url;
+    vnSerializeAdapter::getURLBaseEncoding(inner.c_str(), &base, &path, &name, nullptr, nullptr);
+    if (base == "file:")
+        return (path + name).getString();
+    // What looks like a scheme and is none belongs to the name, as it was spelled.
+    vnString spelled(inner.substr(0, base.length()).c_str());
+    spelled.substitute('\\', '/');
+    return (spelled + path + name).getString();
 }
 
 // The file that an open source reads. It knows that itself: a name may be found in another folder.
 std::string fileOf(vnAdapter& source, const std::string& url)
 {
     const auto* file = dynamic_cast<const vnSerializeAdapterFile*>(source.get());
-    return file ? file->getFileName().getString() : fileOf(url);
+    return (file ? file->getFileName() : vnDirectory::getExtendedFileName(fileOf(url).c_str())).getString();
 }
 
 bool isSameFile(const std::string& left, const std::string& right)
@@ -66,8 +74,12 @@ void vnRunCopy(vnArguments& arguments)
 void vnRunUrl(vnArguments& arguments)
 {
     const std::string url = arguments.takeOperands(1, 1)[0];
+    vnCheckURL(url);
     vnString parts[4];
-    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &parts[0], &parts[1], &parts[2], &parts[3], nullptr);
+    unsigned char isValid = 0;
+    vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &parts[0], &parts[1], &parts[2], &parts[3], &isValid);
+    if (!isValid)
+        throw vnFailure("'" + url + "' is no valid URL of the scheme " + parts[0].getString());
     for (const vnString& part : parts)
         vnWriteLine(part.getString());
 }

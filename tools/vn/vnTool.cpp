@@ -24,15 +24,21 @@ const std::vector<vnCommand>& vnCommands()
         {"match", "RULES-URL RULE INPUT-URL [--trace]", "match input against a grammar",
          "The rules can use fPush and the other functions of scanning. Prints OK, No Match or the error, "
          "then\n"
-         "the number of characters consumed, then what was pushed, a line each. --trace shows the walk.\n",
+         "the number of characters consumed, then what was pushed, a line each, with control characters\n"
+         "written as \\n and the like. An input that can't be read to its end is an error. The rules fHex, "
+         "fStr,\n"
+         "fToken and fEnd are there; RULES-URL can replace them. --trace shows the walk.\n",
          vnRunMatch},
         {"scan", "FORMAT TEXT", "take a text apart by a format of scanning",
-         "Prints each piece on a line of its own; a text that does not match is a failure.\n"
+         "Prints each piece on a line of its own, with control characters written as \\n and the like; a "
+         "text\n"
+         "that does not match is a failure.\n"
          "    vn scan '%i = %l x %l' 'size = 640 x 480'\n",
          vnRunScan},
         {"tokens", "[--strings] [--set] [--utf8] URL", "show the tokens of a text",
          "Prints line, column, kind and value of each. --strings reads quoted texts, --set sets in square\n"
-         "brackets, --utf8 characters of UTF-8. Columns count bytes.\n",
+         "brackets, --utf8 characters of UTF-8. Columns count bytes, of\n"
+         "16-bit text its units; a byte order mark is left out.\n",
          vnRunTokens},
         {"url", "URL", "split a URL", "Prints base, path, name and attributes, a line each.\n", vnRunUrl},
         {"value", "TYPE TEXT", "show the bytes of a dynamic value on the wire",
