@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapter.h>
 
+#include "vnThreadScratch.h"
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -19,12 +21,6 @@ constexpr unsigned int VN_PROBE_CHUNK = 65536;
 // The store takes no more than this ahead on a hint, whatever the hint claims: it grows by half of itself
 // anyway.
 constexpr unsigned int VN_LARGEST_CHUNK = 1048576;
-
-vnDynamicArray<unsigned char>& scratchOfThread()
-{
-    static thread_local vnDynamicArray<unsigned char> scratch(VN_PROBE_CHUNK);
-    return scratch;
-}
 } // namespace
 
 vnSerializeAdapter::vnSerializeAdapter() = default;
@@ -147,11 +143,9 @@ void vnSerializeAdapter::pushBackAdapterData()
 {
     if (length_imp() == 0)
         return;
-    // Taken away from the thread meanwhile: a source that reads another adapter may come here again.
-    vnDynamicArray<unsigned char> scratch(std::move(scratchOfThread()));
+    vnThreadScratch<unsigned char, VN_PROBE_CHUNK, struct GatheredData> scratch;
     // What is pushed back already comes first, so all of it passes through.
-    gather(scratch, length());
-    scratchOfThread().swap(scratch);
+    gather(*scratch, length());
 }
 
 unsigned int vnSerializeAdapter::length()

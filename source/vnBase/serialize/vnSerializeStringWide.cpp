@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeString.h>
 
-#include <vnBase/vnDynamicArray.h>
-
-#include <utility>
+#include "vnThreadScratch.h"
 
 namespace
 {
@@ -50,12 +48,6 @@ void writeUnits(vnSerializeAdapter* adapter, const Units& units, unsigned char b
         encodeUnit(units.begin[i], bigEndian, bytes + 2 * i);
     adapter->write(bytes, 2 * units.count);
 }
-
-vnDynamicArray<char16_t>& scratchOfThread()
-{
-    static thread_local vnDynamicArray<char16_t> scratch(chunkUnits);
-    return scratch;
-}
 } // namespace
 
 void vnSerializeStringWide::write(vnSerializeAdapter* adapter)
@@ -68,8 +60,8 @@ void vnSerializeStringWide::write(vnSerializeAdapter* adapter)
 
 void vnSerializeStringWide::read(vnSerializeAdapter* adapter)
 {
-    // Taken away from the thread meanwhile: a source may read a wide text itself when it is read.
-    vnDynamicArray<char16_t> units(std::move(scratchOfThread()));
+    vnThreadScratch<char16_t, chunkUnits, struct WideText> scratch;
+    vnDynamicArray<char16_t>& units = *scratch;
     unsigned int count = 0;
     while (adapter->hasData())
     {
@@ -83,7 +75,6 @@ void vnSerializeStringWide::read(vnSerializeAdapter* adapter)
         count = (count + 1) % unitLimit;
     }
     m_text = vnString(units.data(), static_cast<unsigned short>(count), 0);
-    scratchOfThread().swap(units);
 }
 
 void vnSerializeStringWide::pushBack(vnSerializeAdapter* adapter)
