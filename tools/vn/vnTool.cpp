@@ -19,6 +19,7 @@ const std::vector<vnCommand>& vnCommands()
          "Up to 16 arguments. Digits with an optional sign that fit 64 bits are an integer, digits with a "
          "point or\n"
          "an exponent are a number, anything else is a string; so is what stands behind a leading \"=\".\n"
+         "No word is an option, nor is --.\n"
          "    vn format '%-8s|%5d|%x' name 42 255\n",
          vnRunFormat},
         {"match", "RULES-URL RULE INPUT-URL [--trace]", "match input against a grammar",
@@ -32,7 +33,7 @@ const std::vector<vnCommand>& vnCommands()
         {"scan", "FORMAT TEXT", "take a text apart by a format of scanning",
          "Prints each piece on a line of its own, with control characters written as \\n and the like; a "
          "text\n"
-         "that does not match is a failure.\n"
+         "that does not match is a failure. No word is an option, nor is --.\n"
          "    vn scan '%i = %l x %l' 'size = 640 x 480'\n",
          vnRunScan},
         {"tokens", "[--strings] [--set] [--utf8] URL", "show the tokens of a text",
@@ -43,6 +44,7 @@ const std::vector<vnCommand>& vnCommands()
         {"url", "URL", "split a URL", "Prints base, path, name and attributes, a line each.\n", vnRunUrl},
         {"value", "TYPE TEXT", "show the bytes of a dynamic value on the wire",
          "TYPE is num, llnum, str, void, error, guid, vec2, vec3, vec4 or array.\n"
+         "No word is an option, nor is --.\n"
          "    vn value vec2 1,2.5\n"
          "    vn value array \"[1, 'a', [yes]]\"\n",
          vnRunValue},
