@@ -87,6 +87,40 @@ TEST(vnURLCopy, CopiesAllThatTheSourceHas)
     EXPECT_TRUE(copyAdapters(&destination, &source, nullptr)); // of no data
 }
 
+TEST(vnURLCopy, RefusesToCopyAnAdapterToItself)
+{
+    vnSerializeAdapterString text;
+    text = "text";
+    vnString error;
+    EXPECT_FALSE(copyAdapters(&text, &text, &error));
+    EXPECT_EQ(error, "Source and destination are one adapter");
+    EXPECT_EQ(vnString(text), "text");
+}
+
+// Flushing a memory adapter empties it.
+TEST(vnURLCopy, LeavesADestinationUnflushedThatSomebodyElseHolds)
+{
+    class Holding : public vnSerializeURLManagerInterface
+    {
+    public:
+        vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
+                                          vnString*) override
+        {
+            return held;
+        }
+        unsigned char block[8] = {};
+        vnRefPointer<vnSerializeAdapter> held{new vnSerializeAdapterMemory(block, sizeof block)};
+    };
+    const vnRefPointer<Holding> manager(new Holding);
+    vnSerializeAdapter::registerURLManager("held", manager);
+    const vnTempFolder folder;
+    EXPECT_TRUE(copyAdapters("held:a", folder.write("a.txt", "abc"), nullptr));
+    EXPECT_EQ(manager->held->length(), 5u);
+    manager->held->seek(0, VN_ORIGIN_SET);
+    EXPECT_EQ(manager->held->read(), 'a');
+    vnSerializeAdapter::unregisterURLManager("held", manager);
+}
+
 TEST(vnURLCopy, CopiesInBlocksOfBoundedSize)
 {
     std::string data(1048577, 'x');

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnURL.h>
 
+#include "vnThreadScratch.h"
 #include "vnURLDispatch.h"
 #include "vnURLParts.h"
 
@@ -48,31 +49,7 @@ unsigned char refuse(vnString* error, const char* text)
     return 0;
 }
 
-vnDynamicArray<unsigned char>& scratchOfThread()
-{
-    static thread_local vnDynamicArray<unsigned char> scratch(1);
-    return scratch;
-}
-
-// Takes the scratch of the thread away meanwhile: an adapter may copy others when it is read or written.
-class Scratch
-{
-public:
-    Scratch() : m_bytes(std::move(scratchOfThread())) {}
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-    ~Scratch() { scratchOfThread().swap(m_bytes); }
-
-    unsigned char* get(unsigned int size)
-    {
-        if (m_bytes.getSize() < size)
-            m_bytes.setSize(size);
-        return m_bytes.data();
-    }
-
-private:
-    vnDynamicArray<unsigned char> m_bytes;
-};
+using Scratch = vnThreadScratch<unsigned char, 1, struct CopiedBlock>;
 
 // One step of a copy; the number of bytes that came.
 unsigned int copySome(vnSerializeAdapter* destination, vnSerializeAdapter* source, Scratch& scratch)
@@ -86,10 +63,11 @@ unsigned int copySome(vnSerializeAdapter* destination, vnSerializeAdapter* sourc
             destination->write(byte);
         return 1;
     }
-    unsigned char* block = scratch.get(length);
-    const unsigned int count = source->read(block, length);
+    if (scratch->getSize() < length)
+        scratch->setSize(length);
+    const unsigned int count = source->read(scratch->data(), length);
     if (count > 0)
-        destination->write(block, count);
+        destination->write(scratch->data(), count);
     return count;
 }
 
@@ -126,6 +104,8 @@ unsigned char copyAdapters(vnSerializeAdapter* destination, vnSerializeAdapter* 
         return refuse(error, "No valid destination adapter");
     if (!source)
         return refuse(error, "No valid source adapter");
+    if (destination == source) // it would get as much as it gives, without an end
+        return refuse(error, "Source and destination are one adapter");
     Scratch scratch;
     bool isStuck = false;
     while (!isStuck && !source->hasError() && !destination->hasError() && source->hasData())
@@ -147,8 +127,9 @@ unsigned char copyAdapters(const vnString& destination, const vnString& source, 
     if (!to || hasFailed(to.get(), error) || !copyAdapters(to.get(), from.get(), error))
         return 0;
     // Nobody sees this adapter again, so what can't be written has to be told now. The adapter of somebody
-    // else is left as it is.
-    if (!to.isBorrowed())
+    // else is left as it is: one in memory would lose the copy.
+    const bool isHeldByOthers = to.isBorrowed() || to->getRef() > 1;
+    if (!isHeldByOthers)
         to->flush();
     return !hasFailed(to.get(), error);
 }
