@@ -78,18 +78,29 @@ public:
         vnSerializeAdapter::unregisterURLManager(m_scheme, this);
         unrefNoDelete();
     }
-    vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction, vnUInt64, const vnString&,
-                                      vnString*) override
+    vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction newAction, vnUInt64 newFlags,
+                                      const vnString& newPassword, vnString* newError) override
     {
         asked += url + ";";
+        action = newAction;
+        flags = newFlags;
+        password = newPassword;
+        error = newError;
         if (again)
             return vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT);
+        if (!forward.isEmpty())
+            return vnSerializeAdapter::getURLAdapter(forward, newAction, newFlags);
         return std::exchange(answer, nullptr);
     }
 
     vnSerializeAdapter* answer = nullptr;
     bool again = false;
+    vnString forward;
     vnString asked;
+    vnSerializeAction action = VN_SERIALIZE_APPEND;
+    vnUInt64 flags = 0;
+    vnString password;
+    vnString* error = nullptr;
 
 private:
     vnString m_scheme;
@@ -208,6 +219,23 @@ TEST(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
     named->checkDelete();
 }
 
+TEST(vnURLAdapter, NeverDeletesAnAdapterThatAManagerGotByItsAddress)
+{
+    auto* named = new Counted;
+    Manager outer("outer"), inner("inner");
+    outer.forward = "inner:x";
+    inner.forward = urlOf("adapt:", named);
+    const vnTempFolder folder;
+    EXPECT_TRUE(vnURLExist("outer:a"));
+    EXPECT_TRUE(copyAdapters("outer:a", folder.write("a.txt", "abc"), nullptr));
+    EXPECT_EQ(readAll(named), "abc");
+    named->setError("broken");
+    EXPECT_EQ(failure("outer:a").substr(0, 42), "URL Adapter (outer:a) Error:Could not open"); // as a file
+    EXPECT_EQ(Counted::s_alive, 1);
+    named->checkDelete();
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
 TEST(vnURLAdapter, OpensTheConsole)
 {
     const Adapter adapter(open("con:"));
@@ -257,6 +285,11 @@ TEST(vnURLAdapter, TellsWhatFailed)
         {"{}", "Unknown GUID URL in getAdapter"},
         {"file:/a/{no guid}", "Unknown GUID URLName in getAdapter"},
         {"cache:1", "Wrong syntax in (cache:offset,len,url) adapter arguments (cache:1)"},
+        {"http://host/a", "Could not create URL Adapter 'http://host/a'"},
+        {"udp:host,1", "Could not create URL Adapter 'udp:host,1'"},
+        {"tcp:host,1", "Could not create URL Adapter 'tcp:host,1'"},
+        {"pipe:name", "Could not create URL Adapter 'pipe:name'"},
+        {"psrv:name", "Could not create URL Adapter 'psrv:name'"},
         {"zip:a.zip", "Wrong syntax in (zip:{archive url},file) adapter arguments (zip:a.zip)"},
         {"/no/such/file",
          "URL Adapter (/no/such/file) Error:Could not open '/no/such/file' for reading (No such "
@@ -264,6 +297,38 @@ TEST(vnURLAdapter, TellsWhatFailed)
     };
     for (const auto& row : rows)
         EXPECT_EQ(failure(row.url), row.text) << row.url;
+}
+
+TEST(vnURLAdapter, MakesNoFileOfASchemeThatItCanNotOpen)
+{
+    const vnTempFolder folder;
+    const std::filesystem::path old = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path("").getString());
+    for (const char* url : {"http:a", "udp:a", "tcp:a", "pipe:a", "psrv:a"})
+        EXPECT_EQ(failure(url, VN_SERIALIZE_OUTPUT),
+                  std::string("Could not create URL Adapter '") + url + "'");
+    EXPECT_TRUE(std::filesystem::is_empty("."));
+    std::filesystem::current_path(old);
+}
+
+TEST(vnURLAdapter, HandsOutTranslatedFailures)
+{
+    class Brackets : public vnMessageTranslatorInterface
+    {
+    public:
+        Brackets() { vnMessage::setMessageTranslator(this); }
+        ~Brackets() noexcept(false) override { vnMessage::setMessageTranslator(nullptr); }
+        vnString translate(const vnString& sender, vnMessageLevel, const vnString& text) override
+        {
+            return sender == "VantorSDK" ? vnString("<") + text + ">" : text;
+        }
+        void setTranslation(const vnString&, const vnString&, const vnString&, const vnString&) override {}
+    };
+    Brackets brackets;
+    EXPECT_EQ(failure("mem:1"), "<Wrong syntax in (mem:address,len) adapter arguments (mem:1)>");
+    vnString error;
+    EXPECT_FALSE(copyAdapters("con:", "adapt:0", &error, VN_ADAPTER_SILENT, VN_ADAPTER_SILENT));
+    EXPECT_EQ(error, "<Could not create URL Adapter 'adapt:0'>");
 }
 
 TEST(vnURLAdapter, PostsFailuresUnlessSilent)
@@ -275,6 +340,12 @@ TEST(vnURLAdapter, PostsFailuresUnlessSilent)
     EXPECT_EQ(vnSerializeAdapter::getURLAdapter("", VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT), nullptr);
     EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|4000|Empty URL name in getAdapter",
                                       "VantorSDK|4800|Unknown GUID URL in getAdapter"}));
+    for (const char* url : {"file:/a/{no guid}", "adapt:x", "adapt:0"})
+        EXPECT_EQ(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT), nullptr) << url;
+    EXPECT_EQ(recorder.take(),
+              (Lines{"VantorSDK|4800|Unknown GUID URLName in getAdapter",
+                     "VantorSDK|4000|Wrong syntax in (adapt:address) adapter arguments (adapt:x)",
+                     "VantorSDK|4000|Could not create URL Adapter 'adapt:0'"}));
 }
 
 TEST(vnURLAdapter, OpensWhatAGUIDStandsFor)
@@ -312,6 +383,10 @@ TEST(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
         vnGuidStringDict::enter(guid, longest.c_str());
         EXPECT_EQ(failure(url), "Too long URL in getAdapter") << tail;
     }
+    Recorder recorder;
+    EXPECT_EQ(vnSerializeAdapter::getURLAdapter(vnString("file:/no/") + name + "?x", VN_SERIALIZE_INPUT),
+              nullptr);
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Too long URL in getAdapter"});
     vnGuidStringDict::remove(guid);
 }
 
@@ -332,6 +407,47 @@ TEST(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
     EXPECT_EQ(first.asked, vnString("file:") + path + "?x;file:" + path + ";");
     EXPECT_EQ(readAll(Adapter(open(vnString("file:") + path))), "abc"); // both decline
     EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(vnURLAdapter, TellsManagersWhatWasAsked)
+{
+    Manager manager("myscheme"), cache("cache");
+    vnString error;
+    manager.answer = new Counted;
+    const Adapter adapter(vnSerializeAdapter::getURLAdapter(
+        "myscheme:a", VN_SERIALIZE_OUTPUT, 0x100000000 | VN_ADAPTER_SILENT, "secret", &error));
+    EXPECT_TRUE(adapter);
+    EXPECT_EQ(manager.action, VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(manager.flags, 0x100000000 | VN_ADAPTER_SILENT);
+    EXPECT_EQ(manager.password, "secret");
+    EXPECT_EQ(manager.error, &error);
+    // What stood in front of the scheme has moved.
+    EXPECT_FALSE(Adapter(open("http://host/cache:0,9,file")));
+    EXPECT_EQ(cache.asked, "cache:0,9,http://host/file;");
+}
+
+TEST(vnURLAdapter, HoldsTheManagersThatAreRegistered)
+{
+    class Dying : public vnSerializeURLManagerInterface
+    {
+    public:
+        explicit Dying(bool& isGone) : m_isGone(isGone) {}
+        ~Dying() noexcept(false) override { m_isGone = true; }
+        vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
+                                          vnString*) override
+        {
+            return new Counted;
+        }
+
+    private:
+        bool& m_isGone;
+    };
+    bool isGone = false;
+    vnSerializeAdapter::registerURLManager("myscheme", new Dying(isGone));
+    EXPECT_TRUE(Adapter(open("myscheme:a")));
+    EXPECT_FALSE(isGone);
+    vnSerializeAdapter::unregisterURLManager("myscheme", vnSerializeAdapter::getURLManager("myscheme:"));
+    EXPECT_TRUE(isGone);
 }
 
 TEST(vnURLAdapter, DeletesAnAdapterWithAnError)

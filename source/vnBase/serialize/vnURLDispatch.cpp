@@ -11,6 +11,7 @@
 #include <atomic>
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace
 {
@@ -50,6 +51,8 @@ Created openFile(const vnURLParts& parts, const vnURLRequest& request)
 
 Created openNameWithoutScheme(const vnURLParts& parts, const vnURLRequest& request)
 {
+    // A purl URL without its parts has only its text: no manager has taken it, so that it is the name of a
+    // file.
     const vnString name = parts.isValid ? parts.getSpelledBase() + parts.path + parts.name : parts.text;
     return vnOpenedAdapter(
         new vnSerializeAdapterFile(name, request.action, isAppending(parts), request.flags));
@@ -150,13 +153,29 @@ Created openByScheme(const vnURLParts& parts, const vnURLRequest& request)
     return openNameWithoutScheme(parts, request);
 }
 
+// The last adapter that was handed out by its address. A manager that opens an "adapt:" URL passes it on as a
+// plain pointer, and nobody could tell it from a new one, which is deleted when it is not wanted.
+thread_local vnSerializeAdapter* s_borrowed = nullptr;
+
+// Asks a manager, which may open further URLs.
+vnOpenedAdapter ask(vnSerializeURLManagerInterface& manager, const vnURLParts& parts,
+                    const vnURLRequest& request)
+{
+    vnSerializeAdapter* const before = std::exchange(s_borrowed, nullptr);
+    // The URL is the one that was rewritten: "cache:" stands in front, GUIDs are replaced.
+    vnSerializeAdapter* const adapter =
+        manager.getURLAdapter(parts.text, request.action, request.flags, request.password, request.error);
+    const bool isBorrowed = adapter && adapter == s_borrowed;
+    s_borrowed = before;
+    return vnOpenedAdapter(adapter, isBorrowed);
+}
+
 vnOpenedAdapter openByManager(const vnURLParts& parts, const vnURLRequest& request)
 {
     vnRefPointer<vnSerializeURLManagerInterface> manager; // it may unregister itself when it is asked
     while ((manager = vnSerializeAdapter::getURLManager(parts.base, manager)))
-        if (vnSerializeAdapter* adapter = manager->getURLAdapter(parts.text, request.action, request.flags,
-                                                                 request.password, request.error))
-            return vnOpenedAdapter(adapter);
+        if (vnOpenedAdapter opened = ask(*manager, parts, request))
+            return opened;
     return vnOpenedAdapter();
 }
 
@@ -245,7 +264,10 @@ vnSerializeAdapter* vnSerializeAdapter::getURLAdapter(const vnString& url, vnSer
                                                       vnUInt64 flags, const vnString& password,
                                                       vnString* error)
 {
-    return vnOpenURL(url, {action, flags, password, error}).release();
+    vnOpenedAdapter opened = vnOpenURL(url, {action, flags, password, error});
+    if (opened.isBorrowed())
+        s_borrowed = opened.get();
+    return opened.release();
 }
 
 unsigned int vnSerializeAdapter::getMaxURLDepth() noexcept

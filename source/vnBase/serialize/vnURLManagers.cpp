@@ -88,6 +88,10 @@ Registry* getRegistry()
     return registry.isValidMemory() ? &registry : nullptr;
 }
 
+// Made at the start at the latest. The first look-up may come when references are cleaned up, and must not
+// wait for the list of these then.
+[[maybe_unused]] const Registry* const s_started = getRegistry();
+
 vnString ordinary(const vnString& text)
 {
     return vnStringOf(vnViewOf(text));
