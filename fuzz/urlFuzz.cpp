@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
+#include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnURL.h>
 
@@ -63,6 +64,9 @@ void checkGlue(const Parts& parts)
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
+    // What GUIDs stand for is split, too; the second one names itself.
+    vnGuidStringDict::enter(vnGUID(1ull, 2), "http://host/cache:0,9,dir/file.txt?a=1");
+    vnGuidStringDict::enter(vnGUID(3ull, 4), vnString("purl:prefix,") + vnString(vnGUID(3ull, 4).asString()));
     return 0;
 }
 
