@@ -203,8 +203,12 @@ public:
     ///     dummy:size            for reading, that many random bytes
     ///     anything else         the file of that name, with the flags given
     ///
-    /// Addresses are trusted. A GUID in braces stands for the URL, or for the last component of a path, that
-    /// was entered for it in `vnGuidStringDict`. Parts of the URL, password and flags are set on the adapter.
+    /// The schemes "pipe:", "psrv:", "http:", "udp:" and "tcp:" need a manager; without one they fail.
+    ///
+    /// The adapter of an "adapt:" URL may have the count 0, too, when it is a member or stands on a stack: a
+    /// `vnRefPointer` would delete it, unless its owner holds it by `ref()`. Addresses are trusted. A GUID in
+    /// braces stands for the URL, or for the last component of a path, that was entered for it in
+    /// `vnGuidStringDict`. Parts of the URL, password and flags are set on the adapter.
     ///
     /// A failure is posted as a message, unless the flags hold `VN_ADAPTER_SILENT`, and its translated text
     /// goes to `error` if that is not null. An adapter that reports an error when it was made is deleted, and
@@ -232,8 +236,9 @@ public:
 
     /// Adds a manager behind those registered for this scheme before, and takes it out again. Letters of
     /// either case, with or without the colon; a null manager is ignored, and so is one that is registered
-    /// for the scheme already. The registry holds a reference on the manager. It takes no lock: register
-    /// before threads open URLs.
+    /// for the scheme already. The registry holds a reference on the manager: one that is a member or stands
+    /// on a stack needs a reference of its owner, or it is deleted when it is taken out. The registry takes
+    /// no lock: register before threads open URLs.
     static void registerURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
     static void unregisterURLManager(const vnString& scheme, vnSerializeURLManagerInterface* manager);
 
