@@ -58,6 +58,36 @@ TEST(vnUniqueString, KnowsTheFixedTexts)
     EXPECT_EQ(early.getUniqueID(), 4000u);
 }
 
+TEST(vnUniqueString, GivesTextsOfIdsThatArriveOnAStream)
+{
+    vnString text("kept");
+    vnUniqueString::setRefuseUnknownIds(1);
+    for (const unsigned short id : {0, 45000})
+        EXPECT_EQ(vnUniqueString::getStreamText(id, text), 0) << id;
+    EXPECT_EQ(text, "kept");
+    EXPECT_TRUE(vnUniqueString::isFreeId(45000));
+    EXPECT_EQ(vnUniqueString::getStreamText(4000, text), 1);
+    EXPECT_EQ(text, "interned early");
+    vnUniqueString::setRefuseUnknownIds(0);
+    EXPECT_IN_A_PROCESS(vnUniqueString::getStreamText(45000, text) && text == "Unique(45000)" &&
+                        !vnUniqueString::isFreeId(45000));
+}
+
+// An id without a text can't get one that another id has.
+TEST(vnUniqueString, ThrowsWhenTheTextOfAnUnknownIdIsTaken)
+{
+    EXPECT_IN_A_PROCESS(
+        []
+        {
+            const vnUniqueString taken("Unique(45000)", 45001);
+            vnString text("before");
+            const std::string error = errorOf([&] { vnUniqueString::getStreamText(45000, text); });
+            return error == "Bad unique string (\"Unique(45000)\":45000). String already used with ID "
+                            "(\"Unique(45000)\":45001)" &&
+                   text == "Unique(45000)"; // not what it was before
+        }());
+}
+
 TEST(vnUniqueString, KeepsOneTextForEqualStrings)
 {
     vnUniqueString first("one text");
