@@ -11,6 +11,7 @@
 #include <vnBase/vnBlock.h>
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnCompareInterface.h>
+#include <vnBase/vnCompress.h>
 #include <vnBase/vnConfig.h>
 #include <vnBase/vnConsole.h>
 #include <vnBase/vnDebugInterface.h>
@@ -58,6 +59,10 @@
 #include <vnBase/vnRegKeyExpandParser.h>
 #include <vnBase/vnSemaphore.h>
 #include <vnBase/vnSerializeAdapter.h>
+#include <vnBase/vnSerializeAdapterBCDEncoder.h>
+#include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterCompress.h>
+#include <vnBase/vnSerializeAdapterEncoder.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterFilter.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
