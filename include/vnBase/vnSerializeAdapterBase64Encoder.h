@@ -3,6 +3,8 @@
 
 #include <vnBase/vnSerializeAdapterFilter.h>
 
+class vnTextSource;
+
 /// Writes bytes as base64 text into its target, and reads them from such text.
 ///
 ///     vnRefPointer<vnSerializeAdapter> out(new vnSerializeAdapterBase64Encoder(file));
@@ -50,6 +52,8 @@ protected:
 
 private:
     bool hasGroup();
+    bool readGroup(vnTextSource& source, unsigned int wanted);
+    unsigned int takePending(unsigned char* to, unsigned int count);
 
     unsigned int m_pendingRead = 0; // bytes of the group, the next one highest
     unsigned int m_readBits = 0;

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vnAdapterWindow.h"
+
+#include <vnBase/vnSerializeLex.h>
+
+#include <algorithm>
+
+// How many bytes a character of the text in `adapter` takes.
+inline unsigned int vnCharacterSize(const vnSerializeAdapter& adapter)
+{
+    return adapter.getAdapterFlags() & VN_ADAPTER_UNICODE ? 2 : 1;
+}
+
+// The characters of a text in an adapter, as far as the adapter has them in memory or a piece read from it.
+// Only what was used is missing from the adapter after `release()`.
+class vnTextSource
+{
+public:
+    explicit vnTextSource(vnSerializeAdapter& adapter)
+        : m_adapter(adapter), m_characterSize(vnCharacterSize(adapter))
+    {
+    }
+    vnTextSource(const vnTextSource&) = delete;
+    vnTextSource& operator=(const vnTextSource&) = delete;
+
+    // The bytes at hand, for loops that look at many at once.
+    const unsigned char* getNext() const noexcept { return m_next; }
+    const unsigned char* getEnd() const noexcept { return m_end; }
+    void moveTo(const unsigned char* next) noexcept { m_next = next; }
+    unsigned int getCharacterSize() const noexcept { return m_characterSize; }
+
+    // The next character above 32; negative at the end. `wanted` is how many bytes will be needed at least.
+    int get(unsigned int wanted)
+    {
+        while (m_next != m_end || fill(wanted))
+        {
+            const unsigned char first = *m_next++;
+            m_last.bytes[0] = first;
+            m_last.size = 1;
+            if (m_characterSize == 2 && (m_next != m_end || fill(1)))
+                m_last.bytes[m_last.size++] = *m_next++;
+            if (first > ' ')
+                return first;
+        }
+        return -1;
+    }
+
+    // Gives back what was not used.
+    void release()
+    {
+        if (m_isWindow)
+            vnAdapterWindow::advance(m_adapter, m_next);
+        else if (m_next != m_end)
+            vnAdapterWindow::unread(m_adapter, m_next, static_cast<unsigned int>(m_end - m_next));
+        m_isWindow = false;
+        m_next = m_end = m_piece;
+    }
+
+    // The last character, which can be given back also when others were looked at behind it.
+    struct Mark
+    {
+        unsigned char bytes[2];
+        unsigned int size;
+    };
+    const Mark& getLast() const noexcept { return m_last; }
+
+    // Gives back a character, behind which white space only was taken.
+    void release(const Mark& character)
+    {
+        release();
+        vnAdapterWindow::unread(m_adapter, character.bytes, character.size);
+    }
+
+    // Whether two characters come that nothing stands between but white space; takes what stands before them:
+    // white space, and a terminator with the single character before it.
+    bool hasPair(unsigned char terminator)
+    {
+        if (isPairOpen(terminator))
+            return true;
+        for (;;)
+        {
+            int character = get(2 * m_characterSize);
+            if (character == terminator)
+                continue;
+            if (character < 0)
+                return false;
+            const Mark first = m_last;
+            character = get(m_characterSize);
+            if (character == terminator)
+                continue;
+            character < 0 ? release() : release(Mark(m_last));
+            release(first);
+            return character >= 0;
+        }
+    }
+
+private:
+    static constexpr unsigned int VN_PIECE = 4096;
+
+    bool isPairOpen(unsigned char terminator) const
+    {
+        const unsigned char* next = vnAdapterWindow::next(m_adapter);
+        const auto isText = [terminator](unsigned char byte) { return byte > ' ' && byte != terminator; };
+        return vnAdapterWindow::end(m_adapter) - next >= static_cast<std::ptrdiff_t>(2 * m_characterSize) &&
+               isText(next[0]) && isText(next[m_characterSize]);
+    }
+
+    // Takes the next bytes at hand when those before are used up; answers 0 at the end.
+    bool fill(unsigned int wanted)
+    {
+        release();
+        if (!m_adapter.hasData())
+            return false;
+        m_isWindow = vnAdapterWindow::next(m_adapter) != vnAdapterWindow::end(m_adapter);
+        if (m_isWindow)
+        {
+            m_next = vnAdapterWindow::next(m_adapter);
+            m_end = vnAdapterWindow::end(m_adapter);
+            return true;
+        }
+        // No more than is there: the adapter may wait for the rest.
+        const unsigned int most = std::min(wanted, VN_PIECE);
+        m_end = m_piece + m_adapter.read(m_piece, std::clamp(m_adapter.length(), 1u, most));
+        return m_next != m_end;
+    }
+
+    vnSerializeAdapter& m_adapter;
+    const unsigned int m_characterSize;
+    bool m_isWindow = false;
+    Mark m_last{};
+    unsigned char m_piece[VN_PIECE];
+    const unsigned char* m_next = m_piece;
+    const unsigned char* m_end = m_piece;
+};
