@@ -234,4 +234,52 @@ check "no integer with two signs" 1 "" value llnum +-1
 check "no type" 2 "" value number 1
 check "no text" 2 "" value num
 
+# encodes WHAT FORMAT PLAIN ENCODED: files, both ways.
+encodes()
+{
+    check "$1, encoded" 0 "" encode "$2" "$3" encoded
+    same "$1, encoded" "$4" encoded
+    check "$1, decoded" 0 "" decode "$2" "$4" decoded
+    same "$1, decoded" "$3" decoded
+}
+
+printf Ma > plain
+check "base64" 0 TWE encode base64 plain -
+check "hexadecimal" 0 4D61 encode hex plain -
+check "standard streams" 0 Ma decode base64 - - < <("$vn" encode base64 - - < plain)
+check "scrambled" 0 Ma decode scramble:7 - - < <("$vn" encode scramble:7 plain -)
+check "half a byte" 1 "Ma" decode hex - - < <(printf '4d 61 7')
+check "what is not compressed" 1 "" decode compress plain -
+check "a file onto itself" 1 "" encode hex plain plain
+check "no format" 2 "" encode base63 plain -
+check "no key" 2 "" encode scramble:-1 plain -
+
+# Against the tools of the system, which want padding and write lines.
+head -c 50000001 /dev/urandom > plain
+base64 -w0 plain | tr -d = > text
+encodes "50 MB as base64" base64 plain text
+head -c 50000000 plain > part
+for file in plain part; do
+    "$vn" encode base64 $file encoded
+    while (( $(stat -c %s encoded) % 4 )); do printf = >> encoded; done
+    base64 -d encoded > decoded || failures=$((failures + 1))
+    same "50 MB for base64 -d" $file decoded
+done
+base64 plain > text
+check "lines of base64" 0 "" decode base64 text decoded; same "lines of base64" plain decoded
+od -An -v -tx1 plain > lines
+tr -d ' \n' < lines | tr a-f A-F > text
+encodes "50 MB as hexadecimal text" hex plain text
+check "lines of hexadecimal text" 0 "" decode hex lines decoded; same "lines of hexadecimal text" plain decoded
+if command -v xxd > tool; then
+    xxd -r -p text > decoded; same "50 MB for xxd" plain decoded
+fi
+head -c 3000000 plain > part
+"$vn" encode compress - blocks < part
+check "three blocks" 0 "" decode compress blocks decoded; same "three blocks" part decoded
+head -c 1000000 part > first
+"$vn" encode compress first block
+head -c "$(stat -c %s block)" blocks > encoded; same "a block per 1000000 bytes" block encoded
+rm -f plain text lines encoded decoded part first block blocks
+
 [[ $failures == 0 ]]

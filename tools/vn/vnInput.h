@@ -28,6 +28,10 @@ vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action);
 /// Throws `vnFailure` when the adapter has an error.
 void vnCheckError(vnAdapter& adapter);
 
+/// Throws `vnFailure` when `source`, opened by the URL `from`, reads the file that `to` names: opening that
+/// for output would empty it.
+void vnCheckDistinct(vnAdapter& source, const std::string& from, const std::string& to);
+
 /// All that a URL holds.
 std::vector<unsigned char> vnReadURL(const std::string& url);
 

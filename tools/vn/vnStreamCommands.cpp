@@ -44,6 +44,12 @@ bool isSameFile(const std::string& left, const std::string& right)
 }
 } // namespace
 
+void vnCheckDistinct(vnAdapter& source, const std::string& from, const std::string& to)
+{
+    if (from != "-" && to != "-" && isSameFile(fileOf(source, from), fileOf(to)))
+        throw vnFailure("'" + from + "' and '" + to + "' are one file");
+}
+
 void vnRunCat(vnArguments& arguments)
 {
     for (const std::string& url : arguments.takeOperands(1, SIZE_MAX))
@@ -57,9 +63,7 @@ void vnRunCopy(vnArguments& arguments)
 {
     const std::vector<std::string> urls = arguments.takeOperands(2, 2);
     vnAdapter source = vnOpenURL(urls[0], VN_SERIALIZE_INPUT);
-    // Opening the target empties it, so that the source would be lost.
-    if (isSameFile(fileOf(source, urls[0]), fileOf(urls[1])))
-        throw vnFailure("'" + urls[0] + "' and '" + urls[1] + "' are one file");
+    vnCheckDistinct(source, urls[0], urls[1]);
     vnAdapter target = vnOpenURL(urls[1], VN_SERIALIZE_OUTPUT);
     vnForEachBlock(source, "copy",
                    [&target](unsigned char* data, unsigned int size)

@@ -15,6 +15,16 @@ const std::vector<vnCommand>& vnCommands()
          "What the target held before is lost. A file is not copied onto itself.\n"
          "    vn copy dummy:1000000 file:noise.bin\n",
          vnRunCopy},
+        {"decode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL", "undo what encode did",
+         "\"-\" stands for standard input or standard output.\n"
+         "    vn decode base64 mail.txt picture.png\n",
+         vnRunDecode},
+        {"encode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL",
+         "write what a URL holds as text, compressed or scrambled",
+         "\"-\" stands for standard input or standard output. Base64 comes without padding and line ends.\n"
+         "compress writes a block for each 1000000 bytes. scramble hides from a glance, not from an attack.\n"
+         "    vn encode base64 picture.png -\n",
+         vnRunEncode},
         {"format", "FORMAT [ARGUMENT...]", "print a text by the library's format engine",
          "Up to 16 arguments. Digits with an optional sign that fit 64 bits are an integer, digits with a "
          "point or\n"

@@ -46,6 +46,8 @@ void vnWriteLine(const std::string& text);
 
 void vnRunCat(vnArguments& arguments);
 void vnRunCopy(vnArguments& arguments);
+void vnRunDecode(vnArguments& arguments);
+void vnRunEncode(vnArguments& arguments);
 void vnRunFormat(vnArguments& arguments);
 void vnRunMatch(vnArguments& arguments);
 void vnRunScan(vnArguments& arguments);

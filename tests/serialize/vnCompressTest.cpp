@@ -1,0 +1,296 @@
+// SPDX-License-Identifier: MIT
+#include "../messages/vnMessageRecorder.h"
+#include "vnEncodeTestHelp.h"
+
+#include <vnBase/vnCompress.h>
+#include <vnBase/vnSerializeAdapterCompress.h>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+namespace
+{
+using Bytes = vnDynamicArray<unsigned char>;
+
+Bytes bytesOf(const std::string& text)
+{
+    Bytes bytes;
+    bytes.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return bytes;
+}
+
+std::string textOf(const Bytes& bytes)
+{
+    return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.getSize());
+}
+
+std::string blockOf(const std::string& text)
+{
+    Bytes block, scratch;
+    EXPECT_EQ(vnCompress(bytesOf(text), block, scratch), 1);
+    return textOf(block);
+}
+
+// "-" for a block that is refused with an emptied destination.
+std::string plainOf(const std::string& block)
+{
+    Bytes plain = bytesOf("left over");
+    if (vnUnCompress(bytesOf(block), plain))
+        return textOf(plain);
+    return plain.isEmpty() ? "-" : "not emptied";
+}
+
+// "aaaaaaaaaa" as zlib writes it at its default level.
+const std::string tenBlock = std::string("\x0a\x01\x78\x9c\x4b\x84\x03\x00\x14\xe1\x03\xcb", 12);
+const std::string emptyBlock = std::string("\x00\x01\x78\x9c\x03\x00\x00\x00\x00\x01", 10);
+} // namespace
+
+TEST(vnCompress, makesBlocksOfSizeMethodAndPayload)
+{
+    EXPECT_EQ(blockOf("aaaaaaaaaa"), tenBlock);
+    EXPECT_EQ(blockOf(""), emptyBlock);
+    EXPECT_EQ(plainOf(tenBlock), "aaaaaaaaaa");
+    EXPECT_EQ(plainOf(emptyBlock), "");
+    EXPECT_EQ(plainOf(std::string("\x03\x00xyz", 5)), "xyz");
+    EXPECT_EQ(plainOf(tenBlock + "what follows"), "aaaaaaaaaa");
+    for (const std::string& text : {noise(100000), std::string(3000000, 'x'), noise(1)})
+    {
+        const std::string block = blockOf(text);
+        EXPECT_EQ(plainOf(block), text);
+        EXPECT_LE(block.size(), vnCompressBound(static_cast<unsigned int>(text.size())));
+    }
+    EXPECT_EQ(blockOf(noise(100000))[3], 1); // incompressible, and not stored for that
+}
+
+TEST(vnCompress, takesArraysOfEachForm)
+{
+    const auto roundTrip = [](auto array)
+    {
+        auto block = array;
+        auto scratch = array;
+        auto plain = array;
+        array.setSize(1000);
+        array[999] = 'e';
+        EXPECT_EQ(vnCompress(array, block, scratch), 1);
+        EXPECT_LT(block.getSize(), 50u);
+        EXPECT_EQ(vnUnCompress(block, plain), 1);
+        EXPECT_EQ(plain.getSize(), 1000u);
+        EXPECT_EQ(plain[999], 'e');
+        EXPECT_EQ(vnUnCompress(block, block), 1); // in place
+        EXPECT_EQ(block.getSize(), 1000u);
+        EXPECT_EQ(vnUnCompress(block, block), 0);
+        EXPECT_EQ(block.getSize(), 0u);
+    };
+    roundTrip(vnArray<unsigned char>());
+    roundTrip(vnDynamicArray<unsigned char>());
+    roundTrip(vnArray<vnQuadWordAligned<unsigned char>>());
+    roundTrip(vnDynamicArray<vnQuadWordAligned<unsigned char>>());
+}
+
+TEST(vnCompress, plainMemoryIsNeverLeft)
+{
+    const std::string text = noise(1000);
+    const auto* from = reinterpret_cast<const unsigned char*>(text.data());
+    unsigned char block[1003];
+    unsigned int size = sizeof block;
+    // What has no room compressed is stored, to the last byte.
+    EXPECT_EQ(vnCompress(from, 1000, block, size), 1);
+    EXPECT_EQ(size, 1003u);
+    EXPECT_EQ(block[2], 0);
+    unsigned char plain[1000];
+    unsigned int plainSize = 1000;
+    EXPECT_EQ(vnUnCompress(block, size, plain, plainSize), 1);
+    EXPECT_EQ(std::memcmp(plain, from, 1000), 0);
+    plainSize = 999;
+    EXPECT_EQ(vnUnCompress(block, size, plain, plainSize), 0);
+    EXPECT_EQ(plainSize, 0u);
+    size = 1002;
+    EXPECT_EQ(vnCompress(from, 1000, block, size), 0);
+    EXPECT_EQ(size, 0u);
+}
+
+TEST(vnUnCompress, refusesWhatIsNoWholeBlock)
+{
+    for (std::size_t cut = 0; cut < tenBlock.size(); ++cut)
+        EXPECT_EQ(plainOf(tenBlock.substr(0, cut)), "-") << cut;
+    std::string bad = tenBlock;
+    bad[1] = 2; // no such method
+    EXPECT_EQ(plainOf(bad), "-");
+    for (const char size : {9, 11}) // more and less than claimed
+    {
+        bad = tenBlock;
+        bad[0] = size;
+        EXPECT_EQ(plainOf(bad), "-");
+    }
+    bad = tenBlock;
+    bad[11] ^= 1; // the checksum
+    EXPECT_EQ(plainOf(bad), "-");
+    EXPECT_EQ(plainOf(std::string("\x04\x00xyz", 5)), "-");
+    // 4 GiB - 1 and 4 GiB from ten bytes, and a number that does not end
+    EXPECT_EQ(plainOf("\xff\xff\xff\xff\x0f" + tenBlock.substr(1)), "-");
+    EXPECT_EQ(plainOf("\x80\x80\x80\x80\x10" + tenBlock.substr(1)), "-");
+    EXPECT_EQ(plainOf(std::string(50, '\xff')), "-");
+}
+
+TEST(vnUnCompress, takesMemoryAsBytesComeOut)
+{
+    // 64 MB claimed, 10 in truth, from as many bytes as could yield them.
+    std::string lie = "\x80\x80\x80\x20" + tenBlock.substr(1) + std::string(70000, '\0');
+    class Largest : public FailingHeap
+    {
+    public:
+        Largest() : FailingHeap(0) {}
+        void* allocate(unsigned int size) override
+        {
+            largest = std::max(largest, size);
+            return FailingHeap::allocate(size);
+        }
+        unsigned int largest = 0;
+    };
+    const Bytes block = bytesOf(lie);
+    Bytes plain;
+    {
+        Largest heap;
+        EXPECT_EQ(vnUnCompress(block, plain), 0);
+        EXPECT_LE(heap.largest, 2u << 20);
+        plain.reallocate(0);
+    }
+    Adapter adapter(new vnSerializeAdapterCompress(memoryWith(lie)));
+    adapter->setAdapterFlags(VN_ADAPTER_SILENT);
+    EXPECT_EQ(adapter->hasData(), 0);
+}
+
+TEST(vnSerializeAdapterCompress, writesABlockPerFlush)
+{
+    Adapter queue = queueWith("");
+    Adapter adapter(new vnSerializeAdapterCompress(queue));
+    writeText(adapter, "aaaa");
+    for (const char c : std::string("aaaaaa"))
+        adapter->write(static_cast<unsigned char>(c));
+    EXPECT_EQ(adapter->length(), 10u);
+    EXPECT_EQ(queue->length(), 0u);
+    adapter->flush();
+    EXPECT_EQ(queue->length(), tenBlock.size());
+    adapter->flush();
+    EXPECT_EQ(queue->length(), tenBlock.size());
+    writeText(adapter, "b");
+    EXPECT_EQ(adapter->read(), 'b'); // not flushed, so it comes back as it is
+    adapter->flush();
+    EXPECT_EQ(readAll(queue), tenBlock);
+}
+
+TEST(vnSerializeAdapterCompress, flushesItsTargetAfterWritingOnly)
+{
+    vnRefPointer<Portions> target(new Portions(tenBlock, 0));
+    {
+        Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(adapter->read(), 'a');
+        adapter->flush();
+        EXPECT_EQ(target->flushes, 0u);
+        adapter->write('b'); // to what is left of the block
+    }
+    EXPECT_EQ(target->flushes, 1u);
+    EXPECT_EQ(plainOf(target->written), "aaaaaaaaab");
+    // What goes wrong when the last reference goes is thrown, and the next reader finds nothing of it.
+    Adapter adapter(new vnSerializeAdapterCompress(target));
+    adapter->write('c');
+    target->refuses = true;
+    EXPECT_THROW(adapter = nullptr, std::runtime_error);
+    adapter = new vnSerializeAdapterCompress(target);
+    adapter->write('c');
+    EXPECT_THROW(adapter->flush(), std::runtime_error);
+    target->refuses = false;
+    target->written.clear();
+    adapter->flush();
+    EXPECT_EQ(plainOf(target->written), "c");
+}
+
+TEST(vnSerializeAdapterCompress, readsBlocksInARow)
+{
+    const std::string large = noise(200000) + std::string(500000, 'y');
+    const std::string stream =
+        blockOf(large) + emptyBlock + std::string("\x03\x00xyz", 5) + tenBlock + emptyBlock;
+    const std::string expected = large + "xyzaaaaaaaaaa";
+    for (const Adapter& target : {memoryWith(stream), queueWith(stream), Adapter(new Portions(stream, 0)),
+                                  Adapter(new Portions(stream, 0xFFFFFFFF))})
+    {
+        Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(readAll(adapter), expected);
+        EXPECT_FALSE(adapter->hasError());
+    }
+    EXPECT_EQ(readByByte(Adapter(new vnSerializeAdapterCompress(queueWith(stream)))), expected);
+}
+
+TEST(vnSerializeAdapterCompress, leavesWhatStandsBehindItsBlock)
+{
+    for (const Adapter& target : {memoryWith(tenBlock + "behind"), queueWith(tenBlock + "behind")})
+    {
+        Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(adapter->length(), 10u);
+        EXPECT_EQ(readAll(adapter, 10), "aaaaaaaaaa");
+        EXPECT_EQ(readAll(target), "behind");
+    }
+    // A target that claims 4 GB is not asked for them.
+    vnRefPointer<Portions> target(new Portions(tenBlock + std::string(100000, 'z'), 0xFFFFFFFF));
+    Adapter adapter(new vnSerializeAdapterCompress(target));
+    EXPECT_EQ(readAll(adapter, 10), "aaaaaaaaaa");
+    EXPECT_LT(target->position, 50u);
+    EXPECT_LT(target->largestRead, 50u);
+}
+
+TEST(vnSerializeAdapterCompress, reportsDamageAndGoesOnWithWhatComesNext)
+{
+    Recorder recorder;
+    for (const bool isSilent : {false, true})
+        for (std::size_t cut = 1; cut < tenBlock.size(); ++cut)
+        {
+            Adapter queue = queueWith(tenBlock.substr(0, cut));
+            queue->setName("stream");
+            queue->setAdapterFlags(isSilent ? vnUInt64{VN_ADAPTER_SILENT} : 0);
+            auto* compress = new vnSerializeAdapterCompress(queue);
+            Adapter adapter(compress);
+            EXPECT_EQ(readAll(adapter), "");
+            const std::string text =
+                "Failed to uncompress data in stream from " + std::to_string(cut) + " bytes";
+            EXPECT_EQ(recorder.take(), isSilent ? Lines() : Lines{"VantorSDK|4000|" + text});
+            EXPECT_EQ(adapter->getError(), text.c_str());
+            EXPECT_THROW(adapter->read(), vnFatalError);
+            writeText(queue, tenBlock);
+            EXPECT_EQ(readAll(adapter), "aaaaaaaaaa");
+            adapter->pushBack('x');
+            adapter->write('y');
+            compress->setAdapter(queue);
+            EXPECT_FALSE(adapter->hasError());
+            EXPECT_EQ(adapter->length(), 0u);
+        }
+    // A block that is cut inside another one's size drops all that was there.
+    Adapter queue = queueWith("\x0a\x02" + noise(10000));
+    Adapter adapter(new vnSerializeAdapterCompress(queue));
+    EXPECT_EQ(adapter->length(), 0u);
+    EXPECT_EQ(queue->length(), 0u);
+}
+
+TEST(vnSerializeAdapterCompress, survivesExhaustedMemory)
+{
+    const std::string text(300000, 't');
+    std::string got;
+    const auto roundTrip = [&]
+    {
+        Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+        Adapter adapter(new vnSerializeAdapterCompress(queue));
+        writeText(adapter, text);
+        adapter->flush();
+        got = readAll(adapter);
+        Bytes plain;
+        Bytes block, scratch;
+        plain.setSize(100000);
+        vnCompress(plain, block, scratch);
+        vnUnCompress(block, plain);
+        if (plain.getSize() != 100000) // a stored block, or an error in place of the exception
+            got.clear();
+    };
+    // Each time on a thread of its own, which has no state of zlib yet and gives it back to the same heap.
+    EXPECT_GT(torture([&] { std::async(std::launch::async, roundTrip).get(); }), 10u);
+    EXPECT_EQ(got, text);
+}
