@@ -89,6 +89,17 @@ GOALS = (
     ("n.logging", "a message to a receiver that drops it", "vnMessage", [(300.0, "")], [(150.0, "")]),
     ("n.logging", "a message below the level", "vnMessage", [(10.0, "")], [(2.0, "")]),
 
+    ("o.encode", "base64: encode", "vnSerializeAdapterBase64Encoder", [(2.0, "Poco::Base64Encoder")], [(1.0, "g_base64_encode_step")]),
+    ("o.encode", "base64: decode", "vnSerializeAdapterBase64Encoder", [(2.0, "Poco::Base64Decoder")], [(1.0, "g_base64_decode_step")]),
+    ("o.encode", "hexadecimal: encode", "vnSerializeAdapterBCDEncoder", [(300.0, "")], [(1000.0, "")]),
+    ("o.encode", "hexadecimal: decode", "vnSerializeAdapterBCDEncoder", [(300.0, "")], [(1000.0, "")]),
+    ("o.encode", "scrambler: write", "vnSerializeAdapterEncoder", [(150.0, "")], []),
+    ("o.encode", "scrambler: read", "vnSerializeAdapterEncoder", [(150.0, "")], []),
+    ("o.encode", "zlib: compress blocks", "vnCompress", [(0.95, "zlib compress")], [(1.0, "zlib compress")]),
+    ("o.encode", "zlib: compress blocks", "vnSerializeAdapterCompress", [(0.95, "zlib compress")], [(1.0, "zlib compress")]),
+    ("o.encode", "zlib: uncompress blocks", "vnUnCompress", [(0.95, "zlib uncompress")], [(1.0, "zlib uncompress")]),
+    ("o.encode", "zlib: uncompress blocks", "vnSerializeAdapterCompress", [(0.95, "zlib uncompress")], [(1.0, "zlib uncompress")]),
+
     ("r.words", "20 MB", "vn words", [(1.2, "plain program")], [(1.0, "plain program")]),
     ("r.words", "20 MB", "vn words, 1 thread", [(1.2, "plain program")], [(1.0, "plain program")]),
 )
