@@ -63,12 +63,17 @@
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
 #include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterEncoder.h>
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterFilter.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterMux.h>
+#include <vnBase/vnSerializeAdapterPacket.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
+#include <vnBase/vnSerializeAdapterZIP.h>
 #include <vnBase/vnSerializeArray.h>
 #include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnSerializeData.h>

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnEvent.h>
+#include <vnBase/vnQueue.h>
+#include <vnBase/vnSerializeAdapter.h>
+
+/// A channel of bytes between threads: what some threads write, others read and wait for.
+///
+///     vnRefPointer<vnSerializeAdapterMux> channel(new vnSerializeAdapterMux);
+///     // one thread                        // another one
+///     channel->write(data, count);         while (channel->hasData())
+///     channel->setActive(0); // the end        use(channel->read());
+///
+/// While the channel is active a read waits until it has all that it asks for. Once it is not, what is queued
+/// is still delivered, and then a single byte read is 0 and a block comes short: this 0 tells the end and
+/// counts as no byte.
+///
+/// `length()` is 0xF0000 while the channel is active and 0 afterwards, whatever is queued: the length of such
+/// a stream is not known, and loops that copy streams keep reading as long as there is a length. `hasData()`
+/// holds while the channel is active or bytes are queued.
+///
+/// Thread-safety: reading, writing, `getActive` and `setActive` on any threads at once. Blocks of several
+/// writers are not mixed; those of several readers are, when they have to wait. Bytes are pushed back by one
+/// thread only, while no other reads.
+class VN_BASE_API vnSerializeAdapterMux : public vnSerializeAdapter
+{
+public:
+    /// Makes an active channel.
+    vnSerializeAdapterMux();
+    VN_TYPE(vnSerializeAdapterMux)
+    ~vnSerializeAdapterMux() noexcept(false) override;
+
+    unsigned char getActive();
+
+    /// 0 ends the channel and wakes all readers at once; anything else opens it again.
+    void setActive(const unsigned char& active);
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override;
+    void write_imp(unsigned char byte) override;
+    unsigned int read_imp(unsigned char* data, unsigned int count) override;
+    unsigned char read_imp() override;
+    unsigned int length_imp() override;
+    unsigned char hasData_imp() override;
+
+private:
+    bool waitForData();
+    void makeRoom(unsigned int count);
+    void shrinkWhenDrained();
+
+    vnEvent m_event; // its mutex guards the fields below
+    unsigned char m_active = 1;
+    vnQueue<unsigned char> m_queue;
+};
