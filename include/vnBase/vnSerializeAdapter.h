@@ -200,6 +200,9 @@ public:
     ///     mem:address,length    a block of memory of this process, in decimal digits
     ///     adapt:address         a vnSerializeAdapter of this process itself, which stays its owner's
     ///     con:                  the console
+    ///     rand:url              what the URL delivers, in memory, so that it can be sought in
+    ///     cache:offset,len,url  a part of it, from the cache of the process; -1 for a length in the stream
+    ///     zip:{url},name        for reading, a member of the ZIP archive that the URL delivers
     ///     dummy:size            for reading, that many random bytes
     ///     anything else         the file of that name, with the flags given
     ///

@@ -30,7 +30,7 @@ private:
 ///         use(queue.read());
 ///
 /// Reading never waits. A block gives what is there; a single byte read from an empty queue is 0 and sets the
-/// error.
+/// error. A block for which there is not memory enough is written as far as it goes.
 ///
 /// Thread-safety: reading, writing, `length`, `hasData(1)` and the error on any threads at once. A block
 /// stays in one piece on both sides. Bytes are pushed back, which `hasData` of more bytes does too, by one

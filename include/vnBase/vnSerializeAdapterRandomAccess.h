@@ -14,16 +14,20 @@
 /// The target is read once, at construction, and written once, at destruction: as a whole, and only when
 /// something was written here. A target that can seek is written from its start.
 ///
-/// The position may stand anywhere. Reading and writing behind the last byte makes the stream longer by bytes
-/// of value 0, and takes the memory for it: a user who lets others choose positions sets `setMaxSize`. What
-/// would reach past that, past 32 bits or before the start is not done and sets the error; reading gives 0
-/// then. A stream that only reading made longer is not written back.
+/// The position may stand anywhere. Reading and writing behind the last byte makes the stream longer, by
+/// bytes of value 0 that take their memory. What lies before the start, past 32 bits or further behind the
+/// last byte than `getMaxGap()` is not read or written and sets the error; reading gives 0 then. A stream
+/// that only reading made longer is not written back.
 ///
 /// Thread-safety: one adapter belongs to one thread at a time.
 class VN_BASE_API vnSerializeAdapterRandomAccess : public vnSerializeAdapterFilter
 {
 public:
-    /// Reads all of `target` that its `length()` tells, or what comes of it. Null sets the error.
+    /// The gap that is allowed until another one is set.
+    static constexpr unsigned int VN_DEFAULT_MAX_GAP = 256u << 20;
+
+    /// Reads all of `target` that its `length()` tells, or what comes of it; a target that is only for
+    /// reading is read to its end. Null sets the error.
     explicit vnSerializeAdapterRandomAccess(vnSerializeAdapter* target);
     VN_TYPE(vnSerializeAdapterRandomAccess)
 
@@ -37,9 +41,10 @@ public:
     /// Moves anywhere, also behind the end, and returns the position. An unknown origin moves nothing.
     unsigned int seek(int offset, vnOriginPos origin) override;
 
-    /// The length that the stream can be given; 0xFFFFFFFF at the start. What it has already stays.
-    unsigned int getMaxSize() const noexcept { return m_maxSize; }
-    void setMaxSize(unsigned int size) noexcept { m_maxSize = size; }
+    /// How far behind the last byte may be read and written: nobody pays with gigabytes for a position that
+    /// was computed wrong.
+    unsigned int getMaxGap() const noexcept { return m_maxGap; }
+    void setMaxGap(unsigned int gap) noexcept { m_maxGap = gap; }
 
 protected:
     void write_imp(unsigned char* data, unsigned int count) override;
@@ -52,13 +57,12 @@ protected:
 
 private:
     vnInt64 getPosition() const noexcept;
-    void closeWindows() noexcept;
+    void setPosition(vnInt64 position) noexcept;
     bool reach(unsigned int count);
-    void grow(unsigned int size);
     void writeBack();
 
     vnDynamicArray<unsigned char> m_data;
     vnInt64 m_position = 0; // while no window is open; one of them at most is, since they share it
-    unsigned int m_maxSize = 0xFFFFFFFFu;
+    unsigned int m_maxGap = VN_DEFAULT_MAX_GAP;
     unsigned char m_isModified = 0;
 };

@@ -82,11 +82,10 @@ protected:
 
 private:
     bool isInput() const noexcept { return m_action == VN_SERIALIZE_INPUT; }
-    void openForInput();
     void closeArchive();
     void dropItem();
     unsigned char refuseItem(const char* format, const vnString& name);
-    void openWindow() noexcept;
+    void openWindow();
     void settle();
 
     vnString m_currentItem;

@@ -4,6 +4,7 @@
 #include "vnURLParts.h"
 
 #include <vnBase/vnGuidStringDict.h>
+#include <vnBase/vnSerializeAdapterCache.h>
 
 #include <algorithm>
 #include <limits>
@@ -44,7 +45,7 @@ void rewriteCache(vnString& text)
     unsigned int offset = 0;
     int length = 0;
     vnString inner;
-    if (!parseCacheURL(vnStringOf(view.substr(place)), offset, length, inner))
+    if (!vnSerializeAdapterCache::parseCacheURL(vnStringOf(view.substr(place)), offset, length, inner))
         return;
     const vnString head = vnString::formatString("cache:%d,%d,", offset, length);
     if (head.length() + place + inner.length() <= vnString::VN_MAX_LENGTH)
@@ -209,7 +210,8 @@ bool vnIsGUIDText(const vnString& text)
     return text.length() >= 2 && text.isFirst('{') && text.isLast('}');
 }
 
-unsigned char parseCacheURL(const vnString& url, unsigned int& offset, int& length, vnString& inner)
+unsigned char vnSerializeAdapterCache::parseCacheURL(const vnString& url, unsigned int& offset, int& length,
+                                                     vnString& inner)
 {
     std::string_view text = vnViewOf(url);
     if (startsWith(text, VN_CACHE_BASE))

@@ -4,9 +4,12 @@
 #include "vnURLParts.h"
 
 #include <vnBase/vnGuidStringDict.h>
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
+#include <vnBase/vnSerializeAdapterZIP.h>
 
 #include <atomic>
 #include <limits>
@@ -63,8 +66,10 @@ Created openCache(const vnURLParts& parts, const vnURLRequest& request)
     unsigned int offset = 0;
     int length = 0;
     vnString inner;
-    if (parseCacheURL(parts.path + parts.name, offset, length, inner))
-        return vnOpenedAdapter(); // there is no adapter for it
+    // A negative length says that it stands in the stream, and is everything where it does not.
+    if (vnSerializeAdapterCache::parseCacheURL(parts.path + parts.name, offset, length, inner))
+        return vnOpenedAdapter(new vnSerializeAdapterCache(inner, offset, static_cast<unsigned int>(length),
+                                                           length < 0, request.flags, request.password));
     request.report(VN_MESSAGE_WARNING, "Wrong syntax in (cache:offset,len,url) adapter arguments (%s)",
                    parts.text);
     return std::nullopt;
@@ -112,13 +117,45 @@ Created openAdapter(const vnURLParts& parts, const vnURLRequest& request)
     return vnOpenedAdapter(static_cast<vnSerializeAdapter*>(addressOf(address)), true);
 }
 
+// What stands between the last "{" and the "}" behind it.
+vnString innerURLOf(const vnURLParts& parts)
+{
+    const std::string_view path = vnViewOf(parts.path);
+    const std::size_t begin = path.rfind('{') + 1; // 0 without one
+    return vnStringOf(path.substr(begin, path.find('}', begin) - begin));
+}
+
 Created openZip(const vnURLParts& parts, const vnURLRequest& request)
 {
-    if (parts.isValid)
-        return vnOpenedAdapter(); // there is no adapter for it
-    request.report(VN_MESSAGE_WARNING, "Wrong syntax in (zip:{archive url},file) adapter arguments (%s)",
-                   parts.text);
-    return std::nullopt;
+    if (!parts.isValid)
+    {
+        request.report(VN_MESSAGE_WARNING, "Wrong syntax in (zip:{archive url},file) adapter arguments (%s)",
+                       parts.text);
+        return std::nullopt;
+    }
+    // Before the archive is opened: opening it for output would drop what it holds.
+    if (request.action != VN_SERIALIZE_INPUT)
+    {
+        request.report(VN_MESSAGE_WARNING, "Can not open '%s' as output", parts.text);
+        return std::nullopt;
+    }
+    const vnRefPointer<vnSerializeAdapter> archive(vnSerializeAdapter::getURLAdapter(
+        innerURLOf(parts), request.action, request.flags, request.password, nullptr));
+    if (!archive)
+        return std::nullopt; // that was reported
+    auto* zip = new vnSerializeAdapterZIP(archive, VN_SERIALIZE_INPUT);
+    vnOpenedAdapter opened(zip);
+    zip->setCurrentItem(parts.name);
+    return opened;
+}
+
+Created openRandomAccess(const vnURLParts& parts, const vnURLRequest& request)
+{
+    const vnRefPointer<vnSerializeAdapter> target(vnSerializeAdapter::getURLAdapter(
+        parts.path + parts.name, request.action, request.flags, request.password, nullptr));
+    if (!target)
+        return vnOpenedAdapter(); // a failure of its own, since the other one has no text for the caller
+    return vnOpenedAdapter(new vnSerializeAdapterRandomAccess(target));
 }
 
 Created openConsole(const vnURLParts&, const vnURLRequest&)
@@ -141,7 +178,7 @@ struct Scheme
 constexpr Scheme schemes[] = {
     {"file:", openFile},    {"cache:", openCache},  {"mem:", openMemory},  {"adapt:", openAdapter},
     {"pipe:", openNothing}, {"psrv:", openNothing}, {"zip:", openZip},     {"con:", openConsole},
-    {"http:", openNothing}, {"udp:", openNothing},  {"tcp:", openNothing}, {"rand:", openNothing},
+    {"http:", openNothing}, {"udp:", openNothing},  {"tcp:", openNothing}, {"rand:", openRandomAccess},
 };
 
 Created openByScheme(const vnURLParts& parts, const vnURLRequest& request)

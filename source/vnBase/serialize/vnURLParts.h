@@ -25,10 +25,6 @@ vnURLParts vnSplitURL(const vnString& url);
 /// Whether a GUID stands in the place of the text: it begins with "{" and ends with "}".
 bool vnIsGUIDText(const vnString& text);
 
-/// Splits "offset,length,inner", in front of which "cache:" may stand. 0 when one of them is empty; the
-/// outputs stay as they are then. Numbers that are out of range become the nearest one.
-unsigned char parseCacheURL(const vnString& url, unsigned int& offset, int& length, vnString& inner);
-
 /// An integer in decimal digits: a sign that may be missing, and its magnitude.
 struct vnURLInteger
 {

@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapterCache.h>
+
+#include "vnAdapterError.h"
+#include "vnReadClaimed.h"
+
+#include <vnBase/vnMemoryCheck.h>
+#include <vnBase/vnRefDict.h>
+#include <vnBase/vnRefList.h>
+
+#include <algorithm>
+#include <limits>
+
+vnType vnSerializeAdapterCache::s_type(vnSerializeAdapterMemory::getClassType(), "vnSerializeAdapterCache");
+
+namespace
+{
+using Block = vnRefPointer<vnCacheData>;
+
+// A block under its URL. All counts of entries and of blocks that are shared change under the lock.
+class Entry : public vnReference
+{
+public:
+    Entry(const vnString& url, const Block& block) : m_url(url), m_block(block.get()) {}
+    ~Entry() noexcept(false) override = default;
+
+    unsigned char useDeepCopy() override { return 0; }
+    const vnString& getURL() const noexcept { return m_url; }
+    vnCacheData* getBlock() const noexcept { return m_block; }
+    unsigned int getSize() const { return m_block->getData().getSize(); }
+
+private:
+    vnString m_url;
+    Block m_block;
+};
+
+// Waiting in the pool for scratch a block would take its memory along, out of reach of the limit.
+constexpr unsigned int VN_POOLED = 65536;
+
+void letGo(Block& block)
+{
+    if (block && block->getRef() == 1 && block->getData().getCapacity() > VN_POOLED)
+        block->getData().reallocate(0);
+    block = nullptr;
+}
+
+class Cache
+{
+public:
+    // Also for what is destroyed late: without the cache there are no threads to be kept away.
+    template <class Work>
+    static void locked(Work work)
+    {
+        Cache& cache = shared();
+        if (!cache.m_lock.isValidMemory())
+            return;
+        vnBodyGuard guard(cache.m_lock);
+        work(cache);
+    }
+
+    vnCacheData* find(const vnString& url)
+    {
+        const Entry* entry = m_byURL.find(url);
+        return entry ? entry->getBlock() : nullptr;
+    }
+
+    // The block of `url`: `block`, or the one of a thread that was faster.
+    vnCacheData* enter(const vnString& url, const Block& block)
+    {
+        if (vnCacheData* first = find(url))
+            return first;
+        vnRefPointer<Entry> entry(new Entry(url, block));
+        m_byAge.append(entry);
+        try
+        {
+            m_byURL.enter(url, entry);
+        }
+        catch (...)
+        {
+            m_byAge.remove(entry);
+            throw;
+        }
+        m_total += entry->getSize();
+        evict();
+        return block;
+    }
+
+    void setMaxSize(unsigned int size)
+    {
+        m_maxSize = size;
+        evict();
+    }
+
+    void clear()
+    {
+        while (!m_byAge.isEmpty())
+            dropOldest();
+    }
+
+private:
+    // Streams without a byte cost as well, and would not be counted.
+    static constexpr unsigned int VN_MAX_COUNT = 65536;
+
+    static Cache& shared()
+    {
+        static Cache cache;
+        return cache;
+    }
+
+    void evict()
+    {
+        while (m_total > m_maxSize || m_byAge.getCount() > (m_maxSize ? VN_MAX_COUNT : 0))
+            dropOldest();
+    }
+
+    void dropOldest()
+    {
+        vnRefPointer<Entry> oldest(m_byAge.getHead());
+        Block block(oldest->getBlock());
+        m_total -= oldest->getSize();
+        m_byURL.remove(oldest->getURL());
+        m_byAge.removeHead();
+        oldest = nullptr;
+        letGo(block);
+    }
+
+    vnMemCheck<vnMutex> m_lock; // guards the fields below
+    vnRefDict<vnString, Entry> m_byURL;
+    vnRefList<Entry> m_byAge; // the oldest first
+    vnUInt64 m_total = 0;
+    unsigned int m_maxSize = vnSerializeAdapterCache::VN_DEFAULT_MAX_SIZE;
+};
+
+// The stream that a thread has open, for its next part.
+class CurrentSource
+{
+public:
+    CurrentSource() = default;
+    CurrentSource(const CurrentSource&) = delete;
+    CurrentSource& operator=(const CurrentSource&) = delete;
+    ~CurrentSource()
+    {
+        try
+        {
+            adapter = nullptr;
+        }
+        catch (...)
+        {
+            // A thread that ends has nobody to tell; a stream that was only read has lost nothing.
+        }
+    }
+
+    vnString url;
+    vnRefPointer<vnSerializeAdapter> adapter;
+};
+
+CurrentSource& currentOfThread()
+{
+    static thread_local CurrentSource current;
+    return current;
+}
+
+// Takes the thread's stream away while it is used, since opening or reading it may make further adapters of
+// this class on this thread; it is put back by `keep`.
+class SourceLoan
+{
+public:
+    SourceLoan(const vnString& url, vnUInt64 flags, const vnString& password)
+    {
+        CurrentSource& current = currentOfThread();
+        m_adapter = std::move(current.adapter);
+        if (m_adapter && current.url == url && !m_adapter->hasError())
+            return;
+        m_adapter = nullptr;
+        m_adapter = vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, flags, password, nullptr);
+    }
+
+    explicit operator bool() const noexcept { return m_adapter.get() != nullptr; }
+    vnSerializeAdapter& get() const noexcept { return *m_adapter; }
+
+    void keep(const vnString& url)
+    {
+        CurrentSource& current = currentOfThread();
+        current.url = url;
+        current.adapter = std::move(m_adapter);
+    }
+
+private:
+    vnRefPointer<vnSerializeAdapter> m_adapter;
+};
+
+// The length in front of a part; `length` where there is none.
+unsigned int readLengthOf(vnSerializeAdapter& source, unsigned int length)
+{
+    unsigned char bytes[4];
+    if (source.length() < sizeof bytes || source.read(bytes, sizeof bytes) != sizeof bytes)
+        return length;
+    return bytes[0] | static_cast<unsigned int>(bytes[1]) << 8 | static_cast<unsigned int>(bytes[2]) << 16 |
+           static_cast<unsigned int>(bytes[3]) << 24;
+}
+
+// An offset that `seek` takes in its signed argument.
+bool seekTo(vnSerializeAdapter& source, unsigned int offset)
+{
+    constexpr unsigned int farthest = std::numeric_limits<int>::max();
+    if (offset <= farthest)
+        return source.seek(static_cast<int>(offset), VN_ORIGIN_SET) == offset;
+    unsigned int position = source.seek(static_cast<int>(farthest), VN_ORIGIN_SET);
+    if (position != farthest)
+        return false;
+    while (position < offset)
+    {
+        const unsigned int wanted = position + std::min(offset - position, farthest);
+        const unsigned int moved = source.seek(static_cast<int>(wanted - position), VN_ORIGIN_CURRENT);
+        if (moved != wanted)
+            return false;
+        position = moved;
+    }
+    return true;
+}
+} // namespace
+
+vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned int offset,
+                                                 unsigned int length, unsigned char readLength,
+                                                 vnUInt64 flags, const vnString& password)
+    : vnSerializeAdapterMemory(nullptr, 0)
+{
+    if (shareCached(url, offset, length))
+        return;
+    SourceLoan source(url, flags, password);
+    if (!source)
+        return;
+    if (!source.get().canSeek())
+    {
+        cacheWhole(source.get(), url, offset, length);
+        return;
+    }
+    source.get().setSeekMode(1);
+    if (seekTo(source.get(), offset))
+        readPart(source.get(), length, readLength);
+    source.keep(url);
+}
+
+vnSerializeAdapterCache::~vnSerializeAdapterCache() noexcept(false)
+{
+    Cache::locked([this](Cache&) { letGo(m_block); });
+}
+
+unsigned char vnSerializeAdapterCache::supportAction(vnSerializeAction action)
+{
+    return action == VN_SERIALIZE_INPUT;
+}
+
+void vnSerializeAdapterCache::setMaxSizeOfCachedData(unsigned int size)
+{
+    Cache::locked([size](Cache& cache) { cache.setMaxSize(size); });
+}
+
+void vnSerializeAdapterCache::resetCaches()
+{
+    Cache::locked([](Cache& cache) { cache.clear(); });
+    CurrentSource& current = currentOfThread();
+    const vnRefPointer<vnSerializeAdapter> open(std::move(current.adapter)); // closed last: it may come here
+    current.url = vnString();
+}
+
+void vnSerializeAdapterCache::write_imp(unsigned char*, unsigned int)
+{
+    setError(vnTranslated("Cache Adapter can not be written"));
+}
+
+void vnSerializeAdapterCache::write_imp(unsigned char)
+{
+    write_imp(nullptr, 1);
+}
+
+bool vnSerializeAdapterCache::shareCached(const vnString& url, unsigned int offset, unsigned int length)
+{
+    Cache::locked([&](Cache& cache) { m_block = cache.find(url); });
+    if (!m_block)
+        return false;
+    serve(offset, length);
+    return true;
+}
+
+// A stream that can seek serves each part on its own. The claim of its length field is worth no more than
+// what there is.
+void vnSerializeAdapterCache::readPart(vnSerializeAdapter& source, unsigned int length,
+                                       unsigned char readLength)
+{
+    if (readLength)
+        length = readLengthOf(source, length);
+    m_block = new vnCacheData;
+    vnReadClaimed(source, std::min(length, source.length()), m_block->getData());
+    if (source.hasError())
+        setError(source.getError());
+    serve(0, length);
+}
+
+void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnString& url, unsigned int offset,
+                                         unsigned int length)
+{
+    Block block(new vnCacheData);
+    if (!vnReadAll(source, block->getData()))
+        setError(vnTranslated("Source adapter has data and gives none"));
+    if (source.hasError())
+        setError(source.getError());
+    if (hasError())
+        return; // the next one shall try again
+    Cache::locked(
+        [&](Cache& cache)
+        {
+            m_block = cache.enter(url, block);
+            letGo(block);
+        });
+    if (!m_block)
+        m_block = std::move(block);
+    serve(offset, length);
+}
+
+void vnSerializeAdapterCache::serve(unsigned int offset, unsigned int length)
+{
+    vnDynamicArray<unsigned char>& bytes = m_block->getData();
+    if (offset < bytes.getSize())
+        reset(bytes.data() + offset, std::min(length, bytes.getSize() - offset));
+}
