@@ -143,6 +143,15 @@ printf 'other' > a-mem:1
 check "a file whose name holds a scheme" 0 "other" cat ./a-mem:1
 check "a query that holds a scheme" 1 "" cat 'http://localhost/?q=mem:'
 check "a scheme that can't be opened" 1 "" cat http://localhost/
+if python3 -c 'import zipfile; zipfile.ZipFile("a.zip", "w").writestr("dir/b.txt", "a member")' 2> /dev/null; then
+    check "a member of an archive" 0 "a member" cat 'zip:{file:a.zip},dir/b.txt'
+    check "a member of an archive in memory" 0 "a member" cat 'zip:{rand:file:a.zip},dir/b.txt'
+    check "a member that is not there" 1 "" cat 'zip:{file:a.zip},dir/B.txt'
+    cp a.zip b.zip
+    check "an archive is not written" 1 "" copy text 'zip:{file:a.zip},dir/b.txt'
+    same "the archive is whole afterwards" a.zip b.zip
+    check "a part of a member" 0 "memb" cat 'cache:2,4,zip:{file:a.zip},dir/b.txt'
+fi
 check "options end" 2 "" cat --frobnicate text
 printf 'dashed' > --dashed
 check "behind the end of options" 0 "dashed" cat -- --dashed

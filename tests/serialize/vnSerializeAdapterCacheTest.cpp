@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapterCache.h>
+
+#include "vnTempFolder.h"
+
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+// A stream that breaks behind its first bytes.
+class Broken : public vnSerializeAdapterQueue
+{
+public:
+    Broken() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) { write('b'); }
+
+protected:
+    using vnSerializeAdapterQueue::read_imp;
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        setError("Broken");
+        return vnSerializeAdapterQueue::read_imp(data, count);
+    }
+};
+
+// Serves "stream:TEXT" as a stream that can't seek, and counts how often it is opened.
+class Streams : public vnSerializeURLManagerInterface
+{
+public:
+    Streams() { vnSerializeAdapter::registerURLManager("stream:", this); }
+    ~Streams() noexcept(false) override = default;
+
+    void stop() { vnSerializeAdapter::unregisterURLManager("stream:", this); }
+
+    vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction, vnUInt64, const vnString&,
+                                      vnString*) override
+    {
+        ++opened;
+        const std::string text = std::string(url.getString()).substr(7);
+        if (text == "broken")
+            return new Broken;
+        auto* queue = new vnSerializeAdapterQueue(VN_QUEUE_FIFO);
+        queue->write(reinterpret_cast<const unsigned char*>(text.data()),
+                     static_cast<unsigned int>(text.size()));
+        return queue;
+    }
+
+    std::atomic<unsigned int> opened{0};
+};
+
+class vnCacheTest : public testing::Test
+{
+protected:
+    vnCacheTest() { vnSerializeAdapterCache::resetCaches(); }
+    ~vnCacheTest() noexcept(false) override
+    {
+        streams->stop();
+        vnSerializeAdapterCache::setMaxSizeOfCachedData(vnSerializeAdapterCache::VN_DEFAULT_MAX_SIZE);
+        vnSerializeAdapterCache::resetCaches();
+    }
+
+    static std::string part(const vnString& url, unsigned int offset, unsigned int length,
+                            unsigned char readLength = 0)
+    {
+        vnSerializeAdapterCache adapter(url, offset, length, readLength, VN_ADAPTER_SILENT, vnString());
+        std::string text(adapter.length(), '?');
+        text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), adapter.length()));
+        EXPECT_FALSE(adapter.hasError());
+        return text;
+    }
+
+    const vnRefPointer<Streams> streams{new Streams};
+};
+} // namespace
+
+TEST_F(vnCacheTest, ServesPartsOfAStreamThatCanNotSeekFromOneTransfer)
+{
+    EXPECT_EQ(part("stream:0123456789", 2, 3), "234");
+    EXPECT_EQ(part("stream:0123456789", 8, 100), "89"); // cut to what is there
+    EXPECT_EQ(part("stream:0123456789", 10, 1), "");
+    EXPECT_EQ(part("stream:0123456789", 0xFFFFFFFFu, 0xFFFFFFFFu), "");
+    EXPECT_EQ(part("stream:0123456789", 0, 0xFFFFFFFFu), "0123456789");
+    EXPECT_EQ(streams->opened, 1u);
+    vnSerializeAdapterCache::resetCaches();
+    EXPECT_EQ(part("stream:0123456789", 0, 1), "0");
+    EXPECT_EQ(streams->opened, 2u);
+}
+
+TEST_F(vnCacheTest, DropsTheOldestBlocksWhenThereAreTooManyBytes)
+{
+    vnSerializeAdapterCache::setMaxSizeOfCachedData(20);
+    part("stream:first.....", 0, 1);
+    part("stream:second....", 0, 1);
+    part("stream:first.....", 0, 1);
+    EXPECT_EQ(streams->opened, 2u);
+    part("stream:third.....", 0, 1); // the first one goes
+    part("stream:second....", 0, 1);
+    EXPECT_EQ(streams->opened, 3u);
+    part("stream:first.....", 0, 1);
+    EXPECT_EQ(streams->opened, 4u);
+    vnSerializeAdapterCache held("stream:held......", 0, 4, 0, VN_ADAPTER_SILENT, vnString());
+    vnSerializeAdapterCache::setMaxSizeOfCachedData(0);
+    EXPECT_EQ(held.read(), 'h'); // its block lives on
+    part("stream:first.....", 0, 1);
+    EXPECT_EQ(part("stream:first.....", 0, 5), "first"); // too large to be kept, and served all the same
+    EXPECT_EQ(streams->opened, 7u);
+}
+
+TEST_F(vnCacheTest, ServesAFileByItsPartsAndItsLengthFields)
+{
+    const vnTempFolder folder;
+    const vnString url = vnString("file:") + folder.write("a", std::string("0123\x03\0\0\0abcdefg", 15));
+    EXPECT_EQ(part(url, 2, 3), std::string("23\x03"));
+    EXPECT_EQ(part(url, 4, 99, 1), "abc");
+    EXPECT_EQ(part(url, 0, 99, 1), std::string("\x03\0\0\0abcdefg", 11)); // a length that is a lie
+    EXPECT_EQ(part(url, 12, 2, 1), "ef");                                 // fewer than 4 bytes are none
+    EXPECT_EQ(part(url, 15, 2), "");
+    EXPECT_EQ(part(url, 0xFFFFFFFFu, 2), "");
+    const vnString whole = vnString("cache:4,-1,") + url;
+    const vnRefPointer<vnSerializeAdapter> adapter(
+        vnSerializeAdapter::getURLAdapter(whole, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT));
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(adapter->length(), 3u);
+}
+
+TEST_F(vnCacheTest, RefusesToBeWritten)
+{
+    vnSerializeAdapterCache adapter("stream:0123", 0, 4, 0, VN_ADAPTER_SILENT, vnString());
+    EXPECT_FALSE(adapter.supportAction(VN_SERIALIZE_OUTPUT));
+    adapter.write('x');
+    EXPECT_EQ(adapter.getError(), "Cache Adapter can not be written");
+    EXPECT_EQ(part("stream:0123", 0, 4), "0123");
+}
+
+TEST_F(vnCacheTest, WhatDoesNotOpenIsEmptyAndCachesStandInCaches)
+{
+    EXPECT_EQ(part("stream2:", 0, 4), "");
+    EXPECT_EQ(part("cache:2,5,stream:0123456789", 1, 3), "345");
+}
+
+TEST_F(vnCacheTest, DoesNotKeepAStreamThatBreaks)
+{
+    for (unsigned int i = 1; i <= 2; ++i)
+    {
+        vnSerializeAdapterCache adapter("stream:broken", 0, 4, 0, VN_ADAPTER_SILENT, vnString());
+        EXPECT_EQ(adapter.getError(), "Broken");
+        EXPECT_EQ(adapter.length(), 0u);
+        EXPECT_EQ(streams->opened, i);
+    }
+}
+
+TEST_F(vnCacheTest, ThreadsShareTheBlocks)
+{
+    const char* seconds = std::getenv("VN_SOAK_SECONDS");
+    const auto time = seconds ? std::chrono::seconds(std::atoi(seconds)) : std::chrono::milliseconds(300);
+    const auto end = std::chrono::steady_clock::now() + time;
+    vnSerializeAdapterCache::setMaxSizeOfCachedData(64);
+    std::atomic<unsigned int> wrong{0};
+    std::vector<std::thread> threads;
+    for (unsigned int seed = 1; seed <= 4; ++seed)
+        threads.emplace_back(
+            [&, seed]
+            {
+                for (unsigned int step = seed; std::chrono::steady_clock::now() < end;
+                     step = step * 1103515245u + 12345u)
+                {
+                    const auto number = static_cast<char>('0' + (step >> 8) % 10);
+                    const vnString url = std::string("stream:block of ").append(1, number).c_str();
+                    vnSerializeAdapterCache adapter(url, 9, 1, 0, VN_ADAPTER_SILENT, vnString());
+                    if (adapter.read() != number)
+                        ++wrong;
+                    if ((step >> 16) % 1000 == 0)
+                        vnSerializeAdapterCache::resetCaches();
+                }
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0u);
+}

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapterMux.h>
+#include <vnBase/vnSerializeAdapterPacket.h>
+
+#include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnURL.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+constexpr std::chrono::seconds VN_LIMIT(60);
+
+void write(vnSerializeAdapter& adapter, const std::string& text)
+{
+    adapter.write(reinterpret_cast<const unsigned char*>(text.data()),
+                  static_cast<unsigned int>(text.size()));
+}
+
+std::string read(vnSerializeAdapter& adapter, unsigned int count)
+{
+    std::string text(count, '?');
+    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), count));
+    return text;
+}
+
+// How long the soak runs: a moment, or the seconds that the environment asks for.
+std::chrono::milliseconds soakTime()
+{
+    const char* seconds = std::getenv("VN_SOAK_SECONDS");
+    return seconds ? std::chrono::seconds(std::atoi(seconds)) : std::chrono::milliseconds(300);
+}
+
+struct Totals
+{
+    std::atomic<vnUInt64> count{0};
+    std::atomic<vnUInt64> sum{0};
+
+    void add(const unsigned char* data, unsigned int size)
+    {
+        vnUInt64 part = 0;
+        for (unsigned int i = 0; i < size; ++i)
+            part += data[i];
+        sum += part;
+        count += size;
+    }
+};
+
+// Blocks and single bytes of all sizes until the time is over, a million bytes ahead of the readers at most.
+void produce(vnSerializeAdapter& adapter, Totals& totals, const Totals& got, unsigned int seed,
+             std::chrono::milliseconds time)
+{
+    const auto end = std::chrono::steady_clock::now() + time;
+    unsigned char block[3000];
+    for (unsigned int i = 0; i < sizeof block; ++i)
+        block[i] = static_cast<unsigned char>(seed + i * 7);
+    for (unsigned int step = seed; std::chrono::steady_clock::now() < end; step = step * 1103515245u + 12345u)
+    {
+        const unsigned int size = (step >> 8) % 4 == 0 ? 1 : (step >> 8) % sizeof block;
+        if (size == 1)
+            adapter.write(block[0]);
+        else
+            adapter.write(block, size);
+        totals.add(block, size);
+        while (static_cast<vnInt64>(totals.count - got.count) > 1000000)
+            std::this_thread::yield();
+    }
+}
+} // namespace
+
+TEST(vnSerializeAdapterMux, KeepsALengthThatIsNoneWhileItIsActive)
+{
+    vnSerializeAdapterMux mux;
+    EXPECT_EQ(mux.getActive(), 1);
+    EXPECT_EQ(mux.length(), 0xF0000u);
+    EXPECT_TRUE(mux.hasData(1000));
+    write(mux, "abc");
+    EXPECT_EQ(mux.length(), 0xF0000u);
+    mux.setActive(0);
+    EXPECT_EQ(mux.length(), 0u); // whatever is queued
+}
+
+TEST(vnSerializeAdapterMux, DeliversWhatIsQueuedBehindTheEndAndCountsNoFurtherByte)
+{
+    vnSerializeAdapterMux mux;
+    write(mux, "abcdef");
+    mux.setActive(0);
+    EXPECT_EQ(mux.read(), 'a');
+    EXPECT_EQ(read(mux, 10), "bcdef");
+    EXPECT_FALSE(mux.hasData());
+    EXPECT_EQ(mux.read(), 0);
+    EXPECT_EQ(read(mux, 10), "");
+    mux.setActive(1);
+    write(mux, "g");
+    EXPECT_EQ(mux.read(), 'g');
+}
+
+TEST(vnSerializeAdapterMux, LosesNothingThatIsWrittenBeforeTheEndOfACopy)
+{
+    vnSerializeAdapterMux mux;
+    write(mux, "abc");
+    mux.setActive(0);
+    vnSerializeAdapterQueue copy(VN_QUEUE_FIFO);
+    vnString error;
+    EXPECT_TRUE(copyAdapters(&copy, &mux, &error));
+    EXPECT_EQ(read(copy, 10), "abc");
+}
+
+TEST(vnSerializeAdapterMux, ABlockWaitsForAllItsBytes)
+{
+    vnSerializeAdapterMux mux;
+    auto block = std::async(std::launch::async, [&mux] { return read(mux, 6); });
+    for (const char byte : std::string("abcdef"))
+        mux.write(static_cast<unsigned char>(byte));
+    ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
+    EXPECT_EQ(block.get(), "abcdef");
+}
+
+TEST(vnSerializeAdapterMux, TheEndWakesEachReader)
+{
+    vnSerializeAdapterMux mux;
+    auto byte = std::async(std::launch::async, [&mux] { return mux.read(); });
+    auto block = std::async(std::launch::async, [&mux] { return read(mux, 5); });
+    mux.setActive(0);
+    ASSERT_EQ(byte.wait_for(VN_LIMIT), std::future_status::ready);
+    ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
+    EXPECT_EQ(byte.get(), 0);
+    EXPECT_EQ(block.get(), "");
+}
+
+TEST(vnSerializeAdapterMux, ReadersAndWritersLoseNothing)
+{
+    vnSerializeAdapterMux mux;
+    Totals written, got;
+    std::vector<std::thread> writers, readers;
+    for (unsigned int i = 0; i < 2; ++i)
+        writers.emplace_back([&, i] { produce(mux, written, got, i + 1, soakTime()); });
+    for (const unsigned int size : {1u, 1000u})
+        readers.emplace_back(
+            [&, size]
+            {
+                unsigned char block[1000];
+                while (mux.hasData())
+                {
+                    const unsigned int count = mux.read(block, size);
+                    got.add(block, count);
+                }
+            });
+    for (std::thread& writer : writers)
+        writer.join();
+    mux.setActive(0);
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(got.count, written.count);
+    EXPECT_EQ(got.sum, written.sum);
+}
+
+TEST(vnSerializeAdapterPacket, FillsEachPacketAndReadsAcrossThem)
+{
+    vnSerializeAdapterPacket packets(4);
+    write(packets, "0123456789");
+    EXPECT_EQ(packets.getPacketCount(), 3u); // 4, 4 and 2 bytes
+    EXPECT_EQ(packets.length(), 10u);
+    EXPECT_EQ(packets.read(), '0');
+    EXPECT_EQ(packets.getPacketCount(), 2u);
+    EXPECT_EQ(packets.length(), 9u);
+    packets.write('a'); // into the last one, which has room
+    EXPECT_EQ(packets.getPacketCount(), 2u);
+    EXPECT_EQ(read(packets, 100), "123456789a");
+    EXPECT_FALSE(packets.hasData());
+    EXPECT_FALSE(packets.hasError());
+}
+
+TEST(vnSerializeAdapterPacket, GivesNothingAndAnErrorWhenItIsEmpty)
+{
+    vnSerializeAdapterPacket packets;
+    EXPECT_EQ(read(packets, 5), "");
+    EXPECT_FALSE(packets.hasError());
+    EXPECT_EQ(packets.read(), 0);
+    EXPECT_EQ(packets.getError(), "Memory Adapter read beyond end");
+    packets.setError("");
+    EXPECT_FALSE(packets.hasError());
+}
+
+TEST(vnSerializeAdapterPacket, TakesAnySize)
+{
+    vnSerializeAdapterPacket smallest(0);
+    EXPECT_EQ(smallest.getPacketSize(), 1u);
+    write(smallest, "ab");
+    EXPECT_EQ(smallest.getPacketCount(), 2u);
+    EXPECT_EQ(read(smallest, 3), "ab");
+    vnSerializeAdapterPacket largest(0xFFFFFFFFu); // takes no 4 GiB for a byte
+    const std::string text(200000, 'x');
+    write(largest, text);
+    EXPECT_EQ(largest.getPacketCount(), 1u);
+    EXPECT_EQ(read(largest, 300000), text);
+}
+
+TEST(vnSerializeAdapterPacket, ReadersAndWritersLoseNothing)
+{
+    vnSerializeAdapterPacket packets(100);
+    Totals written, got;
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> writers, readers;
+    for (unsigned int i = 0; i < 2; ++i)
+        writers.emplace_back([&, i] { produce(packets, written, got, i + 1, soakTime()); });
+    for (const unsigned int size : {3u, 1000u})
+        readers.emplace_back(
+            [&, size]
+            {
+                unsigned char block[1000];
+                for (bool isLast = false; !isLast;)
+                {
+                    isLast = isOver; // before the queue is found to be empty
+                    while (const unsigned int count = packets.read(block, size))
+                        got.add(block, count);
+                    std::this_thread::yield();
+                }
+            });
+    for (std::thread& writer : writers)
+        writer.join();
+    isOver = true;
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(got.count, written.count);
+    EXPECT_EQ(got.sum, written.sum);
+    EXPECT_EQ(packets.length(), 0u);
+}

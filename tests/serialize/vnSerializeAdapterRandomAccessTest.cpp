@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
+
+#include "../messages/vnMessageRecorder.h"
+#include "vnTempFolder.h"
+
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+using Adapter = vnRefPointer<vnSerializeAdapter>;
+
+// A stream that can't seek and counts its calls.
+class Target : public vnSerializeAdapterQueue
+{
+public:
+    explicit Target(const char* text = "", unsigned int claimed = 0)
+        : vnSerializeAdapterQueue(VN_QUEUE_FIFO), claim(claimed)
+    {
+        getQueue().push(reinterpret_cast<const unsigned char*>(text),
+                        static_cast<unsigned int>(std::char_traits<char>::length(text)));
+    }
+
+    unsigned int claim;
+    unsigned int reads = 0;
+    std::vector<std::string> written;
+
+protected:
+    using vnSerializeAdapterQueue::read_imp;
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        ++reads;
+        return vnSerializeAdapterQueue::read_imp(data, count);
+    }
+    void write_imp(unsigned char* data, unsigned int count) override
+    {
+        written.emplace_back(reinterpret_cast<const char*>(data), count);
+    }
+    void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
+    unsigned int length_imp() override { return claim ? claim : vnSerializeAdapterQueue::length_imp(); }
+};
+
+void write(vnSerializeAdapter& adapter, const char* text)
+{
+    adapter.write(reinterpret_cast<const unsigned char*>(text),
+                  static_cast<unsigned int>(std::char_traits<char>::length(text)));
+}
+
+std::string read(vnSerializeAdapter& adapter, unsigned int count)
+{
+    std::string text(count, '?');
+    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), count));
+    return text;
+}
+} // namespace
+
+TEST(vnSerializeAdapterRandomAccess, ReadsItsTargetOnceAndWritesItBackOnceAsAWhole)
+{
+    const vnRefPointer<Target> target(new Target("0123456789"));
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        EXPECT_EQ(target->reads, 1u);
+        EXPECT_EQ(adapter->seek(5, VN_ORIGIN_SET), 5u);
+        EXPECT_EQ(adapter->length(), 5u);
+        write(*adapter, "abc");
+        EXPECT_EQ(adapter->length(), 2u);
+        EXPECT_EQ(read(*adapter, 2), "89");
+        EXPECT_EQ(adapter->seek(-10, VN_ORIGIN_CURRENT), 0u);
+        for (const char byte : std::string("01234abc89"))
+            EXPECT_EQ(adapter->read(), byte);
+        adapter->flush();
+        EXPECT_TRUE(target->written.empty());
+    }
+    EXPECT_EQ(target->written, std::vector<std::string>{"01234abc89"});
+}
+
+TEST(vnSerializeAdapterRandomAccess, ReadingMakesTheStreamLongerAndChangesNothing)
+{
+    const vnRefPointer<Target> target(new Target("ab"));
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        adapter->seek(1, VN_ORIGIN_END);
+        EXPECT_EQ(adapter->length(), 0u);
+        EXPECT_EQ(read(*adapter, 2), std::string(2, '\0'));
+        EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 5u);
+        EXPECT_FALSE(adapter->hasError());
+    }
+    EXPECT_TRUE(target->written.empty());
+}
+
+TEST(vnSerializeAdapterRandomAccess, WritesBehindTheEnd)
+{
+    const vnRefPointer<Target> target(new Target("ab"));
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        adapter->seek(2, VN_ORIGIN_END);
+        write(*adapter, "z");
+    }
+    EXPECT_EQ(target->written, (std::vector<std::string>{std::string("ab\0\0z", 5)}));
+}
+
+TEST(vnSerializeAdapterRandomAccess, RefusesPlacesThatAreOutOfReach)
+{
+    const vnRefPointer<Target> target(new Target("ab"));
+    const vnRefPointer<vnSerializeAdapterRandomAccess> adapter(new vnSerializeAdapterRandomAccess(target));
+    adapter->setMaxGap(10);
+    struct Place
+    {
+        const char* what;
+        int offset;
+        vnOriginPos origin;
+    };
+    const Place places[] = {{"before the start", -1, VN_ORIGIN_SET},
+                            {"one more than the gap", 11, VN_ORIGIN_END},
+                            {"two gigabytes", 0x7FFFFFFF, VN_ORIGIN_SET}};
+    for (const Place& place : places)
+    {
+        adapter->seek(place.offset, place.origin);
+        EXPECT_EQ(adapter->read(), 0) << place.what;
+        EXPECT_EQ(adapter->getError(), "Random Access Adapter moved outside size") << place.what;
+        adapter->setError("");
+        adapter->write('x');
+        EXPECT_TRUE(adapter->hasError()) << place.what;
+        adapter->setError("");
+    }
+    // Positions don't wrap at 32 bits: from here on the sum of both moves would be position 1.
+    adapter->seek(0x7FFFFFFF, VN_ORIGIN_SET);
+    adapter->seek(0x7FFFFFFF, VN_ORIGIN_CURRENT);
+    adapter->seek(3, VN_ORIGIN_CURRENT);
+    EXPECT_EQ(adapter->length(), 0u);
+    adapter->write('x');
+    EXPECT_TRUE(adapter->hasError());
+    adapter->setError("");
+    adapter->seek(10, VN_ORIGIN_END);
+    EXPECT_EQ(adapter->read(), 0);
+    EXPECT_FALSE(adapter->hasError());
+    EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 13u);
+}
+
+TEST(vnSerializeAdapterRandomAccess, TakesNoMemoryForALengthThatIsALie)
+{
+    const vnRefPointer<Target> target(new Target("abc", 0xFFFFFFF0u));
+    const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+    EXPECT_EQ(adapter->length(), 3u);
+    EXPECT_EQ(read(*adapter, 3), "abc");
+    adapter->write('d'); // grows by what is there, not by what was claimed
+    EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 4u);
+}
+
+TEST(vnSerializeAdapterRandomAccess, WritesATargetThatSeeksFromItsStart)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a", "0123456789");
+    {
+        const Adapter file(new vnSerializeAdapterFile(path, VN_SERIALIZE_INPUT, 0, 0));
+        const vnSerializeAdapterRandomAccess whole(file);
+    }
+    unsigned char block[] = "0123";
+    const Adapter memory(new vnSerializeAdapterMemory(block, 4));
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(memory));
+        adapter->write('x');
+    }
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(block)), "x123");
+    EXPECT_EQ(vnTempFolder::content(path), "0123456789");
+}
+
+TEST(vnSerializeAdapterRandomAccess, TellsWhatCouldNotBeWrittenBack)
+{
+    Recorder recorder;
+    unsigned char block[] = "0123";
+    {
+        const Adapter adapter(
+            new vnSerializeAdapterRandomAccess(new vnSerializeAdapterMemory(block, sizeof block - 1)));
+        adapter->seek(0, VN_ORIGIN_END);
+        adapter->write('x');
+    }
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Memory Adapter written beyond end"});
+}
+
+TEST(vnSerializeAdapterRandomAccess, OpensByURL)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a", "0123");
+    const Adapter adapter(vnSerializeAdapter::getURLAdapter(vnString("rand:file:") + path, VN_SERIALIZE_INPUT,
+                                                            VN_ADAPTER_SILENT));
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(adapter->getURL(), vnString("rand:file:") + path);
+    adapter->seek(-1, VN_ORIGIN_END);
+    EXPECT_EQ(read(*adapter, 1), "3");
+    vnString error;
+    EXPECT_FALSE(vnSerializeAdapter::getURLAdapter(vnString("rand:file:") + path + "x", VN_SERIALIZE_INPUT,
+                                                   VN_ADAPTER_SILENT, vnString(), &error));
+    EXPECT_EQ(error, vnString("Could not create URL Adapter 'rand:file:") + path + "x'");
+    EXPECT_TRUE(vnSerializeAdapterRandomAccess(nullptr).hasError());
+}

@@ -1,0 +1,359 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnSerializeAdapterZIP.h>
+
+#include "vnTempFolder.h"
+
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+using Adapter = vnRefPointer<vnSerializeAdapter>;
+
+void put(std::string& to, unsigned int value, unsigned int bytes)
+{
+    for (; bytes > 0; --bytes, value >>= 8)
+        to += static_cast<char>(value);
+}
+
+// One stored or deflated member, byte by byte as the format tells; sizes and checksum as they are claimed.
+struct Member
+{
+    std::string name;
+    std::string packed;
+    unsigned int size;
+    unsigned int crc;
+    unsigned int method;
+    unsigned int flags;
+};
+
+const Member hello{"dir/b.txt", "Hello", 5, 0xF7D18982u, 0, 0};
+const Member empty{"empty", "", 0, 0, 0, 0};
+// zlib's raw deflate of 1000 times "a".
+const Member letters{
+    "letters", std::string("\x4b\x4c\x1c\x05\xa3\x60\x14\x0c\x77\x00\x00", 11), 1000, 0x9A38DA03u, 8, 0};
+
+std::string headOf(const Member& member)
+{
+    std::string head;
+    put(head, member.flags, 2);
+    put(head, member.method, 2);
+    put(head, 0, 4); // time
+    put(head, member.crc, 4);
+    put(head, static_cast<unsigned int>(member.packed.size()), 4);
+    put(head, member.size, 4);
+    put(head, static_cast<unsigned int>(member.name.size()), 2);
+    put(head, 0, 2); // extra
+    return head;
+}
+
+std::string archiveOf(const std::vector<Member>& members, const std::string& comment = "")
+{
+    std::string bytes, directory;
+    for (const Member& member : members)
+    {
+        directory += std::string("PK\x01\x02\x14\0\x14\0", 8) + headOf(member) + std::string(10, '\0');
+        put(directory, static_cast<unsigned int>(bytes.size()), 4);
+        directory += member.name;
+        bytes += std::string("PK\x03\x04\x14\0", 6) + headOf(member) + member.name + member.packed;
+    }
+    const auto start = static_cast<unsigned int>(bytes.size());
+    bytes += directory + std::string("PK\x05\x06\0\0\0\0", 8);
+    put(bytes, static_cast<unsigned int>(members.size()), 2);
+    put(bytes, static_cast<unsigned int>(members.size()), 2);
+    put(bytes, static_cast<unsigned int>(directory.size()), 4);
+    put(bytes, start, 4);
+    put(bytes, static_cast<unsigned int>(comment.size()), 2);
+    return bytes + comment;
+}
+
+Adapter memoryOf(std::string& bytes)
+{
+    return new vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+std::string restOf(vnSerializeAdapter& adapter)
+{
+    std::string text(adapter.length(), '?');
+    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), adapter.length()));
+    return text;
+}
+
+std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT)
+{
+    vnString error;
+    const Adapter adapter(
+        vnSerializeAdapter::getURLAdapter(url, action, VN_ADAPTER_SILENT, vnString(), &error));
+    return adapter ? "opened" : error.getString();
+}
+} // namespace
+
+TEST(vnSerializeAdapterZIP, ReadsStoredDeflatedAndEmptyMembers)
+{
+    std::string bytes = archiveOf({hello, empty, letters}, "a comment");
+    const vnRefPointer<vnSerializeAdapterZIP> zip(
+        new vnSerializeAdapterZIP(memoryOf(bytes), VN_SERIALIZE_INPUT));
+    EXPECT_FALSE(zip->hasError()) << zip->getError().getString();
+    EXPECT_EQ(zip->getComment(), "a comment");
+    EXPECT_TRUE(zip->setCurrentItem("letters"));
+    EXPECT_EQ(restOf(*zip), std::string(1000, 'a'));
+    EXPECT_TRUE(zip->setCurrentItem("empty"));
+    EXPECT_EQ(zip->length(), 0u);
+    EXPECT_FALSE(zip->hasData());
+    EXPECT_TRUE(zip->setCurrentItem("dir/b.txt"));
+    EXPECT_EQ(zip->getCurrentItem(), "dir/b.txt");
+    EXPECT_EQ(zip->read(), 'H');
+    EXPECT_EQ(zip->length(), 4u);
+    EXPECT_EQ(zip->seek(-2, VN_ORIGIN_CURRENT), 0xFFFFFFFFu);
+    EXPECT_EQ(zip->seek(2, VN_ORIGIN_CURRENT), 3u);
+    EXPECT_EQ(restOf(*zip), "lo");
+    EXPECT_EQ(zip->seek(0, VN_ORIGIN_SET), 0u);
+    EXPECT_EQ(restOf(*zip), "Hello");
+}
+
+TEST(vnSerializeAdapterZIP, NamesAreComparedByTheCaseOfTheirLetters)
+{
+    std::string bytes = archiveOf({hello});
+    vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
+    EXPECT_FALSE(zip.setCurrentItem("dir/B.txt"));
+    EXPECT_EQ(zip.getCurrentItem(), "");
+    EXPECT_EQ(zip.length(), 0u);
+    EXPECT_EQ(zip.getError(), "Couldn't locate dir/B.txt in archive ");
+}
+
+TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
+{
+    const auto changed = [](Member member, unsigned int Member::*field, unsigned int value)
+    {
+        member.*field = value;
+        return member;
+    };
+    const std::pair<Member, const char*> members[] = {
+        {changed(hello, &Member::crc, 1), "Couldn't read current file dir/b.txt in archive "},
+        {changed(hello, &Member::size, 0xFFFFFFF0u), "Couldn't read current file dir/b.txt in archive "},
+        {changed(hello, &Member::size, 4), "Couldn't read current file dir/b.txt in archive "},
+        {changed(letters, &Member::size, 0xFFFFFFF0u), "Couldn't read current file letters in archive "},
+        {changed(letters, &Member::size, 999), "Couldn't read current file letters in archive "},
+        {changed(hello, &Member::method, 8), "Couldn't read current file dir/b.txt in archive "},
+        {changed(hello, &Member::method, 12), "Couldn't open current file dir/b.txt in archive "},
+        {changed(hello, &Member::flags, 1), "Couldn't open current file dir/b.txt in archive "}, // encrypted
+    };
+    for (const auto& [member, error] : members)
+    {
+        std::string bytes = archiveOf({member, empty});
+        vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+        EXPECT_FALSE(zip.setCurrentItem(member.name.c_str())) << error;
+        EXPECT_EQ(zip.getError(), error);
+        EXPECT_EQ(zip.length(), 0u) << error;
+        EXPECT_TRUE(zip.setCurrentItem("empty")) << error; // the archive is usable all the same
+    }
+}
+
+TEST(vnSerializeAdapterZIP, TruncationAtEachByteIsAnErrorOrTheMember)
+{
+    const std::string whole = archiveOf({hello, letters}, "comment");
+    for (std::size_t size = 0; size < whole.size(); ++size)
+    {
+        std::string bytes = whole.substr(0, size);
+        vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+        const bool hasComment = size >= whole.size() - 7; // cut in its comment the archive can be read
+        EXPECT_EQ(!zip.hasError(), hasComment) << size;
+        EXPECT_EQ(zip.setCurrentItem("letters") != 0, hasComment) << size;
+    }
+}
+
+TEST(vnSerializeAdapterZIP, OpensByURL)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.zip", archiveOf({hello}));
+    const vnString url = vnString("zip:{file:") + path + "},dir/b.txt";
+    const Adapter adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT));
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(restOf(*adapter), "Hello");
+    EXPECT_EQ(adapter->getURL(), url);
+    EXPECT_EQ(failureOf(vnString("zip:{rand:file:") + path + "},dir/b.txt"), "opened");
+}
+
+TEST(vnSerializeAdapterZIP, TellsWhyAURLDoesNotOpen)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.zip", archiveOf({hello}));
+    const vnString none = folder.write("none", "no archive");
+    const std::string at = path.getString();
+    EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},missing.txt"),
+              "URL Adapter (zip:{file:" + at +
+                  "},missing.txt) Error:Couldn't locate missing.txt in archive file:" + at);
+    EXPECT_EQ(failureOf(vnString("zip:{file:") + none + "},a"),
+              std::string("URL Adapter (zip:{file:") + none.getString() +
+                  "},a) Error:Failed to initialize ZIP archive from adapter file:" + none.getString());
+    EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "x},a"), ""); // what the archive's own URL reported
+    for (const vnSerializeAction action : {VN_SERIALIZE_OUTPUT, VN_SERIALIZE_APPEND})
+        EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},dir/b.txt", action),
+                  "Can not open 'zip:{file:" + at + "},dir/b.txt' as output");
+    EXPECT_EQ(vnTempFolder::content(path), archiveOf({hello})); // nothing was cut
+}
+
+TEST(vnSerializeAdapterZIP, MissingAndBrokenParentsAreErrors)
+{
+    EXPECT_EQ(vnSerializeAdapterZIP(nullptr, VN_SERIALIZE_INPUT).getError(),
+              "Missing parent adapter for ZIP archive");
+    const Adapter broken(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    broken->setError("gone");
+    vnSerializeAdapterZIP zip(broken, VN_SERIALIZE_INPUT);
+    EXPECT_EQ(zip.getError(), "Parent archive has error:gone");
+    EXPECT_FALSE(zip.setCurrentItem("a"));
+    EXPECT_EQ(zip.readZIP(nullptr, 0), 0u);
+}
+
+TEST(vnSerializeAdapterZIP, WrapsAParentThatCanNotSeek)
+{
+    const std::string bytes = archiveOf({hello});
+    const Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(bytes.data()),
+                 static_cast<unsigned int>(bytes.size()));
+    vnSerializeAdapterZIP zip(queue, VN_SERIALIZE_INPUT);
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
+    EXPECT_EQ(restOf(zip), "Hello");
+}
+
+TEST(vnSerializeAdapterZIP, WritesAnArchiveWithoutMembersBehindWhatIsThere)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("out", "before");
+    {
+        vnSerializeAdapterZIP zip(new vnSerializeAdapterFile(path, VN_SERIALIZE_APPEND, 0, 0),
+                                  VN_SERIALIZE_OUTPUT);
+        EXPECT_FALSE(zip.hasError()) << zip.getError().getString();
+        EXPECT_TRUE(zip.setCurrentItem("a"));
+        zip.write('x');
+        zip.setComment("hi");
+    }
+    const std::string written = vnTempFolder::content(path);
+    ASSERT_EQ(written.size(), 6u + 24);
+    EXPECT_EQ(written.substr(0, 10), "beforePK\x05\x06");
+    EXPECT_EQ(written.substr(28), "hi");
+}
+
+namespace
+{
+// Throws once it was read so many times.
+class Throwing : public vnSerializeAdapterMemory
+{
+public:
+    Throwing(std::string& bytes, unsigned int reads)
+        : vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size())), m_left(reads)
+    {
+    }
+
+protected:
+    using vnSerializeAdapterMemory::read_imp;
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        if (m_left-- == 0)
+            throw std::runtime_error("no more");
+        const unsigned int got = vnSerializeAdapterMemory::read_imp(data, count);
+        setReadWindow(nullptr, nullptr); // the next one comes here, too
+        return got;
+    }
+
+private:
+    unsigned int m_left;
+};
+} // namespace
+
+TEST(vnSerializeAdapterZIP, HandsOnWhatItsParentThrows)
+{
+    Member large = letters;
+    large.name.assign(200, 'n');
+    std::vector<Member> members(2000, large); // over several pages
+    std::string bytes = archiveOf(members);
+    EXPECT_THROW(vnSerializeAdapterZIP(new Throwing(bytes, 0), VN_SERIALIZE_INPUT), std::runtime_error);
+    unsigned int thrown = 0;
+    for (unsigned int reads = 1; reads < 40; ++reads)
+        try
+        {
+            vnSerializeAdapterZIP zip(new Throwing(bytes, reads), VN_SERIALIZE_INPUT);
+            EXPECT_TRUE(zip.setCurrentItem(large.name.c_str()));
+        }
+        catch (const std::runtime_error&)
+        {
+            ++thrown;
+        }
+    EXPECT_GT(thrown, 0u);
+    EXPECT_LT(thrown, 39u);
+}
+
+TEST(vnSerializeAdapterZIP, ReadsTheArchivesOfOthers)
+{
+    if (std::system("python3 -c 'import zipfile' > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "there is no python3";
+    const vnTempFolder folder;
+    const vnString script = folder.write("make.py", R"(
+import io, os, subprocess, sys, shutil, zipfile
+os.chdir(sys.argv[1])
+big = bytes(range(256)) * 400000  # 102,400,000 bytes
+class Pipe(io.RawIOBase):  # can't seek: sizes follow in data descriptors
+    def __init__(self, name): self.file = open(name, 'wb')
+    def writable(self): return True
+    def write(self, data): return self.file.write(data)
+def fill(z):
+    z.writestr('stored.txt', 'stored', zipfile.ZIP_STORED)
+    z.writestr('deflated.txt', 'deflated ' * 1000, zipfile.ZIP_DEFLATED)
+    z.writestr('empty', '')
+    z.writestr('\u00e4\u03b2.txt', 'named', zipfile.ZIP_DEFLATED)
+    z.comment = b'comment'
+with zipfile.ZipFile('python.zip', 'w') as z: fill(z)
+with zipfile.ZipFile(Pipe('descriptors.zip'), 'w') as z: fill(z)
+with zipfile.ZipFile('zip64.zip', 'w') as z:
+    fill(z)
+    with z.open('forced', 'w', force_zip64=True) as f: f.write(b'forced')
+with zipfile.ZipFile('big.zip', 'w') as z: z.writestr('big', big, zipfile.ZIP_DEFLATED)
+os.mkdir('in'); os.chdir('in')
+for name, text in (('stored.txt', 'stored'), ('deflated.txt', 'deflated ' * 1000), ('empty', ''), ('\u00e4\u03b2.txt', 'named')):
+    with open(name, 'w') as f: f.write(text)
+if shutil.which('zip'): subprocess.check_call('zip -q ../infozip.zip *; echo comment | zip -qz ../infozip.zip', shell=True)
+for seven in ('7z', '7za', '7zz'):
+    if shutil.which(seven): subprocess.check_call([seven, 'a', '-tzip', '../seven.zip', '.'], stdout=subprocess.DEVNULL); break
+)");
+    const std::string command = "LC_ALL=C.UTF-8 python3 " + std::string(script.getString()) + vnString(" ") +
+                                folder.path("").getString();
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    unsigned int archives = 0;
+    for (const char* name : {"python.zip", "descriptors.zip", "zip64.zip", "infozip.zip", "seven.zip"})
+    {
+        const Adapter file(new vnSerializeAdapterFile(folder.path(name), VN_SERIALIZE_INPUT, 0, 0));
+        if (file->hasError())
+            continue;
+        ++archives;
+        vnSerializeAdapterZIP zip(file, VN_SERIALIZE_INPUT);
+        std::string deflated;
+        for (unsigned int i = 0; i < 1000; ++i)
+            deflated += "deflated ";
+        const std::pair<const char*, std::string> members[] = {{"stored.txt", "stored"},
+                                                               {"deflated.txt", deflated},
+                                                               {"empty", ""},
+                                                               {"\xc3\xa4\xce\xb2.txt", "named"}};
+        for (const auto& [member, text] : members)
+        {
+            EXPECT_TRUE(zip.setCurrentItem(member)) << name << ": " << zip.getError().getString();
+            EXPECT_EQ(restOf(zip), text) << name << " " << member;
+        }
+    }
+    EXPECT_GE(archives, 3u);
+    vnSerializeAdapterZIP zip(new vnSerializeAdapterFile(folder.path("big.zip"), VN_SERIALIZE_INPUT, 0, 0),
+                              VN_SERIALIZE_INPUT);
+    ASSERT_TRUE(zip.setCurrentItem("big"));
+    EXPECT_EQ(zip.length(), 102400000u);
+    zip.seek(-1, VN_ORIGIN_END);
+    EXPECT_EQ(zip.read(), 255);
+}
