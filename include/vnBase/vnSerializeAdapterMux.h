@@ -12,17 +12,17 @@
 ///     channel->write(data, count);         while (channel->hasData())
 ///     channel->setActive(0); // the end        use(channel->read());
 ///
-/// While the channel is active a read waits until it has all that it asks for. Once it is not, what is queued
-/// is still delivered, and then a single byte read is 0 and a block comes short: this 0 tells the end and
-/// counts as no byte.
+/// While the channel is active and nothing is queued a read waits. A block gives what is queued, up to its
+/// size, and does not wait for more. Once the channel is not active, what is queued is still delivered; then
+/// a single byte read is 0 and a block gives none: this 0 tells the end and counts as no byte.
 ///
 /// `length()` is 0xF0000 while the channel is active and 0 afterwards, whatever is queued: the length of such
 /// a stream is not known, and loops that copy streams keep reading as long as there is a length. `hasData()`
 /// holds while the channel is active or bytes are queued.
 ///
 /// Thread-safety: reading, writing, `getActive` and `setActive` on any threads at once. Blocks of several
-/// writers are not mixed; those of several readers are, when they have to wait. Bytes are pushed back by one
-/// thread only, while no other reads.
+/// writers are not mixed, and what one block read gives lies in one piece in the channel. Bytes are pushed
+/// back by one thread only, while no other reads.
 class VN_BASE_API vnSerializeAdapterMux : public vnSerializeAdapter
 {
 public:

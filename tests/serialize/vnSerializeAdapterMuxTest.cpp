@@ -114,14 +114,32 @@ TEST(vnSerializeAdapterMux, LosesNothingThatIsWrittenBeforeTheEndOfACopy)
     EXPECT_EQ(read(copy, 10), "abc");
 }
 
-TEST(vnSerializeAdapterMux, ABlockWaitsForAllItsBytes)
+TEST(vnSerializeAdapterMux, ABlockWaitsForItsFirstByteOnly)
 {
     vnSerializeAdapterMux mux;
+    write(mux, "abc");
+    EXPECT_EQ(read(mux, 2), "ab");
+    EXPECT_EQ(read(mux, 6), "c");
     auto block = std::async(std::launch::async, [&mux] { return read(mux, 6); });
-    for (const char byte : std::string("abcdef"))
-        mux.write(static_cast<unsigned char>(byte));
+    write(mux, "def");
     ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
-    EXPECT_EQ(block.get(), "abcdef");
+    EXPECT_EQ(block.get(), "def");
+}
+
+TEST(vnSerializeAdapterMux, ACopyThatWaitsEndsWithTheChannel)
+{
+    for (int round = 0; round < 200; ++round)
+    {
+        vnSerializeAdapterMux mux;
+        vnSerializeAdapterQueue copy(VN_QUEUE_FIFO);
+        vnString error;
+        auto copied = std::async(std::launch::async, [&] { return copyAdapters(&copy, &mux, &error); });
+        write(mux, "abc");
+        mux.setActive(0);
+        ASSERT_EQ(copied.wait_for(VN_LIMIT), std::future_status::ready);
+        EXPECT_TRUE(copied.get()) << error.getString();
+        EXPECT_EQ(read(copy, 10), "abc");
+    }
 }
 
 TEST(vnSerializeAdapterMux, TheEndWakesEachReader)

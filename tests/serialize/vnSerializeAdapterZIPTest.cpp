@@ -325,8 +325,8 @@ if shutil.which('zip'): subprocess.check_call('zip -q ../infozip.zip *; echo com
 for seven in ('7z', '7za', '7zz'):
     if shutil.which(seven): subprocess.check_call([seven, 'a', '-tzip', '../seven.zip', '.'], stdout=subprocess.DEVNULL); break
 )");
-    const std::string command = "LC_ALL=C.UTF-8 python3 " + std::string(script.getString()) + vnString(" ") +
-                                folder.path("").getString();
+    const std::string command =
+        std::string("LC_ALL=C.UTF-8 python3 ") + script.getString() + " " + folder.path("").getString();
     ASSERT_EQ(std::system(command.c_str()), 0);
     unsigned int archives = 0;
     for (const char* name : {"python.zip", "descriptors.zip", "zip64.zip", "infozip.zip", "seven.zip"})

@@ -69,8 +69,8 @@ bool vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes)
         }
         const unsigned int step = std::min(known, std::max(bytes.getSize(), VN_BELIEVED));
         vnGrowTo(bytes, sizeWith(bytes, step));
-        if (fill(source, bytes, step) == 0)
-            return false;
+        if (fill(source, bytes, step) == 0 && source.hasData())
+            return false; // it did not come to its end meanwhile
     }
     dropSpare(bytes);
     return true;

@@ -229,7 +229,10 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
         return;
     SourceLoan source(url, flags, password);
     if (!source)
+    {
+        setError(vnTranslated("Failed to open URL:") + url);
         return;
+    }
     if (!source.get().canSeek())
     {
         cacheWhole(source.get(), url, offset, length);

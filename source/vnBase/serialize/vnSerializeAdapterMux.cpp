@@ -50,16 +50,15 @@ void vnSerializeAdapterMux::write_imp(unsigned char byte)
     m_event.fire();
 }
 
-// Waits for all bytes: the items of a stream count on it, since the length promises more than they need.
+// Waits for the first byte only: a copy asks for as much as the length promises, and must not hold back what
+// came until all of that is there.
 unsigned int vnSerializeAdapterMux::read_imp(unsigned char* data, unsigned int count)
 {
     vnBodyGuard guard(m_event);
-    unsigned int done = 0;
-    while (done < count && waitForData())
-    {
-        done += m_queue.pop(data + done, count - done);
-        shrinkWhenDrained();
-    }
+    if (count == 0 || !waitForData())
+        return 0;
+    const unsigned int done = m_queue.pop(data, count);
+    shrinkWhenDrained();
     return done;
 }
 

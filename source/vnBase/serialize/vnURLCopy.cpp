@@ -109,7 +109,7 @@ unsigned char copyAdapters(vnSerializeAdapter* destination, vnSerializeAdapter* 
     Scratch scratch;
     bool isStuck = false;
     while (!isStuck && !source->hasError() && !destination->hasError() && source->hasData())
-        isStuck = copySome(destination, source, scratch) == 0;
+        isStuck = copySome(destination, source, scratch) == 0 && source->hasData(); // it may end meanwhile
     if (hasFailed(source, error) || hasFailed(destination, error))
         return 0;
     return isStuck ? refuse(error, "Source adapter has data and gives none") : 1;

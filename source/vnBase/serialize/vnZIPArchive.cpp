@@ -77,9 +77,13 @@ struct vnZIPArchive::Callbacks
     }
 
     static int close(voidpf, voidpf) noexcept { return 0; }
+
+    // minizip takes a byte that is missing at the end of the archive for one that it has read, unless there
+    // is an error.
     static int testError(voidpf opaque, voidpf) noexcept
     {
-        return static_cast<vnZIPArchive*>(opaque)->m_failure ? -1 : 0;
+        const auto& archive = *static_cast<vnZIPArchive*>(opaque);
+        return archive.m_failure || archive.m_cameShort ? -1 : 0;
     }
 
     static zlib_filefunc64_def tableFor(vnZIPArchive& archive)
@@ -237,6 +241,7 @@ unsigned int vnZIPArchive::read(unsigned char* data, vnUInt64 count)
         m_position += step;
         done += step;
     }
+    m_cameShort = done < count;
     return done;
 }
 

@@ -94,6 +94,7 @@ private:
     vnUInt64 m_position = 0;
     Page m_pages[2]; // one for the directory and one for the members
     unsigned int m_lastPage = 0;
+    bool m_cameShort = false; // the last read
     bool m_hasIndex = false;
     vnDynamicArray<Place> m_index; // by hash, then by number
     Member m_member;
