@@ -85,6 +85,13 @@ GOALS = (
     ("l.streams", "open by URL, read a byte, close: mem:", "getURLAdapter", [(1.0, "Poco::URIStreamOpener")], [(1000.0, "")]),
     ("l.streams", "open by URL, read a byte, close: file:", "getURLAdapter", [(1.0, "Poco::URIStreamOpener")], []),
 
+    ("m.archive", "deflated members of 64 KB", "vnSerializeAdapterZIP", [(1.111, "minizip, in the order")],
+     [(1.0, "minizip, in the order")]),
+    ("m.archive", "deflated members of 2 KB", "vnSerializeAdapterZIP", [(1.111, "minizip, in the order")],
+     [(1.0, "minizip, in the order")]),
+    ("m.archive", "stored members of 64 KB", "vnSerializeAdapterZIP", [(1.111, "minizip, in the order")],
+     [(1.0, "minizip, in the order")]),
+
     ("n.logging", "notification", "vnNotifyMaster", [(200.0, "")], [(100.0, "")]),
     ("n.logging", "a message to a receiver that drops it", "vnMessage", [(300.0, "")], [(150.0, "")]),
     ("n.logging", "a message below the level", "vnMessage", [(10.0, "")], [(2.0, "")]),
