@@ -107,7 +107,8 @@ void addMembers(Suite& suite, const std::string& name, const Archive& archive)
 {
     Group& g = suite.group(name, mbPerSecond, static_cast<double>(archive.size)).sameCheck();
     g.add("minizip, in the order of the archive", limit, [&archive] { return readInOrder(archive); });
-    g.add("minizip, by name", peer, [&archive] { return readByName(archive); });
+    if (archive.names.size() < 1000) // it walks through the directory for each name: minutes for thousands
+        g.add("minizip, by name", peer, [&archive] { return readByName(archive); });
     g.add("vnSerializeAdapterZIP, by name", ours, [&archive] { return readOurs(archive); });
     suite.run();
     unlink(archive.path.c_str());

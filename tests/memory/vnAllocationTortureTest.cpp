@@ -16,11 +16,16 @@
 #include <vnBase/vnRecycleData.h>
 #include <vnBase/vnRefDict.h>
 #include <vnBase/vnRegKeyExpandParser.h>
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterMux.h>
+#include <vnBase/vnSerializeAdapterPacket.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
+#include <vnBase/vnSerializeAdapterZIP.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnStringParser.h>
 #include <vnBase/vnStringTokenizer.h>
@@ -373,6 +378,70 @@ void useDynamicValues()
     EXPECT_EQ(copy.getNumberOfAttributes(), 60u);
 }
 
+void useChannels()
+{
+    std::string bytes(70000, 'c');
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    vnSerializeAdapterMux mux;
+    mux.write(*data);
+    mux.write(data, 70000);
+    mux.setActive(0);
+    vnRefPointer<vnSerializeAdapterPacket> packets(new vnSerializeAdapterPacket(20000));
+    EXPECT_TRUE(copyAdapters(packets, &mux, nullptr));
+    EXPECT_EQ(packets->length(), 70001u);
+    vnSerializeAdapterRandomAccess whole(packets);
+    EXPECT_EQ(whole.seek(100, VN_ORIGIN_END), 70101u);
+    whole.write('e');
+    EXPECT_EQ(whole.seek(0, VN_ORIGIN_SET), 0u);
+    EXPECT_EQ(whole.length(), 70102u);
+}
+
+void useCaches()
+{
+    const std::string bytes = "0123456789";
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(bytes.data()), 10);
+    const vnString url = vnString::formatString("adapt:%d", vnUInt64(queue.get()));
+    vnSerializeAdapterCache::resetCaches();
+    {
+        vnSerializeAdapterCache first(url, 2, 3, 0, VN_ADAPTER_SILENT, vnString());
+        vnSerializeAdapterCache second(url, 4, 100, 0, VN_ADAPTER_SILENT, vnString());
+        const bool opened = !first.hasError() && !second.hasError();
+        vnSerializeAdapterCache::resetCaches();
+        if (!opened)
+            throw std::bad_alloc();
+        EXPECT_EQ(first.read(), '2');
+        EXPECT_EQ(second.length(), 6u);
+    }
+    const vnString part = vnString::formatString("mem:%d,10", vnUInt64(bytes.data()));
+    vnSerializeAdapterCache third(part, 2, 3, 0, VN_ADAPTER_SILENT, vnString());
+    vnSerializeAdapterCache::resetCaches();
+    EXPECT_EQ(third.read(), '2');
+}
+
+// An archive of one member "a" that holds "Hello", deflated.
+void useArchives()
+{
+    static const char bytes[] =
+        "PK\x03\x04\x14\0\0\0\x08\0\0\0\0\0\x82\x89\xD1\xF7\x07\0\0\0\x05\0\0\0\x01\0\0\0"
+        "a\xF3\x48\xCD\xC9\xC9\x07\0"
+        "PK\x01\x02\x14\0\x14\0\0\0\x08\0\0\0\0\0\x82\x89\xD1\xF7\x07\0\0\0\x05\0\0\0\x01\0\0\0"
+        "\0\0\0\0\0\0\0\0\0\0\0\0\0\0"
+        "a"
+        "PK\x05\x06\0\0\0\0\x01\0\x01\0\x2F\0\0\0\x26\0\0\0\x02\0hi";
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(bytes), sizeof bytes - 1);
+    vnSerializeAdapterZIP zip(queue, VN_SERIALIZE_INPUT);
+    EXPECT_FALSE(zip.setCurrentItem("b"));
+    if (!zip.setCurrentItem("a"))
+        throw std::bad_alloc(); // zlib got no memory
+    EXPECT_EQ(zip.getComment(), "hi");
+    EXPECT_EQ(zip.read(), 'H');
+    vnRefPointer<vnSerializeAdapterQueue> out(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnSerializeAdapterZIP written(out, VN_SERIALIZE_OUTPUT);
+    written.setComment(longText);
+}
+
 void useURLs()
 {
     unsigned char block[100];
@@ -452,6 +521,9 @@ const Script scripts[] = {
     {"profiler", useProfiler},
     {"update ids", useUpdateIDs},
     {"adapters", useAdapters},
+    {"channels", useChannels},
+    {"caches", useCaches},
+    {"archives", useArchives},
     {"urls", useURLs},
     {"tokens", useTokens},
     {"dynamic values", useDynamicValues},
