@@ -32,8 +32,8 @@ public:
     VN_TYPE(vnSerializeAdapterRandomAccess)
 
     /// Writes what was changed to the target, and nothing when an exception is on its way: then the target
-    /// keeps what it has. An error of the target is reported as a Warning, unless the flags hold
-    /// `VN_ADAPTER_SILENT`.
+    /// keeps what it has, and so does one that could not be read whole. An error of the target is reported as
+    /// a Warning, unless the flags hold `VN_ADAPTER_SILENT`.
     ~vnSerializeAdapterRandomAccess() noexcept(false) override;
 
     unsigned char canSeek() override;
@@ -65,4 +65,5 @@ private:
     vnInt64 m_position = 0; // while no window is open; one of them at most is, since they share it
     unsigned int m_maxGap = VN_DEFAULT_MAX_GAP;
     unsigned char m_isModified = 0;
+    unsigned char m_isWhole = 0; // the target was read without an error
 };

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ using Adapter = vnRefPointer<vnSerializeAdapter>;
 class Target : public vnSerializeAdapterQueue
 {
 public:
+    // Gives three bytes at a time, and none but an error once it gave so many.
+    void setStingy(unsigned int bytes) { m_left = bytes; }
     explicit Target(const char* text = "", unsigned int claimed = 0)
         : vnSerializeAdapterQueue(VN_QUEUE_FIFO), claim(claimed)
     {
@@ -37,7 +40,12 @@ protected:
     unsigned int read_imp(unsigned char* data, unsigned int count) override
     {
         ++reads;
-        return vnSerializeAdapterQueue::read_imp(data, count);
+        if (m_left == 0)
+            setError("no more");
+        const unsigned int got =
+            vnSerializeAdapterQueue::read_imp(data, m_left > 1000 ? count : std::min({count, m_left, 3u}));
+        m_left -= m_left > 1000 ? 0 : got;
+        return got;
     }
     void write_imp(unsigned char* data, unsigned int count) override
     {
@@ -45,6 +53,9 @@ protected:
     }
     void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
     unsigned int length_imp() override { return claim ? claim : vnSerializeAdapterQueue::length_imp(); }
+
+private:
+    unsigned int m_left = 0xFFFFFFFFu;
 };
 
 void write(vnSerializeAdapter& adapter, const char* text)
@@ -183,6 +194,30 @@ TEST(vnSerializeAdapterRandomAccess, TellsWhatCouldNotBeWrittenBack)
         adapter->write('x');
     }
     EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Memory Adapter written beyond end"});
+}
+
+TEST(vnSerializeAdapterRandomAccess, ReadsATargetThatGivesFewBytesAtATime)
+{
+    const vnRefPointer<Target> target(new Target("0123456789"));
+    target->setStingy(1000);
+    const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+    EXPECT_EQ(read(*adapter, 10), "0123456789");
+    EXPECT_FALSE(adapter->hasError());
+}
+
+TEST(vnSerializeAdapterRandomAccess, LeavesATargetAloneThatCouldNotBeReadWhole)
+{
+    Recorder recorder;
+    const vnRefPointer<Target> target(new Target("0123456789"));
+    target->setStingy(4);
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        EXPECT_EQ(adapter->getError(), "no more");
+        EXPECT_EQ(adapter->length(), 4u);
+        adapter->write('x');
+    }
+    EXPECT_TRUE(target->written.empty());
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|no more"});
 }
 
 TEST(vnSerializeAdapterRandomAccess, OpensByURL)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterZIP.h>
 
+#include "../messages/vnMessageRecorder.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -142,6 +144,8 @@ TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
         {changed(hello, &Member::crc, 1), "Couldn't read current file dir/b.txt in archive "},
         {changed(hello, &Member::size, 0xFFFFFFF0u), "Couldn't read current file dir/b.txt in archive "},
         {changed(hello, &Member::size, 4), "Couldn't read current file dir/b.txt in archive "},
+        {changed(changed(hello, &Member::size, 4), &Member::crc, 0xBCB4AFDDu), // of "Hell"
+         "Couldn't read current file dir/b.txt in archive "},
         {changed(letters, &Member::size, 0xFFFFFFF0u), "Couldn't read current file letters in archive "},
         {changed(letters, &Member::size, 999), "Couldn't read current file letters in archive "},
         {changed(hello, &Member::method, 8), "Couldn't read current file dir/b.txt in archive "},
@@ -242,6 +246,72 @@ TEST(vnSerializeAdapterZIP, WritesAnArchiveWithoutMembersBehindWhatIsThere)
     ASSERT_EQ(written.size(), 6u + 24);
     EXPECT_EQ(written.substr(0, 10), "beforePK\x05\x06");
     EXPECT_EQ(written.substr(28), "hi");
+}
+
+namespace
+{
+// Gives at most so many bytes at a time, and none but an error after so many reads.
+class Stingy : public vnSerializeAdapterMemory
+{
+public:
+    Stingy(std::string& bytes, unsigned int most, unsigned int reads)
+        : vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size())), m_most(most),
+          m_left(reads)
+    {
+    }
+
+protected:
+    using vnSerializeAdapterMemory::read_imp;
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        if (m_left == 0)
+        {
+            setError("no more");
+            return 0;
+        }
+        --m_left;
+        const unsigned int got = vnSerializeAdapterMemory::read_imp(data, std::min(count, m_most));
+        setReadWindow(nullptr, nullptr); // the next one comes here, too
+        return got;
+    }
+
+private:
+    unsigned int m_most, m_left;
+};
+
+// Refuses what is written.
+class Full : public vnSerializeAdapterQueue
+{
+public:
+    Full() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
+
+protected:
+    void write_imp(unsigned char*, unsigned int) override { setError("full"); }
+    void write_imp(unsigned char) override { setError("full"); }
+};
+} // namespace
+
+TEST(vnSerializeAdapterZIP, ReadsAParentThatGivesFewBytesAtATimeOrFails)
+{
+    const std::string whole = archiveOf({hello, letters}, "comment");
+    for (unsigned int reads = 0; reads < 300; ++reads)
+    {
+        std::string bytes = whole;
+        vnSerializeAdapterZIP zip(new Stingy(bytes, 1, reads), VN_SERIALIZE_INPUT);
+        EXPECT_EQ(zip.hasError() != 0, reads < whole.size()) << reads; // it fits in one page
+        EXPECT_EQ(zip.setCurrentItem("letters") != 0, reads >= whole.size()) << reads;
+    }
+}
+
+TEST(vnSerializeAdapterZIP, TellsThatItsArchiveCouldNotBeWritten)
+{
+    Recorder recorder;
+    const Adapter full(new Full);
+    vnSerializeAdapterZIP(full, VN_SERIALIZE_OUTPUT); // held in memory, since it can't seek
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|full"});
+    unsigned char block[10] = {}; // too small for the end record
+    vnSerializeAdapterZIP(new vnSerializeAdapterMemory(block, 0), VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Memory Adapter written beyond end"});
 }
 
 namespace

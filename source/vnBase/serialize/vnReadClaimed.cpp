@@ -22,13 +22,10 @@ unsigned int sizeWith(const vnDynamicArray<unsigned char>& bytes, unsigned int m
     return vnCheckedSize(static_cast<std::size_t>(bytes.getSize()) + more);
 }
 
-// Fills the last `count` bytes, cuts off those that did not come, and answers how many came.
-unsigned int fill(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes, unsigned int count)
+// Cuts off those of the last `count` bytes that did not come.
+void keep(vnDynamicArray<unsigned char>& bytes, unsigned int count, unsigned int got)
 {
-    const unsigned int done = bytes.getSize() - count;
-    const unsigned int got = std::min(count, source.read(bytes.data() + done, count));
-    bytes.setSize(done + got);
-    return got;
+    bytes.setSize(bytes.getSize() - count + got);
 }
 
 void dropSpare(vnDynamicArray<unsigned char>& bytes)
@@ -38,6 +35,19 @@ void dropSpare(vnDynamicArray<unsigned char>& bytes)
 }
 } // namespace
 
+unsigned int vnReadFully(vnSerializeAdapter& source, unsigned char* data, unsigned int count)
+{
+    unsigned int done = 0;
+    while (done < count)
+    {
+        const unsigned int got = std::min(count - done, source.read(data + done, count - done));
+        done += got;
+        if (got == 0 || (done < count && (source.hasError() || !source.hasData())))
+            break;
+    }
+    return done;
+}
+
 void vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed, vnDynamicArray<unsigned char>& bytes)
 {
     bytes.setSize(0);
@@ -46,7 +56,9 @@ void vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed, vnDynamicAr
         const unsigned int done = bytes.getSize();
         const unsigned int step = std::min(claimed - done, std::max(done, VN_BELIEVED));
         setExactSize(bytes, sizeWith(bytes, step));
-        if (fill(source, bytes, step) < step)
+        const unsigned int got = vnReadFully(source, bytes.data() + done, step);
+        keep(bytes, step, got);
+        if (got < step)
             break;
     }
     dropSpare(bytes);
@@ -69,7 +81,9 @@ bool vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes)
         }
         const unsigned int step = std::min(known, std::max(bytes.getSize(), VN_BELIEVED));
         vnGrowTo(bytes, sizeWith(bytes, step));
-        if (fill(source, bytes, step) == 0 && source.hasData())
+        const unsigned int got = std::min(step, source.read(bytes.data() + bytes.getSize() - step, step));
+        keep(bytes, step, got);
+        if (got == 0 && source.hasData())
             return false; // it did not come to its end meanwhile
     }
     dropSpare(bytes);

@@ -3,7 +3,10 @@
 
 #include <vnBase/vnSerializeAdapter.h>
 
-/// Reads `claimed` bytes of `source` into `bytes`, or what comes of them until a read comes short. A claim
+/// Reads `count` bytes, also from a source that gives fewer at a time, and answers how many came.
+unsigned int vnReadFully(vnSerializeAdapter& source, unsigned char* data, unsigned int count);
+
+/// Reads `claimed` bytes of `source` into `bytes`, or what comes of them until there are no more. A claim
 /// that nothing stands behind takes no more than 16 MiB, and not for long; up to that, and so for most
 /// streams, it is one read.
 void vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed, vnDynamicArray<unsigned char>& bytes);

@@ -193,7 +193,7 @@ private:
 unsigned int readLengthOf(vnSerializeAdapter& source, unsigned int length)
 {
     unsigned char bytes[4];
-    if (source.length() < sizeof bytes || source.read(bytes, sizeof bytes) != sizeof bytes)
+    if (source.length() < sizeof bytes || vnReadFully(source, bytes, sizeof bytes) != sizeof bytes)
         return length;
     return bytes[0] | static_cast<unsigned int>(bytes[1]) << 8 | static_cast<unsigned int>(bytes[2]) << 16 |
            static_cast<unsigned int>(bytes[3]) << 24;

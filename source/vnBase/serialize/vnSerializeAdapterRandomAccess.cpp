@@ -28,6 +28,7 @@ vnSerializeAdapterRandomAccess::vnSerializeAdapterRandomAccess(vnSerializeAdapte
         vnReadAll(*target, m_data);
     m_data.setChunkSize(
         std::max(m_data.getSize(), 1u)); // of what came, if the length was no more than a claim
+    m_isWhole = !target->hasError();
 }
 
 vnSerializeAdapterRandomAccess::~vnSerializeAdapterRandomAccess() noexcept(false)
@@ -146,10 +147,13 @@ bool vnSerializeAdapterRandomAccess::reach(unsigned int count)
 void vnSerializeAdapterRandomAccess::writeBack()
 {
     vnSerializeAdapter* target = getAdapter();
-    if (target->canSeek())
-        target->seek(0, VN_ORIGIN_SET);
-    const bool hadError = target->hasError();
-    target->write(m_data.data(), m_data.getSize());
+    const bool hadError = m_isWhole && target->hasError();
+    if (m_isWhole)
+    {
+        if (target->canSeek())
+            target->seek(0, VN_ORIGIN_SET);
+        target->write(m_data.data(), m_data.getSize());
+    }
     if (!hadError && target->hasError() && !(getAdapterFlags() & VN_ADAPTER_SILENT))
         vnMessage::message(VN_MESSAGE_WARNING, "%s", target->getError());
 }

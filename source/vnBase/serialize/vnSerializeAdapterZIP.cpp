@@ -2,6 +2,7 @@
 #include <vnBase/vnSerializeAdapterZIP.h>
 
 #include "vnAdapterError.h"
+#include "vnReadClaimed.h"
 #include "vnZIPArchive.h"
 
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
@@ -98,7 +99,7 @@ unsigned char vnSerializeAdapterZIP::setCurrentItem(const vnString& name)
 
 unsigned int vnSerializeAdapterZIP::readZIP(unsigned char* data, unsigned int count)
 {
-    return getAdapter() ? getAdapter()->read(data, count) : 0;
+    return getAdapter() ? vnReadFully(*getAdapter(), data, count) : 0;
 }
 
 void vnSerializeAdapterZIP::writeZIP(unsigned char* data, unsigned int count)
@@ -174,8 +175,12 @@ unsigned int vnSerializeAdapterZIP::length_imp()
 void vnSerializeAdapterZIP::closeArchive()
 {
     const std::unique_ptr<vnZIPArchive> archive(std::move(m_archive));
-    if (archive)
-        archive->close(m_comment);
+    if (!archive)
+        return;
+    const bool hadError = hasError();
+    archive->close(m_comment);
+    if (!isInput() && !hadError && hasError() && !(getAdapterFlags() & VN_ADAPTER_SILENT))
+        vnMessage::message(VN_MESSAGE_WARNING, "%s", getError()); // it is going to be too late to ask for it
 }
 
 void vnSerializeAdapterZIP::dropItem()

@@ -351,6 +351,8 @@ bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer)
 {
     if (m_member.size > std::numeric_limits<unsigned int>::max())
         return false;
+    if (m_member.method == 0 && m_member.size != m_member.packedSize)
+        return false; // stored bytes are what they are packed to
     const auto claimed = static_cast<unsigned int>(m_member.size);
     buffer.setSize(0);
     buffer.setSize(firstSize());
