@@ -43,6 +43,7 @@
 #include <vnBase/vnNotifyChannel.h>
 #include <vnBase/vnNotifyManager.h>
 #include <vnBase/vnNumberText.h>
+#include <vnBase/vnObject.h>
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnProgramExecution.h>
@@ -99,6 +100,8 @@
 #include <vnBase/vnURL.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
+#include <vnBase/vnUserData.h>
+#include <vnBase/vnUserDataAttributeContainer.h>
 #include <vnBase/vnUtf.h>
 #include <vnBase/vnVarUInt64.h>
 #include <vnBase/vnVector.h>
