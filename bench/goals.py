@@ -63,6 +63,9 @@ GOALS = (
     ("i.dynamic", "container of %d attributes: %s" % (size, what), "vnDynamicTypeContainer",
      [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
     for size in (10, 1000) for what in ("set", "get", "write", "read")
+) + tuple(
+    ("m.objects", "objects of 5 attributes: %s" % what, "vnObject", [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
+    for what in ("write", "read")
 ) + (
     ("k.grammar", "HTTP request line", "vnParserFunction", [(3.6, "PCRE2 interpreted"), (1.0, "Xpressive")],
      [(1.0, "PCRE2 interpreted")]),

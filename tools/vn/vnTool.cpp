@@ -40,6 +40,11 @@ const std::vector<vnCommand>& vnCommands()
          "fStr,\n"
          "fToken and fEnd are there; RULES-URL can replace them. --trace shows the walk.\n",
          vnRunMatch},
+        {"objects", "URL", "show the objects of a stream",
+         "Prints a line per object (class, size, instance), user data item and attribute (name, tag, text or "
+         "length),\n"
+         "indented by depth. Of a class other than vnObject only identifier and size are shown.\n",
+         vnRunObjects},
         {"scan", "FORMAT TEXT", "take a text apart by a format of scanning",
          "Prints each piece on a line of its own, with control characters written as \\n and the like; a "
          "text\n"

@@ -50,6 +50,7 @@ void vnRunDecode(vnArguments& arguments);
 void vnRunEncode(vnArguments& arguments);
 void vnRunFormat(vnArguments& arguments);
 void vnRunMatch(vnArguments& arguments);
+void vnRunObjects(vnArguments& arguments);
 void vnRunScan(vnArguments& arguments);
 void vnRunTokens(vnArguments& arguments);
 void vnRunUrl(vnArguments& arguments);

@@ -1,0 +1,460 @@
+// SPDX-License-Identifier: MIT
+#include "vnObjectTestHelp.h"
+
+#include <vnBase/vnMemory.h>
+#include <vnBase/vnProgress.h>
+#include <vnBase/vnSerializeAdapterFilter.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+class Queue : public vnSerializeAdapterQueue
+{
+public:
+    explicit Queue(const Bytes& bytes = Bytes()) : vnSerializeAdapterQueue(VN_QUEUE_FIFO, 1000)
+    {
+        put(*this, bytes);
+    }
+};
+
+vnObject* readFrom(vnSerializeAdapter& adapter)
+{
+    return vnObject::readObject(&adapter, 0, "", 1);
+}
+
+void writeTo(vnSerializeAdapter& adapter, vnObject* object, unsigned char share = 1)
+{
+    vnObject::writeObject(object, &adapter, 0, "", share);
+}
+
+// "vnObject" under the class hash, whatever that is, in the order of the wire.
+Bytes idOf(const char* name)
+{
+    const unsigned int id = vnString(name).hash();
+    return {static_cast<unsigned char>(id >> 24), static_cast<unsigned char>(id >> 16),
+            static_cast<unsigned char>(id >> 8), static_cast<unsigned char>(id)};
+}
+
+Bytes head(const Bytes& id, unsigned char size, unsigned char instance)
+{
+    Bytes bytes(id);
+    append(bytes, {0, 0, 0, size, 0, 0, 0, instance});
+    return bytes;
+}
+
+// A lamp with attributes, an object as user data, shared links, and a circle.
+Object createGraph()
+{
+    vnRefPointer<Lamp> root(new Lamp(1));
+    vnRefPointer<Lamp> shared(new Lamp(2));
+    Object inner(new vnObject);
+    root->setAttribute("attributes", "number", 1.5);
+    root->setAttribute("attributes", "text", "a text that is longer than those that are kept inline, by far");
+    inner->addUserData("back", root); // the circle
+    inner->addUserData("lamp", shared);
+    root->addUserData("inner", inner);
+    root->left = shared;
+    root->right = shared;
+    return Object(root.get());
+}
+
+void breakCircle(vnObject* object)
+{
+    if (object)
+        if (auto* inner = static_cast<vnObject*>(object->getUserData("inner")))
+            inner->removeAllUserData();
+}
+
+void expectGraph(vnObject* object)
+{
+    ASSERT_TRUE(object);
+    ASSERT_TRUE(object->isExactType(Lamp::getClassType()));
+    auto& root = static_cast<Lamp&>(*object);
+    auto* shared = static_cast<Lamp*>(root.left.get());
+    auto* inner = static_cast<vnObject*>(root.getUserData("inner"));
+    ASSERT_TRUE(shared);
+    ASSERT_TRUE(inner);
+    EXPECT_EQ(root.value, 1u);
+    EXPECT_EQ(shared->value, 2u);
+    EXPECT_EQ(root.right.get(), shared);
+    EXPECT_EQ(inner->getUserData("back"), object);
+    EXPECT_EQ(inner->getUserData("lamp"), shared);
+    EXPECT_EQ(root.getAttribute("attributes", "number").getNumber(), 1.5);
+    EXPECT_EQ(root.getNumberOfAttributes("attributes"), 2u);
+}
+
+// Stands in front of another adapter and hands the bytes on.
+class Front : public vnSerializeAdapterFilter
+{
+public:
+    explicit Front(vnSerializeAdapter* target) { holdTarget(target); }
+
+protected:
+    void write_imp(unsigned char byte) override { getAdapter()->write(byte); }
+    unsigned char read_imp() override { return getAdapter()->read(); }
+    unsigned int length_imp() override { return getAdapter()->length(); }
+    unsigned char hasData_imp() override { return getAdapter()->hasData(); }
+};
+
+// The C library's heap, but for one allocation that fails.
+class FailingManager : public vnMemoryManagerInterface
+{
+public:
+    FailingManager() { vnMemoryControl::setMemoryManager(this); }
+    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override
+    {
+        if (++made == failing)
+            return nullptr;
+        ++alive;
+        return std::malloc(size);
+    }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override
+    {
+        --alive;
+        std::free(block);
+    }
+
+    std::atomic<unsigned int> made{0};
+    std::atomic<unsigned int> failing{0};
+    std::atomic<int> alive{0};
+};
+} // namespace
+
+TEST(vnObjectStream, HasTheToldBytes)
+{
+    EXPECT_EQ(recordOf(nullptr), (Bytes{0, 0, 0, 0}));
+    Queue null({0, 0, 0, 0});
+    EXPECT_EQ(readFrom(null), nullptr);
+    EXPECT_EQ(null.hasError(), 0);
+
+    vnObject bare;
+    Bytes expected = head(idOf("vnObject"), 16, 0);
+    append(expected, {0, 0, 0, 0});
+    EXPECT_EQ(recordOf(&bare), expected);
+    EXPECT_EQ(bare.getDataSize(nullptr), 4u);
+
+    // Little-endian inside; what is neither attributes nor an object is neither counted nor stored.
+    vnObject object;
+    object.addUserData("plain", new Plain);
+    object.setAttribute("a", "n", 5.0);
+    object.addUserData("b", new vnObject);
+    expected = head(idOf("vnObject"), 16 + 6 + 15 + 2 + 16, 0);
+    append(expected, {2, 0, 0, 0});
+    const Bytes attributes{'a', 0, 0xFE, 0xFF, 0xFF, 0xFF, 7, 0xCD, 0xBF, 0xFE, 1,
+                           0,   0, 0,    'n',  0,    0xFC, 2, 0,    1,    5};
+    Bytes inner{'b', 0};
+    append(inner, head(idOf("vnObject"), 16, 1));
+    append(inner, {0, 0, 0, 0});
+    const bool isFirst = vnString("a").hash() % 10 < vnString("b").hash() % 10;
+    append(expected, isFirst ? attributes : inner);
+    append(expected, isFirst ? inner : attributes);
+    EXPECT_EQ(recordOf(&object), expected);
+}
+
+TEST(vnObjectStream, StoresAnObjectOncePerAdapter)
+{
+    Registered<Lamp> lamps;
+    Object object(new Lamp(7));
+    Queue queue;
+    vnRefPointer<Queue> target(new Queue);
+    Front front(target);
+    writeTo(queue, object);
+    const unsigned int full = queue.length();
+    writeTo(queue, object);
+    EXPECT_EQ(queue.length(), full + 12);
+    writeTo(*target, object); // an adapter of its own, and a stack of two, which are one
+    writeTo(front, object);
+    EXPECT_EQ(target->length(), full + 12);
+    Object first(readFrom(queue));
+    Object second(readFrom(queue));
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first.get(), second.get());
+    EXPECT_NE(first.get(), object.get());
+    Object third(readFrom(front));
+    EXPECT_EQ(third.get(), readFrom(*target));
+
+    // Without sharing it is stored in full each time.
+    Queue unshared;
+    writeTo(unshared, object, 0);
+    writeTo(unshared, object, 0);
+    EXPECT_EQ(unshared.length(), 2 * full);
+
+    // The address of an object that is gone is never taken for it: the table holds the object.
+    EXPECT_EQ(object->getRef(), 3u);
+    queue.clearSharedRefs();
+    target->clearSharedRefs();
+    EXPECT_EQ(object->getRef(), 1u);
+}
+
+TEST(vnObjectStream, BringsAGraphBackInItsShape)
+{
+    Registered<Lamp> lamps;
+    Object graph = createGraph();
+    for (const unsigned char share : {1, 0})
+    {
+        Queue queue;
+        writeTo(queue, graph, share);
+        Object copy(readFrom(queue));
+        EXPECT_EQ(queue.hasError(), 0);
+        EXPECT_EQ(queue.length(), 0u);
+        if (share)
+            expectGraph(copy);
+        breakCircle(copy);
+    }
+    // A source that does not know its length.
+    UnknownLength source(recordOf(graph));
+    Object copy(readFrom(source));
+    expectGraph(copy);
+    breakCircle(copy);
+    breakCircle(graph);
+}
+
+TEST(vnObjectStream, SizesRecordsAtEveryDepth)
+{
+    vnRefPointer<Lamp> outer(new Lamp(1));
+    vnRefPointer<Lamp> middle(new Lamp(2));
+    outer->left = middle;
+    middle->left = new Lamp(3);
+    middle->right = middle->left.get();
+    constexpr unsigned int plain = 12 + 4 + 4 + 4 + 4;
+    Queue queue;
+    EXPECT_EQ(vnObject::getChunkSize(nullptr, &queue), 4u);
+    EXPECT_EQ(vnObject::getChunkSize(outer, &queue), 3 * plain - 8 + 4);
+    EXPECT_EQ(vnObject::getChunkSize(outer, &queue), 12u);
+    writeTo(queue, outer); // counted first, and in full all the same
+    const Bytes bytes = contentOf(queue);
+    ASSERT_EQ(bytes.size(), 3 * plain - 8 + 4);
+    EXPECT_EQ(bytes[7], 3 * plain - 8 + 4);      // the outer one
+    EXPECT_EQ(bytes[20 + 7], 2 * plain - 4 + 8); // the middle one
+    EXPECT_EQ(bytes[40 + 7], plain);             // the innermost
+
+    // Without an adapter no head counts, and only the depth ends a circle.
+    vnObject loop;
+    EXPECT_EQ(vnObject::getChunkSize(&loop, nullptr), 4u);
+    Object circle(new vnObject);
+    circle->addUserData("me", circle);
+    EXPECT_THROW(static_cast<void>(circle->getDataSize(nullptr)), vnWarningError);
+    EXPECT_EQ(vnObject::getChunkSize(circle, &queue), 12u + 4 + 3 + 12);
+    circle->removeAllUserData();
+}
+
+TEST(vnObjectStream, SkipsWhatItDoesNotKnow)
+{
+    Recorder recorder;
+    Object root(new vnObject);
+    root->setAttribute("a", "x", 1.0);
+    root->addUserData("unknown", new Lamp(5));
+    root->setAttribute("z", "x", 2.0);
+    root->setAttribute("m", "x", 3.0);
+    Bytes bytes = recordOf(root);
+    append(bytes, bytes); // the ids of the second one begin anew
+    Queue queue(bytes);
+    for (int i = 0; i < 2; ++i)
+    {
+        Object copy(readFrom(queue));
+        ASSERT_TRUE(copy);
+        EXPECT_EQ(copy->getUserDataDictionary()->getCount(), 3u);
+        EXPECT_EQ(copy->existUserData("unknown"), 0);
+        EXPECT_EQ(copy->getAttribute("z", "x").getNumber(), 2.0);
+        EXPECT_EQ(copy->getAttribute("m", "x").getNumber(), 3.0);
+        EXPECT_EQ(queue.getError().isFirst("Unknown Factory : "), 1);
+    }
+    EXPECT_EQ(queue.length(), 0u);
+    const Lines lines = recorder.take();
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[1], "VantorSDK|4000|Eater:20");
+
+    // The stream stays behind the second word without eating; a silent adapter says nothing.
+    Queue strict(recordOf(Object(new Lamp(5))));
+    strict.setAdapterFlags(VN_ADAPTER_SILENT);
+    EXPECT_EQ(vnObject::readObject(&strict, 0, "", 0), nullptr);
+    EXPECT_EQ(strict.length(), 20u);
+    EXPECT_EQ(recorder.take(), Lines());
+    EXPECT_EQ(strict.hasError(), 1);
+}
+
+TEST(vnObjectStream, RefusesLies)
+{
+    Recorder recorder;
+    const auto fault = [](const Bytes& bytes)
+    {
+        Queue queue(bytes);
+        queue.setName("name");
+        const std::string text = faultOf([&queue] { readFrom(queue); });
+        EXPECT_EQ(queue.getError(), text.c_str());
+        return text;
+    };
+    EXPECT_EQ(fault(head({1, 2, 3, 4}, 11, 0)), "Corrupt Stream in name!!");
+    EXPECT_EQ(recorder.take(), (Lines{"VantorSDK|4200|Corrupt Stream in name!!"}));
+    Bytes bytes = head(idOf("vnObject"), 16, 0);
+    bytes[8] = 0x7F; // an instance far beyond
+    append(bytes, {0, 0, 0, 0});
+    EXPECT_EQ(fault(bytes), "Corrupt Stream in name!!");
+    bytes = head({0xFF, 0xFF, 0xFF, 0xFF}, 12, 0);
+    bytes[8] = 0x7F;
+    EXPECT_EQ(fault(bytes), "Corrupt Stream in name!!");
+    // The instance of an object that is being read.
+    bytes = head(idOf("vnObject"), 34, 3);
+    append(bytes, {1, 0, 0, 0, 'a', 0});
+    append(bytes, head(idOf("vnObject"), 16, 3));
+    append(bytes, {0, 0, 0, 0});
+    EXPECT_EQ(fault(bytes), "Corrupt Stream in name!!");
+
+    // Nothing there yet, and nothing is taken for it.
+    Queue reference(head({0xFF, 0xFF, 0xFF, 0xFF}, 12, 9));
+    EXPECT_EQ(readFrom(reference), nullptr);
+    EXPECT_EQ(reference.hasError(), 0);
+    // A count and a size that the stream does not hold.
+    bytes = head(idOf("vnObject"), 16, 0);
+    append(bytes, {0xFF, 0xFF, 0xFF, 0xFF});
+    Queue count(bytes);
+    EXPECT_EQ(readFrom(count), nullptr);
+    EXPECT_EQ(count.hasError(), 1);
+    bytes = head({1, 2, 3, 4}, 0, 0);
+    bytes[4] = 0xFF;
+    Queue size(bytes);
+    EXPECT_EQ(readFrom(size), nullptr);
+    EXPECT_EQ(size.length(), 0u);
+    EXPECT_EQ(size.getError(), "Object ends within its body");
+}
+
+TEST(vnObjectStream, LimitsTheDepth)
+{
+    const unsigned int before = vnObject::getMaxDepth();
+    EXPECT_EQ(before, 1000u);
+    Object root(new vnObject);
+    for (unsigned int depth = 1; depth < before; ++depth)
+    {
+        Object outer(new vnObject);
+        outer->addUserData("in", root);
+        root = outer.get();
+    }
+    Queue queue(recordOf(root)); // what is allowed at the start fits the stack in all directions
+    EXPECT_TRUE(Object(readFrom(queue)));
+    vnObject::setMaxDepth(0);
+    EXPECT_EQ(vnObject::getMaxDepth(), 1u);
+    vnObject::setMaxDepth(before - 1);
+    Queue small;
+    EXPECT_THROW(writeTo(small, root), vnWarningError);
+    EXPECT_EQ(small.length(), 0u);
+    EXPECT_EQ(small.getRefInstanceDictionary().getCount(), 0u);
+    vnObject::setMaxDepth(before);
+    writeTo(small, root);
+    vnObject::setMaxDepth(before - 1);
+    EXPECT_FALSE(Object(readFrom(small)));
+    EXPECT_EQ(small.getError(), "Objects are nested too deep");
+    vnObject::setMaxDepth(before);
+}
+
+TEST(vnObjectStream, TellsOfEveryTruncation)
+{
+    Registered<Lamp> lamps;
+    Object graph = createGraph();
+    const Bytes whole = recordOf(graph);
+    breakCircle(graph);
+    for (std::size_t size = 1; size < whole.size(); ++size)
+    {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        Queue queue(cut);
+        EXPECT_EQ(readFrom(queue), nullptr) << size;
+        EXPECT_EQ(queue.hasError(), 1) << size;
+        UnknownLength source(cut);
+        EXPECT_EQ(readFrom(source), nullptr) << size;
+        EXPECT_EQ(source.hasError(), 1) << size;
+    }
+    // Called directly it throws, here within the user data.
+    for (std::size_t size = 12; size < 60; ++size)
+    {
+        Queue queue(Bytes(whole.begin() + 12, whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        vnObject object;
+        EXPECT_THROW(object.read(&queue), vnWarningError) << size;
+        EXPECT_EQ(queue.hasError(), 1) << size;
+    }
+    // What a failing source throws leaves nothing behind but its own.
+    UnknownLength failing(whole, 60);
+    EXPECT_THROW(readFrom(failing), vnWarningError);
+}
+
+TEST(vnObjectStream, ReportsProgress)
+{
+    class Listener : public vnProgressInterface
+    {
+    public:
+        void onProgress(unsigned char percent, const char* banner) override
+        {
+            lines.push_back(std::to_string(percent) + banner);
+        }
+        Lines lines;
+    } listener;
+    vnProgressInterface* before = vnProgress::setProgressInterface(&listener);
+    Object object(new vnObject);
+    Queue queue(Bytes(50, 0));
+    queue.setAdapterFlags(8); // no progress
+    vnObject::writeObject(object, &queue, 200, "none", 1);
+    EXPECT_EQ(queue.getAssociatedData(), nullptr);
+    queue.setAdapterFlags(0);
+    queue.clearSharedRefs();
+    vnObject::writeObject(object, &queue, 200, "write", 1); // 66 bytes are there
+    EXPECT_TRUE(queue.getAssociatedData());
+    vnObject::writeObject(object, &queue, 200, "again", 1); // too soon
+    Queue source({0, 0, 0, 0});
+    vnObject::readObject(&source, 16, "read", 1);
+    vnProgress::setProgressInterface(before);
+    EXPECT_EQ(listener.lines, (Lines{"33write", "75read"}));
+}
+
+TEST(vnObjectStream, SurvivesExhaustedMemory)
+{
+    Registered<Lamp> lamps;
+    const auto run = []
+    {
+        Object graph = createGraph();
+        Object copy;
+        try
+        {
+            Queue queue;
+            writeTo(queue, graph);
+            copy = readFrom(queue);
+            if (copy)
+                expectGraph(copy);
+        }
+        catch (...)
+        {
+            breakCircle(graph);
+            throw;
+        }
+        breakCircle(copy);
+        breakCircle(graph);
+    };
+    run();
+    FailingManager manager;
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
+    run();
+    const int settled = manager.alive;
+    const unsigned int count = manager.made;
+    ASSERT_GT(count, 50u);
+    unsigned int failures = 0;
+    for (unsigned int failing = 1; failing < count; ++failing)
+    {
+        manager.made = 0;
+        manager.failing = failing;
+        try
+        {
+            run();
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++failures;
+        }
+        EXPECT_LE(manager.alive, settled + 8) << failing;
+    }
+    manager.failing = 0;
+    EXPECT_GT(failures, count / 2);
+    run();
+    vnMessage::setMessageLevel(VN_MESSAGE_NOTICE);
+}

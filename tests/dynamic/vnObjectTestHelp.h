@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "../messages/vnMessageRecorder.h"
+#include "vnDynamicTestHelp.h"
+
+#include <vnBase/vnObject.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeBinary.h>
+#include <vnBase/vnUserDataAttributeContainer.h>
+
+using Object = vnRefPointer<vnObject>;
+
+/// User data that is not stored. It logs its hooks.
+class Plain : public vnUserData
+{
+public:
+    explicit Plain(Lines* log = nullptr) : m_log(log) {}
+    vnReference* clone() const override { return new Plain(m_log); }
+    void write(vnSerializeAdapter*) override {}
+    void read(vnSerializeAdapter*) override {}
+    void pushBack(vnSerializeAdapter*) override {}
+    unsigned int getDataSize(vnSerializeAdapter*) const override { return 0; }
+    void onAttach(vnObject* object, const vnString& name) override { log("attach ", object, name); }
+    void onDetach(vnObject* object, const vnString& name) override { log("detach ", object, name); }
+    unsigned char throws = 0;
+
+private:
+    void log(const char* what, const vnObject*, const vnString& name)
+    {
+        if (m_log)
+            m_log->push_back(what + std::string(name.getString()));
+        if (throws)
+            vnExceptionThrows::vnThrowWarning("hook");
+    }
+    Lines* m_log;
+};
+
+/// An object with data of its own and two links. It logs its events.
+class Lamp : public vnObject
+{
+public:
+    explicit Lamp(unsigned int lampValue = 0) : value(lampValue) {}
+    VN_TYPE(Lamp)
+    vnReference* clone() const override { return new Lamp(*this); }
+    void write(vnSerializeAdapter* adapter) override
+    {
+        vnObject::write(adapter);
+        vnSerializeBinary<unsigned int>(value).write(adapter);
+        writeObject(left, adapter, 0, "", 1);
+        writeObject(right, adapter, 0, "", 1);
+    }
+    void read(vnSerializeAdapter* adapter) override
+    {
+        vnObject::read(adapter);
+        vnSerializeBinary<unsigned int> item;
+        item.read(adapter);
+        value = item;
+        left = readObject(adapter, 0, "", 1);
+        right = readObject(adapter, 0, "", 1);
+    }
+    unsigned int getDataSize(vnSerializeAdapter* adapter) const override
+    {
+        const unsigned int own = vnObject::getDataSize(adapter) + 4;
+        const unsigned int sized = own + getChunkSize(left, adapter);
+        return sized + getChunkSize(right, adapter);
+    }
+    void onUserDataAttributeEvent(vnUserData* data, vnDynamicTypeEvent event, const vnString& name) override
+    {
+        log.push_back(std::to_string(event) + name.getString());
+        if (onEvent)
+            onEvent(data, event);
+    }
+
+    unsigned int value;
+    Object left;
+    Object right;
+    Lines log;
+    std::function<void(vnUserData*, vnDynamicTypeEvent)> onEvent;
+};
+
+/// Registers a class for a test.
+template <class T>
+class Registered
+{
+public:
+    Registered() { vnObject::registerFactoryObject(new T); }
+    Registered(const Registered&) = delete;
+    Registered& operator=(const Registered&) = delete;
+    ~Registered() { vnObject::unregisterFactory(T::getClassType()); }
+};
+
+inline Bytes contentOf(vnSerializeAdapter& adapter)
+{
+    Bytes bytes(adapter.length());
+    adapter.read(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    return bytes;
+}
+
+inline Bytes recordOf(vnObject* object)
+{
+    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    const unsigned int size = vnObject::getChunkSize(object, &adapter);
+    vnObject::writeObject(object, &adapter, 0, "", 1);
+    EXPECT_EQ(adapter.length(), size);
+    return contentOf(adapter);
+}
+
+inline void append(Bytes& to, const Bytes& more)
+{
+    to.insert(to.end(), more.begin(), more.end());
+}
