@@ -5,7 +5,6 @@ vnType Lamp::s_type(vnObject::getClassType(), "Lamp");
 
 TEST(vnObject, TellsOfUserDataInOrder)
 {
-    Lines log;
     Lamp lamp;
     vnRefPointer<Plain> data(new Plain(&lamp.log));
     lamp.addUserData("a", data);
@@ -19,8 +18,8 @@ TEST(vnObject, TellsOfUserDataInOrder)
     lamp.log.clear();
     lamp.removeAllUserData();
     EXPECT_EQ(lamp.log.size(), 4u);
-    EXPECT_EQ(Lines(lamp.log.begin(), lamp.log.begin() + 2), (Lines{"4b", "4a"})); // the order of the hashes
-    EXPECT_EQ(Lines(lamp.log.begin() + 2, lamp.log.end()), (Lines{"detach b", "detach a"}));
+    EXPECT_EQ(Lines(lamp.log.begin(), lamp.log.begin() + 2), (Lines{"4a", "4b"})); // the order of the hashes
+    EXPECT_EQ(Lines(lamp.log.begin() + 2, lamp.log.end()), (Lines{"detach a", "detach b"}));
     EXPECT_EQ(lamp.hasUserData(), 0);
     EXPECT_EQ(lamp.getUserDataDictionary(), nullptr);
     EXPECT_EQ(data->getRef(), 1u);
