@@ -220,6 +220,20 @@ check "a trace keeps out of the results" 0 "OK${line}6${line}key${line}42$line" 
 "$vn" match rules pair input --trace > output 2> error; grep -q 'Parsing Rule     : number' error ||
     { echo "match does not trace"; failures=$((failures + 1)); }
 
+printf '\xbb\xd1\xb4\x83\0\0\0\x51\0\0\0\0\4\0\0\0' > objects # of four user data
+printf 'a\0\xfe\xff\xff\xff\7\xcd\xbf\xfe\1\0\0\0n\0\xfc\2\0\1\5' >> objects
+printf 'b\0\xff\xff\xff\xff\0\0\0\x0c\0\0\0\0' >> objects
+printf 'c\n\0\x12\x34\x56\x78\0\0\0\x0e\0\0\0\1xy' >> objects
+printf 'd\0\0\0\0\0' >> objects
+printf '\0\0\0\0' >> objects
+check "objects" 0 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line  \"b\" instance 0$line  \
+\"c\\x0a\" unknown 12345678 size 14$line  \"d\" null${line}null$line" objects objects
+head -c 40 objects > cut
+check "objects that are cut" 1 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line" objects cut
+check "objects of nothing" 0 "" objects empty
+printf '\1\2\3\4\0\0\0\x0b\0\0\0\0' > short
+check "an object of eleven bytes" 1 "" objects short
+
 check "a number on the wire" 0 "fc0200010c$line" value num 12
 check "a negative number" 0 "fc020001fb$line" value num -5
 check "no number" 1 "" value num text
