@@ -81,10 +81,11 @@ void vnUserDataDictionary::clear()
 
 void vnUserDataDictionary::onInsertItem(vnUserData* data)
 {
+    const vnString none;
     vnRefDict::onInsertItem(data);
     try
     {
-        data->onAttach(m_owner, m_name ? *m_name : vnString());
+        data->onAttach(m_owner, m_name ? *m_name : none);
     }
     catch (...)
     {
@@ -97,7 +98,8 @@ void vnUserDataDictionary::onInsertItem(vnUserData* data)
 // left to this owner alone.
 void vnUserDataDictionary::onRemoveItem(vnUserData* data)
 {
-    const vnString name = m_name ? *m_name : vnString();
+    const vnString none;
+    const vnString& name = m_name ? *m_name : none;
     if (data->getRef() > 1)
     {
         vnRefDict::onRemoveItem(data);
