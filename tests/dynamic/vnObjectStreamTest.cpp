@@ -268,6 +268,24 @@ TEST(vnObjectStream, SkipsWhatItDoesNotKnow)
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[1], "VantorSDK|4000|Eater:20");
 
+    // What was skipped may have held objects, whose ids are missing then.
+    Bytes gap = head({1, 2, 3, 4}, 0, 0);
+    gap[5] = 0x0C; // 65536 records
+    gap.resize(0xC0000);
+    const auto readBehind = [&gap](unsigned char instance)
+    {
+        Queue behind(gap);
+        behind.setAdapterFlags(VN_ADAPTER_SILENT);
+        Bytes record = head(idOf("vnObject"), 16, instance);
+        record[9] = 1;
+        append(record, {0, 0, 0, 0});
+        put(behind, record);
+        readFrom(behind);
+        return readFrom(behind) != nullptr;
+    };
+    EXPECT_THROW(readBehind(1), vnFatalError);
+    EXPECT_TRUE(readBehind(0));
+
     // The stream stays behind the second word without eating; a silent adapter says nothing.
     Queue strict(recordOf(Object(new Lamp(5))));
     strict.setAdapterFlags(VN_ADAPTER_SILENT);
@@ -295,7 +313,7 @@ TEST(vnObjectStream, RefusesLies)
     append(bytes, {0, 0, 0, 0});
     EXPECT_EQ(fault(bytes), "Corrupt Stream in name!!");
     bytes = head({0xFF, 0xFF, 0xFF, 0xFF}, 12, 0);
-    bytes[8] = 0x7F;
+    bytes[9] = 1; // 65536, more than may be left out
     EXPECT_EQ(fault(bytes), "Corrupt Stream in name!!");
     // The instance of an object that is being read.
     bytes = head(idOf("vnObject"), 34, 3);
@@ -365,6 +383,7 @@ TEST(vnObjectStream, TellsOfEveryTruncation)
         UnknownLength source(cut);
         EXPECT_EQ(readFrom(source), nullptr) << size;
         EXPECT_EQ(source.hasError(), 1) << size;
+        EXPECT_EQ(queue.hasData() + source.hasData(), 0) << size; // who reads on comes to the end
     }
     // Called directly it throws, here within the user data.
     for (std::size_t size = 12; size < 60; ++size)

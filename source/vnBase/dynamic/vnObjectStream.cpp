@@ -21,20 +21,30 @@ namespace
 constexpr double VN_REPORT_SECONDS = 0.2;
 constexpr vnUInt64 VN_ADAPTER_NO_PROGRESS = 0x8;
 
-// Instances beyond those that were read; who begins in the middle of a stream meets them. The table takes 16
-// bytes for each.
-constexpr unsigned int VN_INSTANCES_AHEAD = 65536;
+// Instances below this may come in any order, since a reader may begin in the middle of a stream. The table
+// takes 16 bytes for each.
+constexpr unsigned int VN_FREE_INSTANCES = 65536;
 
 // A source that does not know its length is asked for this much at most to see whether a record is whole.
 constexpr unsigned int VN_LARGEST_PROBE = 16777216;
 constexpr unsigned int VN_EAT_BLOCK = 4096;
 
-// How many records may have been in what was skipped, kept in the table of the adapter's objects under the
+// What was skipped, whose records have ids as well. It stands in the table of the adapter's objects under the
 // address of its type.
 class SkippedRecords : public vnReference
 {
 public:
     VN_TYPE(SkippedRecords)
+
+    // Whether so many records may have been among the bytes. They are used up by that.
+    bool hold(vnUInt64 count) noexcept
+    {
+        if (count > bytes / vnObjectHeadSize)
+            return false;
+        bytes -= count * vnObjectHeadSize;
+        return true;
+    }
+
     vnUInt64 bytes = 0;
 };
 
@@ -183,15 +193,13 @@ void countSkipped(vnSerializeAdapter* adapter, unsigned int bytes)
     skipped->bytes += bytes;
 }
 
-// Ids are given out in the order of the records, so that one that is far beyond the records before it, also
-// those that may have been skipped, and behind it is a lie.
-bool isPossible(vnSerializeAdapter* adapter, unsigned int index)
+// Ids are given out in the order of the records, so that one which leaves out more than was skipped is a lie.
+bool isPossible(vnSerializeAdapter* adapter, unsigned int index, unsigned int known)
 {
-    const vnUInt64 known = adapter->getRefInstanceArray().getSize();
-    if (index < known + VN_INSTANCES_AHEAD)
+    if (index <= known || index < VN_FREE_INSTANCES)
         return true;
-    const SkippedRecords* skipped = skippedRecords(adapter);
-    return index < known + VN_INSTANCES_AHEAD + (skipped ? skipped->bytes / vnObjectHeadSize : 0);
+    SkippedRecords* skipped = skippedRecords(adapter);
+    return skipped && skipped->hold(index - known);
 }
 
 vnRefPointer<vnReference>& instanceAt(vnSerializeAdapter* adapter, unsigned int index)
@@ -199,7 +207,7 @@ vnRefPointer<vnReference>& instanceAt(vnSerializeAdapter* adapter, unsigned int 
     vnRefInstanceArray& instances = adapter->getRefInstanceArray();
     if (index < instances.getSize())
         return instances[index];
-    if (!isPossible(adapter, index))
+    if (!isPossible(adapter, index, instances.getSize()))
         failCorrupt(adapter);
     instances.setChunkSize(std::max(instances.getChunkSize(), instances.getSize() / 2));
     return instances[index];
@@ -219,10 +227,29 @@ void testNotBeingRead(vnSerializeAdapter* adapter, const vnReference* object)
             failCorrupt(adapter);
 }
 
+// In blocks and no further than the data go, whatever the size claims.
+unsigned int discard(vnSerializeAdapter* adapter, unsigned int size)
+{
+    unsigned char block[VN_EAT_BLOCK];
+    unsigned int done = 0;
+    while (done < size)
+    {
+        const unsigned int step = std::min(size - done, VN_EAT_BLOCK);
+        const unsigned int got = adapter->read(block, step);
+        done += got;
+        if (got < step)
+            break;
+    }
+    return done;
+}
+
+// What is left of a record that is cut goes with it: who reads on in spite of the error finds the end.
 void testWhole(vnSerializeAdapter* adapter, unsigned int bodySize)
 {
-    if (bodySize > 0 && bodySize <= VN_LARGEST_PROBE && !adapter->hasData(bodySize))
-        vnFailObject(adapter, "Object ends within its body");
+    if (bodySize == 0 || bodySize > VN_LARGEST_PROBE || adapter->hasData(bodySize))
+        return;
+    discard(adapter, bodySize);
+    vnFailObject(adapter, "Object ends within its body");
 }
 
 // The object stands in the table before its body is read, so that a circle back to it closes.
@@ -255,26 +282,11 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
     return object;
 }
 
-// In blocks and no further than the data go, whatever the size claims.
-unsigned int discard(vnSerializeAdapter* adapter, unsigned int size)
-{
-    unsigned char block[VN_EAT_BLOCK];
-    unsigned int done = 0;
-    while (done < size)
-    {
-        const unsigned int step = std::min(size - done, VN_EAT_BLOCK);
-        const unsigned int got = adapter->read(block, step);
-        done += got;
-        if (got < step)
-            break;
-    }
-    return done;
-}
-
+// The record from its instance on.
 void eat(vnSerializeAdapter* adapter, unsigned int size)
 {
     const unsigned int done = discard(adapter, size);
-    countSkipped(adapter, done);
+    countSkipped(adapter, done + 8);
     if (!isSilent(adapter))
         vnMessage::message(VN_MESSAGE_WARNING, "Eater:%d", done);
     if (done < size)
