@@ -44,6 +44,8 @@
 #include <vnBase/vnNotifyManager.h>
 #include <vnBase/vnNumberText.h>
 #include <vnBase/vnObject.h>
+#include <vnBase/vnObjectReceiver.h>
+#include <vnBase/vnObjectSender.h>
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnProgramExecution.h>

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnMutex.h>
+#include <vnBase/vnSerializeAdapterCompress.h>
+#include <vnBase/vnThread.h>
+
+class vnObject;
+
+/// A thread that takes objects from a stream on which a `vnObjectSender` sends them.
+///
+///     class Scene : public vnObjectReceiver
+///     {
+///     public:
+///         explicit Scene(vnSerializeAdapter* stream) : vnObjectReceiver("scene", stream) {}
+///         ~Scene() noexcept(false) override { stop(1); }
+///         void onObject(vnObject* object) override { m_newest = object; }
+///
+///     private:
+///         vnRefPointer<vnObject> m_newest;
+///     };
+///
+/// It looks for the marker of a frame byte by byte, so it may join at any point, and drops what is damaged
+/// without a word. Objects for other names are read and let go. At the end of its stream it opens its URL
+/// again, 10 milliseconds apart and for as long as it is not stopped; without a URL it ends. What it waits
+/// for it may wait for long, but it stops at once.
+///
+/// Thread-safety: any thread. `onObject` runs on the thread of the receiver.
+class VN_BASE_API vnObjectReceiver : public vnThread
+{
+public:
+    /// `adapter` may be null. Its URL becomes that of the receiver. Does not start the thread; call `run`.
+    /// While it runs, the stream is the thread's.
+    vnObjectReceiver(const vnString& name, vnSerializeAdapter* adapter);
+
+    /// Stops the thread. A derived class does so in its own destructor.
+    ~vnObjectReceiver() noexcept(false) override;
+
+    /// An object for this name has come. Who keeps it holds a reference. Does nothing here.
+    virtual void onObject(vnObject* object);
+
+    /// The name and the URL, each with a zero byte.
+    virtual void write(vnSerializeAdapter* adapter);
+
+    /// Takes name and URL from the stream, opens that URL, and runs.
+    virtual void read(vnSerializeAdapter* adapter);
+    virtual unsigned int getDataSize(vnSerializeAdapter* adapter) const;
+
+    /// Opens `url` for input in place of the earlier stream, which is let go in every case. Answers whether
+    /// there is a stream now; a failure is posted as a message.
+    unsigned char openURL(const vnString& url);
+
+    vnString getName() const;
+    vnString getURL() const;
+
+    /// The largest frame that is accepted, in compressed bytes; a larger one is dropped as damaged. Any at
+    /// the start. For streams from outside: a frame is kept in memory until it is whole.
+    unsigned int getMaxFrameSize() const noexcept { return m_maxFrameSize.load(std::memory_order_relaxed); }
+    void setMaxFrameSize(unsigned int bytes) noexcept
+    {
+        m_maxFrameSize.store(bytes, std::memory_order_relaxed);
+    }
+
+private:
+    /// What a pass works on; the stream may be exchanged meanwhile.
+    struct Source
+    {
+        vnRefPointer<vnSerializeAdapter> adapter;
+        vnString url;
+        unsigned int opening = 0; // how often one was opened
+    };
+
+    void process() override;
+    Source getSource() const;
+    bool fetch(vnSerializeAdapter* adapter);
+    unsigned char* makeRoom(unsigned int count);
+    void reopen(const Source& source);
+    bool exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
+                  const unsigned int* opening);
+
+    bool takeFrame();
+    bool hunt();
+    bool takeName();
+    bool takeHeader();
+    bool takePayload();
+    void decode(unsigned char* payload);
+    void wait();
+    unsigned int getCount() const noexcept { return m_buffer.getSize() - m_begin; }
+
+    /// What the buffer holds next.
+    enum Stage
+    {
+        VN_HUNT,
+        VN_NAME,
+        VN_HEADER,
+        VN_PAYLOAD
+    };
+
+    mutable vnMutex m_mutex; // guards the next four
+    vnRefPointer<vnSerializeAdapter> m_adapter;
+    vnString m_name;
+    vnString m_url;
+    unsigned int m_opening = 0;
+
+    vnDynamicArray<unsigned char> m_buffer; // what has come and is not used; kept between frames
+    unsigned int m_begin = 0;
+    unsigned int m_idle = 0; // passes without a byte
+    Stage m_stage = VN_HUNT;
+    vnString m_frameName;
+    vnUInt64 m_checksum = 0;
+    unsigned int m_payloadSize = 0;
+    vnSerializeAdapterCompress m_decompressor;
+    std::atomic<unsigned int> m_maxFrameSize{0xFFFFFFFFu};
+};

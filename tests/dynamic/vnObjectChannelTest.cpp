@@ -1,0 +1,359 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnObject.h>
+#include <vnBase/vnObjectReceiver.h>
+#include <vnBase/vnObjectSender.h>
+#include <vnBase/vnSerializeAdapterFile.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+
+#include "../messages/vnMessageRecorder.h"
+#include "../serialize/vnTempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using namespace std::string_literals;
+
+namespace
+{
+constexpr std::chrono::seconds patience(20);
+
+vnRefPointer<vnObject> objectOf(double number)
+{
+    vnRefPointer<vnObject> object(new vnObject);
+    object->setAttribute("data", "n", vnDynamicTypeNum(number));
+    return object;
+}
+
+std::string bytesOf(vnSerializeAdapterQueue& queue)
+{
+    std::string bytes(queue.length(), '\0');
+    queue.read(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
+    return bytes;
+}
+
+std::string frameOf(const vnString& name, double number)
+{
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnObjectSender sender(name, queue);
+    EXPECT_EQ(sender.sendObject(objectOf(number)), 1);
+    return bytesOf(*queue);
+}
+
+// Keeps the numbers of the objects that came.
+class Receiver : public vnObjectReceiver
+{
+public:
+    explicit Receiver(vnSerializeAdapter* adapter, const char* name = "scene")
+        : vnObjectReceiver(name, adapter)
+    {
+    }
+    ~Receiver() noexcept(false) override { stop(1); }
+    void onObject(vnObject* object) override
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        numbers.push_back(object->getAttribute("data", "n").getNumber());
+        m_came.notify_all();
+    }
+    bool waitFor(std::size_t count)
+    {
+        std::unique_lock<std::mutex> guard(m_lock);
+        return m_came.wait_for(guard, patience, [&] { return numbers.size() >= count; });
+    }
+
+    std::vector<double> numbers;
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_came;
+};
+
+// All that a receiver without a URL finds in the bytes.
+std::vector<double> receivedFrom(const std::string& bytes, unsigned int maxFrameSize = 0xFFFFFFFFu)
+{
+    vnRefPointer<vnSerializeAdapterQueue> stream(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    stream->write(reinterpret_cast<const unsigned char*>(bytes.data()),
+                  static_cast<unsigned int>(bytes.size()));
+    Receiver receiver(stream);
+    receiver.setMaxFrameSize(maxFrameSize);
+    EXPECT_EQ(receiver.chain(), 1);
+    return receiver.numbers;
+}
+
+// A socket as a stream.
+class Descriptor : public vnSerializeAdapter
+{
+public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() noexcept(false) override { close(m_descriptor); }
+    unsigned char isActive() override { return hasData_imp(); }
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override
+    {
+        while (count > 0)
+        {
+            const ssize_t sent = send(m_descriptor, data, count, MSG_NOSIGNAL);
+            if (sent <= 0)
+            {
+                setError("connection closed");
+                return;
+            }
+            data += sent;
+            count -= static_cast<unsigned int>(sent);
+        }
+    }
+    void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
+    unsigned int read_imp(unsigned char* data, unsigned int count) override
+    {
+        const ssize_t got = recv(m_descriptor, data, count, 0);
+        return got > 0 ? static_cast<unsigned int>(got) : 0;
+    }
+    unsigned char read_imp() override
+    {
+        unsigned char byte = 0;
+        read_imp(&byte, 1);
+        return byte;
+    }
+    unsigned int length_imp() override
+    {
+        int count = 0;
+        return ioctl(m_descriptor, FIONREAD, &count) == 0 ? static_cast<unsigned int>(count) : 0;
+    }
+    unsigned char hasData_imp() override
+    {
+        pollfd wanted{m_descriptor, POLLIN, 0};
+        return poll(&wanted, 1, 0) == 0 || length_imp() > 0;
+    }
+
+private:
+    int m_descriptor;
+};
+
+// "peer:PATH" connects to a socket of that name.
+class PeerManager : public vnSerializeURLManagerInterface
+{
+public:
+    vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction, vnUInt64, const vnString&,
+                                      vnString*) override
+    {
+        const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", url.getString() + 5);
+        if (connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+            return new Descriptor(descriptor);
+        close(descriptor);
+        return nullptr;
+    }
+};
+
+struct PeerScheme
+{
+    PeerScheme() { vnSerializeAdapter::registerURLManager("peer", manager); }
+    ~PeerScheme() { vnSerializeAdapter::unregisterURLManager("peer", manager); }
+    vnRefPointer<vnSerializeURLManagerInterface> manager{new PeerManager};
+};
+
+bool hasPython()
+{
+    return std::system("python3 -c 'import zlib' > /dev/null 2>&1") == 0;
+}
+
+// The output of the independent end.
+class Peer
+{
+public:
+    explicit Peer(const std::string& arguments)
+        : m_output(popen(("python3 '" VN_TEST_FOLDER "/objectPeer.py' " + arguments).c_str(), "r"))
+    {
+    }
+    ~Peer() { pclose(m_output); }
+    std::string line()
+    {
+        char text[200] = "";
+        return fgets(text, sizeof text, m_output) ? text : "";
+    }
+
+private:
+    FILE* m_output;
+};
+
+std::string classNumber()
+{
+    return std::to_string(vnString("vnObject").hash());
+}
+} // namespace
+
+TEST(vnObjectSender, WritesWhatAnIndependentReaderExpects)
+{
+    if (!hasPython())
+        GTEST_SKIP() << "no python3";
+    const vnTempFolder folder;
+    const std::string path = folder.path("frames").getString();
+    {
+        vnObjectSender sender("scene", nullptr);
+        EXPECT_EQ(sender.sendObject(objectOf(1)), 0);
+        ASSERT_EQ(sender.openURL(("file:" + path).c_str()), 1);
+        EXPECT_EQ(sender.sendObject(nullptr), 0);
+        EXPECT_EQ(sender.sendObject(objectOf(7)), 1);
+        EXPECT_EQ(sender.sendObject(objectOf(8)), 1);
+    }
+    Peer peer("read '" + path + "' " + classNumber());
+    EXPECT_EQ(peer.line(), "scene n 7\n");
+    EXPECT_EQ(peer.line(), "scene n 8\n");
+    EXPECT_EQ(peer.line(), "");
+}
+
+TEST(vnObjectSender, NumbersTheInstancesOfEachFrameAnewAndHoldsNoObject)
+{
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnObjectSender sender("scene", queue);
+    vnRefPointer<vnObject> object = objectOf(5);
+    object->addUserData("self", objectOf(6));
+    sender.sendObject(object);
+    const std::string first = bytesOf(*queue);
+    sender.sendObject(object);
+    EXPECT_EQ(bytesOf(*queue), first);
+    EXPECT_EQ(object->getRef(), 1u);
+}
+
+TEST(vnObjectSender, LeavesTheStreamAloneWhenAnObjectFails)
+{
+    class Failing : public vnObject
+    {
+    public:
+        vnReference* clone() override { return new Failing(*this); }
+        void write(vnSerializeAdapter*) override { vnExceptionThrows::vnThrowFatal("no"); }
+    };
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnObjectSender sender("scene", queue);
+    vnRefPointer<vnObject> failing(new Failing);
+    EXPECT_THROW(sender.sendObject(failing), vnFatalError);
+    EXPECT_EQ(queue->length(), 0u);
+    EXPECT_EQ(failing->getRef(), 1u);
+    sender.sendObject(objectOf(3));
+    EXPECT_EQ(receivedFrom(bytesOf(*queue)), std::vector<double>{3});
+}
+
+TEST(vnObjectReceiver, StepsOverGarbageAndOtherNames)
+{
+    const std::string marker = "\xFE\xF0\xF0\xFA\xFE\xEE\xDA\0"s;
+    const std::string bytes = "garbage\xFE\xF0"s + frameOf("scene", 1) + frameOf("other", 2) +
+                              marker.substr(0, 7) + frameOf("scene", 3) + std::string(100000, '\xFE') +
+                              frameOf("scene", 4) + marker + std::string(200000, 'n');
+    EXPECT_EQ(receivedFrom(bytes), (std::vector<double>{1, 3, 4}));
+    EXPECT_EQ(receivedFrom(bytes, 10), std::vector<double>()); // all are larger
+}
+
+TEST(vnObjectReceiver, DropsWhatIsDamagedWithoutAWord)
+{
+    Recorder messages;
+    const std::string frame = frameOf("scene", 1), next = frameOf("scene", 2);
+    for (std::size_t cut = 0; cut < frame.size(); ++cut)
+        EXPECT_EQ(receivedFrom(next + frame.substr(0, cut)), std::vector<double>{2}) << cut;
+    // A name may change, and a byte that the checksum does not cover may change a little. Only a length that
+    // became larger swallows what follows.
+    const std::size_t lengthAt = 8 + 6 + 8;
+    for (std::size_t at = 0; at < frame.size(); ++at)
+    {
+        std::string damaged = frame;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+        const std::vector<double> numbers = receivedFrom(damaged + next);
+        if (at < lengthAt || at >= lengthAt + 4)
+            ASSERT_FALSE(numbers.empty()) << at;
+        if (!numbers.empty())
+            EXPECT_EQ(numbers.back(), 2) << at;
+    }
+    EXPECT_EQ(messages.take(), std::vector<std::string>());
+}
+
+TEST(vnObjectReceiver, ReconnectsAndResynchronisesWithAnIndependentSender)
+{
+    if (!hasPython())
+        GTEST_SKIP() << "no python3";
+    const vnTempFolder folder;
+    const PeerScheme scheme;
+    Recorder messages;
+    const std::string path = folder.path("socket").getString();
+    Peer peer("serve '" + path + "' " + classNumber() + " scene");
+    ASSERT_EQ(peer.line(), "ready\n");
+    Receiver receiver(nullptr);
+    ASSERT_EQ(receiver.openURL(("peer:" + path).c_str()), 1);
+    receiver.run(0);
+    EXPECT_TRUE(receiver.waitFor(4));
+    receiver.stop(1); // while the peer is silent
+    EXPECT_EQ(receiver.numbers, (std::vector<double>{1, 3, 5, 6}));
+    EXPECT_EQ(messages.take(), std::vector<std::string>());
+}
+
+TEST(vnObjectReceiver, CarriesObjectsThroughASocketPair)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    Receiver receiver(new Descriptor(ends[0]));
+    receiver.run(0);
+    {
+        vnObjectSender sender("scene", new Descriptor(ends[1]));
+        for (int i = 0; i < 1000; ++i)
+            sender.sendObject(objectOf(i));
+    }
+    ASSERT_TRUE(receiver.waitFor(1000));
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(receiver.numbers[static_cast<std::size_t>(i)], i);
+    receiver.stop(1);
+}
+
+TEST(vnObjectReceiver, OpensItsFileAgainAtTheEnd)
+{
+    const vnTempFolder folder;
+    const vnString url = vnString("file:") + folder.path("frames");
+    {
+        vnObjectSender sender("scene", nullptr);
+        ASSERT_EQ(sender.openURL(url), 1);
+        sender.sendObject(objectOf(9));
+    }
+    // A receiver that is read from a stream is at work at once.
+    vnSerializeAdapterQueue stored(VN_QUEUE_FIFO);
+    Receiver pattern(nullptr);
+    pattern.openURL(url);
+    pattern.write(&stored);
+    EXPECT_EQ(stored.length(), pattern.getDataSize(&stored));
+    Receiver receiver(nullptr, "another");
+    receiver.read(&stored);
+    EXPECT_EQ(receiver.getURL(), url);
+    EXPECT_TRUE(receiver.waitFor(3));
+    receiver.stop(1);
+    for (double number : receiver.numbers)
+        EXPECT_EQ(number, 9);
+}
+
+TEST(vnObjectReceiver, TakesAnotherStreamWhileItRuns)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const vnTempFolder folder;
+    const vnString url = vnString("file:") + folder.path("frames");
+    {
+        vnObjectSender sender("scene", nullptr);
+        ASSERT_EQ(sender.openURL(url), 1);
+        sender.sendObject(objectOf(4));
+    }
+    vnRefPointer<vnSerializeAdapter> silent(new Descriptor(ends[1]));
+    Receiver receiver(new Descriptor(ends[0]));
+    receiver.run(0);
+    receiver.openURL(url);
+    EXPECT_TRUE(receiver.waitFor(1));
+    receiver.stop(1);
+}
