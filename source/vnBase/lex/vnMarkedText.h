@@ -2,13 +2,12 @@
 #pragma once
 
 #include "vnParserCursor.h"
+#include "vnTextAdapter.h"
 
 #include <vnBase/vnBasicParser.h>
 #include <vnBase/vnDynamicArray.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
 
 #include <algorithm>
-#include <typeinfo>
 #include <utility>
 
 /// Parsers whose results are texts remember more than the longest one, so that none loses its beginning.
@@ -26,27 +25,6 @@ void vnAppendResult(vnDynamicArray<T>& results, T result)
 /// Lets a parser of texts read a byte order mark as the bytes that it is, instead of changing its encoding
 /// for all texts to come.
 void vnIgnoreByteOrderMarks(vnBasicParser& parser);
-
-/// The bytes of a text, which must live as long. It is owned by the stack, which outlives what the parser
-/// holds, so that nobody needs to count: counting would lock four times for each text.
-class vnTextAdapter : public vnSerializeAdapterMemory
-{
-public:
-    explicit vnTextAdapter(const vnString& text)
-        : vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length()) // only read
-    {
-    }
-    void ref() override {}
-    void unref() override {}
-};
-
-/// Whether the adapter is a block of memory, and reads as that class does.
-inline bool vnIsMemory(const vnSerializeAdapter& adapter) noexcept
-{
-    // The types of other libraries that are the same and stand elsewhere only cost time.
-    const std::type_info* type = &typeid(adapter);
-    return type == &typeid(vnSerializeAdapterMemory) || type == &typeid(vnTextAdapter);
-}
 
 /// Sets a text as the input of a parser, and takes it away again with all that the parser remembers of it:
 /// the end of a parse, also of one that failed for want of memory, allocates nothing. The text must live as

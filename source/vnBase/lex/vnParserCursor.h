@@ -2,7 +2,7 @@
 #pragma once
 
 #include "serialize/vnAdapterWindow.h"
-#include "vnMarkedText.h"
+#include "vnTextAdapter.h"
 
 #include <vnBase/vnBasicParser.h>
 
