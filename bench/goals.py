@@ -67,6 +67,7 @@ GOALS = (
     ("m.objects", "objects of 5 attributes: %s" % what, "vnObject", [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
     for what in ("write", "read")
 ) + (
+    ("m.objects", "channel", "vnObjectSender", [(50.0, "")], [(1.0, "zlib")]),
     ("k.grammar", "HTTP request line", "vnParserFunction", [(3.6, "PCRE2 interpreted"), (1.0, "Xpressive")],
      [(1.0, "PCRE2 interpreted")]),
     ("k.grammar", "nested expression", "vnParserFunction", [(1.68, "PCRE2 interpreted"), (1.0, "Xpressive")],

@@ -4,7 +4,15 @@
 
 #include <vnBase/vnArray.h>
 #include <vnBase/vnObject.h>
+#include <vnBase/vnObjectReceiver.h>
+#include <vnBase/vnObjectSender.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+
+#include "../tests/serialize/vnSocketAdapter.h"
+
+#include <atomic>
+
+#include <zlib.h>
 
 #ifdef HAVE_QT
 #include <QDataStream>
@@ -139,6 +147,57 @@ void addOurs(Group& write, Group& read, int rounds)
                  return count;
              });
 }
+
+class CountingReceiver : public vnObjectReceiver
+{
+public:
+    explicit CountingReceiver(vnSerializeAdapter* stream) : vnObjectReceiver("bench", stream) {}
+    ~CountingReceiver() noexcept(false) override { stop(1); }
+    void onObject(vnObject*) override { ++count; }
+    std::atomic<std::uint64_t> count{0};
+};
+
+// Objects from a sender on this thread to a receiver on its own, a frame each, over a socket pair.
+void addChannel(Group& group, int objects)
+{
+    auto object = std::make_shared<vnRefPointer<vnObject>>(createOurs(1));
+    group.add("vnObjectSender to vnObjectReceiver", ours,
+              [=]
+              {
+                  int ends[2];
+                  if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
+                      return std::uint64_t(0);
+                  vnObjectSender sender("bench", new vnSocketAdapter(ends[0]));
+                  CountingReceiver receiver(new vnSocketAdapter(ends[1]));
+                  receiver.run();
+                  for (int i = 0; i < objects; ++i)
+                      sender.sendObject(*object);
+                  while (receiver.count < static_cast<std::uint64_t>(objects))
+                      std::this_thread::yield();
+                  return receiver.count.load();
+              });
+
+    // What the channel can't save: the record of one object through zlib, both ways, one after the other.
+    auto record = std::make_shared<std::vector<unsigned char>>((*object)->getDataSize(nullptr) + 12);
+    vnSerializeAdapterMemory out(record->data(), static_cast<unsigned int>(record->size()));
+    vnObject::writeObject(*object, &out, 0, vnString(), 0);
+    group.add("zlib compress and uncompress", limit,
+              [=]
+              {
+                  std::vector<unsigned char> packed(compressBound(record->size()));
+                  std::vector<unsigned char> plain(record->size());
+                  std::uint64_t done = 0;
+                  for (int i = 0; i < objects; ++i)
+                  {
+                      uLongf packedSize = packed.size();
+                      uLongf plainSize = plain.size();
+                      if (compress(packed.data(), &packedSize, record->data(), record->size()) == Z_OK &&
+                          uncompress(plain.data(), &plainSize, packed.data(), packedSize) == Z_OK)
+                          ++done;
+                  }
+                  return done;
+              });
+}
 } // namespace
 
 int main(int argc, char** argv)
@@ -152,6 +211,10 @@ int main(int argc, char** argv)
     addQt(write, read, rounds);
 #endif
     addOurs(write, read, rounds);
+    const int sent = suite.scaled(20000);
+    addChannel(suite.group("channel: objects of 5 attributes through a socket pair", kopsPerSecond, sent)
+                   .sameCheck(),
+               sent);
     suite.run();
     return suite.getResult();
 }

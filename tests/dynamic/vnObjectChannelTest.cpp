@@ -6,6 +6,7 @@
 #include <vnBase/vnSerializeAdapterMemory.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "../serialize/vnSocketAdapter.h"
 #include "../serialize/vnTempFolder.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +18,6 @@
 #include <string>
 #include <vector>
 
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -32,7 +31,7 @@ constexpr std::chrono::seconds patience(20);
 vnRefPointer<vnObject> objectOf(double number)
 {
     vnRefPointer<vnObject> object(new vnObject);
-    object->setAttribute("data", "n", vnDynamicTypeNum(number));
+    object->setAttribute("data", "n", number);
     return object;
 }
 
@@ -91,56 +90,6 @@ std::vector<double> receivedFrom(const std::string& bytes, unsigned int maxFrame
     return receiver.numbers;
 }
 
-// A socket as a stream.
-class Descriptor : public vnSerializeAdapter
-{
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() noexcept(false) override { close(m_descriptor); }
-    unsigned char isActive() override { return hasData_imp(); }
-
-protected:
-    void write_imp(unsigned char* data, unsigned int count) override
-    {
-        while (count > 0)
-        {
-            const ssize_t sent = send(m_descriptor, data, count, MSG_NOSIGNAL);
-            if (sent <= 0)
-            {
-                setError("connection closed");
-                return;
-            }
-            data += sent;
-            count -= static_cast<unsigned int>(sent);
-        }
-    }
-    void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
-    unsigned int read_imp(unsigned char* data, unsigned int count) override
-    {
-        const ssize_t got = recv(m_descriptor, data, count, 0);
-        return got > 0 ? static_cast<unsigned int>(got) : 0;
-    }
-    unsigned char read_imp() override
-    {
-        unsigned char byte = 0;
-        read_imp(&byte, 1);
-        return byte;
-    }
-    unsigned int length_imp() override
-    {
-        int count = 0;
-        return ioctl(m_descriptor, FIONREAD, &count) == 0 ? static_cast<unsigned int>(count) : 0;
-    }
-    unsigned char hasData_imp() override
-    {
-        pollfd wanted{m_descriptor, POLLIN, 0};
-        return poll(&wanted, 1, 0) == 0 || length_imp() > 0;
-    }
-
-private:
-    int m_descriptor;
-};
-
 // "peer:PATH" connects to a socket of that name.
 class PeerManager : public vnSerializeURLManagerInterface
 {
@@ -153,7 +102,7 @@ public:
         address.sun_family = AF_UNIX;
         std::snprintf(address.sun_path, sizeof address.sun_path, "%s", url.getString() + 5);
         if (connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
-            return new Descriptor(descriptor);
+            return new vnSocketAdapter(descriptor);
         close(descriptor);
         return nullptr;
     }
@@ -234,7 +183,7 @@ TEST(vnObjectSender, LeavesTheStreamAloneWhenAnObjectFails)
     class Failing : public vnObject
     {
     public:
-        vnReference* clone() override { return new Failing(*this); }
+        vnReference* clone() const override { return new Failing(*this); }
         void write(vnSerializeAdapter*) override { vnExceptionThrows::vnThrowFatal("no"); }
     };
     vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
@@ -271,10 +220,8 @@ TEST(vnObjectReceiver, DropsWhatIsDamagedWithoutAWord)
         std::string damaged = frame;
         damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
         const std::vector<double> numbers = receivedFrom(damaged + next);
-        if (at < lengthAt || at >= lengthAt + 4)
-            ASSERT_FALSE(numbers.empty()) << at;
-        if (!numbers.empty())
-            EXPECT_EQ(numbers.back(), 2) << at;
+        const bool mayBeLost = at >= lengthAt && at < lengthAt + 4;
+        EXPECT_TRUE(numbers.empty() ? mayBeLost : numbers.back() == 2) << at;
     }
     EXPECT_EQ(messages.take(), std::vector<std::string>());
 }
@@ -302,10 +249,10 @@ TEST(vnObjectReceiver, CarriesObjectsThroughASocketPair)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    Receiver receiver(new Descriptor(ends[0]));
+    Receiver receiver(new vnSocketAdapter(ends[0]));
     receiver.run(0);
     {
-        vnObjectSender sender("scene", new Descriptor(ends[1]));
+        vnObjectSender sender("scene", new vnSocketAdapter(ends[1]));
         for (int i = 0; i < 1000; ++i)
             sender.sendObject(objectOf(i));
     }
@@ -350,8 +297,8 @@ TEST(vnObjectReceiver, TakesAnotherStreamWhileItRuns)
         ASSERT_EQ(sender.openURL(url), 1);
         sender.sendObject(objectOf(4));
     }
-    vnRefPointer<vnSerializeAdapter> silent(new Descriptor(ends[1]));
-    Receiver receiver(new Descriptor(ends[0]));
+    vnRefPointer<vnSerializeAdapter> silent(new vnSocketAdapter(ends[1]));
+    Receiver receiver(new vnSocketAdapter(ends[0]));
     receiver.run(0);
     receiver.openURL(url);
     EXPECT_TRUE(receiver.waitFor(1));
