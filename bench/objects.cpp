@@ -169,7 +169,7 @@ void addChannel(Group& group, int objects)
                       return std::uint64_t(0);
                   vnObjectSender sender("bench", new vnSocketAdapter(ends[0]));
                   CountingReceiver receiver(new vnSocketAdapter(ends[1]));
-                  receiver.run();
+                  receiver.run(1);
                   for (int i = 0; i < objects; ++i)
                       sender.sendObject(*object);
                   while (receiver.count < static_cast<std::uint64_t>(objects))
