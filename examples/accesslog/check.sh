@@ -5,26 +5,36 @@ set -eu
 here=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-sh "$here/make-log.sh" "$2" > "$work/access.log"
-"$1" "$here/accesslog.rules" "$work/access.log" > "$work/ours"
-awk '
-/^not/ { next }
-{
-    split($0, quoted, "\"")
-    split(quoted[2], request, " ")
-    split(quoted[3], numbers, " ")
-    ++requests
-    bytes += numbers[2] + 0
-    ++counts["method " request[1]]
-    ++counts["status " numbers[1]]
+
+# The log as awk counts it.
+count() {
+    awk '
+    /^not/ { next }
+    {
+        split($0, quoted, "\"")
+        split(quoted[2], request, " ")
+        split(quoted[3], numbers, " ")
+        ++requests
+        bytes += numbers[2] + 0
+        ++counts["method " request[1]]
+        ++counts["status " numbers[1]]
+    }
+    END {
+        print "lines " NR
+        print "requests " requests + 0
+        printf "bytes %d\n", bytes
+        for (name in counts) print name " " counts[name] | "sort"
+    }' "$1"
 }
-END {
-    print "lines " NR
-    print "requests " requests
-    printf "bytes %d\n", bytes
-    for (name in counts) print name " " counts[name] | "sort"
-}' "$work/access.log" > "$work/theirs"
-diff "$work/theirs" "$work/ours"
+
+sh "$here/make-log.sh" "$2" > "$work/access.log"
+sh "$here/make-log.sh" 20 | head -c -1 > "$work/cut.log" # the last line has no line feed
+printf 'not a' > "$work/other.log"
+for log in other cut access; do
+    "$1" "$here/accesslog.rules" "$work/$log.log" > "$work/ours"
+    count "$work/$log.log" > "$work/theirs"
+    diff "$work/theirs" "$work/ours"
+done
 cat "$work/ours"
 
 # A line that the parser can't go back over ends it with an error.

@@ -23,11 +23,12 @@ public:
         addFunction("fStatus", &AccessLog::fStatus);
         addFunction("fSize", &AccessLog::fSize);
         addFunction("fEntry", &AccessLog::fEntry);
+        addFunction("fLast", &AccessLog::fLast);
     }
 
     void print() const
     {
-        std::printf("lines %u\n", getLine());
+        std::printf("lines %u\n", getLine() + (getColumn() > 0 ? 1 : 0));
         std::printf("requests %llu\n", m_requests);
         std::printf("bytes %llu\n", m_bytes);
         for (const auto& [method, count] : m_methods)
@@ -49,6 +50,7 @@ private:
         m_bytes += std::strtoull(m_size.c_str(), nullptr, 10); // "-" is none
         return VN_PARSE_OK;
     }
+    vnParseResult fLast() { return hasData() ? VN_PARSE_NO_MATCH : fEntry(); }
     vnParseResult note(std::string& to)
     {
         vnString text;
@@ -86,12 +88,17 @@ int main(int argc, char** argv)
     parser.setAdapter(log.get());
     try
     {
-        if (parser.parseRule("log") != VN_PARSE_ERROR)
+        if (parser.parseRule("log") == VN_PARSE_ERROR)
+            std::fprintf(stderr, "%s\n", parser.getError().getString());
+        else if (log->hasError())
+            std::fprintf(stderr, "%s\n", log->getError().getString());
+        else if (parser.hasData())
+            std::fprintf(stderr, "line %u matches no rule\n", parser.getLine() + 1);
+        else
         {
             parser.print();
             return 0;
         }
-        std::fprintf(stderr, "%s\n", parser.getError().getString());
     }
     catch (const vnFatalError&)
     {
