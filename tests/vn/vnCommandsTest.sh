@@ -184,7 +184,10 @@ printf '\376\377\0\n\n\1\0 \0b' > source
 check "tokens of big-endian text" 0 "1 1 whitespace 32${line}2 1 identifier "$'\xe0\xa8\x81'"${line}2 2 whitespace \
 32${line}2 3 identifier b$line" tokens source
 printf '\xef\xbb\xbfa b' > source
+printf '\xef\xbb\xbf\xc3\xa4\xe2\x82\xac\n\xc3\xa4;' > wide
 check "tokens behind a mark" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1 3 identifier b$line" tokens source
+check "tokens of marked characters" 0 "1 1 identifier "$'\xc3\xa4\xe2\x82\xac'"${line}1 3 whitespace 32${line}2 1 identifier \
+"$'\xc3\xa4'"${line}2 2 token 59$line" tokens wide
 check "tokens of nothing" 0 "" tokens empty
 check "tokens with an unknown option" 2 "" tokens --string source
 

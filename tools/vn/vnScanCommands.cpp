@@ -66,19 +66,34 @@ std::string valueOf(vnLexDataType type, const vnDynamicType& value)
     return std::string(digits, error == std::errc() ? end : digits);
 }
 
-// Where in a text the next token stands. Columns count bytes, or units of 16 bits.
+// The bytes of the first character, as the reader cuts them: of what is no UTF-8 up to the first wrong byte.
+std::ptrdiff_t sizeOfFirst(const vnSerializeLex& lex, const unsigned char* begin, const unsigned char* end)
+{
+    if (lex.isUnicode())
+        return 2;
+    if (!lex.isUtf8() || *begin < 0xC0 || *begin >= 0xF0)
+        return 1;
+    const std::ptrdiff_t size = std::min<std::ptrdiff_t>(*begin < 0xE0 ? 2 : 3, end - begin);
+    const unsigned char* wrong =
+        std::find_if(begin + 1, begin + size, [](unsigned char c) { return (c & 0xC0) != 0x80; });
+    return wrong == begin + size ? size : wrong + 1 - begin;
+}
+
+// Where in a text the next token stands. Columns count characters.
 struct Place
 {
     unsigned int line = 1;
     unsigned int column = 1;
 
-    void advance(const unsigned char* begin, const unsigned char* end, unsigned int unitSize,
+    void advance(const vnSerializeLex& lex, const unsigned char* begin, const unsigned char* end,
                  bool isBigEndian)
     {
-        for (; end - begin >= unitSize; begin += unitSize)
+        for (std::ptrdiff_t size; begin < end; begin += size)
         {
-            const unsigned char low = begin[isBigEndian ? unitSize - 1 : 0];
-            const unsigned char high = unitSize == 1 ? 0 : begin[isBigEndian ? 0 : 1];
+            size = sizeOfFirst(lex, begin, end);
+            // A line feed may be the wrong byte that ends a fault.
+            const unsigned char low = begin[lex.isUnicode() && !isBigEndian ? 0 : size - 1];
+            const unsigned char high = lex.isUnicode() ? begin[isBigEndian ? 0 : 1] : 0;
             ++column;
             if (low == '\n' && high == 0)
             {
@@ -158,7 +173,7 @@ void vnRunTokens(vnArguments& arguments)
         vnWriteLine(std::to_string(place.line) + " " + std::to_string(place.column) + " " +
                     nameOf(lex.getDataType()) + " " + valueOf(lex.getDataType(), lex.getData()));
         const unsigned int end = size - adapter->length();
-        place.advance(bytes.data() + begin, bytes.data() + end, lex.getTokenSize(), isBigEndian);
+        place.advance(lex, bytes.data() + begin, bytes.data() + end, isBigEndian);
         begin = end;
     }
 }
