@@ -87,7 +87,9 @@ public:
     /// Clears the error, what is remembered, and all positions. Adapter and encoding stay.
     void reset();
 
-    /// Goes on where another parser stands: takes its adapter, encoding and positions over.
+    /// Goes on where another parser stands: takes its adapter, encoding, positions and progress over, and all
+    /// that it remembers; so `getMaxBufferSize` becomes the larger one of both. Progress message and error
+    /// stay.
     void continueParsingFrom(vnBasicParser* other);
 
     const vnString& getError() const noexcept { return m_error; }
@@ -186,12 +188,13 @@ private:
 
     unsigned short takeToken();
     bool hasCharacter();
-    void remember(char16_t character);
+    void remember(char16_t character) noexcept;
     void makeHistoryRoom(unsigned int kept, unsigned int more);
     void flushTail();
     void giveBackHistory(unsigned int count);
-    void undoLines(unsigned int count);
-    void checkPushBack(unsigned int count) const;
+    template <class Character>
+    void undoLines(const Character* end, unsigned int count) noexcept;
+    void checkPushBack(unsigned int count);
     const char16_t* findHistory(unsigned int& position, unsigned int& count) const;
     bool checkInWindow(const char16_t* text, unsigned int count, bool& isEqual);
     bool isByteText() const noexcept;

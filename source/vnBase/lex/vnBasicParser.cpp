@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnBasicParser.h>
 
+#include "core/vnUtfScan.h"
 #include "vnParserCursor.h"
 
 #include <vnBase/vnBaseError.h>
@@ -8,6 +9,7 @@
 
 #include <cwctype>
 #include <limits>
+#include <string_view>
 
 namespace
 {
@@ -52,22 +54,6 @@ void vnParserCursor::countLines(const unsigned char* begin, const unsigned char*
     }
     p.m_column = static_cast<unsigned int>(end - lineBegin);
     p.m_lineBegin = p.m_tokenPos + static_cast<unsigned int>(lineBegin - begin);
-}
-
-// As one by one from the end: each line feed sets the column to where the last one stood.
-void vnParserCursor::undoTailLines(unsigned int count) noexcept
-{
-    vnBasicParser& p = m_parser;
-    const unsigned char* begin = next() - count;
-    const unsigned char* first = static_cast<const unsigned char*>(std::memchr(begin, '\n', count));
-    p.m_lineBegin = p.m_tokenPos - count;
-    if (!first)
-    {
-        p.m_column -= count;
-        return;
-    }
-    p.m_line -= static_cast<unsigned int>(std::count(first, next(), static_cast<unsigned char>('\n')));
-    p.m_column = p.m_previousColumn - static_cast<unsigned int>(first - begin);
 }
 
 void vnParserCursor::takeForward(unsigned int count)
@@ -131,6 +117,8 @@ unsigned short vnBasicParser::takeToken()
     if (!m_adapter)
         return 0;
     flushTail();
+    if (m_historyEnd == m_history.getSize()) // first, since what was read must not get lost for want of room
+        makeHistoryRoom(std::min(m_remembered, m_historyEnd), 1);
     const vnParserCursor cursor(*this);
     const vnParserCursor::Mode mode = cursor.getMode();
     char16_t character;
@@ -150,10 +138,9 @@ unsigned short vnBasicParser::takeToken()
     return character;
 }
 
-void vnBasicParser::remember(char16_t character)
+// There is room.
+void vnBasicParser::remember(char16_t character) noexcept
 {
-    if (m_historyEnd == m_history.getSize())
-        makeHistoryRoom(std::min(m_remembered, m_historyEnd), 1);
     m_history.data()[m_historyEnd++] = character;
     m_remembered = m_remembered < m_maxBufferSize ? m_remembered + 1 : m_maxBufferSize;
     ++m_tokenPos;
@@ -190,17 +177,48 @@ void vnBasicParser::flushTail()
         return;
     const unsigned int count = std::min(m_tail, m_remembered);
     const unsigned int kept = m_remembered - count;
+    m_tail = 0;
     if (m_history.getSize() - m_historyEnd < count)
-        makeHistoryRoom(kept, count);
+        try
+        {
+            makeHistoryRoom(kept, count);
+        }
+        catch (...)
+        {
+            // With no room for these nothing before them can be reached either, and the bytes in front of the
+            // window may be others by the next call.
+            m_historyEnd = m_remembered = 0;
+            throw;
+        }
     widen(vnAdapterWindow::next(*m_adapter) - count, count, m_history.data() + m_historyEnd);
     m_historyEnd += count;
-    m_tail = 0;
 }
 
-void vnBasicParser::checkPushBack(unsigned int count) const
+// As one by one from the end: each line feed sets the column to where the last one stood.
+template <class Character>
+void vnBasicParser::undoLines(const Character* end, unsigned int count) noexcept
 {
-    if (count > m_remembered)
-        vnExceptionThrows::vnThrowFatal("Too Large Pushback in basic parser");
+    const unsigned int target = m_tokenPos - count;
+    const auto feed = static_cast<Character>('\n');
+    const Character* begin = end - count;
+    const Character* first = target >= m_lineBegin ? end : std::find(begin, end, feed);
+    m_lineBegin = std::min(m_lineBegin, target);
+    if (first == end)
+    {
+        m_column -= count;
+        return;
+    }
+    m_line -= static_cast<unsigned int>(std::count(first, end, feed));
+    m_column = m_previousColumn - static_cast<unsigned int>(first - begin);
+}
+template void vnBasicParser::undoLines(const unsigned char* end, unsigned int count) noexcept;
+
+void vnBasicParser::checkPushBack(unsigned int count)
+{
+    if (count <= m_remembered)
+        return;
+    flushTail(); // whoever receives the message may use the adapter
+    vnExceptionThrows::vnThrowFatal("Too Large Pushback in basic parser");
 }
 
 void vnBasicParser::pushBackTokens(unsigned int count)
@@ -211,7 +229,7 @@ void vnBasicParser::pushBackTokens(unsigned int count)
 void vnBasicParser::giveBackHistory(unsigned int count)
 {
     flushTail();
-    undoLines(count);
+    undoLines(m_history.data() + m_historyEnd, count);
     if (!m_adapter) // the input was let go of
     {
         m_historyEnd -= count;
@@ -239,23 +257,6 @@ void vnBasicParser::giveBackHistory(unsigned int count)
         m_tokenPos -= step;
         left -= step;
     }
-}
-
-// As one by one from the end: each line feed sets the column to where the last one stood.
-void vnBasicParser::undoLines(unsigned int count)
-{
-    const unsigned int target = m_tokenPos - count;
-    const char16_t* end = m_history.data() + m_historyEnd;
-    const char16_t* first = target >= m_lineBegin ? end : std::find(end - count, end, u'\n');
-    if (first == end)
-    {
-        m_column -= count;
-        m_lineBegin = std::min(m_lineBegin, target);
-        return;
-    }
-    m_line -= static_cast<unsigned int>(std::count(first, end, u'\n'));
-    m_column = m_previousColumn - static_cast<unsigned int>(first - (end - count));
-    m_lineBegin = target;
 }
 
 unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int count, unsigned char ignoreCase)
@@ -338,22 +339,13 @@ void vnBasicParser::getTokenData(vnArray<unsigned char>& data, unsigned int posi
     const char16_t* from = findHistory(position, count);
     const bool isByteText = this->isByteText();
     vnDynamicArray<unsigned char> bytes(1024);
-    for (unsigned int i = 0; i < count; ++i)
+    for (const char16_t c : std::u16string_view(from, count))
     {
-        const char16_t c = from[i];
-        if (isByteText || c < 0x80)
-        {
-            bytes.append(static_cast<unsigned char>(c));
-            continue;
-        }
-        if (c < 0x800)
-            bytes.append(static_cast<unsigned char>(0xC0 | c >> 6));
-        else
-        {
-            bytes.append(static_cast<unsigned char>(0xE0 | c >> 12));
-            bytes.append(static_cast<unsigned char>(0x80 | (c >> 6 & 0x3F)));
-        }
-        bytes.append(static_cast<unsigned char>(0x80 | (c & 0x3F)));
+        char encoded[3] = {static_cast<char>(c)};
+        const unsigned char size = isByteText ? 1 : vnUtf::sizeOf(c);
+        if (size > 1)
+            vnUtf::encode(encoded, c, size);
+        bytes.append(reinterpret_cast<const unsigned char*>(encoded), size);
     }
     data = vnArray<unsigned char>(bytes.data(), bytes.getSize());
 }
@@ -375,11 +367,13 @@ void vnBasicParser::continueParsingFrom(vnBasicParser* other)
     other->flushTail();
     setAdapter(other->m_adapter.get());
     m_progressTotal = other->m_progressTotal;
+    m_lastPercent = other->m_lastPercent; // what was reported is not reported again
     m_lexer = other->m_lexer;
     m_isDetected = other->m_isDetected;
     m_history = other->m_history;
     m_historyEnd = other->m_historyEnd;
     m_remembered = other->m_remembered;
+    m_maxBufferSize = std::max(m_maxBufferSize, other->m_maxBufferSize); // or some of that would be forgotten
     m_line = other->m_line;
     m_column = other->m_column;
     m_previousColumn = other->m_previousColumn;

@@ -120,7 +120,7 @@ public:
         if (p.m_tokenPos - count >= p.m_lineBegin)
             p.m_column -= count;
         else
-            undoTailLines(count);
+            p.undoLines(next(), count);
         p.m_tail -= count;
         p.m_remembered -= count;
         p.m_tokenPos -= count;
@@ -129,7 +129,7 @@ public:
 
     /// What the walk over the input throws when `count` characters would have to be taken back and read
     /// again, and nothing else.
-    void checkReturn(unsigned int count) const { m_parser.checkPushBack(count); }
+    void checkReturn(unsigned int count) { m_parser.checkPushBack(count); }
 
     void moveTo(unsigned int position)
     {
@@ -176,7 +176,6 @@ private:
                              : p.m_maxBufferSize;
     }
     void countLines(const unsigned char* begin, const unsigned char* feed, unsigned int count) noexcept;
-    void undoTailLines(unsigned int count) noexcept;
     void takeForward(unsigned int count);
 
     vnBasicParser& m_parser;
