@@ -8,7 +8,7 @@
 
 class vnGrammarData;
 
-/// Rules that are told as text, and their walk over the input of a parser. The part of `vnParserFunction`
+/// Rules that are given as text, and their walk over the input of a parser. The part of `vnParserFunction`
 /// that does not depend on the class of the owner; use that one.
 class VN_BASE_API vnGrammar
 {
@@ -131,7 +131,8 @@ public:
     }
 
     /// Adds "name ::= body", in place of an earlier rule of that name; the new one holds from its next call
-    /// on. Answers 0, with a Warning, when name or body are missing.
+    /// on. Comments from "//" to the end of a line go; the lines stay, and faults tell theirs. Answers 0,
+    /// with a Warning, when name or body are missing.
     unsigned char addRule(const vnString& rule) { return m_grammar.addRule(rule); }
 
     /// Adds a text of rules, each ended by ";". Comments and white space between the words go away. A

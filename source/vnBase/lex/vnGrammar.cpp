@@ -60,30 +60,23 @@ vnString toString(std::string_view text)
                     static_cast<unsigned short>(std::min<std::size_t>(text.size(), vnString::VN_MAX_LENGTH)));
 }
 
-std::string_view strip(std::string_view text)
-{
-    while (!text.empty() && isWhite(static_cast<unsigned char>(text.front())))
-        text.remove_prefix(1);
-    while (!text.empty() && isWhite(static_cast<unsigned char>(text.back())))
-        text.remove_suffix(1);
-    return text;
-}
-
 constexpr std::string_view VN_IS = "::=";
 
 bool addRuleText(vnGrammarData& data, std::string_view rule)
 {
     const std::size_t at = rule.find(VN_IS);
-    const std::string_view name = strip(rule.substr(0, std::min(at, rule.size())));
-    const std::string_view body =
-        at == std::string_view::npos ? std::string_view() : strip(rule.substr(at + VN_IS.size()));
-    if (name.empty() || body.empty() || rule.size() > vnString::VN_MAX_LENGTH)
+    if (at != std::string_view::npos && rule.size() <= vnString::VN_MAX_LENGTH)
     {
-        vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser -> '%s'", toString(rule));
-        return false;
+        const vnString name = toString(rule.substr(0, at)).stripWhiteSpace();
+        const vnString body = toString(rule.substr(at + VN_IS.size())).stripWhiteSpace();
+        if (!name.isEmpty() && !body.isEmpty())
+        {
+            data.addBody(name, body);
+            return true;
+        }
     }
-    data.addBody(toString(name), toString(body));
-    return true;
+    vnMessage::message(VN_MESSAGE_WARNING, "Malformed rule in parser -> '%s'", toString(rule));
+    return false;
 }
 
 class StringSource
@@ -158,8 +151,29 @@ public:
         return rule.find(VN_IS) != std::string::npos;
     }
 
+    /// All of the text as one rule. It keeps its lines, so that faults tell where they stand, and comments
+    /// within it; those to the end of a line go.
+    void single(std::string& rule)
+    {
+        rule.clear();
+        while (m_hasCharacter)
+        {
+            const char c = m_character;
+            advance();
+            if (takeQuoted(rule, c))
+                continue;
+            if (isPair(c, '/'))
+                skipLine();
+            else if (isPair(c, '*'))
+                takeComment(rule);
+            else
+                append(rule, c);
+        }
+    }
+
 private:
     void advance() { m_hasCharacter = m_source.get(m_character); }
+    bool isPair(char c, char next) const { return c == '/' && m_hasCharacter && m_character == next; }
     void add(std::string& rule, char c)
     {
         if (m_isBlank && !rule.empty())
@@ -169,25 +183,35 @@ private:
     }
 
     // One more than a rule may have is enough to refuse it.
-    static void append(std::string& rule, char c)
+    static std::string& append(std::string& rule, char c)
     {
         if (rule.size() <= vnString::VN_MAX_LENGTH)
             rule += c;
+        return rule;
     }
     void take(std::string& rule, char c)
     {
+        if (takeQuoted(rule, c))
+            return;
         if (isWhite(static_cast<unsigned char>(c)))
             m_isBlank = true;
-        else if (c == '"' || c == '\'')
-            takeDelimited(rule, c, c);
-        else if (c == '[')
-            takeDelimited(rule, c, ']');
-        else if (c == '/' && m_hasCharacter && m_character == '/')
+        else if (isPair(c, '/'))
+        {
+            m_isBlank = true;
             skipLine();
-        else if (c == '/' && m_hasCharacter && m_character == '*')
+        }
+        else if (isPair(c, '*'))
             skipComment(rule);
         else
             add(rule, c);
+    }
+    // A literal or a set, in which nothing is a comment.
+    bool takeQuoted(std::string& rule, char c)
+    {
+        if (c != '"' && c != '\'' && c != '[')
+            return false;
+        takeDelimited(rule, c, c == '[' ? ']' : c);
+        return true;
     }
     void takeDelimited(std::string& rule, char opening, char closing)
     {
@@ -205,7 +229,6 @@ private:
     }
     void skipLine()
     {
-        m_isBlank = true;
         while (m_hasCharacter && m_character != '\n')
             advance();
     }
@@ -213,23 +236,28 @@ private:
     // A comment without an end stays, so that the walk of the rule tells of it.
     void skipComment(std::string& rule)
     {
+        std::string comment;
+        if (takeComment(comment))
+            m_isBlank = true;
+        else
+            for (const char c : comment)
+                add(rule, c);
+    }
+    bool takeComment(std::string& comment)
+    {
         advance();
-        std::string comment = "/*";
+        append(append(comment, '/'), '*');
         char last = '\0';
         while (m_hasCharacter)
         {
             const char c = m_character;
             advance();
-            if (last == '*' && c == '/')
-            {
-                m_isBlank = true;
-                return;
-            }
             append(comment, c);
+            if (last == '*' && c == '/')
+                return true;
             last = c;
         }
-        for (const char c : comment)
-            add(rule, c);
+        return false;
     }
 
     Source& m_source;
@@ -276,7 +304,10 @@ void vnGrammar::addFunction(const vnString& name, unsigned int index, Matcher fu
 
 unsigned char vnGrammar::addRule(const vnString& rule)
 {
-    return addRuleText(*m_data, std::string_view(rule.getString(), rule.length()));
+    StringSource source(rule);
+    std::string text;
+    RuleSplitter<StringSource>(source).single(text);
+    return addRuleText(*m_data, text);
 }
 
 unsigned char vnGrammar::addRules(const vnString& rules)

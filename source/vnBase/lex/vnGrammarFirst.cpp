@@ -16,6 +16,7 @@ void unite(First& to, const First& from)
     for (std::size_t i = 0; i < to.table.size(); ++i)
         to.table[i] |= from.table[i];
     to.depth = std::max(to.depth, from.depth);
+    to.calls = std::min(to.calls + from.calls, First::VN_MAX_CALLS);
 }
 
 class Finder
@@ -120,6 +121,7 @@ private:
         First first = ofChoice(choice);
         --m_depth;
         ++first.depth;
+        ++first.calls;
         return first;
     }
 

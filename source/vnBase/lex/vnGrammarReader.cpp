@@ -8,6 +8,7 @@ using namespace vnCharacter;
 
 namespace
 {
+// Bytes above 127 are letters as they are to the lexical reader, whatever characters they make.
 bool startsName(char c)
 {
     return isAlpha(c) || c == '_' || static_cast<unsigned char>(c) > 127;
@@ -274,6 +275,7 @@ bool vnGrammarReader::readHex(Item& item)
     return true;
 }
 
+// A comment is a thing of its own that matches nothing: a repeat sign behind it is its own, too.
 bool vnGrammarReader::readComment(Item& item)
 {
     if (m_at + 1 >= m_text.size() || m_text[m_at + 1] != '*')

@@ -134,7 +134,9 @@ struct vnGrammarFirst
     bool isKnown = false;
     bool canBeEmpty = false;
     unsigned int depth = 0; // how deep rules and groups are entered to find that it does not begin here
-    std::array<unsigned char, 256> table{}; // as that of a set
+    vnUInt64 calls = 0;     // and how many of them
+    static constexpr vnUInt64 VN_MAX_CALLS = 1ull << 62; // more are as good as that
+    std::array<unsigned char, 256> table{};              // as that of a set
 };
 
 struct vnGrammarBranch

@@ -126,21 +126,9 @@ vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
 
 vnParseResult vnGrammarData::callFunction(const vnGrammarName& name)
 {
-    if (!isTracing && !isMeasuring)
-        return callPlainly(name);
-    std::optional<vnPerformanceBody> section;
-    if (isMeasuring)
-        section.emplace(name.name);
-    traceBegin("Parsing Function : %s%s(Line:%d,Col:%d)", name);
-    const vnParseResult result = callPlainly(name);
-    traceEnd("Exit Function    : %s%s(Line:%d,Col:%d)\tResult:%s", name, result);
-    return result;
-}
-
-vnParseResult vnGrammarData::callPlainly(const vnGrammarName& name)
-{
     input.close();
-    const vnParseResult result = door.callFunction(name.function);
+    const vnParseResult result =
+        isTracing || isMeasuring ? watchFunction(name) : door.callFunction(name.function);
     input.open();
     return result;
 }
@@ -150,24 +138,62 @@ vnParseResult vnGrammarData::callRule(const vnGrammarName& name)
     if (!mayEnter(name))
         return VN_PARSE_ERROR;
     const DepthGuard depth(m_depth);
+    if (!isTracing && !isMeasuring)
+        return walkRule(name);
+    input.close();
+    const vnParseResult result = watchRule(name);
+    input.open();
+    return result;
+}
+
+// Who receives traces, and a monitor of sections, may use parser and adapter: while they are told the input
+// is closed.
+vnParseResult vnGrammarData::watchFunction(const vnGrammarName& name)
+{
     std::optional<vnPerformanceBody> section;
     if (isMeasuring)
         section.emplace(name.name);
-    if (isTracing)
-        traceBegin("Parsing Rule     : %s%s(Line:%d,Col:%d)", name);
+    traceBegin("Parsing Function : %s%s(Line:%d,Col:%d)", name);
+    const vnParseResult result = door.callFunction(name.function);
+    traceEnd("Exit Function    : %s%s(Line:%d,Col:%d)\tResult:%s", name, result);
+    return result;
+}
+
+vnParseResult vnGrammarData::watchRule(const vnGrammarName& name)
+{
+    std::optional<vnPerformanceBody> section;
+    if (isMeasuring)
+        section.emplace(name.name);
+    traceBegin("Parsing Rule     : %s%s(Line:%d,Col:%d)", name);
+    vnParseResult result;
+    try
+    {
+        input.open();
+        result = walkRule(name);
+        input.close();
+    }
+    catch (...)
+    {
+        input.close();
+        throw;
+    }
+    if (result != VN_PARSE_ERROR)
+        traceEnd("Exit Rule        : %s%s(Line:%d,Col:%d)\tResult:%s", name, result);
+    return result;
+}
+
+vnParseResult vnGrammarData::walkRule(const vnGrammarName& name)
+{
     vnGrammarBody& body = *name.body;
     body.read(m_names);
     Frame frame{name, body};
-    if (!walkChoice(body.root, frame))
-        return endRule(frame);
-    if (isTracing)
-        traceEnd("Exit Rule        : %s%s(Line:%d,Col:%d)\tResult:%s", name, frame.state);
-    return frame.state;
+    return walkChoice(body.root, frame) ? frame.state : endRule(frame);
 }
 
-// After an error.
+// After an error, which ends the walk.
 vnParseResult vnGrammarData::endRule(Frame& frame)
 {
+    input.close();
     const Place place = placeOf(frame.body.text, frame.position);
     if (!parser.hasError())
         parser.setError("Expression mismatch in rule '%s' at (Line:%d,Col:%d) -> %s", frame.name.name,
@@ -209,7 +235,10 @@ bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
         input.moveTo(begin);
         // A function may have changed the rules meanwhile.
         if (isSkipping && choice.firstVersion == m_version && canSkip(branch))
+        {
+            m_calls = std::min(m_calls + branch.first.calls, vnGrammarFirst::VN_MAX_CALLS);
             continue;
+        }
         const vnUInt64 callCounter = m_callCounter;
         frame.state = VN_PARSE_OK;
         if (!walkBranch(branch, frame))
@@ -259,7 +288,8 @@ bool vnGrammarData::canSkip(const vnGrammarBranch& branch) const noexcept
         return false;
     const unsigned char byte = *input.next();
     return !(branch.first.table[byte] & input.getMode()) && input.isPlain(byte) && input.canLook() &&
-           m_depth + branch.first.depth <= maxDepth; // else it ends the walk
+           m_depth + branch.first.depth <= maxDepth && // else it ends the walk; so that limits are the same
+           m_calls + branch.first.calls <= maxCalls;   // with traces, which leave nothing out
 }
 
 bool vnGrammarData::walkBranch(vnGrammarBranch& branch, Frame& frame)
@@ -346,6 +376,8 @@ bool vnGrammarData::walkRepeat(Item& item, Frame& frame)
     default:
         return fail(item.fault, item.max, frame);
     }
+    // Also what matched, when none was asked for: the input goes back, and only that. Marks stay, as they do
+    // in front of anything else that matched.
     frame.state = VN_PARSE_OK;
     input.moveTo(begin);
     return true;
@@ -529,7 +561,7 @@ bool vnGrammarData::matchSet(const vnGrammarSet& set)
 bool vnGrammarData::matchSetSlowly(const vnGrammarSet& set)
 {
     if (set.isEmpty())
-        return true;
+        return true; // at the end of the input, too, where no other set matches
     if (!input.hasData())
         return false;
     const char16_t character = input.takeAny();
@@ -625,7 +657,6 @@ void vnGrammarData::traceBegin(const char* format, const vnGrammarName& name)
 {
     if (!isTracing)
         return;
-    input.settle();
     vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
                        parser.getColumn());
 }
@@ -634,7 +665,6 @@ void vnGrammarData::traceEnd(const char* format, const vnGrammarName& name, vnPa
 {
     if (!isTracing)
         return;
-    input.settle();
     vnMessage::message(VN_MESSAGE_DEBUG, format, name.name, padding(name.name), parser.getLine(),
                        parser.getColumn(), vnBasicParser::parseResultString(result));
 }

@@ -17,9 +17,9 @@ struct vnGrammarMark
 
 /// The rules of a grammar, and the walk over them.
 ///
-/// The language is told by a walk over the text of the rules, each element read again whenever the walk comes
-/// past it, also when the match has failed already, so that faults of the text always show. Here the text is
-/// read once, and a walk that only reads is left out where it has nothing to tell.
+/// The language is defined by a walk over the text of the rules, each element read again whenever the walk
+/// comes past it, also when the match has failed already, so that faults of the text always show. Here the
+/// text is read once, and a walk that only reads is left out where it has nothing to tell.
 class vnGrammarData
 {
 public:
@@ -72,9 +72,11 @@ private:
     vnParseResult call(vnGrammarName& name);
     void endParse();
     vnParseResult callFunction(const vnGrammarName& name);
-    vnParseResult callPlainly(const vnGrammarName& name);
     vnParseResult callNative(const vnGrammarName& name);
     vnParseResult callRule(const vnGrammarName& name);
+    vnParseResult watchFunction(const vnGrammarName& name);
+    vnParseResult watchRule(const vnGrammarName& name);
+    vnParseResult walkRule(const vnGrammarName& name);
     vnParseResult endRule(Frame& frame);
     bool mayEnter(const vnGrammarName& name);
     bool walkChoice(vnGrammarChoice& choice, Frame& frame);
