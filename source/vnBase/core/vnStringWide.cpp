@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnString.h>
 
+#include <core/vnControlLetter.h>
 #include <core/vnEternal.h>
 #include <core/vnScratch.h>
 #include <core/vnUtfScan.h>
@@ -29,47 +30,24 @@ void eachCharacter(const char* text, unsigned int length, Receive receive)
     }
 }
 
+// A backslash before one of these stands for itself.
+bool isSign(char character)
+{
+    return character == '"' || character == '\'' || character == '?' || character == '\\';
+}
+
 // The letter of the backslash form; 0 when the character has none.
 char controlLetter(char character)
 {
-    switch (character)
-    {
-    case 0:
-        return '0';
-    case 7:
-        return 'a';
-    case 8:
-        return 'b';
-    case 9:
-        return 't';
-    case 10:
-        return 'n';
-    case 11:
-        return 'v';
-    case 12:
-        return 'f';
-    case 13:
-        return 'r';
-    case '"':
-    case '\'':
-    case '?':
-    case '\\':
-        return character;
-    default:
-        return 0;
-    }
+    return isSign(character) ? character : vnControlLetter(static_cast<unsigned char>(character));
 }
 
 // The character that a letter behind a backslash means. False for an unlisted one.
 bool controlOfLetter(char letter, char& character)
 {
-    constexpr char letters[] = "0abtnvfr\"'?\\";
-    constexpr char characters[] = "\0\a\b\t\n\v\f\r\"'?\\";
-    const char* const found = letter ? std::strchr(letters, letter) : nullptr;
-    if (!found)
-        return false;
-    character = characters[found - letters];
-    return true;
+    const int control = vnControlOfLetter(static_cast<unsigned char>(letter));
+    character = control < 0 ? letter : static_cast<char>(control);
+    return control >= 0 || isSign(letter);
 }
 
 // Whether a text of `length` bytes, at least one, begins with a backslash form, and the character it means.

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/vnControlLetter.h"
+
+#include <vnBase/vnConfig.h>
+
+#include <cstddef>
+
 /// What the readers of text ask of a character. All but ASCII is of none of these kinds.
 namespace vnCharacter
 {
@@ -77,26 +83,20 @@ constexpr bool isHex(char16_t c)
 /// What a backslash and this character stand for.
 constexpr char16_t unescaped(char16_t c)
 {
-    switch (c)
-    {
-    case 'n':
-        return '\n';
-    case 'r':
-        return '\r';
-    case 'b':
-        return '\b';
-    case 't':
-        return '\t';
-    case 'a':
-        return '\a';
-    case 'f':
-        return '\f';
-    case 'v':
-        return '\v';
-    case '0':
-        return 0;
-    default:
-        return c;
-    }
+    const int control = vnControlOfLetter(c);
+    return control < 0 ? c : static_cast<char16_t>(control);
+}
+
+/// Takes the decimal digits in front, no more than fit into 64 bits whatever they are, and answers their
+/// value.
+template <class Byte>
+constexpr vnUInt64 takeDigits(const Byte*& at, const Byte* end)
+{
+    constexpr std::ptrdiff_t VN_SAFE_DIGITS = 18;
+    const Byte* stop = end - at > VN_SAFE_DIGITS ? at + VN_SAFE_DIGITS : end;
+    vnUInt64 value = 0;
+    for (; at != stop && isDigit(static_cast<char16_t>(*at)); ++at)
+        value = value * 10 + static_cast<unsigned int>(*at - '0');
+    return value;
 }
 } // namespace vnCharacter

@@ -13,13 +13,6 @@ unsigned int digitOf(char16_t c)
 {
     return static_cast<unsigned int>(vnCharacter::hexValue(c));
 }
-
-// The letter of a control character's written form; 0 for a character without one.
-char16_t escapeLetter(char16_t c)
-{
-    constexpr char letters[] = "0\0\0\0\0\0\0abtnvfr";
-    return c < sizeof letters - 1 ? static_cast<char16_t>(letters[c]) : u'\0';
-}
 } // namespace
 
 void vnLexMachine::run()
@@ -202,10 +195,10 @@ bool vnLexMachine::delimited(char16_t c)
         return enter(static_cast<State>(m_state + (STRING_ESCAPE - STRING)));
     // Deliberately the other way round than it seems: without decoding, control characters are stored in
     // their written form, so that a text can be read with its escapes intact and be written back.
-    const char16_t letter = m_lex.m_options & VN_LEX_ESCAPES ? u'\0' : escapeLetter(c);
+    const char letter = m_lex.m_options & VN_LEX_ESCAPES ? '\0' : vnControlLetter(c);
     if (letter)
         add('\\');
-    add(letter ? letter : c);
+    add(letter ? static_cast<char16_t>(letter) : c);
     return false;
 }
 

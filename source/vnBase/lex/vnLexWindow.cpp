@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "serialize/vnAdapterWindow.h"
+#include "vnCharacter.h"
 #include "vnLexClass.h"
 
 #include <algorithm>
@@ -9,8 +10,6 @@
 
 namespace
 {
-constexpr unsigned int VN_SIMPLE_DIGITS = 18; // so many can't overflow
-
 // Where the run of bytes of the class ends.
 const unsigned char* skip(const unsigned char* next, const unsigned char* end, unsigned int mask)
 {
@@ -89,9 +88,9 @@ bool vnSerializeLex::readInWindow(vnSerializeAdapter& adapter)
 
 bool vnSerializeLex::takeInteger(vnSerializeAdapter& adapter, const unsigned char* end)
 {
-    const unsigned char* next = vnAdapterWindow::next(adapter);
-    const unsigned char* behind = skip(next + 1, end, VN_CLASS_DECIMAL);
-    if (behind == end || behind - next > VN_SIMPLE_DIGITS)
+    const unsigned char* behind = vnAdapterWindow::next(adapter);
+    const vnUInt64 magnitude = vnCharacter::takeDigits(behind, end);
+    if (behind == end || vnCharacter::isDigit(*behind))
         return false;
     const unsigned char c = *behind;
     // The decimal token first: it may be any character.
@@ -99,9 +98,6 @@ bool vnSerializeLex::takeInteger(vnSerializeAdapter& adapter, const unsigned cha
     const unsigned char letter = c | 0x20;
     if (isReal || letter == 'e' || letter == 'x')
         return false;
-    vnUInt64 magnitude = 0;
-    for (const unsigned char* digit = next; digit != behind; ++digit)
-        magnitude = magnitude * 10 + (*digit - '0');
     if (!take(adapter, behind))
         return false;
     setInteger(magnitude, false);

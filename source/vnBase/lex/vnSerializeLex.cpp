@@ -393,9 +393,8 @@ char16_t vnSerializeLex::readCharacter(vnSerializeAdapter& adapter, Raw& raw)
     raw.isFaulty = false;
     if (isUnicode())
     {
-        raw.bytes[1] = adapter.read();
-        raw.size = 2;
-        spend(2);
+        spend(1);
+        readMore(adapter, raw);
         const bool isBig = (m_options & VN_LEX_BIG_ENDIAN) != 0;
         return static_cast<char16_t>(isBig ? raw.bytes[0] << 8 | raw.bytes[1]
                                            : raw.bytes[1] << 8 | raw.bytes[0]);
@@ -422,12 +421,13 @@ char16_t vnSerializeLex::decodeUtf8(vnSerializeAdapter& adapter, Raw& raw)
     return static_cast<char16_t>((lead & 0x0F) << 12 | (bytes[1] & 0x3F) << 6 | (bytes[2] & 0x3F));
 }
 
-// The next byte of a character. A source that throws has lost none.
+// The next byte of a character. A source that throws has lost none. Only UTF-8 has characters of which the
+// end is not asked for before they are read.
 bool vnSerializeLex::readMore(vnSerializeAdapter& adapter, Raw& raw)
 {
     try
     {
-        if (!adapter.hasData())
+        if (isUtf8() && !adapter.hasData())
             return false;
         raw.bytes[raw.size] = adapter.read();
     }

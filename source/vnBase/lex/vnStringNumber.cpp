@@ -15,20 +15,18 @@ using namespace vnCharacter;
 
 namespace
 {
-constexpr unsigned int VN_SIMPLE_DIGITS = 18; // so many can't overflow
-
 // A number of plain digits, as most are, needs no lexical reader.
-bool readSimple(const char* text, vnInt64& value)
+bool readSimple(const vnString& string, vnInt64& value)
 {
+    const char* text = string.getString();
+    const char* end = text + string.length();
     while (isWhite(*text))
         ++text;
     const bool isNegative = *text == '-';
     if (*text == '-' || *text == '+')
         ++text;
     const char* begin = text;
-    vnInt64 magnitude = 0;
-    while (isDigit(*text) && text - begin < VN_SIMPLE_DIGITS)
-        magnitude = magnitude * 10 + (*text++ - '0');
+    const auto magnitude = static_cast<vnInt64>(takeDigits(text, end));
     const char letter = *text | 0x20;
     if (text == begin || isDigit(*text) || *text == '.' || letter == 'e' || letter == 'x')
         return false;
@@ -88,7 +86,7 @@ vnInt64 cut(double value)
 vnInt64 vnString::num() const
 {
     vnInt64 value = 0;
-    if (readSimple(getString(), value))
+    if (readSimple(*this, value))
         return value;
     vnSerializeLex lex;
     readNumber(lex, *this);
@@ -100,7 +98,7 @@ vnInt64 vnString::num() const
 double vnString::real(unsigned short decimalToken) const
 {
     vnInt64 value = 0;
-    if (decimalToken == '.' && readSimple(getString(), value))
+    if (decimalToken == '.' && readSimple(*this, value))
         return static_cast<double>(value);
     vnSerializeLex lex;
     lex.useDecimalToken(decimalToken);
