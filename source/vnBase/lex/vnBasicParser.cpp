@@ -261,7 +261,7 @@ void vnBasicParser::giveBackHistory(unsigned int count)
 
 unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int count, unsigned char ignoreCase)
 {
-    if (!m_adapter)
+    if (!m_adapter || (count > 0 && !m_isDetected && !hasData())) // the bytes of a mark are no characters
         return 0;
     flushTail();
     bool isEqual = false;

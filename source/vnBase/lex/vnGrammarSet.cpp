@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "core/vnUtfScan.h"
 #include "vnCharacter.h"
 #include "vnGrammarRule.h"
 
@@ -10,6 +11,17 @@ namespace
 {
 constexpr unsigned int VN_LAST_CHARACTER = 0xFFFF;
 
+// Of a character of 16 bits; 1 for a byte that begins none.
+unsigned char sequenceSize(std::string_view text)
+{
+    const unsigned char size = vnUtf::leadSize(static_cast<unsigned char>(text.front()));
+    if (size < 2 || size > 3 || size > text.size())
+        return 1;
+    for (unsigned char i = 1; i < size; ++i)
+        if (!vnUtf::isContinuation(static_cast<unsigned char>(text[i])))
+            return 1;
+    return size;
+}
 } // namespace
 
 vnGrammarSet::vnGrammarSet(std::string_view text)
@@ -64,7 +76,8 @@ const unsigned char* vnGrammarSet::findEnd(const unsigned char* begin, const uns
     return begin;
 }
 
-// Of byte input each byte of the text is a character, otherwise each UTF-8 sequence is.
+// Of byte input each byte of the text is a character, otherwise each UTF-8 sequence is; bytes that are none
+// stand for themselves.
 vnGrammarSet::Elements vnGrammarSet::decode(std::string_view text, bool isByteText)
 {
     Elements elements;
@@ -74,13 +87,11 @@ vnGrammarSet::Elements vnGrammarSet::decode(std::string_view text, bool isByteTe
         if (isEscape)
             ++i;
         unsigned int code = static_cast<unsigned char>(text[i]);
-        const unsigned int size = isByteText || code < 0xC0 ? 1 : code < 0xE0 ? 2 : code < 0xF0 ? 3 : 1;
-        if (size > 1 && i + size <= text.size())
+        const unsigned char size = isByteText ? 1 : sequenceSize(text.substr(i));
+        if (size > 1)
         {
-            code &= size == 2 ? 0x1F : 0x0F;
-            for (unsigned int k = 1; k < size; ++k)
-                code = code << 6 | (static_cast<unsigned char>(text[i + k]) & 0x3F);
-            i += size - 1;
+            code = vnUtf::decode(text.data() + i, size);
+            i += size - 1u;
         }
         elements.push_back(Element{isEscape ? unescaped(static_cast<char16_t>(code)) : code, isEscape});
     }

@@ -117,10 +117,9 @@ vnParseResult vnGrammarData::call(vnGrammarName& name)
 
 vnParseResult vnGrammarData::callNative(const vnGrammarName& name)
 {
-    const vnUInt64 callCounter = m_callCounter; // a function counts once, whatever it takes
-    const bool isMatch = name.isNativeRun ? runSet(*name.native, std::numeric_limits<unsigned int>::max()) > 0
-                                          : matchSet(*name.native);
-    m_callCounter = callCounter;
+    constexpr unsigned int all = std::numeric_limits<unsigned int>::max();
+    vnUInt64 tries = 0; // a function counts once, whatever it takes
+    const bool isMatch = name.isNativeRun ? runSet(*name.native, all, tries) > 0 : matchSet(*name.native);
     return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
 }
 
@@ -273,12 +272,20 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsig
             return;
         }
         input.moveTo(begin);
-        input.moveTo(end);
+        goToEnd(begin, end);
     }
-    else if (here < end)
+    else
+        goToEnd(here, end);
+}
+
+// From beyond the end by one character only, however far a later branch went, or how far in front of the
+// begin a function gave back: grammars rely on where that ends.
+void vnGrammarData::goToEnd(unsigned int here, unsigned int end)
+{
+    if (here > end)
+        input.giveBack(1);
+    else
         input.moveTo(end);
-    else if (here > end)
-        input.giveBack(1); // by one only, however far a later branch went: grammars rely on where that ends
 }
 
 // Whether the branch fails at the next character, without a trace.
@@ -416,7 +423,7 @@ bool vnGrammarData::walkSetRepeat(const Item& item, Frame& frame)
                                                             : 1;
     const unsigned int min = item.repeat == Item::PLUS ? 1 : item.repeat == Item::COUNTED ? item.min : 0;
     const vnUInt64 callCounter = m_callCounter;
-    unsigned int count = runSet(*item.set, max);
+    unsigned int count = runSet(*item.set, max, m_callCounter);
     m_callCounter = std::max(m_callCounter, callCounter + 1); // the first round is tried without input, too
     if (item.repeat == Item::COUNTED && item.max == 0)
     {
@@ -571,8 +578,8 @@ bool vnGrammarData::matchSetSlowly(const vnGrammarSet& set)
     return false;
 }
 
-// Consumes up to `max` characters of the set. The counter rises by the rounds that were tried.
-unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max)
+// Consumes up to `max` characters of the set. `tries` rises by the rounds that were tried.
+unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max, vnUInt64& tries)
 {
     unsigned int count = 0;
     while (count < max && input.hasData())
@@ -588,10 +595,10 @@ unsigned int vnGrammarData::runSet(const vnGrammarSet& set, unsigned int max)
             else
                 input.take(taken);
             count += taken;
-            m_callCounter += taken;
+            tries += taken;
             continue;
         }
-        ++m_callCounter;
+        ++tries;
         if (!matchSet(set))
             return count;
         ++count;

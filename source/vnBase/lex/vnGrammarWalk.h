@@ -82,6 +82,7 @@ private:
     bool walkChoice(vnGrammarChoice& choice, Frame& frame);
     void endChoice(const vnGrammarChoice& choice, Frame& frame, unsigned int begin, unsigned int end,
                    bool hasMatched);
+    void goToEnd(unsigned int here, unsigned int end);
     bool canSkip(const vnGrammarBranch& branch) const noexcept;
     bool walkBranch(vnGrammarBranch& branch, Frame& frame);
     bool walkElement(vnGrammarElement& element, Frame& frame);
@@ -102,7 +103,7 @@ private:
     bool passElement(const vnGrammarElement& element, Frame& frame);
 
     bool matchSet(const vnGrammarSet& set);
-    unsigned int runSet(const vnGrammarSet& set, unsigned int max);
+    unsigned int runSet(const vnGrammarSet& set, unsigned int max, vnUInt64& tries);
     bool matchSetSlowly(const vnGrammarSet& set);
     bool matchText(const vnGrammarText& text);
     bool matchTextSlowly(const vnGrammarText& text);
