@@ -3,6 +3,7 @@
 
 #include <vnBase/vnBasicParser.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -22,12 +23,21 @@ public:
     };
     using Function = std::function<int(vnGrammarOracle&)>;
 
+    enum Encoding
+    {
+        BYTES,
+        UTF8,
+        UTF16
+    };
+
     std::map<std::string, std::string> rules;
     std::map<std::string, Function> functions;
-    std::string input;
+    std::u16string input; // bytes, or characters
+    Encoding encoding = BYTES;
     unsigned int bufferSize = 50000;
     unsigned int maxDepth = 1000;
-    unsigned int maxCalls = 50000;
+    unsigned int maxCalls = 0xFFFFFFFF; // of rules and groups
+    unsigned int maxSteps = 50000;      // what takes more is given up
 
     // What can be seen.
     unsigned int position = 0, line = 0, column = 0;
@@ -35,6 +45,20 @@ public:
     std::vector<std::string> trace;
     std::vector<std::string> log; // functions and undone marks
     std::vector<Mark> marks;
+
+    // Answers false for a rule of comments only.
+    bool addRule(const std::string& name, const std::string& body)
+    {
+        const std::string plain = withoutLineComments(body);
+        const vnString text = vnString(plain.c_str()).stripWhiteSpace();
+        if (text.isEmpty())
+        {
+            tell("Malformed rule in parser -> '" + name + " ::= " + plain + "'");
+            return false;
+        }
+        rules[name] = std::string(text.getString(), text.length());
+        return true;
+    }
 
     int parseRule(const std::string& name)
     {
@@ -52,9 +76,9 @@ public:
     }
 
     bool hasData() const { return position < input.size(); }
-    char take()
+    char16_t take()
     {
-        const char c = input.at(position++);
+        const char16_t c = input.at(position++);
         m_remembered = std::min(m_remembered + 1, bufferSize);
         if (c != '\n')
         {
@@ -85,9 +109,20 @@ public:
     std::string remembered(unsigned int from) const
     {
         from = std::max(from, position - m_remembered);
-        if (from >= position)
-            return "";
-        return input.substr(from, position - from);
+        return from < position ? toBytes(input.substr(from, position - from), encoding == BYTES) : "";
+    }
+    static std::string toBytes(const std::u16string& characters, bool isBytes)
+    {
+        std::string bytes;
+        for (const char16_t c : characters)
+            if (isBytes || c < 0x80)
+                bytes += static_cast<char>(c);
+            else if (c < 0x800)
+                bytes += {static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F))};
+            else
+                bytes += {static_cast<char>(0xE0 | c >> 12), static_cast<char>(0x80 | (c >> 6 & 0x3F)),
+                          static_cast<char>(0x80 | (c & 0x3F))};
+        return bytes;
     }
     void moveTo(unsigned int to)
     {
@@ -96,13 +131,27 @@ public:
         while (position < to)
             take();
     }
+    void reset()
+    {
+        input.erase(0, position);
+        position = line = column = m_previousColumn = m_remembered = 0;
+        error.clear();
+        marks.clear();
+    }
 
 private:
-    // The text of one rule, and how far it was walked.
+    struct Depth
+    {
+        explicit Depth(unsigned int& counter) : depth(++counter) {}
+        ~Depth() { --depth; }
+        unsigned int& depth;
+    };
+
+    // The text of one rule, and how far it was walked. It may be replaced meanwhile.
     struct Text
     {
-        const std::string& name;
-        const std::string& body;
+        const std::string name;
+        const std::string body;
         std::size_t at = 0;
         int state = 1;
 
@@ -110,7 +159,7 @@ private:
         char peek() const { return isAtEnd() ? '\0' : body[at]; }
         void skipBlanks()
         {
-            while (peek() == ' ')
+            while (peek() == ' ' || peek() == '\n')
                 ++at;
         }
         bool take(char c)
@@ -136,7 +185,74 @@ private:
     }
     static std::string placeIn(const Text& text)
     {
-        return " in rule '" + text.name + "' at (Line:0,Col:" + std::to_string(text.at) + ") -> " + text.body;
+        const std::string before = text.body.substr(0, text.at);
+        const std::size_t feed = before.rfind('\n');
+        const std::size_t lineBegin = feed == std::string::npos ? 0 : feed + 1;
+        return " in rule '" + text.name +
+               "' at (Line:" + std::to_string(std::count(before.begin(), before.end(), '\n')) +
+               ",Col:" + std::to_string(text.at - lineBegin) + ") -> " + text.body;
+    }
+    static std::string withoutLineComments(const std::string& body)
+    {
+        std::string text;
+        for (std::size_t at = 0; at < body.size();)
+        {
+            std::size_t end = at + 1;
+            const char closing = body[at] == '[' ? ']' : body[at];
+            if (body[at] == '"' || body[at] == '\'' || body[at] == '[')
+            {
+                while (end < body.size() && body[end] != closing)
+                    end += body[end] == '\\' ? 2 : 1;
+                ++end;
+            }
+            else if (body.compare(at, 2, "/*") == 0)
+            {
+                const std::size_t close = body.find("*/", at + 2);
+                end = close == std::string::npos ? body.size() : close + 2;
+            }
+            else if (body.compare(at, 2, "//") == 0)
+            {
+                at = std::min(body.find('\n', at), body.size());
+                continue;
+            }
+            end = std::min(end, body.size());
+            text += body.substr(at, end - at);
+            at = end;
+        }
+        return text;
+    }
+    std::size_t bytesLeft() const
+    {
+        const std::size_t count = input.size() - position;
+        return encoding == UTF16 ? 2 * count : toBytes(input.substr(position), encoding == BYTES).size();
+    }
+
+    // A literal of no UTF-8 is one of bytes.
+    std::u16string charactersOf(const vnString& text) const
+    {
+        std::u16string characters;
+        if (encoding == BYTES || text.isAsciiString())
+            for (unsigned int i = 0; i < text.length(); ++i)
+                characters += static_cast<char16_t>(static_cast<unsigned char>(text[i]));
+        else
+            for (unsigned int i = 0; i < text.length();)
+                characters += nextOf(std::string(text.getString(), text.length()), i);
+        return characters;
+    }
+    // In a set each byte that begins no character is one.
+    static char16_t nextOf(const std::string& text, unsigned int& at)
+    {
+        const auto byte = [&](std::size_t i)
+        { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+        const auto isMore = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
+        const unsigned int lead = byte(at++);
+        if (lead >= 0xC0 && lead < 0xE0 && isMore(at))
+            return static_cast<char16_t>((lead & 0x1F) << 6 | (byte(at++) & 0x3F));
+        if (lead < 0xE0 || lead >= 0xF0 || !isMore(at) || !isMore(at + 1))
+            return static_cast<char16_t>(lead);
+        at += 2;
+        return static_cast<char16_t>((lead & 0x0F) << 12 | (byte(at - 2) & 0x3F) << 6 |
+                                     (byte(at - 1) & 0x3F));
     }
     void tell(const std::string& what) { trace.push_back(what); }
     int fault(const Text& text, const std::string& what)
@@ -145,18 +261,26 @@ private:
         return 0;
     }
 
+    bool mayEnter(const std::string& name)
+    {
+        if (m_depth == 0)
+            m_calls = 0;
+        if (m_depth < maxDepth && m_calls < maxCalls)
+            return ++m_calls;
+        error = m_depth < maxDepth ? "More than " + std::to_string(maxCalls) + " calls of rules"
+                                   : "Rules are nested deeper than " + std::to_string(maxDepth);
+        error += " in rule '" + name + "'";
+        return false;
+    }
+
     int walkRule(const std::string& name)
     {
-        if (m_depth >= maxDepth)
-        {
-            error = "Rules are nested deeper than " + std::to_string(maxDepth) + " in rule '" + name + "'";
+        if (!mayEnter(name))
             return 0;
-        }
-        ++m_depth;
+        const Depth depth(m_depth);
         Text text{name, rules[name]};
         tell("Parsing Rule     : " + padded(name) + place());
         const int result = walkChoice(text);
-        --m_depth;
         if (result == 1)
         {
             tell("Exit Rule        : " + padded(name) + place() + "\tResult:" + resultName(text.state));
@@ -195,8 +319,7 @@ private:
         }
         while (!text.isAtEnd())
         {
-            if (position > begin)
-                giveBack(position - begin);
+            moveTo(begin);
             const int soFar = text.state;
             text.skipBlanks();
             if (!text.take('|'))
@@ -364,7 +487,7 @@ private:
 
     int walkThing(Text& text)
     {
-        if (++m_callCounter > maxCalls)
+        if (++m_callCounter > maxSteps)
             throw std::length_error("a walk without end");
         const char c = text.peek();
         if (startsName(c))
@@ -373,16 +496,10 @@ private:
             return walkText(text, c);
         if (text.take('('))
         {
-            if (m_depth >= maxDepth && text.state == 1)
-            {
-                error = "Rules are nested deeper than " + std::to_string(maxDepth) + " in rule '" +
-                        text.name + "'";
+            if (text.state == 1 && !mayEnter(text.name))
                 return 0;
-            }
-            ++m_depth;
-            const int result = walkChoice(text);
-            --m_depth;
-            if (result != 1)
+            const Depth depth(m_depth);
+            if (walkChoice(text) != 1)
                 return 0;
             return text.take(')') ? 1 : fault(text, "Missing right ')'");
         }
@@ -444,24 +561,24 @@ private:
         if (!readDelimited(text, quote, inner))
             return fault(text, quote == '"' ? "Unbalansed quote string" : "Unbalansed single quoted string");
         if (text.state == 1)
-        {
-            const vnString decoded = vnString(inner.c_str()).convertTextToCtrl();
-            match(text, std::string(decoded.getString(), decoded.length()));
-        }
+            match(text, charactersOf(vnString(inner.c_str()).convertTextToCtrl()));
         return 1;
     }
 
-    void match(Text& text, const std::string& wanted)
+    void match(Text& text, const std::u16string& wanted)
     {
         text.state = 2;
-        if (input.size() - position < wanted.size())
+        if (bytesLeft() < wanted.size() * (encoding == UTF16 ? 2 : 1))
             return;
-        for (std::size_t i = 0; i < wanted.size(); ++i)
-            if (take() != wanted[i])
-            {
-                giveBack(static_cast<unsigned int>(i + 1));
-                return;
-            }
+        for (unsigned int i = 0; i < wanted.size(); ++i)
+        {
+            // So many bytes may be fewer characters.
+            const bool isMore = i == 0 || hasData();
+            if (isMore && take() == wanted[i])
+                continue;
+            giveBack(isMore ? i + 1 : i);
+            return;
+        }
         text.state = 1;
     }
 
@@ -474,13 +591,13 @@ private:
         const unsigned int code = hexAt(text.body, text.at);
         if (text.state != 1)
             return 1;
-        if (code <= 0xFF)
+        if (code <= (encoding == BYTES ? 0xFFu : 0xFFFFu))
         {
-            match(text, std::string(1, static_cast<char>(code)));
+            match(text, std::u16string(1, static_cast<char16_t>(code)));
             return 1;
         }
         text.state = 2; // no byte has such a code
-        if (code <= 0xFFFF && hasData())
+        if (encoding == BYTES && code <= 0xFFFF && hasData())
         {
             take();
             giveBack(1);
@@ -488,11 +605,16 @@ private:
         return 1;
     }
 
-    static unsigned int hexAt(const std::string& body, std::size_t& at)
+    static bool isHex(char16_t c) { return c < 0x80 && isxdigit(c); }
+    template <class Characters>
+    static unsigned int hexAt(const Characters& body, std::size_t& at)
     {
         unsigned int code = 0;
-        for (; at < body.size() && isxdigit(static_cast<unsigned char>(body[at])); ++at)
-            code = code * 16 + static_cast<unsigned int>(std::stoul(body.substr(at, 1), nullptr, 16));
+        for (; at < body.size() && isHex(static_cast<char16_t>(body[at])); ++at)
+        {
+            const std::string digit(1, static_cast<char>(body[at]));
+            code = code * 16 + static_cast<unsigned int>(std::stoul(digit, nullptr, 16));
+        }
         return code;
     }
 
@@ -506,34 +628,35 @@ private:
         text.state = 2;
         if (!hasData())
             return 1;
-        if (isInSet(inner, take()))
+        std::u16string set;
+        for (unsigned int i = 0; i < inner.size();)
+            set += encoding == BYTES ? static_cast<unsigned char>(inner[i++]) : nextOf(inner, i);
+        if (isInSet(set, take()))
             text.state = 1;
         else
             giveBack(1);
         return 1;
     }
 
-    static unsigned int escaped(char c)
+    static unsigned int escaped(char16_t c)
     {
-        static const std::map<char, char> letters = {{'n', '\n'}, {'r', '\r'}, {'b', '\b'}, {'t', '\t'},
-                                                     {'a', '\a'}, {'f', '\f'}, {'v', '\v'}, {'0', '\0'}};
+        static const std::map<char16_t, char> letters = {{'n', '\n'}, {'r', '\r'}, {'b', '\b'}, {'t', '\t'},
+                                                         {'a', '\a'}, {'f', '\f'}, {'v', '\v'}, {'0', '\0'}};
         const auto found = letters.find(c);
-        return static_cast<unsigned char>(found == letters.end() ? c : found->second);
+        return found == letters.end() ? c : static_cast<unsigned char>(found->second);
     }
-    static bool isInSet(const std::string& set, char c)
+    static bool isInSet(const std::u16string& set, char16_t code)
     {
         std::size_t at = set[0] == '^' ? 1 : 0;
         const auto one = [&]
         {
             if (set[at] == '\\')
                 return at += 2, escaped(set[at - 1]);
-            if (set.compare(at, 2, "#x") != 0 || at + 2 >= set.size() ||
-                !isxdigit(static_cast<unsigned char>(set[at + 2])))
-                return static_cast<unsigned int>(static_cast<unsigned char>(set[at++]));
+            if (set.compare(at, 2, u"#x") != 0 || at + 2 >= set.size() || !isHex(set[at + 2]))
+                return static_cast<unsigned int>(set[at++]);
             at += 2;
             return hexAt(set, at);
         };
-        const unsigned int code = static_cast<unsigned char>(c);
         while (at < set.size())
         {
             const unsigned int first = one();
@@ -553,4 +676,5 @@ private:
     unsigned int m_previousColumn = 0;
     unsigned int m_callCounter = 0;
     unsigned int m_depth = 0;
+    unsigned int m_calls = 0;
 };
