@@ -17,6 +17,22 @@ constexpr unsigned char utf8Mark[3] = {0xEF, 0xBB, 0xBF};
 constexpr unsigned int VN_MARK_LITTLE = 0xFFFE; // as a big-endian reader sees it
 constexpr unsigned int VN_MARK_BIG = 0xFEFF;
 
+// A source that throws has lost none of them.
+void readMark(vnSerializeAdapter& adapter, unsigned char* mark, unsigned int size)
+{
+    unsigned int count = 0;
+    try
+    {
+        for (; count < size; ++count)
+            mark[count] = adapter.read();
+    }
+    catch (...)
+    {
+        vnAdapterWindow::unread(adapter, mark, count);
+        throw;
+    }
+}
+
 unsigned char encodeUtf8(char16_t c, unsigned char* to)
 {
     const unsigned char size = vnUTF8Size(static_cast<unsigned int>(c));
@@ -341,11 +357,11 @@ void vnSerializeLex::detect(vnSerializeAdapter& adapter)
 bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
 {
     unsigned char mark[2];
-    const unsigned int count = adapter.read(mark, sizeof mark);
-    const unsigned int unit = count == sizeof mark ? mark[0] << 8 | mark[1] : 0u;
+    readMark(adapter, mark, sizeof mark);
+    const unsigned int unit = mark[0] << 8 | mark[1];
     if (unit != VN_MARK_LITTLE && unit != VN_MARK_BIG)
     {
-        vnAdapterWindow::unread(adapter, mark, count);
+        vnAdapterWindow::unread(adapter, mark, sizeof mark);
         return false;
     }
     const bool isBig = unit == VN_MARK_BIG;
@@ -359,10 +375,10 @@ bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
 void vnSerializeLex::detectUtf8(vnSerializeAdapter& adapter)
 {
     unsigned char mark[sizeof utf8Mark];
-    const unsigned int count = adapter.read(mark, sizeof mark);
-    if (count != sizeof mark || std::memcmp(mark, utf8Mark, sizeof mark) != 0)
+    readMark(adapter, mark, sizeof mark);
+    if (std::memcmp(mark, utf8Mark, sizeof mark) != 0)
     {
-        vnAdapterWindow::unread(adapter, mark, count);
+        vnAdapterWindow::unread(adapter, mark, sizeof mark);
         return;
     }
     useUtf8(1);
