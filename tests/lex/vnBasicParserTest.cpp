@@ -3,6 +3,7 @@
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnProgress.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
@@ -77,6 +78,19 @@ TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
         EXPECT_FALSE(parser.hasData());
         EXPECT_FALSE(parser.adapter->hasError());
         EXPECT_THROW(parser.getNextToken(1), vnBasicParseException);
+    }
+    for (const std::string& mark : {std::string("\xEF\xBB\xBF"), std::string("\xFE\xFF")})
+    {
+        // Which throws when it is read beyond its end.
+        vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+        for (const char c : mark)
+            queue->write(static_cast<unsigned char>(c));
+        vnBasicParser parser;
+        parser.setAdapter(queue.get());
+        EXPECT_EQ(parser.checkTokens(u"a", 1, 0), 0);
+        EXPECT_EQ(parser.parseChar(), VN_PARSE_NO_MATCH);
+        EXPECT_EQ(parser.skipToEOL(), VN_PARSE_OK);
+        EXPECT_EQ(parser.getTokenPos(), 0u);
     }
     Parsed wide(std::string("\xFF\xFE\x41\0\x42\0", 6));
     EXPECT_TRUE(wide.hasData());
@@ -178,6 +192,28 @@ TEST(vnBasicParser, MatchesAsTheNamesOfTheMatchersTell)
         {&vnBasicParser::parseQuoteToken, "\"", nullptr},
         {&vnBasicParser::parseSingleQuoteTokenEscape, "\\'", "\\'"},
         {&vnBasicParser::parseSetTokenEscape, "\\x", nullptr},
+        {&vnBasicParser::parseSetTokenEscape, "\\]x", "\\]"},
+        {&vnBasicParser::parseQuoteTokenEscape, "\\\"x", "\\\""},
+        {&vnBasicParser::parseQuoteTokenEscape, "x", nullptr},
+        {&vnBasicParser::parseSetToken, "\\]x", "\\]"},
+        {&vnBasicParser::parseSetToken, "]", nullptr},
+        {&vnBasicParser::parseSingleQuoteToken, "\\'x", "\\'"},
+        {&vnBasicParser::parseSingleQuoteToken, "x'", "x"},
+        {&vnBasicParser::parseSingleQuoteToken, "'", nullptr},
+        {&vnBasicParser::parseAlphaNum, "9z", "9"},
+        {&vnBasicParser::parseAlphaNum, "_", nullptr},
+        {&vnBasicParser::parseCR, "\r\n", "\r"},
+        {&vnBasicParser::parseLF, "\n", "\n"},
+        {&vnBasicParser::parseLF, "\r", nullptr},
+        {&vnBasicParser::parseHT, "\t", "\t"},
+        {&vnBasicParser::parseHT, " ", nullptr},
+        {&vnBasicParser::parseSP, " ", " "},
+        {&vnBasicParser::parseSP, "\t", nullptr},
+        {&vnBasicParser::skipToEOL, "a\r\nb", "a\r"},
+        {&vnBasicParser::skipToCREOL, "a\r\n", "a"},
+        {&vnBasicParser::skipToCREOL, "", ""},
+        {&vnBasicParser::skipAllExceptCREOL, "a b\nc", "a b"},
+        {&vnBasicParser::skipAllExceptCREOL, "\n", ""},
     };
     for (const Row& row : rows)
     {
@@ -213,6 +249,13 @@ TEST(vnBasicParser, KeepsBytesAndWritesWideCharactersAsUtf8)
     EXPECT_EQ(utf16.taken(), "a\xE2\x82\xAC");
     utf16.pushBackTokens(1);
     EXPECT_EQ(readAll(*utf16.adapter), "\xAC\x20");
+
+    Parsed big(std::string("\0a\x20\xAC", 4));
+    big.useUnicode(1);
+    EXPECT_EQ(big.getNextToken(1), 'a');
+    EXPECT_EQ(big.getNextToken(1), 0x20AC);
+    big.pushBackTokens(1);
+    EXPECT_EQ(readAll(*big.adapter), "\x20\xAC");
 }
 
 TEST(vnBasicParser, GoesOnWhereAnotherParserStands)
@@ -227,6 +270,17 @@ TEST(vnBasicParser, GoesOnWhereAnotherParserStands)
     EXPECT_EQ(second.getNextToken(1), 't');
     second.pushBackTokens(3);
     EXPECT_EQ(second.getNextToken(1), 'e');
+
+    Parsed large(std::string(60000, 'a') + "bc");
+    large.setMaxBufferSize(70000);
+    large.parsePlainIdentifier();
+    large.pushBackTokens(2);
+    vnBasicParser next;
+    next.continueParsingFrom(&large);
+    EXPECT_EQ(next.getMaxBufferSize(), 70000u);
+    next.getNextToken(1);
+    next.pushBackTokens(60001); // nothing is forgotten
+    EXPECT_EQ(next.getTokenPos(), 0u);
 }
 
 TEST(vnBasicParser, ReportsProgressWhenThePercentageChanges)
@@ -245,9 +299,16 @@ TEST(vnBasicParser, ReportsProgressWhenThePercentageChanges)
     parser.reportProgress(1);
     parser.useProgress(1);
     parser.reportProgress(1);
+    vnBasicParser next;
+    next.continueParsingFrom(&parser);
+    next.setProgressMessage("Going on");
+    parser.getNextToken(1);
+    parser.getNextToken(1);
+    next.reportProgress(0);
+    next.reportProgress(0); // the same
     vnProgress::setProgressInterface(nullptr);
-    EXPECT_EQ(bar.reports,
-              (std::vector<std::string>{"0 Reading x", "1 Reading x", "2 Reading x", "100 Reading x"}));
+    EXPECT_EQ(bar.reports, (std::vector<std::string>{"0 Reading x", "1 Reading x", "2 Reading x",
+                                                     "100 Reading x", "3 Going on"}));
 }
 
 TEST(vnBasicParser, NamesResultsAndUnknownFunctions)

@@ -411,6 +411,7 @@ struct Case
     std::u16string input;
     Oracle::Encoding encoding;
     bool hasMark;
+    bool hasUndo;
     unsigned int bufferSize;
     unsigned int maxDepth;
     unsigned int maxCalls;
@@ -460,19 +461,14 @@ Case makeCase(Random& random)
     made.encoding = random.chance(60) ? Oracle::BYTES : random.chance(50) ? Oracle::UTF8 : Oracle::UTF16;
     made.hasMark = made.encoding != Oracle::BYTES && random.chance(50);
     const unsigned int rules = 1 + random.below(4);
-    const bool hasUndo = random.chance(30);
+    made.hasUndo = random.chance(30);
     const bool isUtf8 = random.chance(70);
-    RuleWriter writer(random, rules, hasUndo, isUtf8);
+    RuleWriter writer(random, rules, made.hasUndo, isUtf8);
     made.bodies.resize(rules);
-    bool isCounting = false;
     for (unsigned int i = rules; i-- > 0;)
-    {
         made.bodies[i] = writer.body(i);
-        isCounting |= made.bodies[i].find('@') != std::string::npos;
-    }
     made.input = makeInput(random, writer.getSample(), made.encoding);
-    // The counter of calls is exact from the first mark with undo on.
-    RuleWriter spare(random, rules, isCounting, isUtf8);
+    RuleWriter spare(random, rules, made.hasUndo, isUtf8);
     for (unsigned int count = random.below(4); count > 0; --count)
     {
         const unsigned int rule = random.below(rules);
@@ -562,6 +558,8 @@ Outcome compare(const Case& given, MessageLog& messages)
     Engine engine;
     std::size_t replaced = 0;
     addFunctions(oracle, given.spare, replaced);
+    if (given.hasUndo)
+        engine.add("counting", "@"); // the counter of calls is exact from the first mark with undo on
     for (std::size_t i = 0; i < given.bodies.size(); ++i)
     {
         const std::string name = "r" + std::to_string(i);

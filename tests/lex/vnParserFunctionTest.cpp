@@ -2,8 +2,13 @@
 #include "vnGrammarTestTools.h"
 
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnPerformance.h>
+#include <vnBase/vnThreadID.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
 
 namespace
 {
@@ -16,6 +21,8 @@ public:
         addFunction("fNote", &Grammar::fNote);
         addFunction("fReplace", &Grammar::fReplace);
         addFunction("fAgain", &Grammar::fAgain);
+        addFunction("fBack", &Grammar::fBack);
+        addFunction("fEnd", &Grammar::fEnd);
         addFunction("digit", &Grammar::parseDigit);
         isGood = addRules(vnString(rules));
     }
@@ -35,6 +42,16 @@ public:
     vnParseResult fReplace()
     {
         addRule("main ::= 'new'");
+        return VN_PARSE_OK;
+    }
+    vnParseResult fBack()
+    {
+        pushBackTokens(1);
+        return VN_PARSE_OK;
+    }
+    vnParseResult fEnd()
+    {
+        getNextToken(1);
         return VN_PARSE_OK;
     }
     vnParseResult fAgain() { return parseRule("inner"); }
@@ -106,7 +123,14 @@ TEST(vnParserFunction, TakesTheFirstBranchThatMatches)
 TEST(vnParserFunction, GoesBackByOneOnlyBehindALaterBranchOfARule)
 {
     // As grammars of this engine are written for: not to the end of "x", but one before the end of "xyz".
-    expectRows({{"main ::= 'x' | 'xyz' ;", "xyz", VN_PARSE_OK, "z"}});
+    expectRows({
+        {"main ::= 'x' | 'xyz' ;", "xyz", VN_PARSE_OK, "z"},
+        {"main ::= 'x' | 'xyz' 'q' ;", "xyzw", VN_PARSE_OK, "zw"},        // also when that failed further on
+        {"main ::= 'x' | 'xyz' 'q' | 'y' ;", "xyzw", VN_PARSE_OK, "yzw"}, // it is the last branch that counts
+        // The same when a function gave back in front of the group: not "aab" is left, but "ab".
+        {"main ::= 'aa' ( fBack fBack | 'z' ) ;", "aab", VN_PARSE_OK, "ab"},
+        {"main ::= 'a' ( fBack | 'z' ) 'a' ;", "aab", VN_PARSE_OK, "ab"},
+    });
 }
 
 TEST(vnParserFunction, RepeatsGreedily)
@@ -139,6 +163,8 @@ TEST(vnParserFunction, ReadsSetsAndTexts)
         {"main ::= #x41 \"\\\"\\t\" ;", "A\"\t", VN_PARSE_OK, ""},
         {"main ::= 'it\\'s' ;", "it's", VN_PARSE_OK, ""},
         {"main ::= [^] ;", "", VN_PARSE_NO_MATCH, ""},
+        {"main ::= 'a' [] ;", "a", VN_PARSE_OK, ""}, // the only set that matches at the end
+        {"main ::= _a \xC3\xA4 ; _a ::= 'x' ; \xC3\xA4 ::= 'y' ;", "xy", VN_PARSE_OK, ""},
         {"main ::= 'http://' /* not a // comment */ 'x' ; // this is one", "http://x", VN_PARSE_OK, ""},
         {"main ::= '\xC3\xA9' [\xC3\xA8-\xC3\xAA]* ;", "\xC3\xA9\xC3", VN_PARSE_OK, ""}, // bytes one by one
     });
@@ -174,6 +200,16 @@ TEST(vnParserFunction, TakesMarksOfBranchesThatLoseBack)
     EXPECT_EQ(grammar.run("xc"), VN_PARSE_OK);
     EXPECT_EQ(grammar.undone,
               (std::vector<vnParseResult>{VN_PARSE_OK, VN_PARSE_NO_MATCH, VN_PARSE_NO_MATCH}));
+}
+
+TEST(vnParserFunction, KeepsMarksOfWhatMatchedAndWasPutBack)
+{
+    Grammar grammar("main ::= ($ 'a'){0,0} 'ab' fPush ;");
+    EXPECT_EQ(grammar.run("abc"), VN_PARSE_OK);
+    EXPECT_EQ(grammar.pushed, std::vector<std::string>{"ab"});
+    Grammar marked("main ::= 'x' $ ($ 'a') 0 'ab' fPush fPush ;");
+    EXPECT_EQ(marked.run("xabc"), VN_PARSE_OK);
+    EXPECT_EQ(marked.pushed, (std::vector<std::string>{"ab", "ab"}));
 }
 
 TEST(vnParserFunction, PushesEverythingWithoutAMark)
@@ -220,6 +256,10 @@ TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)
     EXPECT_EQ(errorOf("main ::= 'a' | ;", "a"),
               "Expression mismatch in rule 'main' at (Line:0,Col:5) -> 'a' |");
     EXPECT_EQ(errorOf("main ::= b ;", ""), "Unknow parse function 'b'");
+    Grammar lines("");
+    EXPECT_TRUE(lines.addRule("main ::= 'a'\n ( 'b'"));
+    EXPECT_EQ(lines.run("ab"), VN_PARSE_ERROR);
+    EXPECT_EQ(toStd(lines.getError()), "Missing right ')' in rule 'main' at (Line:1,Col:6) -> 'a'\n ( 'b'");
     Grammar grammar("main ::= 'a' | bad ; bad ::= (;");
     EXPECT_EQ(grammar.run("a"), VN_PARSE_ERROR); // the losing branch is walked, too
 }
@@ -243,6 +283,19 @@ TEST(vnParserFunction, ReadsTextsOfRules)
     vnRefPointer<vnSerializeAdapter> large(new TextAdapter("main ::= '" + std::string(70000, 'x') + "';"));
     EXPECT_EQ(grammar.addRules(large.get(), "mem:"), 0); // longer than a text can be
     EXPECT_EQ(messages.texts.back(), "Malformed rule in parser url:mem: rule nr:1");
+}
+
+TEST(vnParserFunction, TakesCommentsOutOfSingleRules)
+{
+    Grammar grammar("");
+    EXPECT_TRUE(grammar.addRule("main ::= 'a' // the 'first\n [//] /* // */ '//' // end"));
+    EXPECT_EQ(grammar.run("a///x"), VN_PARSE_OK);
+    EXPECT_EQ(grammar.rest(), "x");
+    EXPECT_FALSE(grammar.addRule("main ::= // 'a'"));
+    // Comments within stay: a sign of repetition behind one is its own.
+    EXPECT_TRUE(grammar.addRule("main ::= 'a' /* b */ +"));
+    EXPECT_EQ(grammar.run("aa"), VN_PARSE_OK);
+    EXPECT_EQ(grammar.rest(), "a");
 }
 
 TEST(vnParserFunction, CallsRulesThenFunctionsThenWhatTheOwnerAdds)
@@ -296,6 +349,27 @@ TEST(vnParserFunction, BoundsTheCallsOfOneParseWhenAsked)
     EXPECT_EQ(grammar.run("xxy"), VN_PARSE_OK); // counted anew
 }
 
+TEST(vnParserFunction, KeepsItsLimitsWithAndWithoutTraces)
+{
+    for (const unsigned char trace : {0, 1})
+    {
+        // Branches that can't begin here are left out without traces; they count all the same.
+        Grammar deep("main ::= inner | 'x' ; inner ::= '(' main ')' ;");
+        deep.setTrace(trace);
+        deep.setMaxDepth(1);
+        EXPECT_EQ(deep.run("x"), VN_PARSE_ERROR);
+        deep.setMaxDepth(2);
+        EXPECT_EQ(deep.run("x"), VN_PARSE_OK);
+        Grammar wide("main ::= one | ( two? 'y' | one ) | 'x' ; one ::= '(' | '<' ; two ::= '[' ;");
+        wide.setTrace(trace);
+        wide.setMaxCalls(4); // main, one, the group, two
+        EXPECT_EQ(wide.run("x"), VN_PARSE_ERROR);
+        EXPECT_EQ(toStd(wide.getError()), "More than 4 calls of rules in rule 'one'");
+        wide.setMaxCalls(5);
+        EXPECT_EQ(wide.run("x"), VN_PARSE_OK);
+    }
+}
+
 TEST(vnParserFunction, DiesWhenItWouldGoBackFurtherThanItRemembers)
 {
     Grammar grammar("main ::= ('abcdefghijk') 'l' ;");
@@ -303,6 +377,107 @@ TEST(vnParserFunction, DiesWhenItWouldGoBackFurtherThanItRemembers)
     EXPECT_EQ(grammar.run("abcdefghijkl"), VN_PARSE_OK);
     grammar.setMaxBufferSize(10);
     EXPECT_THROW(grammar.run("abcdefghijkl"), vnFatalError);
+}
+
+TEST(vnParserFunction, LetsReceiversOfTracesReadTheInput)
+{
+    class Reader : public MessageLog
+    {
+    public:
+        explicit Reader(vnSerializeAdapter& adapter) : MessageLog(VN_MESSAGE_DEBUG), m_adapter(adapter) {}
+        void onMessage(const vnString&, vnMessageLevel, const char* message) override
+        {
+            if (std::string(message).find("Parsing Rule     : inner") == 0)
+            {
+                EXPECT_EQ(m_adapter.read(), 'c');
+            }
+        }
+
+    private:
+        vnSerializeAdapter& m_adapter;
+    };
+    Grammar grammar("main ::= $ 'ab' inner [^]* fPush ; inner ::= 'd' ;");
+    grammar.setTrace(1);
+    for (const unsigned int window : {3, 8})
+    {
+        vnRefPointer<vnSerializeAdapter> adapter(new PieceAdapter("abcdefgh", window));
+        const Reader reader(*adapter);
+        grammar.reset();
+        grammar.setAdapter(adapter.get());
+        EXPECT_EQ(grammar.parseRule("main"), VN_PARSE_OK);
+        EXPECT_EQ(grammar.pushed.back(), "abdefgh");
+    }
+}
+
+TEST(vnParserFunction, MeasuresRulesAndFunctions)
+{
+    vnEnablePerformanceSections(1);
+    std::thread(
+        []
+        {
+            Grammar grammar("measured ::= 'a' twice twice fEnd ; twice ::= 'b' fNote ;");
+            grammar.setPerformance(1);
+            EXPECT_EQ(grammar.run("abbc", "measured"), VN_PARSE_OK);
+            EXPECT_THROW(grammar.run("abb", "measured"), vnBasicParseException); // leaves no section open
+            const vnPerformanceBody behind("behind all rules");
+            const unsigned int thread = vnCurrentThreadID();
+            EXPECT_EQ(vnGetSectionResult("measured", thread).count, 2u);
+            EXPECT_EQ(vnGetSectionResult("twice", thread).count, 4u);
+            EXPECT_EQ(vnGetSectionResult("fNote", thread).count, 4u);
+            EXPECT_EQ(vnGetSectionResult("fEnd", thread).count, 2u);
+        })
+        .join();
+    vnEnablePerformanceSections(0);
+    MessageLog messages(VN_MESSAGE_PERF);
+    vnDumpPerformanceInfo(VN_PERFORMANCE_ALL - VN_PERFORMANCE_ACCUMULATED);
+    const auto isOf = [](const char* name)
+    {
+        return [name](const std::string& line)
+        { return line.size() > std::strlen(name) && line.find(name) == line.size() - std::strlen(name); };
+    };
+    const auto first = std::find_if(messages.texts.begin(), messages.texts.end(), isOf("measured"));
+    const auto behind = std::find_if(messages.texts.begin(), messages.texts.end(), isOf("behind all rules"));
+    ASSERT_NE(first, messages.texts.end());
+    ASSERT_NE(behind, messages.texts.end());
+    EXPECT_EQ(first->find('-'), behind->find('-')); // on the same level
+}
+
+TEST(vnParserFunction, MatchesWithSetsAsTheMatchersDo)
+{
+    using Matcher = vnParseResult (Grammar::*)();
+    const Matcher matchers[] = {&Grammar::parseAlpha,
+                                &Grammar::parseLoAlpha,
+                                &Grammar::parseUpAlpha,
+                                &Grammar::parseDigit,
+                                &Grammar::parseHex,
+                                &Grammar::parseAlphaNum,
+                                &Grammar::parseChar,
+                                &Grammar::parseCTL,
+                                &Grammar::parseCR,
+                                &Grammar::parseLF,
+                                &Grammar::parseHT,
+                                &Grammar::parseSP,
+                                &Grammar::parseWS,
+                                &Grammar::parseAllWS,
+                                &Grammar::parseAllExceptWS,
+                                &Grammar::parsePlainIdentifier,
+                                &Grammar::parseAllExceptCREOL};
+    for (std::size_t i = 0; i < std::size(matchers); ++i)
+        for (unsigned int code = 0; code < 0x200; ++code)
+        {
+            SCOPED_TRACE(std::to_string(i) + " on " + std::to_string(code));
+            const bool isUtf8 = code >= 0x100;
+            const char16_t character[] = {static_cast<char16_t>(code & 0xFF), 0};
+            const std::string one =
+                isUtf8 ? toStd(vnString(character, 1, 0)) : std::string(1, static_cast<char>(code));
+            Grammar direct(""), walked("main ::= f ;");
+            walked.addFunction("f", matchers[i]);
+            direct.useUtf8(isUtf8);
+            walked.useUtf8(isUtf8);
+            direct.run(one + one + "?");
+            ASSERT_EQ(walked.run(one + one + "?"), (direct.*matchers[i])());
+            ASSERT_EQ(walked.getTokenPos(), direct.getTokenPos());
+        }
 }
 
 TEST(vnParserFunction, TracesRulesAndFunctions)

@@ -41,12 +41,50 @@ class Warnings : public vnMessageReceiverInterface
 public:
     Warnings() { vnMessage::addMessageReceiver(this); }
     ~Warnings() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel, const char* text) override
+    void onMessage(const vnString&, vnMessageLevel level, const char* text) override
     {
-        count += std::string(text) == "Utf lex encoding on faulty data set";
+        count += level == VN_MESSAGE_WARNING && std::string(text) == "Utf lex encoding on faulty data set";
     }
     int count = 0;
 };
+
+// Fails once before each of its bytes, and once when it is asked for more of them.
+class FailingAdapter : public ByteAdapter
+{
+public:
+    explicit FailingAdapter(const std::string& bytes) : ByteAdapter(bytes) {}
+
+protected:
+    unsigned char read_imp() override
+    {
+        m_isBroken = !m_isBroken;
+        if (m_isBroken)
+            throw 1;
+        return ByteAdapter::read_imp();
+    }
+
+private:
+    bool m_isBroken = false;
+};
+
+// Has data, but can't say how much.
+class EndlessAdapter : public ByteAdapter
+{
+public:
+    using ByteAdapter::ByteAdapter;
+
+protected:
+    unsigned char hasData_imp() override { return 1; }
+    unsigned int length_imp() override { return 0; }
+};
+
+std::string allOf(vnSerializeAdapter& adapter)
+{
+    std::string bytes;
+    while (adapter.hasData())
+        bytes += static_cast<char>(adapter.read());
+    return bytes;
+}
 } // namespace
 
 TEST(vnSerializeLex, CutsNumbers)
@@ -211,9 +249,14 @@ TEST(vnSerializeLex, FindsTheMarksOfAStream)
                                         "b");
 
     vnSerializeLex big(1, 1);
-    ByteAdapter bigBytes(std::string("\xFE\xFF\0a", 4));
-    EXPECT_EQ(tokensOf(big, bigBytes), "ia");
+    big.useUtf8(1); // the mark knows better
+    ByteAdapter bigBytes(std::string("\xFE\xFF\0a\0 \0b", 8));
+    big.read(&bigBytes);
+    EXPECT_EQ(tokenText(big), "ia");
+    EXPECT_FALSE(big.isUtf8());
     EXPECT_EQ(bigBytes.getAdapterFlags(), 6u);
+    vnSerializeLex afterBig;
+    EXPECT_EQ(tokensOf(afterBig, bigBytes), "w32|ib");
 
     vnSerializeLex utf8(1, 1);
     WindowAdapter marked("\xEF\xBB\xBF\xC3\xA9 a ");
@@ -225,6 +268,12 @@ TEST(vnSerializeLex, FindsTheMarksOfAStream)
     EXPECT_EQ(tokensOf(none, unmarked), "iab|w32|ic");
     EXPECT_EQ(unmarked.getAdapterFlags(), 0u);
 
+    for (const std::string part : {"\xEF\xBBx", "\xFFx", "\xFE\xFEx"})
+    {
+        vnSerializeLex partly(1, 1); // which is no mark
+        ByteAdapter adapter(part + ";");
+        EXPECT_EQ(tokensOf(partly, adapter), "i" + part + "|t59");
+    }
     for (const char* mark : {"\xFF\xFE", "\xFE\xFF", "\xEF\xBB\xBF"})
     {
         vnSerializeLex only(1, 1);
@@ -286,10 +335,43 @@ TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
         EXPECT_THROW(lex.read(&adapter), int);
     }
     lex.pushBack(&adapter);
-    std::string bytes;
-    while (adapter.hasData())
-        bytes += static_cast<char>(adapter.read());
-    EXPECT_EQ(bytes, "ab\xC3(c");
+    EXPECT_EQ(allOf(adapter), "ab\xC3(c");
+}
+
+TEST(vnSerializeLex, LosesNothingWhenItsSourceThrows)
+{
+    const std::pair<std::string, Set> cases[] = {
+        {std::string("\0a\x20\xAC", 4), [](vnSerializeLex& lex) { lex.useUnicode(1); }},
+        {"a\xE2\x82\xAC", [](vnSerializeLex& lex) { lex.useUtf8(1); }},
+        {"\xEF\xBB\xBF"
+         "a\xE2\x82\xAC",
+         [](vnSerializeLex&) {}}};
+    for (const auto& [text, set] : cases)
+    {
+        vnSerializeLex lex(1, 1);
+        set(lex);
+        FailingAdapter adapter(text);
+        std::u16string characters;
+        for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
+            try
+            {
+                characters += lex.getLexToken(&adapter);
+            }
+            catch (int)
+            {
+            }
+        EXPECT_EQ(characters, u"a\x20AC");
+    }
+}
+
+TEST(vnSerializeLex, EndsWhereASourceCanNotTellItsLength)
+{
+    vnSerializeLex lex;
+    EndlessAdapter adapter("abc");
+    lex.read(&adapter);
+    EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
+    EXPECT_TRUE(lex.hasLexToken(&adapter)); // while single characters can be read
+    EXPECT_EQ(lex.getLexToken(&adapter), u'a');
 }
 
 TEST(vnSerializeLex, CopiesItsToken)
@@ -316,6 +398,10 @@ TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
     lex.read(&adapter);
     lex.pushBack(&adapter);
     EXPECT_EQ(tokensOf(lex, adapter), "ief");
+
+    lex.setMaxScanTokens(0);
+    lex.pushBack(&adapter, u'x');
+    EXPECT_EQ(tokensOf(lex, adapter), "ix");
 
     vnSerializeLex wide;
     wide.useUnicode(1);
@@ -344,6 +430,8 @@ TEST(vnSerializeLex, GivesATokenBackByteForByte)
 {
     const std::pair<std::string, Set> cases[] = {
         {"1e;", [](vnSerializeLex&) {}},
+        {"1e", [](vnSerializeLex&) {}},
+        {"/* a", [](vnSerializeLex&) {}},
         {"\"a\\n\xE9\" ", [](vnSerializeLex& lex) { lex.useStrings(1); }},
         {"\xC3\xA9\xE2\x82\xAC ", [](vnSerializeLex& lex) { lex.useUtf8(1); }},
         {std::string("\x20\xAC\0b\0 ", 6), [](vnSerializeLex& lex) { lex.useUnicode(1); }},
@@ -356,6 +444,10 @@ TEST(vnSerializeLex, GivesATokenBackByteForByte)
         WindowAdapter adapter(text);
         lex.read(&adapter);
         const std::string token = tokenText(lex);
+        if (!lex.isUnicode())
+        {
+            EXPECT_EQ(lex.getScannedBuffer().length(), text.size() - adapter.length());
+        }
         lex.pushBack(&adapter);
         EXPECT_EQ(tokenText(lex), token); // its value stays
         EXPECT_EQ(adapter.length(), text.size());
@@ -441,8 +533,22 @@ TEST(vnSerializeLex, WritesTokensAndTheMarkBeforeTheFirst)
     EXPECT_EQ(std::string(reinterpret_cast<char*>(block), out.getCurrentPos()), "\xFF\xFE"
                                                                                 "ab+c d");
     vnSerializeAdapterMemory marked(block, sizeof block);
-    vnSerializeLex(0, 1).write(&marked);
+    vnSerializeLex utf8(0, 1);
+    utf8.write(&marked);
+    utf8.write(&marked); // once is enough
     EXPECT_EQ(std::string(reinterpret_cast<char*>(block), marked.getCurrentPos()), "\xEF\xBB\xBF");
+
+    vnSerializeAdapterMemory nothing(block, sizeof block);
+    vnSerializeLex unmarked; // nobody asked for marks
+    unmarked.useUnicode(1);
+    unmarked.write(&nothing);
+    unmarked.useUnicode(0);
+    unmarked.useStrings(1);
+    unmarked.useSet(1);
+    ByteAdapter others("'a'[b]/*c*/'d");
+    for (unmarked.read(&others); unmarked.getDataType() != VN_LEX_NONE; unmarked.read(&others))
+        unmarked.write(&nothing);
+    EXPECT_EQ(nothing.getCurrentPos(), 0u);
 }
 
 TEST(vnSerializeLex, KeepsTheBytesOfATextTooLongForAString)

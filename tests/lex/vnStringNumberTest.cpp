@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnString.h>
+#include <vnBase/vnStringTokenizer.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <random>
+#include <string>
 
 TEST(vnStringNumber, ReadsTheNumberInFront)
 {
@@ -51,6 +54,43 @@ TEST(vnStringNumber, ReadsTheNumberInFront)
     EXPECT_EQ(vnString("1,5").real(), 1.0);
     EXPECT_EQ(vnString("1,5").real(9999), 1.5);
     EXPECT_EQ(vnString("1,5").num(), 1);
+    EXPECT_EQ(vnString("-15").real(9999), -15.0);
+    EXPECT_EQ(vnString("15").real(','), 15.0);
+}
+
+// Plain digits take a way of their own.
+TEST(vnStringNumber, ReadsWhatTheLexicalReaderReads)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 50000; ++round)
+    {
+        static const char signs[] = "0123456789012345678901234567890 \t\n+-.eExXf,\0";
+        std::string text;
+        for (unsigned int left = random() % 22; left > 0; --left)
+            text += signs[random() % (round % 2 ? 10 : sizeof signs - 1)];
+        const vnString string(text.data(), static_cast<unsigned short>(text.size()));
+        vnStringTokenizer tokens(string);
+        while (tokens.getDataType(1) == VN_LEX_WHITESPACE)
+        {
+        }
+        const vnDynamicType value = tokens.getData();
+        if (tokens.getDataType() == VN_LEX_LARGE_INTEGER)
+        {
+            ASSERT_EQ(string.num(), vnDynamicTypeInt64(value).getInt64()) << text;
+        }
+        else if (tokens.getDataType() == VN_LEX_INTEGER || tokens.getDataType() == VN_LEX_REAL)
+        {
+            ASSERT_EQ(string.real(), value.getNumber()) << text;
+            if (std::fabs(value.getNumber()) < 1e18)
+            {
+                ASSERT_EQ(string.num(), static_cast<vnInt64>(value.getNumber())) << text;
+            }
+        }
+        else
+        {
+            ASSERT_EQ(string.num(), 0) << text;
+        }
+    }
 }
 
 TEST(vnStringNumber, ReadsWordsOfTruth)
@@ -71,6 +111,9 @@ TEST(vnStringNumber, ReadsVersions)
     EXPECT_EQ(vnString("1..x.").dotValue(10, &parts), 1000);
     EXPECT_EQ(parts, 4u);
     EXPECT_EQ(vnString("3.4").dotValue(1000), 3004);
+    EXPECT_EQ(vnString("").dotValue(10, &parts), 0);
+    EXPECT_EQ(parts, 1u);
+    EXPECT_EQ(vnString("4294967296.4294967296.7").dotValue(0x80000000u), -9223372036854775801); // it wraps
 }
 
 TEST(vnStringNumber, ReadsListsOfCharacters)
@@ -78,6 +121,7 @@ TEST(vnStringNumber, ReadsListsOfCharacters)
     EXPECT_EQ(vnString("65,0x42,8364").convertNumListToUTF8(), "AB\xE2\x82\xAC");
     EXPECT_EQ(vnString("65;66, x").convertNumListToUTF8(), "A;B x"); // only commas go
     EXPECT_EQ(vnString("1.5").convertNumListToUTF8(), "1.5");
+    EXPECT_EQ(vnString("4294967361").convertNumListToUTF8(), "4294967361"); // too large for a character
     EXPECT_EQ(vnString("-1,65601").convertNumListToUTF8(), "\xEF\xBF\xBF"
                                                            "A"); // 16 bits of each count
     std::string list = "x";

@@ -39,6 +39,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <string>
 
@@ -342,6 +343,39 @@ void useExpansion()
     EXPECT_EQ(parser.parse(), longText);
 }
 
+// Where a parser finds no room for what it remembers it goes on, behind others that read on.
+void useWalks()
+{
+    static const std::string path = []
+    {
+        const std::string name = testing::TempDir() + "vnAllocationWalk" + std::to_string(getpid());
+        std::ofstream(name) << std::string(100000, 'x');
+        return name;
+    }();
+    vnRefPointer<vnSerializeAdapter> file(
+        new vnSerializeAdapterFile(path.c_str(), VN_SERIALIZE_INPUT, 0, VN_ADAPTER_SILENT));
+    if (file->hasError())
+        throw std::bad_alloc(); // could not be opened, for want of memory
+    vnBasicParser parser;
+    parser.setAdapter(file.get());
+    try
+    {
+        parser.skipToEOL();
+    }
+    catch (const std::bad_alloc&)
+    {
+        unsigned char block[4096];
+        while (file->read(block, sizeof block) > 0)
+        {
+        }
+        EXPECT_LE(parser.getTokenData(0, 0xFFFF).length(), 50000);
+        parser.reset();
+        throw;
+    }
+    EXPECT_EQ(parser.getTokenPos(), 100000u);
+    EXPECT_EQ(parser.getTokenData(49999, 0xFFFF).length(), 50000);
+}
+
 void useArguments()
 {
     vnDynamicTypeArgumentParser values;
@@ -531,6 +565,7 @@ const Script scripts[] = {
     {"expansion", useExpansion},
     {"arguments", useArguments},
     {"files", useFiles},
+    {"walks", useWalks},
     {"console", useConsole},
     {"file search", useFileSearch},
 };
