@@ -36,7 +36,7 @@ public:
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // malformed rules are told as warnings
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // malformed rules are warnings
     return 0;
 }
 

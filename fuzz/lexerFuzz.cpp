@@ -3,11 +3,13 @@
 
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeLex.h>
 
 // The lexical reader with any settings over any bytes: it ends, each token is made of bytes of the stream
-// and can be given back, and what is read out of a window is what is read byte by byte. The input is four
-// bytes of settings and the text.
+// and can be given back, and what is read out of a window is what is read byte by byte, whatever is done with
+// the reader between two tokens. The input is four bytes of settings, a length and a byte for each of the
+// first tokens that says what is done behind it, and the text.
 
 namespace
 {
@@ -52,11 +54,48 @@ void set(vnSerializeLex& lex, vnUInt64 settings)
     if (bit(15))
         lex.setMaxScanTokens(static_cast<unsigned int>(settings >> 24));
 }
+
+void act(vnSerializeLex& lex, vnSerializeAdapter& adapter, vnSerializeAdapter& out, unsigned char action)
+{
+    const auto character = static_cast<char16_t>(action * 0x0141u); // of one, two and three bytes
+    switch (action % 8)
+    {
+    case 1: // to be read with other settings
+        lex.pushBack(&adapter);
+        set(lex, action * 0x01030507u);
+        break;
+    case 2:
+        lex.qPush(character);
+        lex.qPushBack(&adapter);
+        break;
+    case 3:
+        lex.qPush(character);
+        lex.qPush('x');
+        lex.qPushBack(&adapter);
+        lex.pushBack(&adapter);
+        break;
+    case 4:
+        lex.pushBack(&adapter, character);
+        break;
+    case 5:
+        if (lex.hasLexToken(&adapter))
+            lex.pushBack(&adapter, lex.getLexToken(&adapter));
+        break;
+    case 6:
+        lex.write(&out);
+        break;
+    case 7:
+        lex.useDecimalToken(action);
+        break;
+    default:
+        break;
+    }
+}
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // faults of UTF-8 are told as warnings
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // faults of UTF-8 are warnings
     return 0;
 }
 
@@ -64,6 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     vnFuzzInput input(data, size);
     const vnUInt64 settings = input.number(4);
+    const std::string actions = input.shortText();
     std::string text = input.rest();
     vnSerializeAdapterMemory memory(text.data(), static_cast<unsigned int>(text.size()));
     Bytes bytes(text);
@@ -71,7 +111,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     vnSerializeLex inWindow(detects(16), detects(17)), byByte(detects(16), detects(17));
     set(inWindow, settings);
     set(byByte, settings);
-    while (true)
+    vnSerializeAdapterQueue outOfWindow(VN_QUEUE_FIFO), outOfBytes(VN_QUEUE_FIFO);
+    for (std::size_t count = 0;; ++count)
     {
         const unsigned int before = memory.length();
         inWindow.read(&memory);
@@ -90,5 +131,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         inWindow.read(&memory);
         VN_FUZZ_CHECK(inWindow.getData() == value);
         VN_FUZZ_CHECK(memory.length() == left);
+        if (count >= actions.size())
+            continue;
+        const auto action = static_cast<unsigned char>(actions[count]);
+        act(inWindow, memory, outOfWindow, action);
+        act(byByte, bytes, outOfBytes, action);
+        VN_FUZZ_CHECK(inWindow.getScannedBuffer() == byByte.getScannedBuffer());
+        VN_FUZZ_CHECK(memory.length() == bytes.length());
+        VN_FUZZ_CHECK(outOfWindow.length() == outOfBytes.length());
     }
 }
