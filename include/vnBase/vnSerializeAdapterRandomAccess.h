@@ -4,36 +4,43 @@
 #include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnSerializeAdapterFilter.h>
 
-/// Holds the whole of another stream in memory, so that one that can't seek can be read and written anywhere.
+/// Holds what another stream has in memory, so that one that can't seek can be read and written anywhere.
 ///
 ///     vnRefPointer<vnSerializeAdapter> stream(new vnSerializeAdapterRandomAccess(source));
 ///     stream->seek(-4, VN_ORIGIN_END);
 ///     unsigned char last[4];
 ///     stream->read(last, 4);
 ///
-/// The target is read once, at construction, and written once, at destruction: as a whole, and only when
-/// something was written here. A target that can seek is written from its start.
+/// The target is read once, at construction, from where it stands to its end, and written once, at
+/// destruction: as a whole, and only when something was written here. A target that can seek is written from
+/// where it was read. One that is only for writing is not read, and is written where it stands: what is
+/// written here goes behind the content of a file opened for append.
 ///
-/// The position may stand anywhere. Reading and writing behind the last byte makes the stream longer, by
-/// bytes of value 0 that take their memory. What lies before the start, past 32 bits or further behind the
-/// last byte than `getMaxGap()` is not read or written and sets the error; reading gives 0 then. A stream
-/// that only reading made longer is not written back.
+/// Since nothing is written before the end, a target that fails to take it is known by a Warning message
+/// only: `flush()` does nothing to the target, and a copy to such a stream answers that it went well.
+///
+/// The position may stand anywhere, which costs nothing by itself. Reading and writing behind the last byte
+/// makes the stream longer, by bytes of value 0 that take their memory. What lies before the start, past 32
+/// bits, further behind the last byte than `getMaxGap()`, or where memory does not reach, is not read or
+/// written and sets the error; reading gives 0 then. A stream that only reading made longer is not written
+/// back.
 ///
 /// Thread-safety: one adapter belongs to one thread at a time.
 class VN_BASE_API vnSerializeAdapterRandomAccess : public vnSerializeAdapterFilter
 {
 public:
-    /// The gap that is allowed until another one is set.
-    static constexpr unsigned int VN_DEFAULT_MAX_GAP = 256u << 20;
+    /// The gap that is allowed until another one is set: any.
+    static constexpr unsigned int VN_DEFAULT_MAX_GAP = 0xFFFFFFFFu;
 
     /// Reads all of `target` that its `length()` tells, or what comes of it; a target that is only for
-    /// reading is read to its end. Null sets the error.
+    /// reading is read to its end. Null sets the error, and so does a target that has data and gives none, or
+    /// more than `getMaxTargetSize()` or memory allow, of which nothing is kept.
     explicit vnSerializeAdapterRandomAccess(vnSerializeAdapter* target);
     VN_TYPE(vnSerializeAdapterRandomAccess)
 
-    /// Writes what was changed to the target, and nothing when an exception is on its way: then the target
-    /// keeps what it has, and so does one that could not be read whole. An error of the target is reported as
-    /// a Warning, unless the flags hold `VN_ADAPTER_SILENT`.
+    /// Writes what was changed to the target, also when an exception is on its way. A target that could not
+    /// be read whole keeps what it has. What is lost by that, and an error of the target, is reported as a
+    /// Warning, unless the flags hold `VN_ADAPTER_SILENT`.
     ~vnSerializeAdapterRandomAccess() noexcept(false) override;
 
     unsigned char canSeek() override;
@@ -41,10 +48,17 @@ public:
     /// Moves anywhere, also behind the end, and returns the position. An unknown origin moves nothing.
     unsigned int seek(int offset, vnOriginPos origin) override;
 
-    /// How far behind the last byte may be read and written: nobody pays with gigabytes for a position that
-    /// was computed wrong.
+    /// How far behind the last byte a read or a write may begin, so that nobody pays with gigabytes for a
+    /// position that was computed wrong. It bounds the position only: many reads in a row still make the
+    /// stream as long as they go.
     unsigned int getMaxGap() const noexcept { return m_maxGap; }
     void setMaxGap(unsigned int gap) noexcept { m_maxGap = gap; }
+
+    /// The most bytes that are read of a target, for all adapters made afterwards; a target that has more is
+    /// an error. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: set it where URLs come
+    /// from people who are not trusted, since a stream may have no end.
+    static unsigned int getMaxTargetSize() noexcept;
+    static void setMaxTargetSize(unsigned int size) noexcept;
 
 protected:
     void write_imp(unsigned char* data, unsigned int count) override;
@@ -60,10 +74,12 @@ private:
     void setPosition(vnInt64 position) noexcept;
     bool reach(unsigned int count);
     void writeBack();
+    void warn(const vnString& text);
 
     vnDynamicArray<unsigned char> m_data;
     vnInt64 m_position = 0; // while no window is open; one of them at most is, since they share it
     unsigned int m_maxGap = VN_DEFAULT_MAX_GAP;
     unsigned char m_isModified = 0;
-    unsigned char m_isWhole = 0; // the target was read without an error
+    unsigned char m_isWhole = 0;        // the target was read without an error, as far as it is read at all
+    unsigned int m_start = 0xFFFFFFFFu; // where the target was read from; this value if it stays where it is
 };

@@ -440,7 +440,7 @@ void useCaches()
     {
         vnSerializeAdapterCache first(url, 2, 3, 0, VN_ADAPTER_SILENT, vnString());
         vnSerializeAdapterCache second(url, 4, 100, 0, VN_ADAPTER_SILENT, vnString());
-        const bool opened = !first.hasError() && !second.hasError();
+        const bool opened = first.length() == 3 && second.length() == 6;
         vnSerializeAdapterCache::resetCaches();
         if (!opened)
             throw std::bad_alloc();
@@ -467,8 +467,7 @@ void useArchives()
     queue->write(reinterpret_cast<const unsigned char*>(bytes), sizeof bytes - 1);
     vnSerializeAdapterZIP zip(queue, VN_SERIALIZE_INPUT);
     EXPECT_FALSE(zip.setCurrentItem("b"));
-    if (!zip.setCurrentItem("a"))
-        throw std::bad_alloc(); // zlib got no memory
+    EXPECT_TRUE(zip.setCurrentItem("a")) << zip.getError().getString(); // the memory of zlib is its own
     EXPECT_EQ(zip.getComment(), "hi");
     EXPECT_EQ(zip.read(), 'H');
     vnRefPointer<vnSerializeAdapterQueue> out(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
@@ -488,7 +487,7 @@ void useURLs()
         vnRefPointer<vnSerializeAdapter>(vnSerializeAdapter::getURLAdapter("dummy:100", VN_SERIALIZE_INPUT)),
         &error));
     EXPECT_EQ(memory->getURL(), url);
-    EXPECT_FALSE(vnURLExist(vnString("http://host/cache:1,2,") + longText));
+    EXPECT_TRUE(vnURLExist(vnString("http://host/cache:1,2,") + longText)); // and is empty
     EXPECT_FALSE(vnSerializeAdapter::getURLAdapter(vnString("zip:") + longText, VN_SERIALIZE_INPUT,
                                                    VN_ADAPTER_SILENT, longText, &error));
     EXPECT_TRUE(error.contains(longText));

@@ -2,6 +2,8 @@
 #include <vnBase/vnSerializeAdapterMux.h>
 #include <vnBase/vnSerializeAdapterPacket.h>
 
+#include "vnSoakTime.h"
+
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnURL.h>
 
@@ -9,7 +11,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <future>
 #include <string>
 #include <thread>
@@ -30,13 +31,6 @@ std::string read(vnSerializeAdapter& adapter, unsigned int count)
     std::string text(count, '?');
     text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), count));
     return text;
-}
-
-// How long the soak runs: a moment, or the seconds that the environment asks for.
-std::chrono::milliseconds soakTime()
-{
-    const char* seconds = std::getenv("VN_SOAK_SECONDS");
-    return seconds ? std::chrono::seconds(std::atoi(seconds)) : std::chrono::milliseconds(300);
 }
 
 struct Totals
@@ -114,6 +108,28 @@ TEST(vnSerializeAdapterMux, LosesNothingThatIsWrittenBeforeTheEndOfACopy)
     EXPECT_EQ(read(copy, 10), "abc");
 }
 
+namespace
+{
+// Ends when it is asked for its length, behind the question whether there are data.
+class Ending : public vnSerializeAdapterMux
+{
+protected:
+    unsigned int length_imp() override
+    {
+        setActive(0);
+        return vnSerializeAdapterMux::length_imp();
+    }
+};
+} // namespace
+
+TEST(vnSerializeAdapterMux, TheEndIsNoByteOfACopy)
+{
+    Ending mux;
+    vnSerializeAdapterQueue copy(VN_QUEUE_FIFO);
+    EXPECT_TRUE(copyAdapters(&copy, &mux, nullptr));
+    EXPECT_EQ(read(copy, 10), "");
+}
+
 TEST(vnSerializeAdapterMux, ABlockWaitsForItsFirstByteOnly)
 {
     vnSerializeAdapterMux mux;
@@ -142,16 +158,36 @@ TEST(vnSerializeAdapterMux, ACopyThatWaitsEndsWithTheChannel)
     }
 }
 
+// By itself a reader looks for the end each 200 ms only, which many rounds add up.
 TEST(vnSerializeAdapterMux, TheEndWakesEachReader)
 {
-    vnSerializeAdapterMux mux;
-    auto byte = std::async(std::launch::async, [&mux] { return mux.read(); });
-    auto block = std::async(std::launch::async, [&mux] { return read(mux, 5); });
-    mux.setActive(0);
-    ASSERT_EQ(byte.wait_for(VN_LIMIT), std::future_status::ready);
-    ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
-    EXPECT_EQ(byte.get(), 0);
-    EXPECT_EQ(block.get(), "");
+    const auto start = std::chrono::steady_clock::now();
+    for (int round = 0; round < 100; ++round)
+    {
+        vnSerializeAdapterMux mux;
+        std::atomic<int> began{0};
+        const auto readTwice = [&](unsigned int size)
+        {
+            read(mux, 1);
+            ++began;
+            while (began < 2) // so that each gets one of the bytes
+                std::this_thread::yield();
+            return size == 1 ? std::string(1, static_cast<char>(mux.read())) : read(mux, size);
+        };
+        auto byte = std::async(std::launch::async, readTwice, 1);
+        auto block = std::async(std::launch::async, readTwice, 5);
+        write(mux, "ab");
+        while (began < 2)
+            std::this_thread::yield();
+        for (int i = 0; i < 20; ++i)
+            std::this_thread::yield(); // they get the time to fall asleep
+        mux.setActive(0);
+        ASSERT_EQ(byte.wait_for(VN_LIMIT), std::future_status::ready);
+        ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
+        EXPECT_EQ(byte.get(), std::string(1, '\0'));
+        EXPECT_EQ(block.get(), "");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(vnSerializeAdapterMux, ReadersAndWritersLoseNothing)
@@ -160,7 +196,7 @@ TEST(vnSerializeAdapterMux, ReadersAndWritersLoseNothing)
     Totals written, got;
     std::vector<std::thread> writers, readers;
     for (unsigned int i = 0; i < 2; ++i)
-        writers.emplace_back([&, i] { produce(mux, written, got, i + 1, soakTime()); });
+        writers.emplace_back([&, i] { produce(mux, written, got, i + 1, vnSoakTime()); });
     for (const unsigned int size : {1u, 1000u})
         readers.emplace_back(
             [&, size]
@@ -229,7 +265,7 @@ TEST(vnSerializeAdapterPacket, ReadersAndWritersLoseNothing)
     std::atomic<bool> isOver{false};
     std::vector<std::thread> writers, readers;
     for (unsigned int i = 0; i < 2; ++i)
-        writers.emplace_back([&, i] { produce(packets, written, got, i + 1, soakTime()); });
+        writers.emplace_back([&, i] { produce(packets, written, got, i + 1, vnSoakTime()); });
     for (const unsigned int size : {3u, 1000u})
         readers.emplace_back(
             [&, size]

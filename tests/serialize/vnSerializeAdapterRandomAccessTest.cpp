@@ -7,12 +7,18 @@
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnURL.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace
 {
@@ -63,6 +69,10 @@ void write(vnSerializeAdapter& adapter, const char* text)
     adapter.write(reinterpret_cast<const unsigned char*>(text),
                   static_cast<unsigned int>(std::char_traits<char>::length(text)));
 }
+
+const char* const lostLine =
+    "VantorSDK|4000|Random Access Adapter drops what was written: its target was not "
+    "read as a whole";
 
 std::string read(vnSerializeAdapter& adapter, unsigned int count)
 {
@@ -157,30 +167,158 @@ TEST(vnSerializeAdapterRandomAccess, RefusesPlacesThatAreOutOfReach)
 
 TEST(vnSerializeAdapterRandomAccess, TakesNoMemoryForALengthThatIsALie)
 {
+    Recorder recorder;
     const vnRefPointer<Target> target(new Target("abc", 0xFFFFFFF0u));
-    const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-    EXPECT_EQ(adapter->length(), 3u);
-    EXPECT_EQ(read(*adapter, 3), "abc");
-    adapter->write('d'); // grows by what is there, not by what was claimed
-    EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 4u);
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        EXPECT_EQ(adapter->getError(), "Source adapter has data and gives none");
+        EXPECT_EQ(adapter->length(), 3u);
+        EXPECT_EQ(read(*adapter, 3), "abc");
+        adapter->write('d'); // grows by what is there, not by what was claimed
+        EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 4u);
+    }
+    EXPECT_TRUE(target->written.empty()); // nobody knows what the rest of it is
+    EXPECT_EQ(recorder.take(), Lines{lostLine});
 }
 
-TEST(vnSerializeAdapterRandomAccess, WritesATargetThatSeeksFromItsStart)
+namespace
 {
+// Has no memory for large blocks.
+class SmallHeap : public vnMemoryManagerInterface
+{
+public:
+    SmallHeap() { vnMemoryControl::setMemoryManager(this); }
+    ~SmallHeap() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+    void* allocate(unsigned int size) override { return size > (40u << 20) ? nullptr : std::malloc(size); }
+    void* reallocate(void*, unsigned int) override { return nullptr; }
+    void deallocate(void* block) override { std::free(block); }
+};
+} // namespace
+
+TEST(vnSerializeAdapterRandomAccess, WhatMemoryDoesNotHoldIsAnError)
+{
+    const SmallHeap heap;
+    const vnRefPointer<Target> target(new Target("ab"));
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        adapter->seek(0x7FFFFFFF, VN_ORIGIN_SET);
+        adapter->seek(0x7FFFFFFF, VN_ORIGIN_CURRENT);
+        EXPECT_EQ(read(*adapter, 1), "");
+        EXPECT_EQ(adapter->getError(), "No memory for the position of the Random Access Adapter");
+        adapter->write('x');
+        adapter->setError("");
+        adapter->seek(0, VN_ORIGIN_SET);
+        adapter->write('c');
+    }
+    EXPECT_EQ(target->written, std::vector<std::string>{"cb"});
+    vnString error;
+    const auto open = [&error](const char* url)
+    {
+        return Adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT,
+                                                         vnString(), &error));
+    };
+    EXPECT_FALSE(open("rand:/dev/zero"));
+    EXPECT_EQ(error, "URL Adapter (rand:/dev/zero) Error:No memory for all bytes of the source adapter");
+    vnSerializeAdapterRandomAccess::setMaxTargetSize(20000);
+    EXPECT_FALSE(open("rand:/dev/zero"));
+    EXPECT_EQ(error, "URL Adapter (rand:/dev/zero) Error:Source adapter gives too many bytes");
+    EXPECT_TRUE(open("rand:dummy:20000"));
+    EXPECT_FALSE(open("rand:dummy:20001"));
+    vnSerializeAdapterRandomAccess::setMaxTargetSize(0xFFFFFFFFu);
+}
+
+TEST(vnSerializeAdapterRandomAccess, WritesATargetThatSeeksFromWhereItWasRead)
+{
+    for (const unsigned int start : {0u, 4u, 10u})
+        for (const unsigned int back : {0u, 2u})
+        {
+            unsigned char block[] = "0123456789";
+            const Adapter memory(new vnSerializeAdapterMemory(block, 10));
+            const std::string taken = read(*memory, start);
+            if (back > 0 && start > back)
+                memory->pushBack(reinterpret_cast<const unsigned char*>(&taken[start - back]), back);
+            std::string expected = "0123456789";
+            {
+                const Adapter adapter(new vnSerializeAdapterRandomAccess(memory));
+                if (adapter->hasData())
+                {
+                    expected[10 - adapter->length()] = 'x';
+                    adapter->write('x');
+                }
+            }
+            EXPECT_EQ(std::string(reinterpret_cast<char*>(block)), expected) << start << " " << back;
+        }
     const vnTempFolder folder;
     const vnString path = folder.write("a", "0123456789");
     {
         const Adapter file(new vnSerializeAdapterFile(path, VN_SERIALIZE_INPUT, 0, 0));
         const vnSerializeAdapterRandomAccess whole(file);
     }
-    unsigned char block[] = "0123";
-    const Adapter memory(new vnSerializeAdapterMemory(block, 4));
-    {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(memory));
-        adapter->write('x');
-    }
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(block)), "x123");
     EXPECT_EQ(vnTempFolder::content(path), "0123456789");
+}
+
+TEST(vnSerializeAdapterRandomAccess, LeavesTheContentOfAFileOpenedForAppend)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.write("log", "0123");
+    for (const char* url : {"rand:file:", "rand:rand:file:"})
+    {
+        const Adapter adapter(vnSerializeAdapter::getURLAdapter(vnString(url) + path, VN_SERIALIZE_APPEND));
+        ASSERT_TRUE(adapter);
+        EXPECT_EQ(adapter->length(), 0u);
+        write(*adapter, "45");
+    }
+    EXPECT_EQ(vnTempFolder::content(path), "01234545");
+}
+
+TEST(vnSerializeAdapterRandomAccess, WritesBackWhileAnExceptionIsOnItsWay)
+{
+    const vnRefPointer<Target> target(new Target("0123"));
+    try
+    {
+        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        adapter->write('x');
+        throw std::runtime_error("on its way");
+    }
+    catch (const std::runtime_error&)
+    {
+    }
+    EXPECT_EQ(target->written, std::vector<std::string>{"x123"});
+}
+
+// The bytes leave at the end only, when there is nobody left to answer to.
+TEST(vnSerializeAdapterRandomAccess, ACopyOntoAFullDiskIsAWarning)
+{
+    Recorder recorder;
+    const vnTempFolder folder;
+    EXPECT_TRUE(copyAdapters("rand:file:/dev/full", folder.write("a", "abc"), nullptr));
+    const Lines lines = recorder.take();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].substr(0, 56), "VantorSDK|4000|Could not flush to file '/dev/full' (No s");
+}
+
+TEST(vnSerializeAdapterRandomAccess, ReadsAPipeToItsEnd)
+{
+    const vnTempFolder folder;
+    const vnString path = folder.path("fifo");
+    ASSERT_EQ(mkfifo(path.getString(), 0600), 0);
+    std::thread sender(
+        [&]
+        {
+            const Adapter out(new vnSerializeAdapterFile(path, VN_SERIALIZE_OUTPUT, 0, 0));
+            for (int i = 0; i < 30; ++i)
+            {
+                write(*out, std::string(10000, 'p').c_str());
+                out->flush();
+            }
+        });
+    const Adapter adapter(
+        vnSerializeAdapter::getURLAdapter(vnString("rand:file:") + path, VN_SERIALIZE_INPUT));
+    sender.join();
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(adapter->length(), 300000u);
+    EXPECT_EQ(adapter->seek(-1, VN_ORIGIN_END), 299999u);
+    EXPECT_EQ(adapter->read(), 'p');
 }
 
 TEST(vnSerializeAdapterRandomAccess, TellsWhatCouldNotBeWrittenBack)
@@ -214,10 +352,11 @@ TEST(vnSerializeAdapterRandomAccess, LeavesATargetAloneThatCouldNotBeReadWhole)
         const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
         EXPECT_EQ(adapter->getError(), "no more");
         EXPECT_EQ(adapter->length(), 4u);
+        adapter->setError(""); // the target's, too
         adapter->write('x');
     }
     EXPECT_TRUE(target->written.empty());
-    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|no more"});
+    EXPECT_EQ(recorder.take(), Lines{lostLine});
 }
 
 TEST(vnSerializeAdapterRandomAccess, OpensByURL)

@@ -1,25 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "vnReadClaimed.h"
 
+#include "vnAdapterError.h"
+
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace
 {
 constexpr unsigned int VN_BELIEVED = 16u << 20; // without having seen a byte
 constexpr unsigned int VN_SPARE = 1u << 20;     // what an array may keep beside its bytes
 
-// Exactly the room that is asked for: the chunk of an array may be a claim itself.
-void setExactSize(vnDynamicArray<unsigned char>& bytes, unsigned int size)
+// Reserves room for exactly that many; the chunk of an array may be a claim itself. False when there is no
+// memory for them; a size that most programs have to spare throws.
+bool reserve(vnDynamicArray<unsigned char>& bytes, unsigned int capacity)
 {
-    if (bytes.getCapacity() < size)
-        bytes.reallocate(size);
-    bytes.setSize(size);
-}
-
-unsigned int sizeWith(const vnDynamicArray<unsigned char>& bytes, unsigned int more)
-{
-    return vnCheckedSize(static_cast<std::size_t>(bytes.getSize()) + more);
+    try
+    {
+        bytes.reallocate(capacity);
+        return true;
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (capacity < VN_BELIEVED)
+            throw;
+        return false;
+    }
 }
 
 // Cuts off those of the last `count` bytes that did not come.
@@ -35,6 +42,31 @@ void dropSpare(vnDynamicArray<unsigned char>& bytes)
 }
 } // namespace
 
+vnString vnReadError(vnSerializeAdapter& source, vnReadResult result)
+{
+    if (source.hasError())
+        return source.getError();
+    switch (result)
+    {
+    case vnReadResult::Stuck:
+        return vnTranslated("Source adapter has data and gives none");
+    case vnReadResult::TooLong:
+        return vnTranslated("Source adapter gives too many bytes");
+    case vnReadResult::NoMemory:
+        return vnTranslated("No memory for all bytes of the source adapter");
+    default:
+        return vnString();
+    }
+}
+
+unsigned int vnReadSome(vnSerializeAdapter& source, unsigned char* data, unsigned int known)
+{
+    // A block also for one byte: what a channel gives as a single byte at its end is none.
+    const unsigned int wanted = std::max(known, 1u);
+    const unsigned int got = std::min(wanted, source.read(data, wanted));
+    return known == 0 && source.hasError() ? 0 : got;
+}
+
 unsigned int vnReadFully(vnSerializeAdapter& source, unsigned char* data, unsigned int count)
 {
     unsigned int done = 0;
@@ -48,56 +80,73 @@ unsigned int vnReadFully(vnSerializeAdapter& source, unsigned char* data, unsign
     return done;
 }
 
-void vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed, vnDynamicArray<unsigned char>& bytes)
+vnReadResult vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed,
+                           vnDynamicArray<unsigned char>& bytes)
 {
     bytes.setSize(0);
+    vnReadResult result = vnReadResult::Whole;
     while (bytes.getSize() < claimed)
     {
         const unsigned int done = bytes.getSize();
         const unsigned int step = std::min(claimed - done, std::max(done, VN_BELIEVED));
-        setExactSize(bytes, sizeWith(bytes, step));
+        if (bytes.getCapacity() < done + step && !reserve(bytes, done + step))
+            return vnReadResult::NoMemory;
+        bytes.setSize(done + step);
         const unsigned int got = vnReadFully(source, bytes.data() + done, step);
         keep(bytes, step, got);
-        if (got < step)
-            break;
+        if (got == step)
+            continue;
+        if (!source.hasError() && source.hasData())
+            result = vnReadResult::Stuck;
+        break;
     }
     dropSpare(bytes);
+    return result;
 }
 
-bool vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes)
+vnReadResult vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes, unsigned int limit)
 {
     while (!source.hasError() && source.hasData())
     {
-        const unsigned int known = source.length();
-        if (known == 0)
-        {
-            // It has data and does not know how many: a block would wait until it is full.
-            const unsigned char byte = source.read();
-            if (source.hasError())
-                break;
-            vnGrowTo(bytes, sizeWith(bytes, 1));
-            bytes.data()[bytes.getSize() - 1] = byte;
-            continue;
-        }
-        const unsigned int step = std::min(known, std::max(bytes.getSize(), VN_BELIEVED));
-        vnGrowTo(bytes, sizeWith(bytes, step));
-        const unsigned int got = std::min(step, source.read(bytes.data() + bytes.getSize() - step, step));
+        const unsigned int done = bytes.getSize();
+        if (done >= limit)
+            return vnReadResult::TooLong;
+        const unsigned int known = std::min(source.length(), limit - done);
+        const unsigned int step = std::clamp(known, 1u, std::max(done, VN_BELIEVED));
+        if (!vnGrowTo(bytes, done + step))
+            return vnReadResult::NoMemory;
+        const unsigned int got = vnReadSome(source, bytes.data() + done, std::min(known, step));
         keep(bytes, step, got);
-        if (got == 0 && source.hasData())
-            return false; // it did not come to its end meanwhile
+        if (got == 0 && !source.hasError() && source.hasData())
+            return vnReadResult::Stuck; // it did not come to its end meanwhile
     }
     dropSpare(bytes);
-    return true;
+    return vnReadResult::Whole;
 }
 
-void vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size)
+bool vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size)
 {
     const unsigned int capacity = bytes.getCapacity();
     if (size > capacity)
     {
         const vnUInt64 step = std::max(bytes.getChunkSize(), capacity / 2);
         const vnUInt64 larger = std::min<vnUInt64>(capacity + step, std::numeric_limits<unsigned int>::max());
-        bytes.reallocate(std::max(size, static_cast<unsigned int>(larger)));
+        if (!reserve(bytes, std::max(size, static_cast<unsigned int>(larger))))
+            return false;
     }
     bytes.setSize(size);
+    return true;
+}
+
+bool vnSeekTo(vnSerializeAdapter& adapter, unsigned int offset)
+{
+    constexpr unsigned int farthest = std::numeric_limits<int>::max();
+    unsigned int wanted = std::min(offset, farthest);
+    unsigned int position = adapter.seek(static_cast<int>(wanted), VN_ORIGIN_SET);
+    while (position == wanted && position < offset)
+    {
+        wanted = position + std::min(offset - position, farthest);
+        position = adapter.seek(static_cast<int>(wanted - position), VN_ORIGIN_CURRENT);
+    }
+    return position == offset;
 }

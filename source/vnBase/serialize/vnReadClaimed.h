@@ -3,17 +3,41 @@
 
 #include <vnBase/vnSerializeAdapter.h>
 
+/// How reading the whole of a source ended. An error of the source itself is told by the source.
+enum class vnReadResult
+{
+    Whole,
+    Stuck,   // it says that it has data and gives none
+    TooLong, // there is more than the limit
+    NoMemory // there is more than there is memory for
+};
+
+/// What went wrong, in the language of the user: the error of the source, else that of the result; empty when
+/// nothing did.
+vnString vnReadError(vnSerializeAdapter& source, vnReadResult result);
+
+/// Reads what comes next, at most `known` bytes, where `known` is the length that the source tells. With 0 it
+/// has data and does not know how many, so that one byte is asked for: a larger block would wait until it is
+/// full. `data` has room for one byte at least. 0 when none came, or one together with an error.
+unsigned int vnReadSome(vnSerializeAdapter& source, unsigned char* data, unsigned int known);
+
 /// Reads `count` bytes, also from a source that gives fewer at a time, and answers how many came.
 unsigned int vnReadFully(vnSerializeAdapter& source, unsigned char* data, unsigned int count);
 
 /// Reads `claimed` bytes of `source` into `bytes`, or what comes of them until there are no more. A claim
 /// that nothing stands behind takes no more than 16 MiB, and not for long; up to that, and so for most
 /// streams, it is one read.
-void vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed, vnDynamicArray<unsigned char>& bytes);
+vnReadResult vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed,
+                           vnDynamicArray<unsigned char>& bytes);
 
-/// Appends what the source has until it has no more, or an error. False when it says that it has data and
-/// gives none.
-bool vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes);
+/// Appends what the source has until it has no more, or an error, or `bytes` would get longer than `limit`.
+vnReadResult vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes,
+                       unsigned int limit = 0xFFFFFFFFu);
 
-/// Makes `bytes` `size` long; its capacity grows by its chunk, or by half of itself when that is more.
-void vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size);
+/// Makes `bytes` `size` long; its capacity grows by its chunk, or by half of itself when that is more. False
+/// when there is no memory for that many: that is a matter of the size, and not the end of all memory, which
+/// throws `std::bad_alloc` as ever.
+bool vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size);
+
+/// Moves to an offset from the start that may be larger than what `seek` takes in its signed argument.
+bool vnSeekTo(vnSerializeAdapter& adapter, unsigned int offset);

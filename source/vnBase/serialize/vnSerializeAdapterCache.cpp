@@ -9,13 +9,15 @@
 #include <vnBase/vnRefList.h>
 
 #include <algorithm>
-#include <limits>
+#include <atomic>
 
 vnType vnSerializeAdapterCache::s_type(vnSerializeAdapterMemory::getClassType(), "vnSerializeAdapterCache");
 
 namespace
 {
 using Block = vnRefPointer<vnCacheData>;
+
+std::atomic<unsigned int> s_maxSizeOfStream{0xFFFFFFFFu};
 
 // A block under its URL. All counts of entries and of blocks that are shared change under the lock.
 class Entry : public vnReference
@@ -198,26 +200,6 @@ unsigned int readLengthOf(vnSerializeAdapter& source, unsigned int length)
     return bytes[0] | static_cast<unsigned int>(bytes[1]) << 8 | static_cast<unsigned int>(bytes[2]) << 16 |
            static_cast<unsigned int>(bytes[3]) << 24;
 }
-
-// An offset that `seek` takes in its signed argument.
-bool seekTo(vnSerializeAdapter& source, unsigned int offset)
-{
-    constexpr unsigned int farthest = std::numeric_limits<int>::max();
-    if (offset <= farthest)
-        return source.seek(static_cast<int>(offset), VN_ORIGIN_SET) == offset;
-    unsigned int position = source.seek(static_cast<int>(farthest), VN_ORIGIN_SET);
-    if (position != farthest)
-        return false;
-    while (position < offset)
-    {
-        const unsigned int wanted = position + std::min(offset - position, farthest);
-        const unsigned int moved = source.seek(static_cast<int>(wanted - position), VN_ORIGIN_CURRENT);
-        if (moved != wanted)
-            return false;
-        position = moved;
-    }
-    return true;
-}
 } // namespace
 
 vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned int offset,
@@ -229,17 +211,14 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
         return;
     SourceLoan source(url, flags, password);
     if (!source)
-    {
-        setError(vnTranslated("Failed to open URL:") + url);
-        return;
-    }
+        return; // empty, without an error of its own: it was reported why
     if (!source.get().canSeek())
     {
         cacheWhole(source.get(), url, offset, length);
         return;
     }
     source.get().setSeekMode(1);
-    if (seekTo(source.get(), offset))
+    if (vnSeekTo(source.get(), offset))
         readPart(source.get(), length, readLength);
     source.keep(url);
 }
@@ -257,6 +236,16 @@ unsigned char vnSerializeAdapterCache::supportAction(vnSerializeAction action)
 void vnSerializeAdapterCache::setMaxSizeOfCachedData(unsigned int size)
 {
     Cache::locked([size](Cache& cache) { cache.setMaxSize(size); });
+}
+
+unsigned int vnSerializeAdapterCache::getMaxSizeOfStream() noexcept
+{
+    return s_maxSizeOfStream.load(std::memory_order_relaxed);
+}
+
+void vnSerializeAdapterCache::setMaxSizeOfStream(unsigned int size) noexcept
+{
+    s_maxSizeOfStream.store(size, std::memory_order_relaxed);
 }
 
 void vnSerializeAdapterCache::resetCaches()
@@ -294,9 +283,8 @@ void vnSerializeAdapterCache::readPart(vnSerializeAdapter& source, unsigned int 
     if (readLength)
         length = readLengthOf(source, length);
     m_block = new vnCacheData;
-    vnReadClaimed(source, std::min(length, source.length()), m_block->getData());
-    if (source.hasError())
-        setError(source.getError());
+    setError(
+        vnReadError(source, vnReadClaimed(source, std::min(length, source.length()), m_block->getData())));
     serve(0, length);
 }
 
@@ -304,10 +292,7 @@ void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnStr
                                          unsigned int length)
 {
     Block block(new vnCacheData);
-    if (!vnReadAll(source, block->getData()))
-        setError(vnTranslated("Source adapter has data and gives none"));
-    if (source.hasError())
-        setError(source.getError());
+    setError(vnReadError(source, vnReadAll(source, block->getData(), getMaxSizeOfStream())));
     if (hasError())
         return; // the next one shall try again
     Cache::locked(

@@ -5,12 +5,40 @@
 #include "vnReadClaimed.h"
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <limits>
 #include <new>
 
 vnType vnSerializeAdapterRandomAccess::s_type(vnSerializeAdapterFilter::getClassType(),
                                               "vnSerializeAdapterRandomAccess");
+
+namespace
+{
+constexpr unsigned int VN_NOWHERE = 0xFFFFFFFFu; // also what a seek answers that failed
+
+std::atomic<unsigned int> s_maxTargetSize{0xFFFFFFFFu};
+
+// Reads all that the target has.
+vnReadResult readTarget(vnSerializeAdapter& target, unsigned int length, vnDynamicArray<unsigned char>& bytes)
+{
+    const unsigned int limit = s_maxTargetSize.load(std::memory_order_relaxed);
+    vnReadResult result = vnReadClaimed(target, std::min(length, limit), bytes);
+    // A pipe knows the length of what is there by now. One that is written as well may wait for this side.
+    if (result == vnReadResult::Whole && (length > limit || !target.supportAction(VN_SERIALIZE_OUTPUT)))
+        result = vnReadAll(target, bytes, limit);
+    if (result == vnReadResult::TooLong || result == vnReadResult::NoMemory)
+        bytes.reallocate(0);
+    return result;
+}
+
+// Where the bytes began that were read, those that had been pushed back among them.
+unsigned int startOf(vnSerializeAdapter& target, unsigned int size)
+{
+    const unsigned int end = target.seek(0, VN_ORIGIN_CURRENT);
+    return end == VN_NOWHERE || end < size ? 0 : end - size;
+}
+} // namespace
 
 vnSerializeAdapterRandomAccess::vnSerializeAdapterRandomAccess(vnSerializeAdapter* target)
 {
@@ -20,20 +48,23 @@ vnSerializeAdapterRandomAccess::vnSerializeAdapterRandomAccess(vnSerializeAdapte
         setError(vnTranslated("Missing target adapter for random access"));
         return;
     }
-    const unsigned int length = target->length();
+    // What is only written is not read: its length is no promise, and what is written here goes behind it.
+    const bool isRead = target->supportAction(VN_SERIALIZE_INPUT);
+    const unsigned int length = isRead ? target->length() : 0;
     m_data.setChunkSize(length); // at least 1
-    vnReadClaimed(*target, length, m_data);
-    // A pipe knows the length of what is there by now. One that is written as well may wait for this side.
-    if (!target->supportAction(VN_SERIALIZE_OUTPUT))
-        vnReadAll(*target, m_data);
+    const vnReadResult result = isRead ? readTarget(*target, length, m_data) : vnReadResult::Whole;
     m_data.setChunkSize(
         std::max(m_data.getSize(), 1u)); // of what came, if the length was no more than a claim
-    m_isWhole = !target->hasError();
+    m_isWhole = result == vnReadResult::Whole && !target->hasError();
+    if (result != vnReadResult::Whole && !target->hasError())
+        setError(vnReadError(*target, result));
+    if (m_isWhole && isRead && target->canSeek())
+        m_start = startOf(*target, m_data.getSize());
 }
 
 vnSerializeAdapterRandomAccess::~vnSerializeAdapterRandomAccess() noexcept(false)
 {
-    if (!m_isModified || !getAdapter() || std::uncaught_exceptions() > 0)
+    if (!m_isModified || !getAdapter())
         return;
     try
     {
@@ -42,6 +73,11 @@ vnSerializeAdapterRandomAccess::~vnSerializeAdapterRandomAccess() noexcept(false
     catch (const std::bad_alloc&)
     {
         // It was reported, and there is no memory for more.
+    }
+    catch (...)
+    {
+        if (std::uncaught_exceptions() == 0)
+            throw;
     }
 }
 
@@ -108,6 +144,7 @@ unsigned char vnSerializeAdapterRandomAccess::read_imp()
 
 unsigned int vnSerializeAdapterRandomAccess::length_imp()
 {
+    // What is left, and not all that there is: loops that read as long as there is a length come to an end.
     const vnInt64 position = std::max<vnInt64>(getPosition(), 0);
     return position < m_data.getSize() ? m_data.getSize() - static_cast<unsigned int>(position) : 0;
 }
@@ -125,6 +162,16 @@ void vnSerializeAdapterRandomAccess::setPosition(vnInt64 position) noexcept
     m_position = position;
 }
 
+unsigned int vnSerializeAdapterRandomAccess::getMaxTargetSize() noexcept
+{
+    return s_maxTargetSize.load(std::memory_order_relaxed);
+}
+
+void vnSerializeAdapterRandomAccess::setMaxTargetSize(unsigned int size) noexcept
+{
+    s_maxTargetSize.store(size, std::memory_order_relaxed);
+}
+
 // Closes the windows and makes the stream long enough for `count` bytes at the position. False when they
 // can't be there, which sets the error.
 bool vnSerializeAdapterRandomAccess::reach(unsigned int count)
@@ -138,22 +185,32 @@ bool vnSerializeAdapterRandomAccess::reach(unsigned int count)
         setError(vnTranslated("Random Access Adapter moved outside size"));
         return false;
     }
-    if (end > size)
-        vnGrowTo(m_data, static_cast<unsigned int>(end));
-    return true;
+    if (end <= size || vnGrowTo(m_data, static_cast<unsigned int>(end)))
+        return true;
+    setError(vnTranslated("No memory for the position of the Random Access Adapter"));
+    return false;
 }
 
-// The target is as it was left by the one read, so that the changed stream takes the place of what was read.
 void vnSerializeAdapterRandomAccess::writeBack()
 {
-    vnSerializeAdapter* target = getAdapter();
-    const bool hadError = m_isWhole && target->hasError();
-    if (m_isWhole)
+    if (!m_isWhole)
     {
-        if (target->canSeek())
-            target->seek(0, VN_ORIGIN_SET);
-        target->write(m_data.data(), m_data.getSize());
+        warn(
+            vnTranslated("Random Access Adapter drops what was written: its target was not read as a whole"));
+        return;
     }
-    if (!hadError && target->hasError() && !(getAdapterFlags() & VN_ADAPTER_SILENT))
-        vnMessage::message(VN_MESSAGE_WARNING, "%s", target->getError());
+    vnSerializeAdapter& target = *getAdapter();
+    const vnString before = target.getError();
+    if (m_start == VN_NOWHERE || vnSeekTo(target, m_start))
+        target.write(m_data.data(), m_data.getSize());
+    else if (!target.hasError())
+        target.setError(vnTranslated("Random Access Adapter could not move its target to the start"));
+    if (target.hasError() && target.getError() != before)
+        warn(target.getError());
+}
+
+void vnSerializeAdapterRandomAccess::warn(const vnString& text)
+{
+    if (!(getAdapterFlags() & VN_ADAPTER_SILENT))
+        vnMessage::message(VN_MESSAGE_WARNING, "%s", text);
 }

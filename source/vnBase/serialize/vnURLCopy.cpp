@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnURL.h>
 
+#include "vnReadClaimed.h"
 #include "vnThreadScratch.h"
 #include "vnURLDispatch.h"
 #include "vnURLParts.h"
@@ -54,18 +55,10 @@ using Scratch = vnThreadScratch<unsigned char, 1, struct CopiedBlock>;
 // One step of a copy; the number of bytes that came.
 unsigned int copySome(vnSerializeAdapter* destination, vnSerializeAdapter* source, Scratch& scratch)
 {
-    const unsigned int length = std::min(source->length(), VN_COPY_BLOCK);
-    if (length == 0)
-    {
-        // It has data and does not know how many: a block would wait until it is full.
-        const unsigned char byte = source->read();
-        if (!source->hasError())
-            destination->write(byte);
-        return 1;
-    }
-    if (scratch->getSize() < length)
-        scratch->setSize(length);
-    const unsigned int count = source->read(scratch->data(), length);
+    const unsigned int known = std::min(source->length(), VN_COPY_BLOCK);
+    if (scratch->getSize() < std::max(known, 1u))
+        scratch->setSize(std::max(known, 1u));
+    const unsigned int count = vnReadSome(*source, scratch->data(), known);
     if (count > 0)
         destination->write(scratch->data(), count);
     return count;
@@ -109,7 +102,8 @@ unsigned char copyAdapters(vnSerializeAdapter* destination, vnSerializeAdapter* 
     Scratch scratch;
     bool isStuck = false;
     while (!isStuck && !source->hasError() && !destination->hasError() && source->hasData())
-        isStuck = copySome(destination, source, scratch) == 0 && source->hasData(); // it may end meanwhile
+        isStuck = copySome(destination, source, scratch) == 0 && !source->hasError() &&
+                  source->hasData(); // it may end meanwhile
     if (hasFailed(source, error) || hasFailed(destination, error))
         return 0;
     return isStuck ? refuse(error, "Source adapter has data and gives none") : 1;

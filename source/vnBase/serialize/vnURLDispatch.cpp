@@ -66,6 +66,7 @@ Created openCache(const vnURLParts& parts, const vnURLRequest& request)
     unsigned int offset = 0;
     int length = 0;
     vnString inner;
+    // The attributes stay this adapter's own: the URL within is opened without any.
     // A negative length says that it stands in the stream, and is everything where it does not.
     if (vnSerializeAdapterCache::parseCacheURL(parts.path + parts.name, offset, length, inner))
         return vnOpenedAdapter(new vnSerializeAdapterCache(inner, offset, static_cast<unsigned int>(length),
@@ -151,6 +152,8 @@ Created openZip(const vnURLParts& parts, const vnURLRequest& request)
 
 Created openRandomAccess(const vnURLParts& parts, const vnURLRequest& request)
 {
+    // Deliberately without the attributes, which stay this adapter's own: an "append" here is not that of the
+    // file within.
     const vnRefPointer<vnSerializeAdapter> target(vnSerializeAdapter::getURLAdapter(
         parts.path + parts.name, request.action, request.flags, request.password, nullptr));
     if (!target)
