@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
+#include "../tests/serialize/vnArchiveBytes.h"
+
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterZIP.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
 // Archives with some bytes flipped: a sound one is made of the input, then the places that the rest of the
@@ -16,62 +17,19 @@
 
 namespace
 {
-void put(std::string& to, vnUInt64 value, unsigned int bytes)
-{
-    for (; bytes > 0; --bytes, value >>= 8)
-        to += static_cast<char>(value);
-}
-
-unsigned int crcOf(const std::string& text)
-{
-    unsigned int crc = ~0u;
-    for (const char character : text)
-    {
-        crc ^= static_cast<unsigned char>(character);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
-    }
-    return ~crc;
-}
-
 // A deflate block that stores its bytes.
 std::string deflated(const std::string& text)
 {
     std::string block(1, '\x01');
-    put(block, text.size(), 2);
-    put(block, ~text.size(), 2);
+    vnPutNumber(block, text.size(), 2);
+    vnPutNumber(block, ~text.size(), 2);
     return block + text;
 }
 
-std::string archiveOf(const std::vector<std::pair<std::string, std::string>>& members, bool isDeflated,
-                      const std::string& comment)
+vnArchiveMember memberOf(const std::string& name, const std::string& text, bool isDeflated)
 {
-    std::string bytes, directory;
-    for (const auto& [name, text] : members)
-    {
-        const std::string packed = isDeflated ? deflated(text) : text;
-        std::string head;
-        put(head, 0, 2);
-        put(head, isDeflated ? 8 : 0, 2);
-        put(head, 0, 4);
-        put(head, crcOf(text), 4);
-        put(head, packed.size(), 4);
-        put(head, text.size(), 4);
-        put(head, name.size(), 2);
-        put(head, 0, 2);
-        directory += std::string("PK\x01\x02\x14\0\x14\0", 8) + head + std::string(10, '\0');
-        put(directory, bytes.size(), 4);
-        directory += name;
-        bytes += std::string("PK\x03\x04\x14\0", 6) + head + name + packed;
-    }
-    const std::size_t start = bytes.size();
-    bytes += directory + std::string("PK\x05\x06\0\0\0\0", 8);
-    put(bytes, members.size(), 2);
-    put(bytes, members.size(), 2);
-    put(bytes, directory.size(), 4);
-    put(bytes, start, 4);
-    put(bytes, comment.size(), 2);
-    return bytes + comment;
+    const auto size = static_cast<unsigned int>(text.size());
+    return {name, isDeflated ? deflated(text) : text, size, vnArchiveCRC(text), isDeflated ? 8u : 0u, 0};
 }
 
 void readMembers(std::string& bytes, const std::vector<std::string>& names)
@@ -109,15 +67,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         readMembers(bytes, {"a", "b.txt", ""});
         return 0;
     }
-    std::vector<std::pair<std::string, std::string>> members;
+    std::vector<vnArchiveMember> members;
     std::vector<std::string> names{"missing"};
     for (unsigned int count = kind % 4; count > 0; --count)
     {
         const std::string name = input.shortText();
-        members.emplace_back(name, input.shortText());
+        members.push_back(memberOf(name, input.shortText(), kind & 4));
         names.push_back(name);
     }
-    std::string bytes = archiveOf(members, kind & 4, kind & 8 ? input.shortText() : "");
+    std::string bytes = vnArchiveOf(members, kind & 8 ? input.shortText() : "", kind & 16);
     while (!input.isEmpty())
     {
         const auto place = static_cast<std::size_t>(input.number(2));

@@ -23,7 +23,8 @@ class vnZIPArchive;
 /// not. Names are compared byte by byte, in the case of their letters; of two of one name the first is found.
 ///
 /// Opened for anything but `VN_SERIALIZE_INPUT` it puts an archive without members, with `getComment()`, at
-/// the end of its parent when it goes; what is written is dropped.
+/// the end of its parent when it goes; what is written is dropped. A Warning tells an end that could not be
+/// written, unless the flags hold `VN_ADAPTER_SILENT`.
 ///
 /// Failures set the error. Reading past the end of a member gives 0 and sets the error.
 ///
@@ -38,7 +39,8 @@ public:
     /// Closes the archive.
     ~vnSerializeAdapterZIP() noexcept(false) override;
 
-    /// Closes the archive and opens the one behind `parent`, which is wrapped in a
+    /// Closes the archive, drops its comment and the errors that it left, and opens the one behind `parent`,
+    /// which is wrapped in a
     /// `vnSerializeAdapterRandomAccess` if it can't seek. Null, a parent with an error and one without an
     /// archive set the error.
     void setAdapter(vnSerializeAdapter* parent);

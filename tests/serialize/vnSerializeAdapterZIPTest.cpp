@@ -2,16 +2,19 @@
 #include <vnBase/vnSerializeAdapterZIP.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnArchiveBytes.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -21,62 +24,13 @@ namespace
 {
 using Adapter = vnRefPointer<vnSerializeAdapter>;
 
-void put(std::string& to, unsigned int value, unsigned int bytes)
-{
-    for (; bytes > 0; --bytes, value >>= 8)
-        to += static_cast<char>(value);
-}
-
-// One stored or deflated member, byte by byte as the format tells; sizes and checksum as they are claimed.
-struct Member
-{
-    std::string name;
-    std::string packed;
-    unsigned int size;
-    unsigned int crc;
-    unsigned int method;
-    unsigned int flags;
-};
+using Member = vnArchiveMember;
 
 const Member hello{"dir/b.txt", "Hello", 5, 0xF7D18982u, 0, 0};
 const Member empty{"empty", "", 0, 0, 0, 0};
 // zlib's raw deflate of 1000 times "a".
 const Member letters{
     "letters", std::string("\x4b\x4c\x1c\x05\xa3\x60\x14\x0c\x77\x00\x00", 11), 1000, 0x9A38DA03u, 8, 0};
-
-std::string headOf(const Member& member)
-{
-    std::string head;
-    put(head, member.flags, 2);
-    put(head, member.method, 2);
-    put(head, 0, 4); // time
-    put(head, member.crc, 4);
-    put(head, static_cast<unsigned int>(member.packed.size()), 4);
-    put(head, member.size, 4);
-    put(head, static_cast<unsigned int>(member.name.size()), 2);
-    put(head, 0, 2); // extra
-    return head;
-}
-
-std::string archiveOf(const std::vector<Member>& members, const std::string& comment = "")
-{
-    std::string bytes, directory;
-    for (const Member& member : members)
-    {
-        directory += std::string("PK\x01\x02\x14\0\x14\0", 8) + headOf(member) + std::string(10, '\0');
-        put(directory, static_cast<unsigned int>(bytes.size()), 4);
-        directory += member.name;
-        bytes += std::string("PK\x03\x04\x14\0", 6) + headOf(member) + member.name + member.packed;
-    }
-    const auto start = static_cast<unsigned int>(bytes.size());
-    bytes += directory + std::string("PK\x05\x06\0\0\0\0", 8);
-    put(bytes, static_cast<unsigned int>(members.size()), 2);
-    put(bytes, static_cast<unsigned int>(members.size()), 2);
-    put(bytes, static_cast<unsigned int>(directory.size()), 4);
-    put(bytes, start, 4);
-    put(bytes, static_cast<unsigned int>(comment.size()), 2);
-    return bytes + comment;
-}
 
 Adapter memoryOf(std::string& bytes)
 {
@@ -101,7 +55,7 @@ std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALI
 
 TEST(vnSerializeAdapterZIP, ReadsStoredDeflatedAndEmptyMembers)
 {
-    std::string bytes = archiveOf({hello, empty, letters}, "a comment");
+    std::string bytes = vnArchiveOf({hello, empty, letters}, "a comment");
     const vnRefPointer<vnSerializeAdapterZIP> zip(
         new vnSerializeAdapterZIP(memoryOf(bytes), VN_SERIALIZE_INPUT));
     EXPECT_FALSE(zip->hasError()) << zip->getError().getString();
@@ -124,7 +78,7 @@ TEST(vnSerializeAdapterZIP, ReadsStoredDeflatedAndEmptyMembers)
 
 TEST(vnSerializeAdapterZIP, NamesAreComparedByTheCaseOfTheirLetters)
 {
-    std::string bytes = archiveOf({hello});
+    std::string bytes = vnArchiveOf({hello});
     vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
     EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
     EXPECT_FALSE(zip.setCurrentItem("dir/B.txt"));
@@ -154,7 +108,7 @@ TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
     };
     for (const auto& [member, error] : members)
     {
-        std::string bytes = archiveOf({member, empty});
+        std::string bytes = vnArchiveOf({member, empty});
         vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
         EXPECT_FALSE(zip.setCurrentItem(member.name.c_str())) << error;
         EXPECT_EQ(zip.getError(), error);
@@ -165,21 +119,31 @@ TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
 
 TEST(vnSerializeAdapterZIP, TruncationAtEachByteIsAnErrorOrTheMember)
 {
-    const std::string whole = archiveOf({hello, letters}, "comment");
-    for (std::size_t size = 0; size < whole.size(); ++size)
+    for (const bool isZip64 : {false, true})
     {
-        std::string bytes = whole.substr(0, size);
-        vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
-        const bool hasComment = size >= whole.size() - 7; // cut in its comment the archive can be read
-        EXPECT_EQ(!zip.hasError(), hasComment) << size;
-        EXPECT_EQ(zip.setCurrentItem("letters") != 0, hasComment) << size;
+        const std::string whole = vnArchiveOf({hello, letters}, "comment", isZip64);
+        for (std::size_t size = 0; size <= whole.size(); ++size)
+        {
+            std::string bytes = whole.substr(0, size);
+            vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+            // Cut in its comment an archive can be read, and one of 64 bits also in its old end record.
+            const bool isThere = size >= whole.size() - 7 - (isZip64 ? 22 : 0);
+            EXPECT_EQ(!zip.hasError(), isThere) << isZip64 << " " << size;
+            EXPECT_EQ(zip.setCurrentItem("letters") != 0, isThere) << isZip64 << " " << size;
+            EXPECT_EQ(restOf(zip), std::string(isThere ? 1000 : 0, 'a')) << isZip64 << " " << size;
+            EXPECT_EQ(zip.setCurrentItem("dir/b.txt") != 0, isThere) << isZip64 << " " << size;
+            if (size == whole.size())
+            {
+                EXPECT_EQ(zip.getComment(), "comment");
+            }
+        }
     }
 }
 
 TEST(vnSerializeAdapterZIP, OpensByURL)
 {
     const vnTempFolder folder;
-    const vnString path = folder.write("a.zip", archiveOf({hello}));
+    const vnString path = folder.write("a.zip", vnArchiveOf({hello}));
     const vnString url = vnString("zip:{file:") + path + "},dir/b.txt";
     const Adapter adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT));
     ASSERT_TRUE(adapter);
@@ -191,7 +155,7 @@ TEST(vnSerializeAdapterZIP, OpensByURL)
 TEST(vnSerializeAdapterZIP, TellsWhyAURLDoesNotOpen)
 {
     const vnTempFolder folder;
-    const vnString path = folder.write("a.zip", archiveOf({hello}));
+    const vnString path = folder.write("a.zip", vnArchiveOf({hello}));
     const vnString none = folder.write("none", "no archive");
     const std::string at = path.getString();
     EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},missing.txt"),
@@ -204,7 +168,7 @@ TEST(vnSerializeAdapterZIP, TellsWhyAURLDoesNotOpen)
     for (const vnSerializeAction action : {VN_SERIALIZE_OUTPUT, VN_SERIALIZE_APPEND})
         EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},dir/b.txt", action),
                   "Can not open 'zip:{file:" + at + "},dir/b.txt' as output");
-    EXPECT_EQ(vnTempFolder::content(path), archiveOf({hello})); // nothing was cut
+    EXPECT_EQ(vnTempFolder::content(path), vnArchiveOf({hello})); // nothing was cut
 }
 
 TEST(vnSerializeAdapterZIP, MissingAndBrokenParentsAreErrors)
@@ -216,12 +180,85 @@ TEST(vnSerializeAdapterZIP, MissingAndBrokenParentsAreErrors)
     vnSerializeAdapterZIP zip(broken, VN_SERIALIZE_INPUT);
     EXPECT_EQ(zip.getError(), "Parent archive has error:gone");
     EXPECT_FALSE(zip.setCurrentItem("a"));
-    EXPECT_EQ(zip.readZIP(nullptr, 0), 0u);
+    vnSerializeAdapterZIP none(nullptr, VN_SERIALIZE_OUTPUT);
+    unsigned char block[] = "abc";
+    EXPECT_EQ(none.readZIP(block, 3), 0u);
+    none.writeZIP(block, 3);
+    EXPECT_EQ(none.seekZIP(0, VN_ORIGIN_END), 0xFFFFFFFFu);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(block)), "abc");
+}
+
+TEST(vnSerializeAdapterZIP, OpensOneArchiveBehindAnother)
+{
+    std::string first = vnArchiveOf({hello}, "first"), second = vnArchiveOf({letters}), none = "no archive";
+    vnSerializeAdapterZIP zip(nullptr, VN_SERIALIZE_INPUT);
+    zip.setAdapter(memoryOf(first));
+    EXPECT_FALSE(zip.hasError()) << zip.getError().getString();
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
+    zip.read(nullptr, 9); // beyond the end, which is an error of the member
+    zip.setAdapter(memoryOf(second));
+    EXPECT_FALSE(zip.hasError()) << zip.getError().getString();
+    EXPECT_EQ(zip.getComment(), "");
+    EXPECT_EQ(zip.getCurrentItem(), "");
+    EXPECT_EQ(zip.length(), 0u);
+    EXPECT_TRUE(zip.setCurrentItem("letters"));
+    zip.setAdapter(memoryOf(first));
+    zip.setAdapter(memoryOf(none));
+    EXPECT_EQ(zip.getError(), "Failed to initialize ZIP archive from adapter ");
+    EXPECT_EQ(zip.getComment(), "");
+    EXPECT_FALSE(zip.setCurrentItem("letters"));
+}
+
+TEST(vnSerializeAdapterZIP, SharesTheInstancesOfItsParents)
+{
+    const Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    EXPECT_EQ(queue->getNewSharedInstanceID(), 0u);
+    const Adapter access(new vnSerializeAdapterRandomAccess(queue));
+    vnSerializeAdapterZIP zip(access, VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(zip.getNewSharedInstanceID(), 1u);
+    EXPECT_EQ(access->getNewSharedInstanceID(), 2u);
+    EXPECT_EQ(&zip.getRefInstanceDictionary(), &queue->getRefInstanceDictionary());
+    EXPECT_EQ(&zip.getRefInstanceArray(), &queue->getRefInstanceArray());
+    zip.clearSharedRefs();
+    EXPECT_EQ(queue->getNewSharedInstanceID(), 0u);
+}
+
+TEST(vnSerializeAdapterZIP, ReadsCommentsOfAnyKind)
+{
+    const std::pair<std::string, vnString> comments[] = {
+        {std::string(1500, 'c'), std::string(1000, 'c').c_str()},
+        {std::string("a\0b", 3), vnString("a\0b", 3)}};
+    for (const auto& [comment, found] : comments)
+    {
+        std::string bytes = vnArchiveOf({hello}, comment);
+        const vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+        EXPECT_EQ(zip.getComment().length(), found.length());
+        EXPECT_EQ(zip.getComment(), found);
+    }
+}
+
+TEST(vnSerializeAdapterZIP, TakesBytesBackUntilAnotherMemberIsSelected)
+{
+    Member second = letters;
+    second.name = hello.name;
+    std::string bytes = vnArchiveOf({hello, second});
+    vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt")); // the first of two of this name
+    EXPECT_EQ(zip.read(), 'H');
+    EXPECT_EQ(zip.read(), 'e');
+    zip.pushBack('X');
+    zip.flush();
+    EXPECT_EQ(zip.length(), 4u);
+    EXPECT_EQ(zip.seek(1, VN_ORIGIN_CURRENT), 3u); // of the member
+    EXPECT_EQ(restOf(zip), "Xlo");
+    zip.pushBack('X');
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
+    EXPECT_EQ(restOf(zip), "Hello");
 }
 
 TEST(vnSerializeAdapterZIP, WrapsAParentThatCanNotSeek)
 {
-    const std::string bytes = archiveOf({hello});
+    const std::string bytes = vnArchiveOf({hello});
     const Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     queue->write(reinterpret_cast<const unsigned char*>(bytes.data()),
                  static_cast<unsigned int>(bytes.size()));
@@ -240,6 +277,9 @@ TEST(vnSerializeAdapterZIP, WritesAnArchiveWithoutMembersBehindWhatIsThere)
         EXPECT_FALSE(zip.hasError()) << zip.getError().getString();
         EXPECT_TRUE(zip.setCurrentItem("a"));
         zip.write('x');
+        zip.read(); // errors of reading don't concern what is written
+        EXPECT_EQ(zip.seek(1, VN_ORIGIN_SET), 0xFFFFFFFFu);
+        EXPECT_TRUE(zip.hasError());
         zip.setComment("hi");
     }
     const std::string written = vnTempFolder::content(path);
@@ -279,6 +319,14 @@ private:
     unsigned int m_most, m_left;
 };
 
+// Knows its length and moves nowhere, without an error.
+class Immovable : public vnSerializeAdapterMemory
+{
+public:
+    explicit Immovable(unsigned char (&block)[10]) : vnSerializeAdapterMemory(block, sizeof block) {}
+    unsigned int seek(int, vnOriginPos origin) override { return origin == VN_ORIGIN_END ? 10 : 0; }
+};
+
 // Refuses what is written.
 class Full : public vnSerializeAdapterQueue
 {
@@ -293,7 +341,7 @@ protected:
 
 TEST(vnSerializeAdapterZIP, ReadsAParentThatGivesFewBytesAtATimeOrFails)
 {
-    const std::string whole = archiveOf({hello, letters}, "comment");
+    const std::string whole = vnArchiveOf({hello, letters}, "comment");
     for (unsigned int reads = 0; reads < 300; ++reads)
     {
         std::string bytes = whole;
@@ -312,6 +360,14 @@ TEST(vnSerializeAdapterZIP, TellsThatItsArchiveCouldNotBeWritten)
     unsigned char block[10] = {}; // too small for the end record
     vnSerializeAdapterZIP(new vnSerializeAdapterMemory(block, 0), VN_SERIALIZE_OUTPUT);
     EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Memory Adapter written beyond end"});
+    const Adapter moved(new Immovable(block));
+    vnSerializeAdapterZIP(moved, VN_SERIALIZE_OUTPUT);
+    EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Failed to write ZIP archive to adapter "});
+    moved->setAdapterFlags(VN_ADAPTER_SILENT);
+    vnSerializeAdapterZIP zip(moved, VN_SERIALIZE_OUTPUT);
+    zip.setAdapter(moved);
+    EXPECT_EQ(zip.getError(), "Failed to write ZIP archive to adapter ");
+    EXPECT_EQ(recorder.take(), Lines{});
 }
 
 namespace
@@ -346,7 +402,7 @@ TEST(vnSerializeAdapterZIP, HandsOnWhatItsParentThrows)
     Member large = letters;
     large.name.assign(200, 'n');
     std::vector<Member> members(2000, large); // over several pages
-    std::string bytes = archiveOf(members);
+    std::string bytes = vnArchiveOf(members);
     EXPECT_THROW(vnSerializeAdapterZIP(new Throwing(bytes, 0), VN_SERIALIZE_INPUT), std::runtime_error);
     unsigned int thrown = 0;
     for (unsigned int reads = 1; reads < 40; ++reads)
@@ -399,13 +455,24 @@ for seven in ('7z', '7za', '7zz'):
         std::string("LC_ALL=C.UTF-8 python3 ") + script.getString() + " " + folder.path("").getString();
     ASSERT_EQ(std::system(command.c_str()), 0);
     unsigned int archives = 0;
-    for (const char* name : {"python.zip", "descriptors.zip", "zip64.zip", "infozip.zip", "seven.zip"})
+    const std::pair<const char*, const char*> made[] = {{"python.zip", "comment"},
+                                                        {"descriptors.zip", "comment"},
+                                                        {"zip64.zip", "comment"},
+                                                        {"infozip.zip", "comment"},
+                                                        {"seven.zip", ""}};
+    for (const auto& [name, comment] : made)
     {
         const Adapter file(new vnSerializeAdapterFile(folder.path(name), VN_SERIALIZE_INPUT, 0, 0));
         if (file->hasError())
             continue;
         ++archives;
         vnSerializeAdapterZIP zip(file, VN_SERIALIZE_INPUT);
+        EXPECT_EQ(zip.getComment(), comment) << name;
+        if (std::string(name) == "zip64.zip")
+        {
+            EXPECT_TRUE(zip.setCurrentItem("forced")) << zip.getError().getString();
+            EXPECT_EQ(restOf(zip), "forced");
+        }
         std::string deflated;
         for (unsigned int i = 0; i < 1000; ++i)
             deflated += "deflated ";
@@ -426,4 +493,6 @@ for seven in ('7z', '7za', '7zz'):
     EXPECT_EQ(zip.length(), 102400000u);
     zip.seek(-1, VN_ORIGIN_END);
     EXPECT_EQ(zip.read(), 255);
+    if (archives < std::size(made))
+        GTEST_SKIP() << "there is no zip or no 7z: the archives of Info-ZIP or 7-Zip were not read";
 }

@@ -39,6 +39,11 @@ void vnSerializeAdapterZIP::setAdapter(vnSerializeAdapter* parent)
 {
     const vnRefPointer<vnSerializeAdapter> hold(parent); // it may be the one that is let go
     dropItem();
+    // They were those of the earlier archive; the error of its parent is left to that.
+    vnSerializeAdapter::setError(vnString());
+    m_member.setError(vnString());
+    if (isInput())
+        m_comment = vnString();
     closeArchive();
     if (!parent)
     {
@@ -177,10 +182,15 @@ void vnSerializeAdapterZIP::closeArchive()
     const std::unique_ptr<vnZIPArchive> archive(std::move(m_archive));
     if (!archive)
         return;
-    const bool hadError = hasError();
-    archive->close(m_comment);
-    if (!isInput() && !hadError && hasError() && !(getAdapterFlags() & VN_ADAPTER_SILENT))
-        vnMessage::message(VN_MESSAGE_WARNING, "%s", getError()); // it is going to be too late to ask for it
+    const vnString before = getAdapter()->getError();
+    if (archive->close(m_comment))
+        return;
+    vnString reason = getAdapter()->getError();
+    if (reason == before) // not every parent sets one
+        reason = vnString::formatString(vnTranslated("Failed to write ZIP archive to adapter %s"), getURL());
+    setError(reason);
+    if (!(getAdapterFlags() & VN_ADAPTER_SILENT))
+        vnMessage::message(VN_MESSAGE_WARNING, "%s", reason); // it may be too late to ask for it
 }
 
 void vnSerializeAdapterZIP::dropItem()

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include <minizip/unzip.h>
 #include <minizip/zip.h>
@@ -23,6 +24,41 @@ constexpr unsigned int VN_FIRST_SIZE = 65536;
 constexpr unsigned int VN_MAX_READ = 1u << 30; // the result of a read is a signed int
 constexpr unsigned int VN_NONE = 0xFFFFFFFFu;
 constexpr unsigned int VN_ENCRYPTED = 1;
+
+// An entry of the directory, and the places in it.
+constexpr unsigned int VN_ENTRY = 46;
+constexpr unsigned int VN_ENTRY_NAME_LENGTH = 28;
+constexpr unsigned int VN_ENTRY_EXTRA_LENGTH = 30;
+constexpr unsigned int VN_ENTRY_SIZES[] = {24, 20, 42}; // unpacked, packed, place: in the order of Zip64
+constexpr unsigned int VN_ZIP64 = 1;
+
+// The end record, and the length of the comment in it.
+constexpr unsigned int VN_END = 22;
+constexpr unsigned int VN_END_COMMENT_LENGTH = 20;
+
+vnUInt64 numberAt(const unsigned char* bytes, unsigned int count)
+{
+    vnUInt64 number = 0;
+    while (count-- > 0)
+        number = number << 8 | bytes[count];
+    return number;
+}
+
+// The content of a field among the extra ones of a member; nothing when it is not there.
+std::pair<const unsigned char*, const unsigned char*> fieldOf(unsigned int id,
+                                                              const vnArray<unsigned char>& extra)
+{
+    for (const unsigned char* next = extra.begin(); extra.end() - next >= 4;)
+    {
+        const unsigned char* content = next + 4;
+        const auto size = static_cast<std::ptrdiff_t>(numberAt(next + 2, 2));
+        const unsigned char* end = content + std::min(size, extra.end() - content);
+        if (numberAt(next, 2) == id)
+            return {content, end};
+        next = end;
+    }
+    return {nullptr, nullptr};
+}
 
 vnUInt64 hashOf(const void* name, std::size_t size)
 {
@@ -129,13 +165,15 @@ bool vnZIPArchive::openForWriting()
     return m_writer != nullptr;
 }
 
-void vnZIPArchive::close(const vnString& comment)
+bool vnZIPArchive::close(const vnString& comment)
 {
+    bool isWhole = true;
     if (m_reader)
         unzClose(std::exchange(m_reader, nullptr));
     if (m_writer)
-        zipClose(std::exchange(m_writer, nullptr), comment.getString());
+        isWhole = zipClose(std::exchange(m_writer, nullptr), comment.getString()) == ZIP_OK;
     rethrow();
+    return isWhole;
 }
 
 vnString vnZIPArchive::readComment()
@@ -145,6 +183,8 @@ vnString vnZIPArchive::readComment()
         return vnString();
     if (info.size_comment > VN_MAX_COMMENT)
         vnExceptionThrows::vnThrowFatal("unzGetGlobalComment out of range");
+    if (info.size_comment == 0)
+        return readCommentAtEnd();
     char comment[VN_COMMENT] = {};
     const int count = unzGetGlobalComment(m_reader, comment, VN_COMMENT);
     rethrow();
@@ -152,6 +192,28 @@ vnString vnZIPArchive::readComment()
     const std::size_t there =
         count < 0 ? strnlen(comment, VN_COMMENT) : std::min<std::size_t>(count, info.size_comment);
     return vnString(comment, static_cast<unsigned short>(there));
+}
+
+// minizip takes archives with Zip64 records for ones without a comment.
+vnString vnZIPArchive::readCommentAtEnd()
+{
+    const auto count = static_cast<unsigned int>(std::min<vnUInt64>(m_size, VN_END + VN_MAX_COMMENT));
+    for (const unsigned int size : {std::min(count, VN_END), count}) // most archives end with the record
+    {
+        vnArray<unsigned char> bytes(size);
+        if (size < VN_END || !readAt(m_size - size, bytes.data(), size))
+            break;
+        for (unsigned int at = size - VN_END + 1; at-- > 0;)
+        {
+            if (std::memcmp(bytes.data() + at, "PK\x05\x06", 4) != 0)
+                continue;
+            const vnUInt64 length = numberAt(bytes.data() + at + VN_END_COMMENT_LENGTH, 2);
+            const auto there = std::min<vnUInt64>({length, size - VN_END - at, VN_COMMENT});
+            return vnString(reinterpret_cast<const char*>(bytes.data()) + at + VN_END,
+                            static_cast<unsigned short>(there));
+        }
+    }
+    return vnString();
 }
 
 bool vnZIPArchive::locate(const vnString& name)
@@ -241,16 +303,45 @@ unsigned int vnZIPArchive::read(unsigned char* data, vnUInt64 count)
         m_position += step;
         done += step;
     }
+    applyPatches(data, m_position - done, done);
     m_cameShort = done < count;
     return done;
+}
+
+// Beside minizip, which finds its position where it left it.
+bool vnZIPArchive::readAt(vnUInt64 position, unsigned char* data, unsigned int count)
+{
+    const vnUInt64 oldPosition = std::exchange(m_position, std::min(position, m_size));
+    const bool cameShort = m_cameShort;
+    const unsigned int got = read(data, count);
+    m_position = oldPosition;
+    m_cameShort = cameShort;
+    return got == count;
+}
+
+void vnZIPArchive::applyPatches(unsigned char* data, vnUInt64 position, unsigned int count) const
+{
+    const Patch* patch = std::lower_bound(m_patches.begin(), m_patches.end(), position,
+                                          [](const Patch& candidate, vnUInt64 wanted)
+                                          { return candidate.position + sizeof candidate.value <= wanted; });
+    for (; patch != m_patches.end() && patch->position < position + count; ++patch)
+        for (unsigned int i = 0; i < sizeof patch->value; ++i)
+        {
+            const vnUInt64 place = patch->position + i;
+            if (place >= position && place < position + count)
+                data[place - position] = static_cast<unsigned char>(patch->value >> (8 * i));
+        }
 }
 
 unsigned int vnZIPArchive::write(unsigned char* data, vnUInt64 count)
 {
     if (count > VN_NONE - m_position || !moveTo(m_position))
         return 0;
+    // An older error, of the parent or of the member's reader, says nothing about these bytes.
+    vnSerializeAdapter& parent = *m_adapter.getAdapter();
+    const vnString before = parent.getError();
     m_adapter.writeZIP(data, static_cast<unsigned int>(count));
-    if (m_adapter.hasError())
+    if (parent.hasError() && parent.getError() != before)
         return 0;
     m_position += count;
     m_size = std::max(m_size, m_position);
@@ -285,6 +376,8 @@ bool vnZIPArchive::seek(vnUInt64 offset, int origin)
     if (offset > m_size - base)
         return false; // an archive that lies about its places
     m_position = base + offset;
+    if (origin == SEEK_SET)
+        m_lastPlace = m_position;
     return true;
 }
 
@@ -298,6 +391,7 @@ void vnZIPArchive::rethrow()
 void vnZIPArchive::buildIndex()
 {
     m_index.clear();
+    vnDynamicArray<Patch> patches;
     vnArray<unsigned char> name(VN_MAX_NAME + 1);
     for (int result = unzGoToFirstFile(m_reader); result == UNZ_OK; result = unzGoToNextFile(m_reader))
     {
@@ -306,13 +400,45 @@ void vnZIPArchive::buildIndex()
                                          name.getSize(), nullptr, 0, nullptr, 0);
         if (result != UNZ_OK)
             break;
+        if (info.size_file_extra > 0)
+            addPatches(m_lastPlace, patches); // it moves to an entry, and within it by distances
         addToIndex(hashOf(name.data(), std::min<std::size_t>(info.size_filename, VN_MAX_NAME)));
     }
     rethrow();
     std::sort(m_index.begin(), m_index.end(),
               [](const Place& left, const Place& right)
               { return left.hash != right.hash ? left.hash < right.hash : left.number < right.number; });
+    std::sort(patches.begin(), patches.end(),
+              [](const Patch& left, const Patch& right) { return left.position < right.position; });
+    m_patches = std::move(patches);
     m_hasIndex = true;
+}
+
+// minizip leaves the numbers of Zip64 in the directory unread where its `unsigned long` has 64 bits. It gets
+// those that 32 bits hold as if they stood in the entry itself; others are beyond what is read here anyway.
+void vnZIPArchive::addPatches(vnUInt64 entry, vnDynamicArray<Patch>& patches)
+{
+    unsigned char head[VN_ENTRY];
+    if (!readAt(entry, head, VN_ENTRY))
+        return;
+    const vnUInt64 place = entry + VN_ENTRY + numberAt(head + VN_ENTRY_NAME_LENGTH, 2);
+    vnArray<unsigned char> extra(static_cast<unsigned int>(numberAt(head + VN_ENTRY_EXTRA_LENGTH, 2)));
+    if (!readAt(place, extra.data(), extra.getSize()))
+        return;
+    const auto [first, end] = fieldOf(VN_ZIP64, extra);
+    const unsigned char* next = first;
+    for (const unsigned int field : VN_ENTRY_SIZES)
+    {
+        if (numberAt(head + field, 4) != VN_NONE)
+            continue;
+        if (end - next < 8)
+            return;
+        const vnUInt64 value = numberAt(next, 8);
+        next += 8;
+        patches.setChunkSize(std::max(patches.getSize() / 2, 16u));
+        if (value < VN_NONE)
+            patches.append(Patch{entry + field, static_cast<unsigned int>(value)});
+    }
 }
 
 void vnZIPArchive::addToIndex(vnUInt64 hash)

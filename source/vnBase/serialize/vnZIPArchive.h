@@ -29,8 +29,9 @@ public:
     /// Begins an archive behind what the parent has.
     bool openForWriting();
 
-    /// Ends an archive that was begun, with this comment, or closes one that was read.
-    void close(const vnString& comment);
+    /// Ends an archive that was begun, with this comment, or closes one that was read. False when the end
+    /// could not be written.
+    bool close(const vnString& comment);
 
     /// The first 1000 bytes of the comment, or as many of them as there are.
     vnString readComment();
@@ -73,16 +74,27 @@ private:
         bool isEncrypted = false;
     };
 
+    // A number that minizip shall see in place of the one that stands there.
+    struct Patch
+    {
+        vnUInt64 position;
+        unsigned int value;
+    };
+
     bool measure();
     bool moveTo(vnUInt64 position);
     unsigned int read(unsigned char* data, vnUInt64 count);
     unsigned int write(unsigned char* data, vnUInt64 count);
     const Page& pageAt(vnUInt64 position);
     bool seek(vnUInt64 offset, int origin);
+    bool readAt(vnUInt64 position, unsigned char* data, unsigned int count);
+    void applyPatches(unsigned char* data, vnUInt64 position, unsigned int count) const;
 
     void rethrow();
     void buildIndex();
     void addToIndex(vnUInt64 hash);
+    void addPatches(vnUInt64 entry, vnDynamicArray<Patch>& patches);
+    vnString readCommentAtEnd();
     bool isNamed(const Place& place, const vnString& name);
     unsigned int firstSize() const;
     bool unpack(vnArray<unsigned char>& buffer);
@@ -94,9 +106,11 @@ private:
     vnUInt64 m_position = 0;
     Page m_pages[2]; // one for the directory and one for the members
     unsigned int m_lastPage = 0;
+    vnUInt64 m_lastPlace = 0; // that minizip moved to by its distance from the start
     bool m_cameShort = false; // the last read
     bool m_hasIndex = false;
-    vnDynamicArray<Place> m_index; // by hash, then by number
+    vnDynamicArray<Place> m_index;   // by hash, then by number
+    vnDynamicArray<Patch> m_patches; // by position
     Member m_member;
     std::exception_ptr m_failure;
 };
