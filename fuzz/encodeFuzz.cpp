@@ -136,6 +136,8 @@ void checkReading(vnFuzzInput& input)
         codec = new vnSerializeAdapterBCDEncoder(target);
     else
         codec = new vnSerializeAdapterBase64Encoder(target);
+    codec->length(); // takes nothing
+    VN_FUZZ_CHECK(target->length() == text.size());
     std::string plain;
     while (plain.size() < count)
     {

@@ -186,7 +186,8 @@ public:
     /// any.
     vnString getURL() const;
 
-    /// Makes tables and id counter of the shared instances copies of the other's.
+    /// Makes tables and id counter of the shared instances copies of the other's. Of an adapter in front of
+    /// another one those of the adapter behind it are meant, on either side.
     void copySharedRefData(const vnSerializeAdapter& other);
 
     /// Opens a URL: a new adapter with the reference count 0 for the caller to hold, or null.
@@ -304,6 +305,10 @@ protected:
     }
     unsigned char* getWriteNext() const noexcept { return m_writeNext; }
 
+    /// For sources whose `length_imp` only estimates, and may count what yields nothing: whether there is a
+    /// byte more is asked of `hasData_imp` then, and not of the length.
+    void setLengthIsEstimate() noexcept { m_lengthIsEstimate = true; }
+
 private:
     friend class vnAdapterWindow;
     using InstanceDictionary = vnRefData<vnRefInstanceDictionary>;
@@ -318,6 +323,8 @@ private:
     unsigned char probeByReading(unsigned int count);
     unsigned int gather(vnDynamicArray<unsigned char>& buffer, unsigned int count);
     unsigned char* reservePushBack(unsigned int count);
+    const vnSerializeAdapter& getInstanceHolder() const noexcept;
+    void copyInstances(const vnSerializeAdapter& other);
     void holdWindow() noexcept;
     void resumeWindowWhenDrained() noexcept;
 
@@ -343,6 +350,7 @@ private:
     vnRefPointer<InstanceDictionary> m_instanceDictionary; // its objects may throw when they go
     vnRefPointer<InstanceArray> m_instanceArray;
     unsigned int m_nextInstanceID = 0;
+    bool m_lengthIsEstimate = false;
 };
 
 /// A further URL scheme. An instance is registered under its scheme with the URL factory.

@@ -35,12 +35,8 @@ protected:
     unsigned int read_imp(unsigned char* data, unsigned int count) override;
     unsigned char read_imp() override;
 
-    /// An estimate: a byte for two characters, whatever they are. It is 0 when less than two digits are left.
+    /// An estimate: a byte for two characters, whatever they are. It takes nothing from the target and does
+    /// not wait; whether there is a byte is told by `hasData()`.
     unsigned int length_imp() override;
     unsigned char hasData_imp() override;
-
-private:
-    bool hasGroup();
-
-    bool m_isDirty = false; // written since the last flush
 };

@@ -26,7 +26,7 @@ public:
     explicit vnSerializeAdapterBase64Encoder(vnSerializeAdapter* target = nullptr);
     VN_TYPE(vnSerializeAdapterBase64Encoder)
 
-    /// Does not flush.
+    /// Flushes. What goes wrong then is thrown, unless another exception is on its way.
     ~vnSerializeAdapterBase64Encoder() noexcept(false) override;
 
     /// Starts anew in front of `target`, which is held: pending bytes, bytes pushed back and the own error
@@ -45,13 +45,14 @@ protected:
     unsigned int read_imp(unsigned char* data, unsigned int count) override;
     unsigned char read_imp() override;
 
-    /// An estimate: three bytes for four characters, whatever they are, and the pending ones. It is 0 when
-    /// nothing but white space is left.
+    /// An estimate: three bytes for four characters, whatever they are, and the pending ones of either
+    /// direction. It takes nothing from the target and does not wait; whether there is a byte is told by
+    /// `hasData()`.
     unsigned int length_imp() override;
     unsigned char hasData_imp() override;
 
 private:
-    bool hasGroup();
+    void readText(vnTextSource& source, unsigned char* data, unsigned int count, unsigned int& done);
     bool readGroup(vnTextSource& source, unsigned int wanted);
     unsigned int takePending(unsigned char* to, unsigned int count);
 
@@ -59,5 +60,4 @@ private:
     unsigned int m_readBits = 0;
     unsigned int m_pendingWrite = 0;
     unsigned char m_writeBytes[3] = {};
-    bool m_isDirty = false; // written since the last flush
 };

@@ -17,6 +17,9 @@
 /// One queue serves both directions: what was written and not flushed is read back as it is, and what was
 /// read in part is written by the next `flush()` along with what follows.
 ///
+/// When the target throws within a block, or memory is exhausted, what was taken of the block is put back in
+/// front of the target, and the next reading begins with it.
+///
 /// A damaged block gives no bytes. All that the target held then is dropped, the error is set, and "Failed to
 /// uncompress data in ..." is posted as a warning unless the flags hold `VN_ADAPTER_SILENT`. Reading a single
 /// byte when there is none throws `vnFatalError`; ask `hasData()` first.
@@ -43,13 +46,19 @@ public:
     /// The step by which the queue grows at least; 0 becomes 1.
     void setChunkSize(unsigned int chunk);
 
+    /// How many bytes a block may hold that is read, as many as there are until another limit is set. One
+    /// that claims more counts as damaged: a thousand bytes of a stranger's may yield a million.
+    unsigned int getMaxBlockSize() const noexcept { return m_maxBlockSize; }
+    void setMaxBlockSize(unsigned int bytes) noexcept { m_maxBlockSize = bytes; }
+
 protected:
     void write_imp(unsigned char* data, unsigned int count) override;
     void write_imp(unsigned char byte) override;
     unsigned int read_imp(unsigned char* data, unsigned int count) override;
     unsigned char read_imp() override;
 
-    /// The bytes in the queue. When it is empty and the target has bytes, the next block is taken.
+    /// The bytes in the queue: what was written and not flushed, or what is left of the block. It takes none
+    /// from the target, so that it can be asked while the target is written; `hasData()` does.
     unsigned int length_imp() override;
     unsigned char hasData_imp() override;
 
@@ -57,13 +66,14 @@ private:
     vnQueue<unsigned char>& settled();
     void openForReading();
     unsigned int getBuffered() const;
-    bool fill(bool waits);
+    bool fill();
     bool takeBlock();
     void writeBlock();
     void reportDamage(vnUInt64 taken);
 
     vnQueue<unsigned char> m_queue{VN_QUEUE_FIFO, VN_DEFAULT_CHUNK};
     vnDynamicArray<unsigned char> m_compressed; // kept between blocks
-    bool m_isDirty = false;                     // bytes were written into the queue
-    bool m_isTargetDirty = false;               // blocks were written to the target
+    vnDynamicArray<unsigned char> m_raw;        // the same for reading
+    unsigned int m_maxBlockSize = 0xFFFFFFFFu;
+    bool m_isDirty = false; // bytes were written into the queue
 };

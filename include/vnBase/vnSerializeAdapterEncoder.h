@@ -39,5 +39,4 @@ protected:
 private:
     vnUInt64 m_key;
     unsigned char m_previous = 0; // the byte that passed last, scrambled
-    bool m_isDirty = false;       // written since the last flush
 };

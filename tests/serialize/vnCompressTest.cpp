@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "../messages/vnMessageRecorder.h"
 #include "vnEncodeTestHelp.h"
+#include "vnTempFolder.h"
 
 #include <vnBase/vnCompress.h>
 #include <vnBase/vnSerializeAdapterCompress.h>
+#include <vnBase/vnSerializeAdapterEncoder.h>
+#include <vnBase/vnSerializeAdapterFile.h>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
+
+#include <unistd.h>
 
 namespace
 {
@@ -42,7 +48,7 @@ std::string plainOf(const std::string& block)
 }
 
 // "aaaaaaaaaa" as zlib writes it at its default level.
-const std::string tenBlock = std::string("\x0a\x01\x78\x9c\x4b\x84\x03\x00\x14\xe1\x03\xcb", 12);
+const std::string tenBlock = std::string("\x0a\x01\x78\x9c\x4b\x4c\x84\x01\x00\x14\xe1\x03\xcb", 13);
 const std::string emptyBlock = std::string("\x00\x01\x78\x9c\x03\x00\x00\x00\x00\x01", 10);
 } // namespace
 
@@ -71,7 +77,8 @@ TEST(vnCompress, takesArraysOfEachForm)
         auto scratch = array;
         auto plain = array;
         array.setSize(1000);
-        array[999] = 'e';
+        for (unsigned int i = 0; i < 1000; ++i)
+            array[i] = 'e'; // which is no block
         EXPECT_EQ(vnCompress(array, block, scratch), 1);
         EXPECT_LT(block.getSize(), 50u);
         EXPECT_EQ(vnUnCompress(block, plain), 1);
@@ -124,7 +131,7 @@ TEST(vnUnCompress, refusesWhatIsNoWholeBlock)
         EXPECT_EQ(plainOf(bad), "-");
     }
     bad = tenBlock;
-    bad[11] ^= 1; // the checksum
+    bad[12] ^= 1; // the checksum
     EXPECT_EQ(plainOf(bad), "-");
     EXPECT_EQ(plainOf(std::string("\x04\x00xyz", 5)), "-");
     // 4 GiB - 1 and 4 GiB from ten bytes, and a number that does not end
@@ -135,30 +142,57 @@ TEST(vnUnCompress, refusesWhatIsNoWholeBlock)
 
 TEST(vnUnCompress, takesMemoryAsBytesComeOut)
 {
-    // 64 MB claimed, 10 in truth, from as many bytes as could yield them.
-    std::string lie = "\x80\x80\x80\x20" + tenBlock.substr(1) + std::string(70000, '\0');
-    class Largest : public FailingHeap
+    // 64 MB claimed, 10 in truth, from as many bytes as could yield them; and 4 GB, stored.
+    const std::string lies[] = {"\x80\x80\x80\x20" + tenBlock.substr(1) + std::string(70000, '\0'),
+                                std::string("\xff\xff\xff\xff\x0f\x00xyz", 9)};
+    for (const std::string& lie : lies)
     {
-    public:
-        Largest() : FailingHeap(0) {}
-        void* allocate(unsigned int size) override
+        const Bytes block = bytesOf(lie);
+        Bytes plain;
+        const Adapter target = queueWith(lie);
+        target->setAdapterFlags(VN_ADAPTER_SILENT);
+        // On a thread of its own, whose state of zlib goes back to the same heap.
+        const FailingHeap heap(0);
+        const auto use = [&]
         {
-            largest = std::max(largest, size);
-            return FailingHeap::allocate(size);
-        }
-        unsigned int largest = 0;
-    };
-    const Bytes block = bytesOf(lie);
-    Bytes plain;
-    {
-        Largest heap;
-        EXPECT_EQ(vnUnCompress(block, plain), 0);
-        EXPECT_LE(heap.largest, 2u << 20);
-        plain.reallocate(0);
+            EXPECT_EQ(vnUnCompress(block, plain), 0);
+            plain.reallocate(0);
+            const Adapter adapter(new vnSerializeAdapterCompress(target.get()));
+            EXPECT_EQ(adapter->hasData(), 0);
+            EXPECT_TRUE(adapter->hasError());
+            target->setError(vnString());
+        };
+        std::async(std::launch::async, use).get();
+        EXPECT_LE(heap.getLargest(), 2u << 20);
     }
-    Adapter adapter(new vnSerializeAdapterCompress(memoryWith(lie)));
-    adapter->setAdapterFlags(VN_ADAPTER_SILENT);
-    EXPECT_EQ(adapter->hasData(), 0);
+}
+
+TEST(vnUnCompress, takesLimitsAndNumbersThatEnd)
+{
+    Bytes plain;
+    EXPECT_EQ(vnUnCompress(bytesOf(tenBlock), plain, 10), 1);
+    EXPECT_EQ(vnUnCompress(bytesOf(tenBlock), plain, 9), 0);
+    EXPECT_EQ(plain.getSize(), 0u);
+    const auto adapterText = [](const std::string& text, unsigned int most)
+    {
+        Adapter target = queueWith(text);
+        target->setAdapterFlags(VN_ADAPTER_SILENT);
+        auto* compress = new vnSerializeAdapterCompress(target);
+        const Adapter adapter(compress);
+        compress->setMaxBlockSize(most);
+        const std::string got = readAll(adapter.get());
+        return adapter->hasError() ? got + "-" : got;
+    };
+    EXPECT_EQ(adapterText(tenBlock + emptyBlock, 10), "aaaaaaaaaa");
+    EXPECT_EQ(adapterText(tenBlock, 9), "-");
+    // A number of ten bytes is one, of eleven none.
+    const std::string rest = tenBlock.substr(1);
+    const std::string ten = "\x8a" + std::string(8, '\x80') + std::string(1, '\0') + rest;
+    const std::string eleven = "\x8a" + std::string(9, '\x80') + std::string(1, '\0') + rest;
+    EXPECT_EQ(plainOf(ten), "aaaaaaaaaa");
+    EXPECT_EQ(adapterText(ten, 10), "aaaaaaaaaa");
+    EXPECT_EQ(plainOf(eleven), "-");
+    EXPECT_EQ(adapterText(eleven, 10), "-");
 }
 
 TEST(vnSerializeAdapterCompress, writesABlockPerFlush)
@@ -227,6 +261,8 @@ TEST(vnSerializeAdapterCompress, leavesWhatStandsBehindItsBlock)
     for (const Adapter& target : {memoryWith(tenBlock + "behind"), queueWith(tenBlock + "behind")})
     {
         Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(adapter->length(), 0u); // takes nothing
+        EXPECT_EQ(adapter->hasData(), 1);
         EXPECT_EQ(adapter->length(), 10u);
         EXPECT_EQ(readAll(adapter, 10), "aaaaaaaaaa");
         EXPECT_EQ(readAll(target), "behind");
@@ -267,30 +303,167 @@ TEST(vnSerializeAdapterCompress, reportsDamageAndGoesOnWithWhatComesNext)
     // A block that is cut inside another one's size drops all that was there.
     Adapter queue = queueWith("\x0a\x02" + noise(10000));
     Adapter adapter(new vnSerializeAdapterCompress(queue));
-    EXPECT_EQ(adapter->length(), 0u);
+    EXPECT_EQ(adapter->hasData(), 0);
     EXPECT_EQ(queue->length(), 0u);
+}
+
+TEST(vnSerializeAdapterCompress, doesNotReadAnOutputThroughAStack)
+{
+    const vnTempFolder folder;
+    Recorder recorder;
+    Adapter file(new vnSerializeAdapterFile(folder.path("a"), VN_SERIALIZE_OUTPUT, 0, 0));
+    Adapter scrambler(new vnSerializeAdapterEncoder(file, 7));
+    Adapter adapter(new vnSerializeAdapterCompress(scrambler));
+    EXPECT_EQ(adapter->supportAction(VN_SERIALIZE_INPUT), 0);
+    EXPECT_EQ(adapter->supportAction(VN_SERIALIZE_OUTPUT), 1);
+    for (int i = 0; i < 3; ++i)
+    {
+        writeText(adapter, "text");
+        adapter->flush();
+        EXPECT_EQ(adapter->length(), 0u);
+        EXPECT_EQ(adapter->hasData(), 0);
+    }
+    adapter = scrambler = file = nullptr;
+    EXPECT_EQ(recorder.take(), Lines());
+    file = new vnSerializeAdapterFile(folder.path("a"), VN_SERIALIZE_INPUT, 0, 0);
+    scrambler = new vnSerializeAdapterEncoder(file, 7);
+    EXPECT_EQ(readAll(Adapter(new vnSerializeAdapterCompress(scrambler))), "texttexttext");
+}
+
+TEST(vnSerializeAdapterCompress, endsOverASourceWithoutEnd)
+{
+    struct Endless : vnSerializeAdapter
+    {
+        explicit Endless(unsigned char byte) : m_byte(byte) { setAdapterFlags(VN_ADAPTER_SILENT); }
+        void write_imp(unsigned char) override {}
+        unsigned char read_imp() override { return m_byte; }
+        unsigned char hasData_imp() override { return 1; }
+        unsigned char m_byte;
+    };
+    for (const unsigned char byte : {0x00, 0xff}) // empty blocks, and one number
+    {
+        const Adapter adapter(new vnSerializeAdapterCompress(Adapter(new Endless(byte))));
+        EXPECT_EQ(adapter->hasData(), 0);
+        EXPECT_TRUE(adapter->hasError());
+    }
+}
+
+TEST(vnSerializeAdapterCompress, keepsItsMemoryWhenWrittenAndReadInTurn)
+{
+    const FailingHeap heap(0);
+    const Adapter adapter(new vnSerializeAdapterCompress);
+    static_cast<vnSerializeAdapterCompress&>(*adapter).setChunkSize(0);
+    std::string written, got;
+    for (int i = 0; i < 3000; ++i)
+    {
+        const std::string piece = std::to_string(i) + std::string(100, 'x');
+        written += piece;
+        writeText(adapter.get(), piece);
+        got += readAll(adapter.get(), static_cast<unsigned int>(piece.size()) - (i == 0)); // never empty
+    }
+    EXPECT_EQ(got + readAll(adapter.get()), written);
+    EXPECT_LE(heap.getLargest(), 4096u);
+}
+
+namespace
+{
+// Its last reference goes with the static objects, when those of the thread are gone.
+struct LateTarget : Portions
+{
+    LateTarget() : Portions("", 0) {}
+    ~LateTarget() noexcept(false) override
+    {
+        const bool isWhole = plainOf(written) == "late" + std::string(5000, 'x');
+        _exit(isWhole ? 7 : 8);
+    }
+};
+} // namespace
+
+TEST(vnSerializeAdapterCompress, flushesAlsoAtTheEndOfTheProgram)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static Adapter late(new vnSerializeAdapterCompress(Adapter(new LateTarget)));
+            EXPECT_EQ(plainOf(tenBlock), "aaaaaaaaaa"); // makes the state of this thread
+            EXPECT_EQ(blockOf("aaaaaaaaaa"), tenBlock);
+            writeText(late, "late" + std::string(5000, 'x'));
+            std::exit(0);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(vnCompress, storesOrRefusesWhenZlibGetsNoMemory)
+{
+    const std::string text(100000, 't');
+    std::atomic<unsigned int> stored{0}, refused{0}, thrown{0};
+    const auto use = [&]
+    {
+        Bytes block, scratch;
+        vnCompress(bytesOf(text), block, scratch);
+        stored += block[3] == 0;
+        Bytes plain;
+        if (!vnUnCompress(block, plain))
+        {
+            if (!plain.isEmpty())
+                throw std::runtime_error("not emptied");
+            ++refused;
+            return;
+        }
+        if (textOf(plain) != text)
+            throw std::runtime_error("other bytes");
+        // In place, where an exception leaves the block as it is.
+        const std::string before = textOf(block);
+        try
+        {
+            if (vnUnCompress(block, block) ? textOf(block) != text : !block.isEmpty())
+                throw std::runtime_error("other bytes in place");
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++thrown;
+            if (textOf(block) != before)
+                throw std::runtime_error("the source is lost");
+            throw;
+        }
+    };
+    torture([&] { std::async(std::launch::async, use).get(); });
+    EXPECT_GT(stored.load(), 0u);
+    EXPECT_GT(refused.load(), 0u);
+    EXPECT_GT(thrown.load(), 0u);
 }
 
 TEST(vnSerializeAdapterCompress, survivesExhaustedMemory)
 {
-    const std::string text(300000, 't');
-    std::string got;
-    const auto roundTrip = [&]
+    const std::string large(300000, 't');
+    const std::string stored = std::string("\xa0\x8d\x06\x00", 4) + noise(100000);
+    const std::string stream = blockOf(large) + stored + tenBlock;
+    const std::string expected = large + noise(100000) + "aaaaaaaaaa";
+    for (const bool isMemory : {true, false})
     {
-        Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-        Adapter adapter(new vnSerializeAdapterCompress(queue));
-        writeText(adapter, text);
-        adapter->flush();
-        got = readAll(adapter);
-        Bytes plain;
-        Bytes block, scratch;
-        plain.setSize(100000);
-        vnCompress(plain, block, scratch);
-        vnUnCompress(block, plain);
-        if (plain.getSize() != 100000) // a stored block, or an error in place of the exception
-            got.clear();
-    };
-    // Each time on a thread of its own, which has no state of zlib yet and gives it back to the same heap.
-    EXPECT_GT(torture([&] { std::async(std::launch::async, roundTrip).get(); }), 10u);
-    EXPECT_EQ(got, text);
+        const auto use = [&]
+        {
+            const Adapter target = isMemory ? memoryWith(stream) : queueWith(stream);
+            const Adapter adapter(new vnSerializeAdapterCompress(target.get()));
+            std::string got;
+            try
+            {
+                got = readAll(adapter.get());
+            }
+            catch (const std::bad_alloc&)
+            {
+                got = readAll(adapter.get()); // nothing is lost
+            }
+            if (got != expected)
+                throw std::runtime_error("other bytes");
+            const Adapter out(new vnSerializeAdapterCompress(queueWith("").get()));
+            writeText(out.get(), large);
+            out->flush();
+            if (readAll(out.get()) != large)
+                throw std::runtime_error("other bytes written");
+        };
+        // Each time on a thread of its own, which has no state of zlib yet and gives it back to the same
+        // heap.
+        EXPECT_GT(torture([&] { std::async(std::launch::async, use).get(); }), 10u);
+    }
 }

@@ -7,7 +7,9 @@
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeLex.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -54,9 +56,10 @@ inline Adapter queueWith(const std::string& text, bool isWide = false)
 inline Adapter memoryWith(const std::string& text)
 {
     const auto size = static_cast<unsigned int>(text.size());
-    void* block = vn_malloc(size + 1);
-    std::memcpy(block, text.data(), size);
-    auto* memory = new vnSerializeAdapterMemory(block, size);
+    std::unique_ptr<void, void (*)(void*)> block(vn_new(size + 1), vn_free);
+    std::memcpy(block.get(), text.data(), size);
+    auto* memory = new vnSerializeAdapterMemory(block.get(), size);
+    block.release();
     memory->setDeleteMemOnDestruction(1);
     return Adapter(memory);
 }
@@ -71,7 +74,8 @@ inline std::string noise(unsigned int size)
     return text;
 }
 
-/// Gives `text` in portions of a few bytes, and has no idea of its length, or claims a huge one.
+/// Gives `text` in portions of a few bytes, and has no idea of its length, or claims a huge one up to
+/// its end.
 class Portions : public vnSerializeAdapter
 {
 public:
@@ -83,9 +87,13 @@ public:
     unsigned int largestRead = 0;
     unsigned int flushes = 0;
     bool refuses = false;
+    bool refusesFlush = false;
+    std::size_t breaksAt = std::string::npos; // reading there throws, once
 
     void flush() override
     {
+        if (refusesFlush)
+            throw std::runtime_error("not flushed");
         ++flushes;
         vnSerializeAdapter::flush();
     }
@@ -97,19 +105,32 @@ protected:
             throw std::runtime_error("refused");
         written += static_cast<char>(byte);
     }
-    unsigned char read_imp() override { return static_cast<unsigned char>(text[position++]); }
+    unsigned char read_imp() override
+    {
+        breakHere(1);
+        return static_cast<unsigned char>(text[position++]);
+    }
     unsigned int read_imp(unsigned char* data, unsigned int count) override
     {
         largestRead = std::max(largestRead, count);
+        breakHere(3);
         const auto got = static_cast<unsigned int>(std::min<std::size_t>({count, 3, text.size() - position}));
         std::memcpy(data, text.data() + position, got);
         position += got;
         return got;
     }
-    unsigned int length_imp() override { return m_claimed; }
+    unsigned int length_imp() override { return hasData_imp() ? m_claimed : 0; }
     unsigned char hasData_imp() override { return position < text.size(); }
 
 private:
+    void breakHere(std::size_t count)
+    {
+        if (breaksAt - position >= count)
+            return;
+        breaksAt = std::string::npos;
+        throw std::runtime_error("broken");
+    }
+
     unsigned int m_claimed;
 };
 
@@ -120,8 +141,10 @@ public:
     explicit FailingHeap(unsigned int failing) : m_left(failing) { vnMemoryControl::setMemoryManager(this); }
     ~FailingHeap() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
     bool hasFailed() const { return m_left == 0; }
+    unsigned int getLargest() const { return m_largest; }
     void* allocate(unsigned int size) override
     {
+        m_largest = std::max(m_largest, size);
         return m_left > 0 && --m_left == 0 ? nullptr : std::malloc(size);
     }
     void* reallocate(void*, unsigned int) override { return nullptr; }
@@ -129,6 +152,7 @@ public:
 
 private:
     unsigned int m_left;
+    unsigned int m_largest = 0;
 };
 
 /// Runs `use` with each allocation failing in turn; nothing but std::bad_alloc may come of it. Answers how

@@ -3,7 +3,6 @@
 
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
-#include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterEncoder.h>
 
 #include <gtest/gtest.h>
@@ -42,6 +41,15 @@ std::ostream& operator<<(std::ostream& out, const Decoded& decoded)
     return out << decoded.plain << '|' << decoded.left;
 }
 
+// Also of a target that gives few at a time.
+std::string restOf(vnSerializeAdapter* target)
+{
+    std::string rest, piece;
+    while (!(piece = readAll(target)).empty())
+        rest += piece;
+    return rest;
+}
+
 // The first `count` bytes by single reads, and what they leave in the target.
 template <class Codec>
 Decoded decodedByByte(const Adapter& target, unsigned int count)
@@ -50,7 +58,7 @@ Decoded decodedByByte(const Adapter& target, unsigned int count)
     Decoded decoded;
     for (unsigned int i = 0; i < count; ++i)
         decoded.plain += static_cast<char>(codec->read());
-    decoded.left = readAll(target.get());
+    decoded.left = restOf(target.get());
     return decoded;
 }
 
@@ -61,7 +69,7 @@ Decoded decodedInBlocks(const Adapter& target, unsigned int count, unsigned int 
     Decoded decoded;
     while (decoded.plain.size() < count)
         decoded.plain += readAll(codec, std::min<unsigned int>(block, count - decoded.plain.size()));
-    decoded.left = readAll(target.get());
+    decoded.left = restOf(target.get());
     return decoded;
 }
 
@@ -93,7 +101,7 @@ void expectDecoded(const std::string& text, const std::string& plain, const std:
             << text;
     }
     // To the end, as far as `hasData` tells it.
-    if (!left.empty())
+    if (left.find_first_not_of(" =\r\n") != std::string::npos)
         return;
     EXPECT_EQ(readByByte(Adapter(new Codec(memoryWith(text)))), plain) << text;
     EXPECT_EQ(readByByte(Adapter(new Codec(queueWith(text)))), plain) << text;
@@ -129,14 +137,14 @@ TEST(vnSerializeAdapterBase64Encoder, writesAndReadsTheAlphabet)
 TEST(vnSerializeAdapterBase64Encoder, readsGroupsThatEndEarly)
 {
     expectDecoded<Base64>("TWE=", "Ma");
-    expectDecoded<Base64>("TQ==", "M");
-    expectDecoded<Base64>(" T\nW\tF\r\nu TWE = \n", "ManMa");
-    expectDecoded<Base64>("TQ==TWE=TWFu\n\n", "MMaMan");
+    expectDecoded<Base64>("TQ==", "M", "=");
+    expectDecoded<Base64>(" T\nW\tF\r\nu TWE = \n", "ManMa", " \n");
+    expectDecoded<Base64>("TQ==TWE=TWFu\n\n", "MMaMan", "\n\n");
     expectDecoded<Base64>("===TQ", "M");
     expectDecoded<Base64>("A=TQ", "M"); // six bits are no byte
     expectDecoded<Base64>("TWFuTWFu\nrest", "ManMan", "\nrest");
     expectDecoded<Base64>("TQ=?rest", "M", "?rest");
-    expectDecoded<Base64>(" \n = ", "");
+    expectDecoded<Base64>(" \n = ", "", " \n = ");
     // Outside the alphabet the ranges go on, six bits wide.
     expectDecoded<Base64>("[{}~", "\x6b\x4d\xb7");
     expectDecoded<Base64>("-,:\xff", "\xff\xff\xb8");
@@ -156,6 +164,18 @@ TEST(vnSerializeAdapterBase64Encoder, estimatesItsLengthAndFlushesByDirection)
     codec->flush(); // drops the group
     EXPECT_EQ(readAll(codec), "Man");
     EXPECT_EQ(Adapter(new Base64(queueWith("TWFuTWFu", true)))->length(), 6u);
+    // Whatever the characters are; `hasData` knows better, and takes them.
+    for (Adapter blank : {memoryWith(" \n = \r\n"), queueWith(" \n = \r\n")})
+    {
+        codec = new Base64(blank);
+        EXPECT_EQ(codec->length(), 5u);
+        EXPECT_EQ(codec->length(), 5u);
+        EXPECT_EQ(codec->hasData(), 0);
+        EXPECT_EQ(codec->length(), 0u);
+    }
+    codec->write('M'); // pending
+    EXPECT_EQ(codec->length(), 1u);
+    EXPECT_EQ(codec->hasData(), 0);
 
     vnRefPointer<Portions> target(new Portions("TWFu", 4));
     auto* base64 = new Base64(target);
@@ -175,13 +195,33 @@ TEST(vnSerializeAdapterBase64Encoder, estimatesItsLengthAndFlushesByDirection)
     EXPECT_EQ(target->flushes, 1u);
 }
 
+TEST(vnSerializeAdapterBase64Encoder, writesWhatIsPendingWhenItGoes)
+{
+    vnRefPointer<Portions> target(new Portions("", 0));
+    Adapter codec(new Base64(target));
+    writeText(codec, "Ma");
+    codec = nullptr;
+    EXPECT_EQ(target->written, "TWE");
+    EXPECT_EQ(target->flushes, 1u);
+    codec = new Base64(target);
+    writeText(codec, "Ma");
+    target->refuses = true;
+    EXPECT_THROW(codec->write('n'), std::runtime_error);
+    target->refuses = false;
+    codec->write('n'); // what was pending still is
+    EXPECT_EQ(target->written, "TWETWFu");
+    codec->write('M');
+    target->refuses = true;
+    EXPECT_THROW(codec = nullptr, std::runtime_error);
+}
+
 TEST(vnSerializeAdapterBCDEncoder, writesAndReadsDigits)
 {
     expectEncoded<Hex>("", "");
     expectEncoded<Hex>("\xab", "AB");
     expectEncoded<Hex>(std::string("\x00\x7f\xff\x10", 4), "007FFF10");
     expectDecoded<Hex>(" A B", "\xab");
-    expectDecoded<Hex>("aB\nCd\r\n", "\xab\xcd");
+    expectDecoded<Hex>("aB\nCd\r\n", "\xab\xcd", "\r\n");
     expectDecoded<Hex>("4D\nrest", "M", "\nrest");
     expectDecoded<Hex>("G@z/", std::string("\x00\x3f", 2));
     for (const unsigned int size : {2047u, 2048u, 2049u, 10000u})
@@ -196,6 +236,14 @@ TEST(vnSerializeAdapterBCDEncoder, writesAndReadsDigits)
     EXPECT_EQ(codec->read(), 0);
     writeText(queue, "E");
     EXPECT_EQ(readAll(codec), "N");
+    for (Adapter blank : {memoryWith(" 4 \n"), queueWith(" 4 \n")})
+    {
+        codec = new Hex(blank);
+        EXPECT_EQ(codec->length(), 2u);
+        EXPECT_EQ(codec->hasData(), 0);
+        EXPECT_EQ(codec->length(), 0u); // of the digit
+        EXPECT_EQ(readAll(blank), "4");
+    }
 }
 
 TEST(vnSerializeAdapterEncoder, undoesItsScrambling)
@@ -233,50 +281,4 @@ TEST(vnSerializeAdapterEncoder, undoesItsScrambling)
     restarted->setAdapter(queueWith(text), 0xFEDCBA9876543210);
     EXPECT_EQ(codec->length(), 10000u);
     EXPECT_EQ(readAll(codec), plain);
-}
-
-// What all of them have in common.
-TEST(vnSerializeAdapterFilter, codecsLookLikeTheirTargetAndSurviveFailures)
-{
-    const std::function<vnSerializeAdapter*(vnSerializeAdapter*)> makers[] = {
-        [](vnSerializeAdapter* target) { return new Base64(target); },
-        [](vnSerializeAdapter* target) { return new Hex(target); },
-        [](vnSerializeAdapter* target) { return new vnSerializeAdapterEncoder(target, 7); },
-        [](vnSerializeAdapter* target) { return new vnSerializeAdapterCompress(target); }};
-    for (const auto& make : makers)
-    {
-        Adapter memory = memoryWith(std::string(100, ' '));
-        memory->setName("name");
-        memory->setAdapterFlags(VN_ADAPTER_SILENT);
-        Adapter codec(make(memory));
-        EXPECT_EQ(codec->getURL(), "name");
-        EXPECT_EQ(codec->getAdapterFlags(), VN_ADAPTER_SILENT);
-        EXPECT_EQ(&codec->getRefInstanceArray(), &memory->getRefInstanceArray());
-        writeText(codec, "abc");
-        EXPECT_FALSE(codec->hasError());
-        codec->flush();
-        EXPECT_EQ(memory->length(), 0u); // a memory adapter is emptied by its flush
-        writeText(codec, "abc");
-        codec->flush();
-        EXPECT_EQ(codec->getError(), "Memory Adapter written beyond end");
-        codec = nullptr;
-
-        Adapter orphan(make(nullptr));
-        writeText(orphan, "abc");
-        orphan->flush();
-        EXPECT_EQ(readAll(orphan), dynamic_cast<vnSerializeAdapterCompress*>(orphan.get()) ? "abc" : "");
-
-        const std::string plain = noise(20000);
-        const unsigned int made = torture(
-            [&]
-            {
-                Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-                Adapter tortured(make(queue));
-                writeText(tortured, plain);
-                tortured->flush();
-                if (readAll(Adapter(make(queue)), 20000) != plain)
-                    throw std::runtime_error("other bytes");
-            });
-        EXPECT_GT(made, 3u);
-    }
 }

@@ -102,7 +102,7 @@ void vnRunDecode(vnArguments& arguments)
     vnCheckDistinct(source, words[1], words[2]);
     vnAdapter target = vnOpenStream(words[2], VN_SERIALIZE_OUTPUT);
     vnAdapter decoder = codec(source);
-    vnForEachBlock(decoder, "decode",
+    vnForEachBlock(decoder, "decode", source,
                    [&target](unsigned char* data, unsigned int size)
                    {
                        target->write(data, size);

@@ -65,8 +65,9 @@ vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action)
     return adapter;
 }
 
-vnBlockReader::vnBlockReader(vnAdapter& source, const char* banner)
-    : m_source(source), m_banner(banner), m_total(source->canSeek() ? source->length() : 0)
+vnBlockReader::vnBlockReader(vnAdapter& source, const char* banner, vnAdapter& counted)
+    : m_source(source), m_banner(banner), m_counted(counted),
+      m_total(counted->canSeek() ? counted->length() : 0)
 {
 }
 
@@ -82,9 +83,11 @@ unsigned int vnBlockReader::read(unsigned char* data, unsigned int size)
 {
     const unsigned int got = m_source->read(data, size);
     vnCheckError(m_source);
-    m_finished += got;
-    if (m_finished <= m_total)
-        vnProgress::progress(static_cast<unsigned char>(m_finished / m_total * 100.0), m_banner);
+    if (m_total > 0)
+    {
+        const vnUInt64 finished = m_total - std::min<vnUInt64>(m_total, m_counted->length());
+        vnProgress::progress(static_cast<unsigned char>(finished * 100 / m_total), m_banner);
+    }
     return got;
 }
 

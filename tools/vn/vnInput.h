@@ -41,8 +41,9 @@ class vnBlockReader
 public:
     static constexpr unsigned int VN_BLOCK = 1000000;
 
-    /// `banner` is only referred to.
-    vnBlockReader(vnAdapter& source, const char* banner);
+    /// `banner` is only referred to. How far it is is told by `counted`: the source, or an adapter behind it.
+    vnBlockReader(vnAdapter& source, const char* banner, vnAdapter& counted);
+    vnBlockReader(vnAdapter& source, const char* banner) : vnBlockReader(source, banner, source) {}
 
     /// The size of the next block, `VN_BLOCK` at most; 0 at the end. Waits for a source that does.
     unsigned int getNextSize();
@@ -53,16 +54,22 @@ public:
 private:
     vnAdapter& m_source;
     const char* m_banner;
-    double m_total;
-    double m_finished = 0;
+    vnAdapter& m_counted;
+    vnUInt64 m_total;
 };
 
-/// Hands all bytes of `source` to `put(data, size)`, and tells how far it is.
+/// Hands all bytes of `source` to `put(data, size)`, and tells how far it is by `counted`.
+template <class Put>
+void vnForEachBlock(vnAdapter& source, const char* banner, vnAdapter& counted, Put put)
+{
+    std::vector<unsigned char> block(vnBlockReader::VN_BLOCK);
+    vnBlockReader reader(source, banner, counted);
+    while (const unsigned int size = reader.getNextSize())
+        put(block.data(), reader.read(block.data(), size));
+}
+
 template <class Put>
 void vnForEachBlock(vnAdapter& source, const char* banner, Put put)
 {
-    std::vector<unsigned char> block(vnBlockReader::VN_BLOCK);
-    vnBlockReader reader(source, banner);
-    while (const unsigned int size = reader.getNextSize())
-        put(block.data(), reader.read(block.data(), size));
+    vnForEachBlock(source, banner, source, put);
 }

@@ -16,7 +16,10 @@ const std::vector<vnCommand>& vnCommands()
          "    vn copy dummy:1000000 file:noise.bin\n",
          vnRunCopy},
         {"decode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL", "undo what encode did",
-         "\"-\" stands for standard input or standard output.\n"
+         "\"-\" stands for standard input or standard output. A file that ends within a byte is an error, "
+         "but "
+         "for\n"
+         "base64 in which a stray \"=\" ends the last group early: that is not noticed.\n"
          "    vn decode base64 mail.txt picture.png\n",
          vnRunDecode},
         {"encode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL",

@@ -53,14 +53,14 @@ Bytef* inputOf(const unsigned char* bytes)
 unsigned int deflateInto(const unsigned char* from, unsigned int count, unsigned char* to, unsigned int room)
 {
     vnLentState<vnDeflateState> state;
-    z_stream* stream = state->begin();
-    if (!stream)
+    if (state->begin() != Z_OK)
         return 0;
-    stream->next_in = inputOf(from);
-    stream->avail_in = count;
-    stream->next_out = to;
-    stream->avail_out = room;
-    return deflate(stream, Z_FINISH) == Z_STREAM_END ? room - stream->avail_out : 0;
+    z_stream& stream = state->getStream();
+    stream.next_in = inputOf(from);
+    stream.avail_in = count;
+    stream.next_out = to;
+    stream.avail_out = room;
+    return deflate(&stream, Z_FINISH) == Z_STREAM_END ? room - stream.avail_out : 0;
 }
 
 struct BlockView
@@ -74,20 +74,23 @@ struct BlockView
 // Answers whether there is a whole number.
 bool readNumber(const unsigned char*& from, const unsigned char* end, vnUInt64& to)
 {
-    const unsigned char* begin = from;
-    to = vnVarUInt64::decode(from, end);
-    return from != begin && !(from[-1] & 0x80);
+    vnBlockNumber number;
+    bool isWhole = false;
+    while (!isWhole && from != end && !number.isTooLong())
+        isWhole = number.take(*from++);
+    to = number.value;
+    return isWhole;
 }
 
-// Answers whether the block may hold as much as it says.
-bool parse(const unsigned char* from, unsigned int count, BlockView& block)
+// Answers whether the block may hold as much as it says, and that is no more than `most`.
+bool parse(const unsigned char* from, unsigned int count, unsigned int most, BlockView& block)
 {
     const unsigned char* end = from + count;
     if (!readNumber(from, end, block.size) || !readNumber(from, end, block.method))
         return false;
     block.payload = from;
     block.count = static_cast<unsigned int>(end - from);
-    if (block.size > std::numeric_limits<unsigned int>::max())
+    if (block.size > most)
         return false;
     if (block.method == VN_METHOD_STORED)
         return block.size <= block.count;
@@ -99,25 +102,23 @@ template <class Grow>
 bool inflateBlock(const BlockView& block, unsigned int firstStep, Grow grow)
 {
     vnLentState<vnInflateState> state;
-    z_stream* stream = state->begin();
-    if (!stream)
+    if (state->begin() != Z_OK)
         return false;
-    stream->next_in = inputOf(block.payload);
-    stream->avail_in = block.count;
+    z_stream& stream = state->getStream();
+    stream.next_in = inputOf(block.payload);
+    stream.avail_in = block.count;
     const auto size = static_cast<unsigned int>(block.size);
     unsigned char nowhere = 0;
     unsigned int done = 0;
     for (unsigned int room = std::min(size, firstStep);; room += std::min(size - room, room))
     {
         unsigned char* place = grow(room);
-        stream->next_out = room > done ? place + done : &nowhere; // zlib wants an address also for no bytes
-        stream->avail_out = room - done;
-        const int result = inflate(stream, room == size ? Z_FINISH : Z_NO_FLUSH);
-        done = room - stream->avail_out;
+        stream.next_out = room > done ? place + done : &nowhere; // zlib wants an address also for no bytes
+        stream.avail_out = room - done;
+        const int result = inflate(&stream, room == size ? Z_FINISH : Z_NO_FLUSH);
+        done = room - stream.avail_out;
         if (result == Z_STREAM_END)
             return done == size;
-        if (result == Z_MEM_ERROR)
-            vnThrowBadAlloc(__FILE__, __LINE__);
         if (result != Z_OK || done < room || room == size)
             return false;
     }
@@ -149,10 +150,10 @@ unsigned char compressArray(const Array& source, Array& destination, Array& scra
 }
 
 template <class Array>
-bool fillFromBlock(const Array& source, Array& destination)
+bool fillFromBlock(const Array& source, unsigned int most, Array& destination)
 {
     BlockView block;
-    if (!parse(bytesOf(source), source.getSize(), block))
+    if (!parse(bytesOf(source), source.getSize(), most, block))
         return false;
     const auto grow = [&destination](unsigned int size)
     {
@@ -167,14 +168,24 @@ bool fillFromBlock(const Array& source, Array& destination)
 }
 
 template <class Array>
-unsigned char uncompressArray(const Array& source, Array& destination)
+unsigned char uncompressArray(const Array& source, Array& destination, unsigned int most)
 {
     Array own;
     const bool isSame = &source == &destination;
     if (isSame)
         own.swap(destination);
-    if (fillFromBlock(isSame ? own : source, destination))
-        return 1;
+    try
+    {
+        if (fillFromBlock(isSame ? own : source, most, destination))
+            return 1;
+    }
+    catch (...)
+    {
+        destination.setSize(0);
+        if (isSame)
+            own.swap(destination); // the source is not lost
+        throw;
+    }
     destination.setSize(0);
     return 0;
 }
@@ -186,26 +197,18 @@ vnCompressState::vnCompressState() noexcept
     m_stream.zfree = release;
 }
 
-bool vnCompressState::check(int result)
-{
-    if (result == Z_MEM_ERROR)
-        vnThrowBadAlloc(__FILE__, __LINE__);
-    return result == Z_OK;
-}
-
 vnDeflateState::~vnDeflateState()
 {
     if (m_isReady)
         deflateEnd(&m_stream);
 }
 
-z_stream* vnDeflateState::begin()
+int vnDeflateState::begin()
 {
     // A state that was used gives the same bytes as a new one, and costs less.
-    const bool isOk =
-        check(m_isReady ? deflateReset(&m_stream) : deflateInit(&m_stream, Z_DEFAULT_COMPRESSION));
-    m_isReady |= isOk;
-    return isOk ? &m_stream : nullptr;
+    const int result = m_isReady ? deflateReset(&m_stream) : deflateInit(&m_stream, Z_DEFAULT_COMPRESSION);
+    m_isReady |= result == Z_OK;
+    return result;
 }
 
 vnInflateState::~vnInflateState()
@@ -214,11 +217,11 @@ vnInflateState::~vnInflateState()
         inflateEnd(&m_stream);
 }
 
-z_stream* vnInflateState::begin()
+int vnInflateState::begin()
 {
-    const bool isOk = check(m_isReady ? inflateReset(&m_stream) : inflateInit(&m_stream));
-    m_isReady |= isOk;
-    return isOk ? &m_stream : nullptr;
+    const int result = m_isReady ? inflateReset(&m_stream) : inflateInit(&m_stream);
+    m_isReady |= result == Z_OK;
+    return result;
 }
 
 unsigned int vnWriteBlock(const unsigned char* from, unsigned int count, unsigned char* to, unsigned int room)
@@ -281,27 +284,28 @@ vnUInt64 vnCompressBound(unsigned int count)
     return vnVarUInt64::sizeOf(count) + 1 + vnUInt64{compressBound(count)};
 }
 
-unsigned char vnUnCompress(const vnArray<unsigned char>& source, vnArray<unsigned char>& destination)
+unsigned char vnUnCompress(const vnArray<unsigned char>& source, vnArray<unsigned char>& destination,
+                           unsigned int most)
 {
-    return uncompressArray(source, destination);
+    return uncompressArray(source, destination, most);
 }
 
 unsigned char vnUnCompress(const vnDynamicArray<unsigned char>& source,
-                           vnDynamicArray<unsigned char>& destination)
+                           vnDynamicArray<unsigned char>& destination, unsigned int most)
 {
-    return uncompressArray(source, destination);
+    return uncompressArray(source, destination, most);
 }
 
 unsigned char vnUnCompress(const vnArray<vnQuadWordAligned<unsigned char>>& source,
-                           vnArray<vnQuadWordAligned<unsigned char>>& destination)
+                           vnArray<vnQuadWordAligned<unsigned char>>& destination, unsigned int most)
 {
-    return uncompressArray(source, destination);
+    return uncompressArray(source, destination, most);
 }
 
 unsigned char vnUnCompress(const vnDynamicArray<vnQuadWordAligned<unsigned char>>& source,
-                           vnDynamicArray<vnQuadWordAligned<unsigned char>>& destination)
+                           vnDynamicArray<vnQuadWordAligned<unsigned char>>& destination, unsigned int most)
 {
-    return uncompressArray(source, destination);
+    return uncompressArray(source, destination, most);
 }
 
 unsigned char vnUnCompress(const unsigned char* source, unsigned int count, unsigned char* destination,
@@ -310,7 +314,7 @@ unsigned char vnUnCompress(const unsigned char* source, unsigned int count, unsi
     const unsigned int room = size;
     size = 0;
     BlockView block;
-    if (!parse(source, count, block) || block.size > room)
+    if (!parse(source, count, room, block))
         return 0;
     if (block.method == VN_METHOD_STORED && block.size > 0)
         std::memcpy(destination, block.payload, block.size);

@@ -3,6 +3,8 @@
 
 #include "vnThreadScratch.h"
 
+#include <vnBase/vnSerializeAdapterFilter.h>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -168,7 +170,25 @@ vnString vnSerializeAdapter::getURL() const
     return m_attributes.isEmpty() ? url : url + "?" + m_attributes;
 }
 
+// An adapter in front of another one has no tables of its own: the last adapter of a stack holds them.
+const vnSerializeAdapter& vnSerializeAdapter::getInstanceHolder() const noexcept
+{
+    const vnSerializeAdapter* holder = this;
+    while (const auto* filter = dynamic_cast<const vnSerializeAdapterFilter*>(holder))
+    {
+        if (!filter->getAdapter())
+            break;
+        holder = filter->getAdapter();
+    }
+    return *holder;
+}
+
 void vnSerializeAdapter::copySharedRefData(const vnSerializeAdapter& other)
+{
+    const_cast<vnSerializeAdapter&>(getInstanceHolder()).copyInstances(other.getInstanceHolder());
+}
+
+void vnSerializeAdapter::copyInstances(const vnSerializeAdapter& other)
 {
     if (this == &other)
         return;
@@ -282,6 +302,8 @@ unsigned int vnSerializeAdapter::skip(unsigned int count)
 
 unsigned char vnSerializeAdapter::probe(unsigned int count)
 {
+    if (count == 1 && m_lengthIsEstimate)
+        return !m_pushBack.isEmpty() || hasData_imp();
     if (count <= length())
         return 1;
     return count == 1 ? hasData_imp() : probeByReading(count);

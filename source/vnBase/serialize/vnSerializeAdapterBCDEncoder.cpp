@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
 
+#include "vnDelivery.h"
 #include "vnTextSource.h"
 
-vnType vnSerializeAdapterBCDEncoder::s_type(vnSerializeAdapterFilter::getClassType(),
+vnType vnSerializeAdapterBCDEncoder::s_type(vnSerializeAdapter::getClassType(),
                                             "vnSerializeAdapterBCDEncoder");
 
 namespace
@@ -94,20 +95,39 @@ unsigned int decode(vnTextSource& source, unsigned char* to, unsigned int room)
 int readPair(vnTextSource& source, unsigned int wanted)
 {
     const unsigned int text = std::min(wanted, 65536u) * 2 * source.getCharacterSize();
+    source.beginGroup();
     const int high = source.get(text);
     if (high < 0)
         return -1;
-    const vnTextSource::Mark first = source.getLast();
     const int low = source.get(text - source.getCharacterSize());
     if (low >= 0)
         return VN_VALUES.high[high] | VN_VALUES.low[low];
-    source.release(first);
+    source.giveGroupBack();
     return -1;
+}
+
+// Reads up to `count` bytes and counts them in `done` as they come.
+void readText(vnTextSource& source, unsigned char* data, unsigned int count, unsigned int& done)
+{
+    while (done < count)
+    {
+        unsigned char* to = data + done;
+        const unsigned int left = count - done;
+        done += source.getCharacterSize() == 2 ? decode<2>(source, to, left) : decode<1>(source, to, left);
+        if (done == count)
+            break;
+        const int byte = readPair(source, count - done);
+        if (byte < 0)
+            break;
+        data[done++] = static_cast<unsigned char>(byte);
+    }
+    source.release();
 }
 } // namespace
 
 vnSerializeAdapterBCDEncoder::vnSerializeAdapterBCDEncoder(vnSerializeAdapter* target)
 {
+    setLengthIsEstimate();
     holdTarget(target);
 }
 
@@ -115,20 +135,13 @@ vnSerializeAdapterBCDEncoder::~vnSerializeAdapterBCDEncoder() noexcept(false) = 
 
 void vnSerializeAdapterBCDEncoder::setAdapter(vnSerializeAdapter* target)
 {
-    m_isDirty = false;
-    vnSerializeAdapter::flush();
-    vnSerializeAdapter::setError(vnString());
-    holdTarget(target);
+    startAnew(target);
 }
 
 void vnSerializeAdapterBCDEncoder::flush()
 {
     vnSerializeAdapter::flush();
-    vnSerializeAdapter* target = getAdapter();
-    if (!m_isDirty || !target)
-        return;
-    target->flush();
-    m_isDirty = target->hasError(); // so that another try reaches it
+    flushTarget();
 }
 
 void vnSerializeAdapterBCDEncoder::write_imp(unsigned char* data, unsigned int count)
@@ -136,7 +149,7 @@ void vnSerializeAdapterBCDEncoder::write_imp(unsigned char* data, unsigned int c
     vnSerializeAdapter* target = getAdapter();
     if (!target || count == 0)
         return;
-    m_isDirty = true;
+    noteWritten();
     const unsigned int characterSize = vnCharacterSize(*target);
     unsigned char text[VN_BYTES * 4];
     for (unsigned int done = 0; done < count;)
@@ -153,7 +166,7 @@ void vnSerializeAdapterBCDEncoder::write_imp(unsigned char byte)
     vnSerializeAdapter* target = getAdapter();
     if (!target)
         return;
-    m_isDirty = true;
+    noteWritten();
     if (vnCharacterSize(*target) == 2)
         target->write(VN_TEXTS<2>.text[byte], 4);
     else
@@ -165,21 +178,7 @@ unsigned int vnSerializeAdapterBCDEncoder::read_imp(unsigned char* data, unsigne
     if (!getAdapter())
         return 0;
     vnTextSource source(*getAdapter());
-    unsigned int done = 0;
-    while (done < count)
-    {
-        unsigned char* to = data + done;
-        const unsigned int left = count - done;
-        done += source.getCharacterSize() == 2 ? decode<2>(source, to, left) : decode<1>(source, to, left);
-        if (done == count)
-            break;
-        const int byte = readPair(source, count - done);
-        if (byte < 0)
-            break;
-        data[done++] = static_cast<unsigned char>(byte);
-    }
-    source.release();
-    return done;
+    return vnDeliver(*this, data, 0, [&](unsigned int& done) { readText(source, data, count, done); });
 }
 
 unsigned char vnSerializeAdapterBCDEncoder::read_imp()
@@ -191,17 +190,11 @@ unsigned char vnSerializeAdapterBCDEncoder::read_imp()
 unsigned int vnSerializeAdapterBCDEncoder::length_imp()
 {
     vnSerializeAdapter* target = getAdapter();
-    const unsigned int length = target ? target->length() : 0;
-    return length > 0 && hasGroup() ? length / (2 * vnCharacterSize(*target)) : 0;
+    return target ? target->length() / (2 * vnCharacterSize(*target)) : 0;
 }
 
+// Takes the white space before the digits.
 unsigned char vnSerializeAdapterBCDEncoder::hasData_imp()
-{
-    return hasGroup();
-}
-
-// Whether the target has two digits; takes the white space before them.
-bool vnSerializeAdapterBCDEncoder::hasGroup()
 {
     vnSerializeAdapter* target = getAdapter();
     if (!target || !target->supportAction(VN_SERIALIZE_INPUT))

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
 
+#include "vnDelivery.h"
 #include "vnTextSource.h"
 
+#include <exception>
 #include <limits>
 
-vnType vnSerializeAdapterBase64Encoder::s_type(vnSerializeAdapterFilter::getClassType(),
+vnType vnSerializeAdapterBase64Encoder::s_type(vnSerializeAdapter::getClassType(),
                                                "vnSerializeAdapterBase64Encoder");
 
 namespace
@@ -131,25 +133,34 @@ unsigned int decode(vnTextSource& source, unsigned char* to, unsigned int room)
 
 vnSerializeAdapterBase64Encoder::vnSerializeAdapterBase64Encoder(vnSerializeAdapter* target)
 {
+    setLengthIsEstimate();
     holdTarget(target);
 }
 
-vnSerializeAdapterBase64Encoder::~vnSerializeAdapterBase64Encoder() noexcept(false) = default;
+vnSerializeAdapterBase64Encoder::~vnSerializeAdapterBase64Encoder() noexcept(false)
+{
+    try
+    {
+        vnSerializeAdapterBase64Encoder::flush();
+    }
+    catch (...)
+    {
+        if (std::uncaught_exceptions() == 0)
+            throw; // the members are destroyed nevertheless
+    }
+}
 
 void vnSerializeAdapterBase64Encoder::setAdapter(vnSerializeAdapter* target)
 {
     m_pendingRead = m_pendingWrite = 0;
-    m_isDirty = false;
-    vnSerializeAdapter::flush();
-    vnSerializeAdapter::setError(vnString());
-    holdTarget(target);
+    startAnew(target);
 }
 
 void vnSerializeAdapterBase64Encoder::flush()
 {
     vnSerializeAdapter::flush();
     vnSerializeAdapter* target = getAdapter();
-    if (!m_isDirty || !target)
+    if (!isTargetDirty() || !target)
     {
         m_pendingRead = 0;
         return;
@@ -166,8 +177,7 @@ void vnSerializeAdapterBase64Encoder::flush()
         target->write(text, static_cast<unsigned int>(end - text));
         m_pendingWrite = 0;
     }
-    target->flush();
-    m_isDirty = target->hasError(); // so that another try reaches it
+    flushTarget();
 }
 
 void vnSerializeAdapterBase64Encoder::write_imp(unsigned char* data, unsigned int count)
@@ -175,7 +185,7 @@ void vnSerializeAdapterBase64Encoder::write_imp(unsigned char* data, unsigned in
     vnSerializeAdapter* target = getAdapter();
     if (!target || count == 0)
         return;
-    m_isDirty = true;
+    noteWritten();
     const bool isWide = vnCharacterSize(*target) == 2;
     unsigned char text[VN_GROUPS * 8];
     unsigned int done = 0;
@@ -188,12 +198,15 @@ void vnSerializeAdapterBase64Encoder::write_imp(unsigned char* data, unsigned in
     };
     if (m_pendingWrite > 0)
     {
-        while (m_pendingWrite < 3 && done < count)
-            m_writeBytes[m_pendingWrite++] = data[done++];
-        if (m_pendingWrite < 3)
+        done = std::min(count, 3 - m_pendingWrite);
+        std::memcpy(m_writeBytes + m_pendingWrite, data, done);
+        if (m_pendingWrite + done < 3)
+        {
+            m_pendingWrite += done;
             return;
+        }
+        put(m_writeBytes, 3); // when that throws, what was pending before still is
         m_pendingWrite = 0;
-        put(m_writeBytes, 3);
     }
     while (count - done >= 3)
     {
@@ -212,16 +225,23 @@ void vnSerializeAdapterBase64Encoder::write_imp(unsigned char byte)
         write_imp(&byte, 1);
         return;
     }
-    m_isDirty = true;
+    noteWritten();
     m_writeBytes[m_pendingWrite++] = byte;
 }
 
 unsigned int vnSerializeAdapterBase64Encoder::read_imp(unsigned char* data, unsigned int count)
 {
-    unsigned int done = takePending(data, count);
-    if (done == count || !getAdapter())
-        return done;
+    const unsigned int pending = takePending(data, count);
+    if (pending == count || !getAdapter())
+        return pending;
     vnTextSource source(*getAdapter());
+    return vnDeliver(*this, data, pending, [&](unsigned int& done) { readText(source, data, count, done); });
+}
+
+// Reads up to `count` bytes and counts them in `done` as they come.
+void vnSerializeAdapterBase64Encoder::readText(vnTextSource& source, unsigned char* data, unsigned int count,
+                                               unsigned int& done)
+{
     while (done < count)
     {
         unsigned char* to = data + done;
@@ -234,7 +254,6 @@ unsigned int vnSerializeAdapterBase64Encoder::read_imp(unsigned char* data, unsi
         done += takePending(data + done, count - done);
     }
     source.release();
-    return done;
 }
 
 unsigned char vnSerializeAdapterBase64Encoder::read_imp()
@@ -246,21 +265,17 @@ unsigned char vnSerializeAdapterBase64Encoder::read_imp()
 unsigned int vnSerializeAdapterBase64Encoder::length_imp()
 {
     vnSerializeAdapter* target = getAdapter();
-    const vnUInt64 length = target ? target->length() : 0;
-    if (length > 0 && m_pendingRead == 0 && !hasGroup())
-        return 0;
-    const vnUInt64 size = length * 3 / (4 * (target ? vnCharacterSize(*target) : 1)) + m_pendingRead;
-    return static_cast<unsigned int>(std::min<vnUInt64>(size, std::numeric_limits<unsigned int>::max()));
+    const vnUInt64 pending = m_pendingRead + m_pendingWrite;
+    const vnUInt64 text = target ? target->length() * vnUInt64{3} / (4 * vnCharacterSize(*target)) : 0;
+    constexpr vnUInt64 most = std::numeric_limits<unsigned int>::max();
+    return static_cast<unsigned int>(std::min(text + pending, most));
 }
 
+// Takes what stands before the next group that yields bytes.
 unsigned char vnSerializeAdapterBase64Encoder::hasData_imp()
 {
-    return m_pendingRead > 0 || hasGroup();
-}
-
-// Whether the target has a group that yields bytes; takes what stands before it.
-bool vnSerializeAdapterBase64Encoder::hasGroup()
-{
+    if (m_pendingRead > 0)
+        return 1;
     vnSerializeAdapter* target = getAdapter();
     if (!target || !target->supportAction(VN_SERIALIZE_INPUT))
         return false;
@@ -276,6 +291,7 @@ bool vnSerializeAdapterBase64Encoder::readGroup(vnTextSource& source, unsigned i
     {
         unsigned int place = 0;
         m_readBits = 0;
+        source.beginGroup();
         for (; place < 4; ++place)
         {
             const auto used = place * source.getCharacterSize();

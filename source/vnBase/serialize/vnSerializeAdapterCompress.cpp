@@ -4,21 +4,27 @@
 #include "vnAdapterError.h"
 #include "vnAdapterWindow.h"
 #include "vnCompressState.h"
+#include "vnDelivery.h"
+#include "vnQueueRoom.h"
+#include "vnReadClaimed.h"
 
 #include <vnBase/vnCompress.h>
 
 #include <algorithm>
 #include <exception>
-#include <limits>
 
-vnType vnSerializeAdapterCompress::s_type(vnSerializeAdapterFilter::getClassType(),
-                                          "vnSerializeAdapterCompress");
+vnType vnSerializeAdapterCompress::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterCompress");
 
 namespace
 {
 constexpr unsigned int VN_INPUT_PIECE = 16384;
 constexpr unsigned int VN_OUTPUT_STEP = 65536;
-constexpr unsigned int VN_MAX_SIZE = std::numeric_limits<unsigned int>::max();
+
+// What a reader keeps for the next block. It takes more for a large one, and gives that back.
+constexpr unsigned int VN_LARGEST_KEPT = 16u << 20;
+
+// In a row, before there is a byte. A source that gives nothing else must not hold its reader for ever.
+constexpr unsigned int VN_MAX_EMPTY_BLOCKS = 65536;
 
 // The bytes that can be asked for without waiting longer than the target does for one.
 unsigned int pieceOf(vnSerializeAdapter& source, unsigned int most)
@@ -30,40 +36,46 @@ unsigned int pieceOf(vnSerializeAdapter& source, unsigned int most)
 class BlockReader
 {
 public:
-    BlockReader(vnSerializeAdapter& source, vnQueue<unsigned char>& to) : m_source(source), m_to(to) {}
-
-    // Answers 0 for a damaged block.
-    bool read()
+    // `raw` is working memory.
+    BlockReader(vnSerializeAdapter& source, vnQueue<unsigned char>& to, vnDynamicArray<unsigned char>& raw)
+        : m_source(source), m_to(to), m_raw(raw)
     {
-        vnUInt64 size = 0;
-        vnUInt64 method = 0;
-        if (!readNumber(size) || !readNumber(method) || size > VN_MAX_SIZE)
-            return false;
-        m_size = static_cast<unsigned int>(size);
-        if (method == VN_METHOD_STORED)
-            return readStored();
-        return method == VN_METHOD_ZLIB && readDeflated();
     }
 
-    vnUInt64 getTaken() const noexcept { return m_taken; }
+    // Answers 0 for a damaged block, and for one that holds more than `most` bytes. After an exception what
+    // was taken can be given back.
+    bool read(unsigned int most)
+    {
+        vnBlockNumber size;
+        vnBlockNumber method;
+        if (!readNumber(size) || !readNumber(method) || size.value > most)
+            return false;
+        m_size = static_cast<unsigned int>(size.value);
+        if (method.value == VN_METHOD_STORED)
+            return readStored();
+        return method.value == VN_METHOD_ZLIB && readDeflated();
+    }
+
+    vnUInt64 getTaken() const noexcept { return vnUInt64{m_headSize} + m_storedSize + m_rawSize; }
+
+    // Puts all that was taken back in front of the source.
+    void giveBack()
+    {
+        vnAdapterWindow::unread(m_source, m_to.data(), m_storedSize);
+        vnAdapterWindow::unread(m_source, m_raw.data(), m_rawSize);
+        vnAdapterWindow::unread(m_source, m_head, m_headSize);
+    }
 
 private:
-    bool readNumber(vnUInt64& value)
+    bool readNumber(vnBlockNumber& number)
     {
-        value = 0;
-        unsigned char byte = 0x80;
-        for (unsigned int shift = 0; byte & 0x80; shift += 7)
+        bool isWhole = false;
+        while (!isWhole && !number.isTooLong() && m_source.hasData())
         {
-            if (!m_source.hasData())
-                return false;
-            byte = m_source.read();
-            ++m_taken;
-            if (shift < 64)
-                value |= vnUInt64{byte & 0x7Fu} << shift;
-            else
-                shift = 64; // what is there adds nothing, and the count must not wrap
+            m_head[m_headSize] = m_source.read();
+            isWhole = number.take(m_head[m_headSize++]);
         }
-        return true;
+        return isWhole;
     }
 
     // The room for the next bytes, in steps that grow with what came.
@@ -78,7 +90,7 @@ private:
             const unsigned int step = pieceOf(m_source, nextStep());
             const unsigned int got = m_source.read(m_to.reserve(step), step);
             commit(got);
-            m_taken += got;
+            m_storedSize += got;
             if (got == 0)
                 return false;
         }
@@ -88,20 +100,22 @@ private:
     bool readDeflated()
     {
         vnLentState<vnInflateState> state;
-        z_stream* stream = state->begin();
-        if (!stream)
-            return false;
-        int result = Z_OK;
-        while (result == Z_OK)
+        z_stream& stream = state->getStream();
+        int result = state->begin();
+        while (result == Z_OK && m_rawSize <= getLargestRaw())
         {
             const unsigned char* next = vnAdapterWindow::next(m_source);
-            const std::size_t open = static_cast<std::size_t>(vnAdapterWindow::end(m_source) - next);
+            const auto open = static_cast<std::size_t>(vnAdapterWindow::end(m_source) - next);
             if (open > 0)
             {
-                // What lies open is not copied, and what is left of it is not pushed back.
-                result = inflateSome(*stream, next,
-                                     static_cast<unsigned int>(std::min<std::size_t>(open, VN_MAX_SIZE)));
-                vnAdapterWindow::advance(m_source, stream->next_in);
+                // What is left of it needs not be pushed back.
+                const auto count = static_cast<unsigned int>(std::min<std::size_t>(open, VN_INPUT_PIECE));
+                unsigned char* piece = makeRawRoom(count);
+                std::memcpy(piece, next, count);
+                result = inflateSome(stream, piece, count);
+                const unsigned int used = count - stream.avail_in;
+                vnAdapterWindow::advance(m_source, next + used);
+                m_rawSize += used;
                 continue;
             }
             if (!m_source.hasData())
@@ -109,32 +123,45 @@ private:
             // No more than the block can take, so that little is pushed back.
             const auto most =
                 static_cast<unsigned int>(std::min<vnUInt64>(vnCompressBound(m_size), VN_INPUT_PIECE));
-            const unsigned int got = m_source.read(m_input, pieceOf(m_source, most));
+            const unsigned int step = pieceOf(m_source, most);
+            unsigned char* piece = makeRawRoom(step);
+            const unsigned int got = m_source.read(piece, step);
             if (got == 0)
                 return false;
-            result = inflateSome(*stream, m_input, got);
-            vnAdapterWindow::unread(m_source, stream->next_in, stream->avail_in);
+            m_rawSize += got;
+            result = inflateSome(stream, piece, got);
+            vnAdapterWindow::unread(m_source, stream.next_in, stream.avail_in);
+            m_rawSize -= stream.avail_in;
         }
+        if (result == Z_MEM_ERROR)
+            vnThrowBadAlloc(__FILE__, __LINE__); // no damage, and the block can be read another time
         return result == Z_STREAM_END && m_done == m_size;
     }
 
-    // Answers Z_OK when more input is needed.
-    int inflateSome(z_stream& stream, const unsigned char* input, unsigned int count)
+    // A stream may go on without yielding anything; what is kept of it must not.
+    vnUInt64 getLargestRaw() const { return 2 * vnCompressBound(m_size) + VN_OUTPUT_STEP; }
+
+    unsigned char* makeRawRoom(unsigned int count)
     {
-        stream.next_in = const_cast<Bytef*>(input); // zlib reads only
+        vnGrowTo(m_raw, vnCheckedSize(std::size_t{m_rawSize} + count));
+        return m_raw.data() + m_rawSize;
+    }
+
+    // Answers Z_OK when more input is needed.
+    int inflateSome(z_stream& stream, unsigned char* input, unsigned int count)
+    {
+        stream.next_in = input;
         stream.avail_in = count;
+        unsigned char nowhere = 0;
         int result = Z_OK;
         while (result == Z_OK && stream.avail_in > 0)
         {
             const unsigned int room = nextStep();
-            stream.next_out = room > 0 ? m_to.reserve(room) : m_input; // an address also for no bytes
+            stream.next_out = room > 0 ? m_to.reserve(room) : &nowhere; // an address also for no bytes
             stream.avail_out = room;
             result = inflate(&stream, Z_NO_FLUSH);
             commit(room - stream.avail_out);
         }
-        if (result == Z_MEM_ERROR)
-            vnThrowBadAlloc(__FILE__, __LINE__);
-        m_taken += count - stream.avail_in;
         return result;
     }
 
@@ -146,10 +173,20 @@ private:
 
     vnSerializeAdapter& m_source;
     vnQueue<unsigned char>& m_to;
+    vnDynamicArray<unsigned char>& m_raw;
     unsigned int m_size = 0;
     unsigned int m_done = 0;
-    vnUInt64 m_taken = 0;
-    unsigned char m_input[VN_INPUT_PIECE];
+    // What was taken: the head, and what of a payload stands in the queue or in the working memory.
+    unsigned char m_head[2 * vnBlockNumber::VN_MAX_SIZE];
+    unsigned int m_headSize = 0;
+    unsigned int m_storedSize = 0;
+    unsigned int m_rawSize = 0;
+};
+
+struct QueueClearer
+{
+    ~QueueClearer() { queue.clear(); }
+    vnQueue<unsigned char>& queue;
 };
 
 // Reads what the source holds now, which may be less than it claims. Answers how much came.
@@ -191,26 +228,20 @@ vnSerializeAdapterCompress::~vnSerializeAdapterCompress() noexcept(false)
 void vnSerializeAdapterCompress::setAdapter(vnSerializeAdapter* target)
 {
     settled().clear();
-    m_isDirty = m_isTargetDirty = false;
-    vnSerializeAdapter::flush();
-    vnSerializeAdapter::setError(vnString());
-    holdTarget(target);
+    m_isDirty = false;
+    startAnew(target);
 }
 
 void vnSerializeAdapterCompress::flush()
 {
     settled();
     vnSerializeAdapter::flush();
-    vnSerializeAdapter* target = getAdapter();
-    if (!target)
+    if (!getAdapter())
         return;
     if (m_isDirty && !m_queue.isEmpty())
         writeBlock();
     m_isDirty = false;
-    if (!m_isTargetDirty)
-        return;
-    target->flush();
-    m_isTargetDirty = target->hasError(); // so that another try reaches it
+    flushTarget();
 }
 
 void vnSerializeAdapterCompress::setChunkSize(unsigned int chunk)
@@ -223,16 +254,10 @@ void vnSerializeAdapterCompress::write_imp(unsigned char* data, unsigned int cou
     if (count == 0)
         return;
     vnQueue<unsigned char>& queue = settled();
-    if (queue.isEmpty())
-        queue.clear();
-    const unsigned int back = queue.getBack();
-    unsigned int room = queue.getCapacity() - back;
-    if (count > room)
-    {
-        // Half of what is there comes on top, so that a large block is not copied at every chunk.
-        const bool fits = back + vnUInt64{back / 2} < vnUInt64{VN_MAX_SIZE} - queue.getChunkSize();
-        room = fits ? std::max(count, back / 2) : count;
-    }
+    // Written and read in turn it must not creep through ever more memory.
+    if (count > queue.getCapacity() - queue.getBack() && queue.getFront() > queue.getBack() / 2)
+        queue.cleanUp();
+    const unsigned int room = vnQueueRoom(queue, count);
     unsigned char* place = queue.reserve(room);
     std::memcpy(place, data, count);
     queue.commit(count);
@@ -247,16 +272,20 @@ void vnSerializeAdapterCompress::write_imp(unsigned char byte)
 
 unsigned int vnSerializeAdapterCompress::read_imp(unsigned char* data, unsigned int count)
 {
-    unsigned int done = settled().pop(data, count);
-    while (done < count && fill(true))
-        done += settled().pop(data + done, count - done);
+    const auto pop = [&](unsigned int& done)
+    {
+        done = settled().pop(data, count);
+        while (done < count && fill())
+            done += settled().pop(data + done, count - done);
+    };
+    const unsigned int done = vnDeliver(*this, data, 0, pop);
     openForReading();
     return done;
 }
 
 unsigned char vnSerializeAdapterCompress::read_imp()
 {
-    fill(true);
+    fill();
     const unsigned char byte = settled().pop(); // throws when there is none
     openForReading();
     return byte;
@@ -264,13 +293,12 @@ unsigned char vnSerializeAdapterCompress::read_imp()
 
 unsigned int vnSerializeAdapterCompress::length_imp()
 {
-    fill(false);
     return getBuffered();
 }
 
 unsigned char vnSerializeAdapterCompress::hasData_imp()
 {
-    return fill(true);
+    return fill();
 }
 
 // The queue with all that was read and written through the windows, which are closed.
@@ -300,19 +328,27 @@ unsigned int vnSerializeAdapterCompress::getBuffered() const
     return m_queue.getCount();
 }
 
-// Takes blocks until there are bytes; for those that are not there yet it waits if told so. Answers whether
-// there are bytes.
-bool vnSerializeAdapterCompress::fill(bool waits)
+// Takes blocks until there are bytes, and waits for them where the target does. Answers whether there are.
+bool vnSerializeAdapterCompress::fill()
 {
     vnSerializeAdapter* target = getAdapter();
     if (getBuffered() > 0)
         return true;
     if (!target || !target->supportAction(VN_SERIALIZE_INPUT))
         return false;
-    while (getBuffered() == 0 && (target->length() > 0 || (waits && target->hasData())))
+    for (unsigned int taken = 0; target->hasData(); ++taken)
+    {
+        if (taken == VN_MAX_EMPTY_BLOCKS)
+        {
+            reportDamage(dropAll(*target));
+            return false;
+        }
         if (!takeBlock())
             return false;
-    return getBuffered() > 0;
+        if (!m_queue.isEmpty())
+            return true;
+    }
+    return false;
 }
 
 // Makes the queue, which is empty, the bytes of the next block. Answers 0 for a damaged one.
@@ -320,18 +356,25 @@ bool vnSerializeAdapterCompress::takeBlock()
 {
     vnQueue<unsigned char>& queue = settled();
     queue.clear();
+    if (queue.getCapacity() > VN_LARGEST_KEPT)
+        queue = vnQueue<unsigned char>(VN_QUEUE_FIFO, queue.getChunkSize());
     m_isDirty = false; // what was written has been read back
-    BlockReader reader(*getAdapter(), queue);
+    BlockReader reader(*getAdapter(), queue, m_raw);
+    bool isWhole = false;
     try
     {
-        if (reader.read())
-            return true;
+        isWhole = reader.read(m_maxBlockSize);
     }
     catch (...)
     {
-        queue.clear(); // no part of a block
+        const QueueClearer clearer{queue}; // no part of a block, also when there is no memory to give it back
+        reader.giveBack();
         throw;
     }
+    if (m_raw.getCapacity() > VN_LARGEST_KEPT)
+        m_raw.reallocate(0);
+    if (isWhole)
+        return true;
     queue.clear();
     reportDamage(reader.getTaken() + dropAll(*getAdapter()));
     return false;
@@ -343,7 +386,7 @@ void vnSerializeAdapterCompress::writeBlock()
     if (m_compressed.getSize() < room)
         m_compressed.setSize(room);
     const unsigned int size = vnWriteBlock(m_queue.data(), m_queue.getCount(), m_compressed.data(), room);
-    m_isTargetDirty = true;
+    noteWritten();
     getAdapter()->write(m_compressed.data(), size);
     m_queue.clear();
 }

@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-vnType vnSerializeAdapterEncoder::s_type(vnSerializeAdapterFilter::getClassType(),
-                                         "vnSerializeAdapterEncoder");
+vnType vnSerializeAdapterEncoder::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterEncoder");
 
 namespace
 {
@@ -67,20 +66,13 @@ void vnSerializeAdapterEncoder::setAdapter(vnSerializeAdapter* target, vnUInt64 
 {
     m_key = key;
     m_previous = 0;
-    m_isDirty = false;
-    vnSerializeAdapter::flush();
-    vnSerializeAdapter::setError(vnString());
-    holdTarget(target);
+    startAnew(target);
 }
 
 void vnSerializeAdapterEncoder::flush()
 {
     vnSerializeAdapter::flush();
-    vnSerializeAdapter* target = getAdapter();
-    if (!m_isDirty || !target)
-        return;
-    target->flush();
-    m_isDirty = target->hasError(); // so that another try reaches it
+    flushTarget();
 }
 
 void vnSerializeAdapterEncoder::write_imp(unsigned char* data, unsigned int count)
@@ -88,13 +80,17 @@ void vnSerializeAdapterEncoder::write_imp(unsigned char* data, unsigned int coun
     vnSerializeAdapter* target = getAdapter();
     if (!target || count == 0)
         return;
-    m_isDirty = true;
+    noteWritten();
     unsigned char piece[VN_PIECE];
     for (unsigned int done = 0; done < count;)
     {
         const unsigned int step = std::min(count - done, VN_PIECE);
-        scramble(data + done, step, piece, m_key, m_previous);
+        vnUInt64 key = m_key;
+        unsigned char previous = m_previous;
+        scramble(data + done, step, piece, key, previous);
         target->write(piece, step);
+        m_key = key; // not for bytes that were refused
+        m_previous = previous;
         done += step;
     }
 }

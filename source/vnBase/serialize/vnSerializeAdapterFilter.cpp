@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterFilter.h>
 
-vnType vnSerializeAdapterFilter::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterFilter");
-
 vnSerializeAdapterFilter::~vnSerializeAdapterFilter() noexcept(false) = default;
 
 void vnSerializeAdapterFilter::holdTarget(vnSerializeAdapter* target)
@@ -17,6 +15,27 @@ void vnSerializeAdapterFilter::holdTarget(vnSerializeAdapter* target)
         setAdapterFlags(target->getAdapterFlags());
     }
     m_target = target;
+}
+
+void vnSerializeAdapterFilter::startAnew(vnSerializeAdapter* target)
+{
+    m_isTargetDirty = false;
+    vnSerializeAdapter::flush();
+    vnSerializeAdapter::setError(vnString());
+    holdTarget(target);
+}
+
+void vnSerializeAdapterFilter::flushTarget()
+{
+    if (!m_isTargetDirty || !m_target)
+        return;
+    m_target->flush();
+    m_isTargetDirty = m_target->hasError();
+}
+
+unsigned char vnSerializeAdapterFilter::supportAction(vnSerializeAction action)
+{
+    return m_target ? m_target->supportAction(action) : vnSerializeAdapter::supportAction(action);
 }
 
 unsigned char vnSerializeAdapterFilter::hasError()

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterQueue.h>
 
-#include <algorithm>
+#include "vnQueueRoom.h"
 
 vnType vnSerializeAdapterQueue::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterQueue");
 
@@ -159,16 +159,7 @@ void vnSerializeAdapterQueue::closeWhenMoved() noexcept
 vnSerializeAdapterQueue::Room vnSerializeAdapterQueue::makeRoom(unsigned int count)
 {
     vnQueue<unsigned char>& queue = getQueue();
-    if (queue.isEmpty())
-        queue.clear();
-    const unsigned int back = queue.getBack();
-    unsigned int size = queue.getCapacity() - back;
-    if (count > size)
-    {
-        // Half of what is there comes on top, so that a long stream is not copied at every chunk.
-        const bool fits = back + vnUInt64{back / 2} < 0xFFFFFFFFull - queue.getChunkSize();
-        size = fits ? std::max(count, back / 2) : count;
-    }
+    const unsigned int size = vnQueueRoom(queue, count);
     return {queue.reserve(size), size};
 }
 

@@ -31,18 +31,23 @@ public:
     void moveTo(const unsigned char* next) noexcept { m_next = next; }
     unsigned int getCharacterSize() const noexcept { return m_characterSize; }
 
+    // The next characters are a group, of four at most, which can be given back.
+    void beginGroup() noexcept { m_groupSize = 0; }
+
     // The next character above 32; negative at the end. `wanted` is how many bytes will be needed at least.
+    // When the adapter throws, the characters of the group are given back.
     int get(unsigned int wanted)
     {
-        while (m_next != m_end || fill(wanted))
+        while (m_next != m_end || fillOrGiveBack(wanted))
         {
-            const unsigned char first = *m_next++;
-            m_last.bytes[0] = first;
-            m_last.size = 1;
-            if (m_characterSize == 2 && (m_next != m_end || fill(1)))
-                m_last.bytes[m_last.size++] = *m_next++;
-            if (first > ' ')
-                return first;
+            Character& character = m_group[m_groupSize++];
+            character.bytes[0] = *m_next++;
+            character.size = 1;
+            if (m_characterSize == 2 && (m_next != m_end || fillOrGiveBack(1)))
+                character.bytes[character.size++] = *m_next++;
+            if (character.bytes[0] > ' ')
+                return character.bytes[0];
+            --m_groupSize;
         }
         return -1;
     }
@@ -58,19 +63,16 @@ public:
         m_next = m_end = m_piece;
     }
 
-    // The last character, which can be given back also when others were looked at behind it.
-    struct Mark
-    {
-        unsigned char bytes[2];
-        unsigned int size;
-    };
-    const Mark& getLast() const noexcept { return m_last; }
-
-    // Gives back a character, behind which white space only was taken.
-    void release(const Mark& character)
+    // Gives back what was not used and the characters of the group, but no white space between them.
+    void giveGroupBack()
     {
         release();
-        vnAdapterWindow::unread(m_adapter, character.bytes, character.size);
+        while (m_groupSize > 0)
+        {
+            const Character& last = m_group[m_groupSize - 1];
+            vnAdapterWindow::unread(m_adapter, last.bytes, last.size);
+            --m_groupSize;
+        }
     }
 
     // Whether two characters come that nothing stands between but white space; takes what stands before them:
@@ -81,17 +83,16 @@ public:
             return true;
         for (;;)
         {
+            beginGroup();
             int character = get(2 * m_characterSize);
             if (character == terminator)
                 continue;
             if (character < 0)
                 return false;
-            const Mark first = m_last;
             character = get(m_characterSize);
             if (character == terminator)
                 continue;
-            character < 0 ? release() : release(Mark(m_last));
-            release(first);
+            giveGroupBack();
             return character >= 0;
         }
     }
@@ -99,12 +100,31 @@ public:
 private:
     static constexpr unsigned int VN_PIECE = 4096;
 
+    struct Character
+    {
+        unsigned char bytes[2];
+        unsigned int size;
+    };
+
     bool isPairOpen(unsigned char terminator) const
     {
         const unsigned char* next = vnAdapterWindow::next(m_adapter);
         const auto isText = [terminator](unsigned char byte) { return byte > ' ' && byte != terminator; };
         return vnAdapterWindow::end(m_adapter) - next >= static_cast<std::ptrdiff_t>(2 * m_characterSize) &&
                isText(next[0]) && isText(next[m_characterSize]);
+    }
+
+    bool fillOrGiveBack(unsigned int wanted)
+    {
+        try
+        {
+            return fill(wanted);
+        }
+        catch (...)
+        {
+            giveGroupBack();
+            throw;
+        }
     }
 
     // Takes the next bytes at hand when those before are used up; answers 0 at the end.
@@ -129,7 +149,8 @@ private:
     vnSerializeAdapter& m_adapter;
     const unsigned int m_characterSize;
     bool m_isWindow = false;
-    Mark m_last{};
+    Character m_group[4];
+    unsigned int m_groupSize = 0;
     unsigned char m_piece[VN_PIECE];
     const unsigned char* m_next = m_piece;
     const unsigned char* m_end = m_piece;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vnThreadSlot.h"
+
 #include <vnBase/vnDynamicArray.h>
 
 #include <utility>
@@ -12,20 +14,25 @@ template <class T, unsigned int CHUNK, class User>
 class vnThreadScratch
 {
 public:
-    vnThreadScratch() noexcept : m_array(std::move(ofThread())) {}
+    vnThreadScratch() { exchange(); }
     vnThreadScratch(const vnThreadScratch&) = delete;
     vnThreadScratch& operator=(const vnThreadScratch&) = delete;
-    ~vnThreadScratch() { ofThread().swap(m_array); }
+    ~vnThreadScratch() { exchange(); }
 
     vnDynamicArray<T>& operator*() noexcept { return m_array; }
     vnDynamicArray<T>* operator->() noexcept { return &m_array; }
 
 private:
-    static vnDynamicArray<T>& ofThread()
+    struct Kept
     {
-        static thread_local vnDynamicArray<T> array(CHUNK);
-        return array;
+        vnDynamicArray<T> array{CHUNK};
+    };
+
+    void exchange()
+    {
+        if (Kept* kept = vnThreadSlot<Kept, User>::get())
+            kept->array.swap(m_array);
     }
 
-    vnDynamicArray<T> m_array;
+    vnDynamicArray<T> m_array{CHUNK};
 };
