@@ -9,7 +9,9 @@
 class vnObject;
 
 /// The user data of one object, by name. A name may stand there several times. Change it through the object,
-/// which tells of the change; `enter`, `remove` and `clear` attach and detach without the event.
+/// which tells of the change; `enter`, `remove` and `clear` attach and detach without the event. The hooks of
+/// the items are told the name by these operations only, and an empty one by those of the base class and by
+/// `remove` of an iterator.
 class VN_BASE_API vnUserDataDictionary : public vnRefDict<vnString, vnUserData>
 {
 public:
@@ -81,8 +83,10 @@ private:
 /// `removeAllUserData` when it is done.
 ///
 /// Errors while reading: a stream that ends within an object, or that nests objects deeper than
-/// `getMaxDepth`, sets the adapter's error; `readObject` then answers null, and the object that was begun is
-/// delivered nowhere. `read` itself, called alone or inside of a class's own `read`, throws `vnWarningError`.
+/// `getMaxDepth`, sets the adapter's error; `readObject` then answers null. What it has made is delivered
+/// nowhere and leaves the table of the adapter, and loses its user data, so that no circle keeps it. `read`
+/// itself, called alone or inside of a class's own `read`, throws `vnWarningError`. An error that the adapter
+/// had before does not matter and comes back when there is no newer one.
 /// A record that can't be right is "Corrupt Stream in %s!!": the error of the adapter, a Warning and a
 /// `vnFatalError`, which leaves `readObject`. An adapter with the flag `VN_ADAPTER_SILENT` posts no messages.
 ///
@@ -126,6 +130,9 @@ public:
     /// identifier. 0, with a Warning, for a class without a `clone` of its own; 0 when the process is about
     /// to end. A prototype that is refused and that nobody else holds is deleted. Two names with one
     /// identifier are a fatal error.
+    ///
+    /// All that is made of a prototype shares its user data, as copies do, so one that has any serves one
+    /// thread.
     static unsigned int registerFactoryObject(vnObject* prototype);
 
     /// A new object for the caller to hold; null, with a Warning, for an unknown identifier.
@@ -142,6 +149,13 @@ public:
     /// "Unknown Factory : %ld" once the outermost object is read; with `eatUnknown` it is skipped, without it
     /// the stream stays behind the chunk size.
     ///
+    /// The body is what the class reads, whatever the chunk size says. A class of one's own is not asked to,
+    /// though, when its record is larger than what a source that can seek has left: such a record is cut.
+    ///
+    /// Instances have numbers in the order of the stream. One above 65535 that leaves out more than there can
+    /// have been in what was skipped here makes the stream a corrupt one; so whoever skips many objects
+    /// without `readObject`, or by seeking, continues with an adapter of its own.
+    ///
     /// With a total size and a text, progress is reported while objects are read or written, 5 times a second
     /// at most; see `vnProgress`.
     static vnObject* readObject(vnSerializeAdapter* adapter, unsigned int totalSize,
@@ -152,8 +166,8 @@ public:
     /// number of the instance; then the body. With `shareInstances` an object is stored once per adapter.
     ///
     /// The size of a record is found once per adapter and object. One taken before the object changed is
-    /// stale; `clearSharedRefs` of the adapter forgets it. Throws `vnWarningError`, before anything is
-    /// written, for objects nested deeper than `getMaxDepth`.
+    /// stale; `clearSharedRefs` of the adapter forgets it. Throws `vnWarningError` for objects nested deeper
+    /// than `getMaxDepth`, before anything is written unless they were sized one by one before.
     static void writeObject(vnObject* object, vnSerializeAdapter* adapter, unsigned int totalSize,
                             const vnString& progressText, unsigned char shareInstances);
 
@@ -170,11 +184,13 @@ public:
     /// Attaches `data`, which the object holds. Null is ignored.
     void addUserData(const vnString& name, vnUserData* data);
 
-    /// Removes `data`, or the first item of that name, and answers whether there was one.
+    /// Removes `data`, or the first item of that name, and answers whether there was one. The item is held
+    /// until the event is over, so attributes that are let go of here are not removed first.
     unsigned char removeUserData(const vnString& name, vnUserData* data = nullptr);
     void removeAllUserData();
 
-    /// The first item of that name, or the one behind `previous`; null when there is none.
+    /// The first item of that name, or the one behind `previous`; null when there is none. An item that
+    /// stands under the name twice is behind itself: to go through all, walk the dictionary.
     vnUserData* getUserData(const vnString& name, const vnUserData* previous = nullptr) const;
 
     /// Whether `data`, or any item, stands under that name.

@@ -5,6 +5,8 @@
 #include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnThread.h>
 
+#include <atomic>
+
 class vnObject;
 
 /// A thread that takes objects from a stream on which a `vnObjectSender` sends them.
@@ -22,8 +24,12 @@ class vnObject;
 ///
 /// It looks for the marker of a frame byte by byte, so it may join at any point, and drops what is damaged
 /// without a word. Objects for other names are read and let go. At the end of its stream it opens its URL
-/// again, 10 milliseconds apart and for as long as it is not stopped; without a URL it ends. What it waits
-/// for it may wait for long, but it stops at once.
+/// again, 10 milliseconds apart and for as long as it is not stopped; without a URL it ends. What a stream
+/// throws ends that stream only.
+///
+/// What it waits for it may wait for long, but it stops at once: on files, blocks of memory, sockets and
+/// `vnSerializeAdapterMux`, and on any other stream whose `length` tells what has come and whose `hasData`
+/// does not wait. On a named pipe or the console that is silent it stops when the other side acts.
 ///
 /// Thread-safety: any thread. `onObject` runs on the thread of the receiver.
 class VN_BASE_API vnObjectReceiver : public vnThread
@@ -36,7 +42,10 @@ public:
     /// Stops the thread. A derived class does so in its own destructor.
     ~vnObjectReceiver() noexcept(false) override;
 
-    /// An object for this name has come. Who keeps it holds a reference. Does nothing here.
+    /// An object for this name has come. Who keeps it holds a reference, and breaks what it holds in a
+    /// circle when it is done, see `vnObject`; the same goes for who does not keep it. The receiver lets go of
+    /// its own reference when this returns, on its thread and without a lock: what another thread is to use
+    /// meanwhile is a copy. An exception ends the thread. Does nothing here.
     virtual void onObject(vnObject* object);
 
     /// The name and the URL, each with a zero byte.
@@ -78,12 +87,15 @@ private:
     bool exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
                   const unsigned int* opening);
 
+    bool takeBytes();
+    bool stepThroughFrame();
     bool takeFrame();
     bool hunt();
     bool takeName();
     bool takeHeader();
     bool takePayload();
     void decode(unsigned char* payload);
+    void deliver();
     void wait();
     unsigned int getCount() const noexcept { return m_buffer.getSize() - m_begin; }
 
@@ -104,11 +116,14 @@ private:
 
     vnDynamicArray<unsigned char> m_buffer; // what has come and is not used; kept between frames
     unsigned int m_begin = 0;
-    unsigned int m_idle = 0; // passes without a byte
+    unsigned int m_lastOpening = ~0u; // of the stream whose bytes these are
+    unsigned int m_idle = 0;          // passes without a byte
     Stage m_stage = VN_HUNT;
     vnString m_frameName;
     vnUInt64 m_checksum = 0;
     unsigned int m_payloadSize = 0;
-    vnSerializeAdapterCompress m_decompressor;
+    vnRefPointer<vnSerializeAdapterCompress> m_decompressor; // kept between frames, but for large ones
+    vnObject* m_object = nullptr;                            // held; of the frame that has just come
+    bool m_isOwn = false;                                    // it has the own name
     std::atomic<unsigned int> m_maxFrameSize{0xFFFFFFFFu};
 };

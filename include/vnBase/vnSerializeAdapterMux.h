@@ -32,6 +32,10 @@ public:
     ~vnSerializeAdapterMux() noexcept(false) override;
 
     unsigned char getActive();
+    unsigned char isActive() override { return getActive(); }
+
+    /// The bytes that can be read without waiting, but for those pushed back.
+    unsigned int getQueued();
 
     /// 0 ends the channel and wakes all readers at once; anything else opens it again.
     void setActive(const unsigned char& active);

@@ -10,7 +10,11 @@
 /// `onUserDataAttributeEvent`. Owners enter and leave the list by attaching and detaching the container.
 ///
 /// A clone has attributes of its own and begins with the owners of its source; an owner that lets go of the
-/// source leaves the list of the clone, too.
+/// source leaves the list of the clone, too. So a clone of a container that has owners belongs to their
+/// thread.
+///
+/// A handler of an event may remove the container from its owners. Whoever changes the container itself, and
+/// not through an object, holds it meanwhile.
 ///
 /// The class has two bases that go on streams; a pointer to it is made a `vnSerializeData` through one of
 /// them.

@@ -112,7 +112,7 @@ def serve(path, class_id, name):
     print("ready", flush=True)
 
     peer, _ = listener.accept()
-    peer.sendall(b"garbage" + START[:5] + START + object_frame(1) + object_frame(2)[:-3])
+    peer.sendall(b"garbage" + START[:5] + object_frame(1) + object_frame(2)[:-3])
     peer.close()
 
     peer, _ = listener.accept()

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "vnObjectTestHelp.h"
 
+#include <functional>
+#include <thread>
+
 vnType Lamp::s_type(vnObject::getClassType(), "Lamp");
 
 TEST(vnObject, TellsOfUserDataInOrder)
@@ -37,9 +40,31 @@ TEST(vnObject, FindsEachOfSeveralItemsOfOneName)
     EXPECT_EQ(object.getUserData("a", second), nullptr);
     EXPECT_EQ(object.existUserData("a", second), 1);
     EXPECT_EQ(object.existUserData("b"), 0);
+    // What another item of the name is behind, also when one stands there twice.
+    object.addUserData("b", first);
+    object.addUserData("b", first);
+    EXPECT_EQ(object.existUserData("b", second), 0);
+    object.addUserData("b", second);
+    EXPECT_EQ(object.existUserData("b", second), 1);
     EXPECT_EQ(object.removeUserData("a", second), 1);
     EXPECT_EQ(object.existUserData("a", second), 0);
     EXPECT_EQ(object.getUserData("a"), first.get());
+    // What nobody holds and does not stand there is left alone.
+    Plain stranger;
+    EXPECT_EQ(object.removeUserData("a", &stranger), 0);
+    EXPECT_EQ(stranger.getRef(), 0u);
+}
+
+TEST(vnObject, KeepsTheItemRemovedLastWhenItsDictionaryIsTold)
+{
+    Lamp lamp;
+    lamp.addUserData("a", new vnObject);
+    lamp.addUserData("b", new vnObject);
+    lamp.getUserDataDictionary()->setKeepLast(1);
+    const vnUserData* first = lamp.getUserData("a");
+    lamp.getUserDataDictionary()->remove("a");
+    EXPECT_EQ(lamp.getUserDataDictionary()->getHeldItem(), first);
+    EXPECT_EQ(first->getRef(), 1u);
 }
 
 TEST(vnObject, StaysWholeWhenHooksThrow)
@@ -156,6 +181,38 @@ TEST(vnUserDataAttributeContainer, RemovesAttributesBeforeItsLastOwnerLeaves)
     EXPECT_EQ(lamp.log, (Lines{"4u"}));
     EXPECT_EQ(held->getNumberOfAttributes(), 1u);
     EXPECT_EQ(held->getOwners().getCount(), 0u);
+    // The removal of a single item holds it until the event is over.
+    lamp.setAttribute("v", "x", 1.0);
+    lamp.log.clear();
+    EXPECT_EQ(lamp.removeUserData("v"), 1);
+    EXPECT_EQ(lamp.log, (Lines{"4v"}));
+}
+
+// Each handler removes the user data whose attributes change, at each way to change them.
+TEST(vnUserDataAttributeContainer, SurvivesHandlersThatRemoveIt)
+{
+    const std::function<void(vnObject&)> changes[] = {
+        [](vnObject& object) { object.setAttribute("u", "x", 2.0); },
+        [](vnObject& object) { object.removeAttribute("u", "x"); },
+        [](vnObject& object) { object.removeAllAttributes("u"); },
+    };
+    for (const auto& change : changes)
+        for (const bool isShared : {false, true})
+        {
+            Lamp lamp;
+            lamp.setAttribute("u", "x", 1.0);
+            Lamp other(isShared ? lamp : Lamp());
+            const auto remove = [&](vnUserData*, vnDynamicTypeEvent event)
+            {
+                if (event > VN_DYNAMIC_EVENT_REMOVE_ALL)
+                    return;
+                lamp.removeAllUserData();
+                other.removeAllUserData();
+            };
+            lamp.onEvent = other.onEvent = remove;
+            change(lamp);
+            EXPECT_EQ(lamp.hasUserData() + other.hasUserData(), 0) << isShared;
+        }
 }
 
 TEST(vnUserDataAttributeContainer, ClonesItsAttributesAndItsOwners)
@@ -227,6 +284,36 @@ TEST(vnObject, RegistersClassesByTheHashOfTheirName)
     vnObject::unregisterAllFactories();
     EXPECT_EQ(vnObject::createFactoryObject(base), nullptr);
     EXPECT_EQ(vnObject::registerFactoryObject(new vnObject), base);
+}
+
+TEST(vnObject, MakesObjectsOnSeveralThreads)
+{
+    std::atomic<int> wrong{0};
+    const unsigned int id = vnString("Lamp").hash();
+    const auto work = [&wrong, id]
+    {
+        for (int i = 0; i < 500; ++i)
+        {
+            wrong += vnObject::registerFactoryObject(new Lamp(7)) != id;
+            const Object object(vnObject::createFactoryObject(id));
+            wrong += object && static_cast<Lamp&>(*object).value != 7;
+            vnObject::unregisterFactory(id);
+        }
+    };
+    Recorder recorder; // of those that were not registered just then
+    std::thread other(work);
+    work();
+    other.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(Lamp::s_alive, 0);
+
+    // What is made shares the user data of the prototype.
+    vnRefPointer<Lamp> prototype(new Lamp);
+    prototype->setAttribute("u", "x", 1.0);
+    vnObject::registerFactoryObject(prototype);
+    const Object object(vnObject::createFactoryObject(id));
+    EXPECT_EQ(object->getUserData("u"), prototype->getUserData("u"));
+    vnObject::unregisterFactory(id);
 }
 
 TEST(vnObject, EndsALongChainWithoutALongStack)

@@ -9,6 +9,8 @@
 #include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnUserDataAttributeContainer.h>
 
+#include <atomic>
+
 using Object = vnRefPointer<vnObject>;
 
 /// User data that is not stored. It logs its hooks.
@@ -40,7 +42,12 @@ private:
 class Lamp : public vnObject
 {
 public:
-    explicit Lamp(unsigned int lampValue = 0) : value(lampValue) {}
+    explicit Lamp(unsigned int lampValue = 0) : value(lampValue) { ++s_alive; }
+    Lamp(const Lamp& other) : vnObject(other), value(other.value), left(other.left), right(other.right)
+    {
+        ++s_alive;
+    }
+    ~Lamp() noexcept(false) override { --s_alive; }
     VN_TYPE(Lamp)
     vnReference* clone() const override { return new Lamp(*this); }
     void write(vnSerializeAdapter* adapter) override
@@ -72,12 +79,42 @@ public:
             onEvent(data, event);
     }
 
+    unsigned char releaseRefs() override
+    {
+        left = right = nullptr;
+        return 1;
+    }
+
+    static inline std::atomic<int> s_alive{0};
     unsigned int value;
     Object left;
     Object right;
     Lines log;
     std::function<void(vnUserData*, vnDynamicTypeEvent)> onEvent;
 };
+
+// A lamp with attributes, an object as user data, shared links, and a circle.
+inline Object createGraph()
+{
+    vnRefPointer<Lamp> root(new Lamp(1));
+    vnRefPointer<Lamp> shared(new Lamp(2));
+    Object inner(new vnObject);
+    root->setAttribute("attributes", "number", 1.5);
+    root->setAttribute("attributes", "text", "a text that is longer than those that are kept inline, by far");
+    inner->addUserData("back", root);
+    inner->addUserData("lamp", shared);
+    root->left = shared;
+    root->right = shared;
+    root->addUserData("inner", inner); // last, since this closes the circle
+    return Object(root.get());
+}
+
+inline void breakCircle(vnObject* object)
+{
+    if (object)
+        if (auto* inner = static_cast<vnObject*>(object->getUserData("inner")))
+            inner->removeAllUserData();
+}
 
 /// Registers a class for a test.
 template <class T>

@@ -233,6 +233,13 @@ check "objects" 0 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    
 \"c\\x0a\" unknown 12345678 size 14$line  \"d\" null${line}null$line" objects objects
 head -c 40 objects > cut
 check "objects that are cut" 1 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line" objects cut
+printf '\xbb\xd1\xb4\x83\0\0\0\x16\0\0\0\0\1\0\0\0a\0\xfe\xff\xff\xff' > bare # ends with a set without bytes
+bare="vnObject size 22 instance 0$line  \"a\" attributes 0$line"
+check "objects that end with a bare set" 0 "$bare" objects file:bare
+check "objects that end with a bare set, in memory" 0 "$bare" objects rand:file:bare
+check "objects that end with a bare set, in a cache" 0 "$bare" objects cache:0,22,file:bare
+check "objects that are cut, in memory" 1 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line" \
+    objects rand:file:cut
 check "objects of nothing" 0 "" objects empty
 printf '\1\2\3\4\0\0\0\x0b\0\0\0\0' > short
 check "an object of eleven bytes" 1 "" objects short

@@ -5,6 +5,7 @@
 
 #include <vnBase/vnDynamicType.h>
 #include <vnBase/vnObject.h>
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeBinary.h>
 #include <vnBase/vnSerializeString.h>
 
@@ -57,8 +58,23 @@ std::string textOf(const vnDynamicType& value)
 class Walk
 {
 public:
-    explicit Walk(vnAdapter& source) : m_source(source) {}
+    // `banner` is only referred to.
+    Walk(vnAdapter& source, const char* banner)
+        : m_source(source), m_banner(banner), m_total(source->canSeek() ? source->length() : 0)
+    {
+    }
 
+    void roots()
+    {
+        while (m_source->hasData())
+        {
+            object(0, "");
+            report();
+        }
+        vnCheckError(m_source);
+    }
+
+private:
     // Writes the lines of one record; `label` stands before the first of them.
     void object(unsigned int depth, const std::string& label)
     {
@@ -79,7 +95,16 @@ public:
         skip(size - headSize);
     }
 
-private:
+    // Tells how far the walk is, as long as the source tells how much there is.
+    void report()
+    {
+        const unsigned int finished = m_total - std::min(m_total, m_source->length());
+        if (finished - m_reported < vnBlockReader::VN_BLOCK)
+            return;
+        m_reported = finished;
+        vnProgress::progress(static_cast<unsigned char>(100.0 * finished / m_total), m_banner);
+    }
+
     static void line(unsigned int depth, const std::string& text)
     {
         vnWriteLine(std::string(2 * static_cast<std::size_t>(depth), ' ') + text);
@@ -95,7 +120,9 @@ private:
     unsigned int number(unsigned char bigEndian)
     {
         unsigned char bytes[4];
-        if (m_source->read(bytes, sizeof bytes) < sizeof bytes)
+        // Some sources that can seek give zeros for what is not there.
+        const bool isCut = m_source->canSeek() && m_source->length() < sizeof bytes;
+        if (isCut || m_source->read(bytes, sizeof bytes) < sizeof bytes)
             throw vnFailure("the stream ends within an object");
         unsigned int value = 0;
         for (int i = 0; i < 4; ++i)
@@ -106,12 +133,15 @@ private:
     void skip(unsigned int size)
     {
         unsigned char block[4096];
+        if (m_source->canSeek() && m_source->length() < size)
+            throw vnFailure("the stream ends within an object");
         while (size > 0)
         {
             const unsigned int step = std::min<unsigned int>(size, sizeof block);
             if (m_source->read(block, step) < step)
                 throw vnFailure("the stream ends within an object");
             size -= step;
+            report();
         }
     }
 
@@ -135,6 +165,7 @@ private:
 
     void item(unsigned int depth)
     {
+        report();
         const std::string label = quoted(name()) + " ";
         const unsigned int mark = number(0);
         if (mark == attributesMark)
@@ -143,18 +174,28 @@ private:
         object(depth, label);
     }
 
+    // Byte by byte, as a source that is asked beyond its end may keep an error, or grow.
+    bool takeMagic()
+    {
+        unsigned char bytes[sizeof containerMagic];
+        unsigned int count = 0;
+        bool isMagic = true;
+        while (isMagic && count < sizeof bytes && m_source->hasData())
+        {
+            bytes[count] = m_source->read();
+            isMagic = bytes[count] == static_cast<unsigned char>(containerMagic >> 8 * count);
+            ++count;
+        }
+        if (isMagic && count == sizeof bytes)
+            return true;
+        m_source->pushBack(bytes, count);
+        return false;
+    }
+
     // A set that never had an attribute takes no bytes.
     void attributes(unsigned int depth, const std::string& label)
     {
-        unsigned int count = 0;
-        if (m_source->hasData(sizeof count))
-        {
-            const unsigned int magic = number(0);
-            if (magic == containerMagic)
-                count = number(0);
-            else
-                Number(magic, 0).pushBack(m_source);
-        }
+        unsigned int count = takeMagic() ? number(0) : 0;
         line(depth, label + "attributes " + std::to_string(count));
         for (; count > 0; --count)
         {
@@ -169,14 +210,15 @@ private:
     }
 
     vnAdapter& m_source;
+    const char* m_banner;
+    unsigned int m_total;
+    unsigned int m_reported = 0;
 };
 } // namespace
 
 void vnRunObjects(vnArguments& arguments)
 {
-    vnAdapter source = vnOpenURL(arguments.takeOperands(1, 1)[0], VN_SERIALIZE_INPUT);
-    Walk walk(source);
-    while (source->hasData())
-        walk.object(0, "");
-    vnCheckError(source);
+    const std::string url = arguments.takeOperands(1, 1)[0];
+    vnAdapter source = vnOpenURL(url, VN_SERIALIZE_INPUT);
+    Walk(source, url.c_str()).roots();
 }

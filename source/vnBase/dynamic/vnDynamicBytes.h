@@ -5,14 +5,15 @@
 
 #include <cstring>
 
-/// Numbers as they stand in payloads: little-endian on any host.
+/// Numbers as they stand in payloads: little-endian on any host. `putBig` and `getBig` are for the few places
+/// where streams have them big-endian.
 namespace vnDynamicBytes
 {
 template <class T>
-T swapped(T value) noexcept
+T reversed(T value) noexcept
 {
     static_assert(sizeof value == 1 || sizeof value == 2 || sizeof value == 4 || sizeof value == 8);
-    if constexpr (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ || sizeof value == 1)
+    if constexpr (sizeof value == 1)
         return value;
     else if constexpr (sizeof value == 2)
         return __builtin_bswap16(value);
@@ -20,6 +21,12 @@ T swapped(T value) noexcept
         return __builtin_bswap32(value);
     else
         return __builtin_bswap64(value);
+}
+
+template <class T>
+T swapped(T value) noexcept
+{
+    return __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? value : reversed(value);
 }
 
 template <class T>
@@ -36,6 +43,18 @@ T get(const unsigned char* from) noexcept
     T value;
     std::memcpy(&value, from, sizeof value);
     return swapped(value);
+}
+
+template <class T>
+unsigned char* putBig(unsigned char* to, T value) noexcept
+{
+    return put(to, reversed(value));
+}
+
+template <class T>
+T getBig(const unsigned char* from) noexcept
+{
+    return reversed(get<T>(from));
 }
 
 /// The bits of a number as another type of its size.

@@ -7,6 +7,8 @@
 
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicWire.h>
+#include <dynamic/vnStreamEnd.h>
 #include <serialize/vnAdapterError.h>
 #include <serialize/vnAdapterWindow.h>
 #include <serialize/vnTextReader.h>
@@ -65,9 +67,9 @@ void testError(vnSerializeAdapter* adapter)
 unsigned int readCount(vnSerializeAdapter* adapter)
 {
     unsigned char bytes[headSize - sizeof magicBytes];
-    const unsigned int got = adapter->read(bytes, sizeof bytes);
+    const bool isWhole = vnReadWhole(adapter, bytes, sizeof bytes);
     testError(adapter);
-    if (got < sizeof bytes)
+    if (!isWhole)
         fail(adapter, "Container ends within its count");
     return vnDynamicBytes::get<unsigned int>(bytes);
 }
@@ -173,8 +175,10 @@ void vnDynamicTypeContainer::readAttribute(vnSerializeAdapter* adapter)
     testError(adapter);
     testEnd(adapter); // a value has two bytes at least
     auto value = std::make_unique<Value>();
-    value->getData().read(adapter);
+    const bool isWhole = vnDynamicWire::readWhole(value->getData(), adapter);
     testError(adapter);
+    if (!isWhole)
+        fail(adapter, "Container ends within its attributes");
     // The dictionary is fetched anew, as the handler of an event may have assigned the container.
     attributes().enter(name, value.get());
     static_cast<void>(value.release()); // it holds it

@@ -7,6 +7,7 @@
 
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnStreamEnd.h>
 #include <serialize/vnAdapterError.h>
 #include <serialize/vnAdapterWindow.h>
 #include <serialize/vnTextReader.h>
@@ -92,9 +93,47 @@ public:
     }
 
     void refuse(unsigned short id) { setUnknownId(m_adapter, id); }
+    vnSerializeAdapter* getAdapter() const { return m_adapter; }
 
 private:
     vnSerializeAdapter* m_adapter;
+};
+
+// Notices the end, which most sources answer in ways of their own.
+class vnDynamicWire::CheckedSource : public AdapterSource
+{
+public:
+    using AdapterSource::AdapterSource;
+
+    unsigned char byte() { return hasNext() ? AdapterSource::byte() : 0; }
+    vnUInt64 size()
+    {
+        vnUInt64 size = 0;
+        unsigned char last = 0x80;
+        for (unsigned int shift = 0; (last & 0x80) && hasNext(); shift = std::min(shift + 7, 64u))
+        {
+            last = AdapterSource::byte();
+            if (shift < 64)
+                size |= static_cast<vnUInt64>(last & 0x7F) << shift;
+        }
+        return size;
+    }
+    void bytes(vnDynamicPayload& payload, vnUInt64 size)
+    {
+        const bool mayBeThere = size <= 0xFFFFFFFFu && vnMayHold(getAdapter(), static_cast<unsigned int>(size));
+        AdapterSource::bytes(payload, mayBeThere ? size : getAdapter()->length());
+        m_isWhole = m_isWhole && payload.getSize() == size;
+    }
+    bool isWhole() const { return m_isWhole; }
+
+private:
+    bool hasNext()
+    {
+        m_isWhole = m_isWhole && getAdapter()->hasData();
+        return m_isWhole;
+    }
+
+    bool m_isWhole = true;
 };
 
 class vnDynamicWire::MemorySource
@@ -209,20 +248,35 @@ void vnDynamicWire::readFrom(vnDynamicType& value, Source& source)
     value.m_references.reset();
 }
 
-void vnDynamicWire::read(vnDynamicType& value, vnSerializeAdapter* adapter)
+// False when the value is not all in the window of the adapter.
+bool vnDynamicWire::readFromWindow(vnDynamicType& value, vnSerializeAdapter* adapter)
 {
     const unsigned char* const from = vnAdapterWindow::next(*adapter);
     const unsigned char* const end = vnAdapterWindow::end(*adapter);
     const unsigned char* behind = from;
-    if (from != end && skip(behind, end))
-    {
-        vnAdapterWindow::advance(*adapter, behind);
-        MemorySource source(from, end, adapter);
-        readFrom(value, source);
+    if (from == end || !skip(behind, end))
+        return false;
+    vnAdapterWindow::advance(*adapter, behind);
+    MemorySource source(from, end, adapter);
+    readFrom(value, source);
+    return true;
+}
+
+void vnDynamicWire::read(vnDynamicType& value, vnSerializeAdapter* adapter)
+{
+    if (readFromWindow(value, adapter))
         return;
-    }
     AdapterSource source(adapter);
     readFrom(value, source);
+}
+
+bool vnDynamicWire::readWhole(vnDynamicType& value, vnSerializeAdapter* adapter)
+{
+    if (readFromWindow(value, adapter))
+        return true;
+    CheckedSource source(adapter);
+    readFrom(value, source);
+    return source.isWhole();
 }
 
 void vnDynamicWire::decode(vnDynamicType& value, const unsigned char*& from, const unsigned char* end)

@@ -21,6 +21,9 @@ public:
     static void pushBack(const vnDynamicType& value, vnSerializeAdapter* adapter);
     static void read(vnDynamicType& value, vnSerializeAdapter* adapter);
 
+    /// The same, and answers whether all of the value was there. It never reads beyond the end.
+    static bool readWhole(vnDynamicType& value, vnSerializeAdapter* adapter);
+
     /// Writes the form, whose size the caller has made room for, and returns its end.
     static unsigned char* encode(const vnDynamicType& value, unsigned char* to) noexcept;
 
@@ -35,6 +38,7 @@ public:
 
 private:
     class AdapterSource;
+    class CheckedSource;
     class MemorySource;
 
     // Answers the id when it is refused, and 0 otherwise.
@@ -42,6 +46,7 @@ private:
     static unsigned short readTag(vnDynamicTypeTag& tag, Source& source);
     template <class Source>
     static void readFrom(vnDynamicType& value, Source& source);
+    static bool readFromWindow(vnDynamicType& value, vnSerializeAdapter* adapter);
     static unsigned int encodeTag(const vnString& tag, unsigned char* to) noexcept;
     static unsigned int encodeHead(const vnDynamicType& value, unsigned char* to) noexcept;
 };

@@ -7,6 +7,7 @@
 
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnObjectParts.h>
+#include <dynamic/vnStreamEnd.h>
 #include <serialize/vnAdapterWindow.h>
 #include <serialize/vnTextReader.h>
 
@@ -48,6 +49,12 @@ Attributes* attributesOf(vnUserData* data)
     return isRight ? static_cast<Attributes*>(data) : nullptr;
 }
 
+// For changes, whose handlers may remove the user data.
+vnRefPointer<Attributes> heldAttributesOf(vnUserData* data)
+{
+    return vnRefPointer<Attributes>(attributesOf(data));
+}
+
 void readItem(vnObject* object, vnSerializeAdapter* adapter)
 {
     if (!adapter->hasData()) // a lying count must not be counted down behind the end
@@ -55,8 +62,7 @@ void readItem(vnObject* object, vnSerializeAdapter* adapter)
     vnString name;
     vnReadText(adapter, 0, name);
     unsigned char word[sizeof vnAttributesMark];
-    const unsigned int got = adapter->read(word, sizeof word);
-    if (got < sizeof word)
+    if (!vnReadWhole(adapter, word, sizeof word))
         vnFailObject(adapter, "Object ends within its user data");
     // An identifier of the bytes FE FF FF FF can't be told from the mark.
     if (vnDynamicBytes::get<unsigned int>(word) == vnAttributesMark)
@@ -66,7 +72,7 @@ void readItem(vnObject* object, vnSerializeAdapter* adapter)
         attributes->read(adapter);
         return;
     }
-    vnAdapterWindow::unread(*adapter, word, got);
+    vnAdapterWindow::unread(*adapter, word, sizeof word);
     const vnRefPointer<vnObject> inner(vnObject::readObject(adapter, 0, vnString(), 1));
     if (inner)
         object->addUserData(name, inner);
@@ -75,7 +81,7 @@ void readItem(vnObject* object, vnSerializeAdapter* adapter)
 void readItems(vnObject* object, vnSerializeAdapter* adapter)
 {
     unsigned char bytes[sizeof(unsigned int)];
-    if (adapter->read(bytes, sizeof bytes) < sizeof bytes)
+    if (!vnReadWhole(adapter, bytes, sizeof bytes))
         vnFailObject(adapter, "Object ends within its user data");
     object->removeAllUserData();
     for (unsigned int left = vnDynamicBytes::get<unsigned int>(bytes); left > 0; --left)
@@ -195,9 +201,18 @@ void vnObject::read(vnSerializeAdapter* adapter)
     vnObjectScope scope(adapter, this);
     if (scope.isTooDeep())
         vnFailObject(adapter, "Objects are nested too deep");
-    scope.beginRead();
-    readItems(this, adapter);
-    scope.endRead();
+    vnMadeObjects made;
+    scope.beginRead(made);
+    try
+    {
+        readItems(this, adapter);
+        scope.endRead();
+    }
+    catch (...)
+    {
+        scope.abandonRead();
+        throw;
+    }
 }
 
 void vnObject::pushBack(vnSerializeAdapter*)
@@ -249,6 +264,8 @@ unsigned char vnObject::removeUserData(const vnString& name, vnUserData* data)
     if (!m_userData)
         return 0;
     const vnString kept(name); // the name may be the one that goes
+    if (data && !existUserData(kept, data))
+        return 0; // holding what nobody holds would delete it
     const vnRefPointer<vnUserData> held(data ? data : m_userData->find(kept));
     if (!held)
         return 0;
@@ -284,10 +301,15 @@ vnUserData* vnObject::getUserData(const vnString& name, const vnUserData* previo
 
 unsigned char vnObject::existUserData(const vnString& name, const vnUserData* data) const
 {
-    vnUserData* found = getUserData(name);
-    while (data && found && found != data)
-        found = getUserData(name, found);
-    return found != nullptr;
+    vnUserData* first = getUserData(name);
+    if (!first || !data || first == data)
+        return first != nullptr;
+    // Not from each item to the one behind it: an item may stand there twice, and what is behind its second
+    // place is never reached.
+    for (const auto& entry : *m_userData)
+        if (entry.getValue() == data && entry.getKey() == name)
+            return 1;
+    return 0;
 }
 
 unsigned char vnObject::hasSameUserData(const vnObject* other) const
@@ -321,7 +343,7 @@ vnDynamicType vnObject::getAttribute(const vnString& user, const vnString& name)
 void vnObject::setAttribute(const vnString& user, const vnString& name, const vnDynamicType& value)
 {
     vnUserData* data = getUserData(user);
-    if (Attributes* attributes = attributesOf(data))
+    if (const auto attributes = heldAttributesOf(data))
         attributes->setAttribute(name, value);
     else if (data)
         vnMessage::message(VN_MESSAGE_WARNING, "Can not set Attribute '%s' in userdata '%s'", name, user);
@@ -341,13 +363,13 @@ unsigned char vnObject::hasAttribute(const vnString& user, const vnString& name)
 
 unsigned char vnObject::removeAttribute(const vnString& user, const vnString& name)
 {
-    Attributes* attributes = attributesOf(getUserData(user));
+    const auto attributes = heldAttributesOf(getUserData(user));
     return attributes && attributes->removeAttribute(name);
 }
 
 void vnObject::removeAllAttributes(const vnString& user)
 {
-    if (Attributes* attributes = attributesOf(getUserData(user)))
+    if (const auto attributes = heldAttributesOf(getUserData(user)))
         attributes->removeAllAttributes();
 }
 

@@ -62,9 +62,9 @@ vnRefPointer<vnReference> cloneOf(const vnObject& prototype)
     return vnRefPointer<vnReference>(prototype.clone());
 }
 
+// Under the lock.
 void enterPrototype(Factory& factory, unsigned int id, vnObject* prototype)
 {
-    const vnBodyGuard guard(factory.lock);
     vnObject* known = factory.prototypes.find(Key(id));
     if (known && *known->getType() != *prototype->getType())
         vnExceptionThrows::vnThrowFatal("Ambigious Object Factory Names found (%s) and (%s)",
@@ -100,7 +100,8 @@ unsigned int vnObject::registerFactoryObject(vnObject* prototype)
     Factory* factory = getFactory();
     if (!factory || !prototype)
         return 0;
-    vnRefPointer<vnObject> held(prototype);
+    const vnRefPointer<vnObject> held(prototype); // goes when the lock was given back
+    const vnBodyGuard guard(factory->lock);
     const vnRefPointer<vnReference> copy = cloneOf(*prototype);
     if (!copy || *copy->getType() != *prototype->getType())
     {

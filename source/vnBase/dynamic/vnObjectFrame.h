@@ -3,6 +3,8 @@
 
 #include <vnBase/vnSerializeString.h>
 
+#include <dynamic/vnDynamicBytes.h>
+
 /// The frame in which an object travels: the start marker, the name with a zero byte, the head, the payload.
 namespace vnObjectFrame
 {
@@ -15,31 +17,12 @@ constexpr unsigned int sizeOffset = 8;
 constexpr unsigned int endOffset = 12;
 constexpr unsigned int headSize = endOffset + markerSize;
 
-inline void putBigEndian(unsigned char* to, vnUInt64 value, unsigned int bytes)
-{
-    for (unsigned int i = bytes; i > 0; --i, value >>= 8)
-        to[i - 1] = static_cast<unsigned char>(value);
-}
-
-inline vnUInt64 getBigEndian(const unsigned char* from, unsigned int bytes)
-{
-    vnUInt64 value = 0;
-    for (unsigned int i = 0; i < bytes; ++i)
-        value = value << 8 | from[i];
-    return value;
-}
-
 /// The sum of the little-endian words of 8 bytes. What is left behind the last word does not count.
 inline vnUInt64 checksum(const unsigned char* bytes, unsigned int size)
 {
     vnUInt64 sum = 0;
     for (; size >= 8; size -= 8, bytes += 8)
-    {
-        vnUInt64 word = 0;
-        for (unsigned int i = 8; i > 0; --i)
-            word = word << 8 | bytes[i - 1];
-        sum += word;
-    }
+        sum += vnDynamicBytes::get<vnUInt64>(bytes);
     return sum;
 }
 

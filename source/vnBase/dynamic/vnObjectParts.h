@@ -3,6 +3,8 @@
 
 #include <vnBase/vnObject.h>
 
+#include <memory>
+#include <unordered_map>
 #include <vector>
 
 /// What the sources of objects share.
@@ -26,6 +28,39 @@ constexpr unsigned int vnAttributesMark = 0xFFFFFFFE; // in the place of an iden
 constexpr unsigned int vnReferenceMark = 0xFFFFFFFF;
 constexpr unsigned int vnObjectHeadSize = 12;
 
+/// The objects that one reading makes, and their places in the table of the adapter.
+class vnMadeObjects
+{
+public:
+    vnMadeObjects() noexcept = default;
+    vnMadeObjects(const vnMadeObjects&) = delete;
+    vnMadeObjects& operator=(const vnMadeObjects&) = delete;
+    ~vnMadeObjects() noexcept(false);
+
+    void add(unsigned int index, vnObject* object);
+
+    /// For objects that nobody gets, and that would keep each other alive: they leave the table and let go of
+    /// one another.
+    void breakUp(vnSerializeAdapter* adapter);
+    void letGo();
+
+private:
+    struct Made
+    {
+        unsigned int index = 0;
+        vnObject* object = nullptr; // held
+    };
+
+    void takeApart(vnSerializeAdapter* adapter, const Made& made);
+
+    Made m_first; // most are the only one
+    std::vector<Made> m_more;
+};
+
+/// Reads a record as `vnObject::readObject` does. `made` gets what the outermost reading makes; when that
+/// fails it is broken up.
+vnObject* vnReadObject(vnSerializeAdapter* adapter, unsigned char eatUnknown, vnMadeObjects& made);
+
 /// One object that the thread is reading, writing or sizing. Scopes of one thread stand in one another.
 class vnObjectScope
 {
@@ -46,23 +81,41 @@ public:
     vnObjectScope* getOuter() const noexcept { return m_outer; }
     bool isOutermost() const noexcept { return m_root == this; } // of its adapter
 
+    /// Whether the outermost scope writes, so that what is sized here is written next.
+    bool isWriting() const noexcept { return m_root->m_isWriting; }
+    void setWriting() noexcept { m_isWriting = true; }
+
+    /// The size of the object without an adapter. Each is found once below the outermost scope: where objects
+    /// share others the ways to them are many more than they.
+    unsigned int sizeWithoutAdapter();
+
     /// Throws `vnWarningError` when objects are nested too deep here.
     void testDepth() const;
     bool isTooDeep() const noexcept;
 
-    /// The outermost scope of a read puts the note of an unknown class that is the error of the adapter aside
-    /// first, since readers take any error for one of their own, and brings it back last.
-    void beginRead();
+    /// The outermost scope of a read puts an error that the adapter has aside first, since readers take any
+    /// for one of their own, and brings it back last, unless there is a newer one. The note of an unknown
+    /// class is set last as well.
+    void beginRead(vnMadeObjects& made);
+    void noteMade(unsigned int index, vnObject* object);
     void noteUnknown(unsigned int id);
     void endRead();
 
+    /// In place of `endRead` when the read fails: nobody gets what was made.
+    void abandonRead();
+
 private:
+    using Sizes = std::unordered_map<const vnObject*, unsigned int>;
+
     vnSerializeAdapter* m_adapter;
     vnObject* m_object;
     vnObjectScope* m_outer;
     vnObjectScope* m_root; // the outermost one of the same adapter
     unsigned int m_depth;
-    vnString m_unknown; // the error to be
+    bool m_isWriting = false;
+    vnMadeObjects* m_made = nullptr;
+    vnString m_error; // the one to be
+    std::unique_ptr<Sizes> m_sizes;
 };
 
 /// Sets the error of the adapter, unless it has one, and throws `vnWarningError`.

@@ -2,14 +2,17 @@
 #include <vnBase/vnObjectReceiver.h>
 
 #include "vnObjectFrame.h"
+#include "vnObjectParts.h"
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnObject.h>
+#include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterMux.h>
 
 #include <algorithm>
 #include <cstring>
-#include <new>
+#include <exception>
+#include <utility>
 
 namespace
 {
@@ -21,10 +24,42 @@ constexpr unsigned int nameWrap = vnString::VN_MAX_LENGTH + 1u;
 
 // A stream that is alive and has nothing yet is asked again at once a few times, then less often.
 constexpr unsigned int eagerPasses = 50;
+
+// Behind a larger frame the memory of its plain bytes is given back: up to 1032 times as many.
+constexpr unsigned int largeFrame = 65536;
+
+// Runs a step of the receiver. Streams are of any class and may throw whenever they are used, made or let go;
+// that ends a stream, and exhausted memory a frame, but not the receiver. Answers whether the step did.
+template <class Step>
+bool attempt(Step step)
+{
+    try
+    {
+        return step();
+    }
+    catch (const vnBaseError&)
+    {
+        return false;
+    }
+    catch (const std::exception&)
+    {
+        return false;
+    }
+}
+
+// The bytes that can be read without waiting; 0 also when a stream does not tell. One that is not active has
+// come to its end and gives what is left whatever its length says.
+unsigned int bytesThere(vnSerializeAdapter* adapter)
+{
+    const unsigned int length = adapter->isOfType(vnSerializeAdapterMux::getClassType())
+                                    ? static_cast<vnSerializeAdapterMux*>(adapter)->getQueued()
+                                    : adapter->length();
+    return length == 0 && !adapter->isActive() ? blockSize : length;
+}
 } // namespace
 
 vnObjectReceiver::vnObjectReceiver(const vnString& name, vnSerializeAdapter* adapter)
-    : vnThread(VN_THREAD_PRIORITY_NORMAL), m_adapter(adapter), m_name(name), m_decompressor(nullptr)
+    : vnThread(VN_THREAD_PRIORITY_NORMAL), m_adapter(adapter), m_name(name)
 {
     if (adapter)
         m_url = adapter->getURL();
@@ -120,57 +155,58 @@ void vnObjectReceiver::process()
 {
     if (!getSource().adapter)
         return;
-    unsigned int opening = ~0u;
+    m_lastOpening = ~0u;
     while (!isStopping(0))
     {
-        Source source = getSource();
-        if (source.opening != opening) // what was left of another stream is no part of this one
-        {
-            opening = source.opening;
-            m_buffer.clear();
-            m_begin = 0;
-            m_stage = VN_HUNT;
-        }
-        if (source.adapter && fetch(source.adapter))
-        {
-            while (!isStopping(0) && takeFrame())
-                continue;
-            continue;
-        }
-        if (source.url.isEmpty())
+        bool hasMore = true;
+        if (!attempt([&] { return hasMore = takeBytes(), true; }))
+            vnDelayFunction(reconnectMilliseconds, nullptr);
+        if (!hasMore)
             return;
-        source.adapter = nullptr;
-        reopen(source);
+        while (!isStopping(0) && stepThroughFrame())
+            deliver();
     }
 }
 
-// Takes what the stream has; false at its end. A stream that fails has ended, and so has one whose frame the
-// memory can't hold.
+// Takes what the stream has, or opens it again at its end; false when it can't. A stream that fails has
+// ended, and so has one whose frame the memory can't hold.
+bool vnObjectReceiver::takeBytes()
+{
+    Source source = getSource();
+    if (source.opening != m_lastOpening) // what was left of another stream is no part of this one
+    {
+        m_lastOpening = source.opening;
+        m_buffer.clear();
+        m_begin = 0;
+        m_stage = VN_HUNT;
+    }
+    if (source.adapter && attempt([this, &source] { return fetch(source.adapter); }))
+        return true;
+    if (source.url.isEmpty())
+        return false;
+    source.adapter = nullptr;
+    reopen(source);
+    return true;
+}
+
+// False at the end of the stream.
 bool vnObjectReceiver::fetch(vnSerializeAdapter* adapter)
 {
-    try
-    {
-        if (!adapter->hasData(1))
-            return false;
-        const unsigned int held = getCount();
-        const unsigned int missing = m_stage == VN_PAYLOAD ? m_payloadSize - held : blockSize;
-        const unsigned int count = std::min({adapter->length(), missing, blockSize});
-        const unsigned int got = count > 0 ? adapter->read(makeRoom(count), count) : 0;
-        m_buffer.setSize(m_begin + held + std::min(got, count));
-        if (got > 0)
-            m_idle = 0;
-        else
-            wait();
-        return true;
-    }
-    catch (const vnBaseError&)
-    {
+    const unsigned int there = bytesThere(adapter);
+    if (there == 0 && !adapter->hasData(1)) // asked last, as some wait then
         return false;
-    }
-    catch (const std::bad_alloc&)
-    {
+    const unsigned int held = getCount();
+    const unsigned int missing = m_stage == VN_PAYLOAD ? m_payloadSize - held : blockSize;
+    const unsigned int count = std::min({there, missing, blockSize});
+    const unsigned int got = count > 0 ? std::min(adapter->read(makeRoom(count), count), count) : 0;
+    m_buffer.setSize(m_begin + held + got);
+    if (got > 0)
+        m_idle = 0;
+    else if (adapter->isActive() || adapter->hasData(1))
+        wait();
+    else
         return false;
-    }
+    return true;
 }
 
 // The place for `count` bytes behind those that are held.
@@ -202,7 +238,15 @@ void vnObjectReceiver::wait()
     vnDelayFunction(1, nullptr);
 }
 
-// One step through a frame; false when more bytes are needed.
+// False when more bytes are needed. What fails for want of memory drops the frame.
+bool vnObjectReceiver::stepThroughFrame()
+{
+    bool hasMore = true;
+    if (!attempt([&] { return hasMore = takeFrame(), true; }))
+        m_stage = VN_HUNT;
+    return hasMore;
+}
+
 bool vnObjectReceiver::takeFrame()
 {
     switch (m_stage)
@@ -260,8 +304,8 @@ bool vnObjectReceiver::takeHeader()
     if (getCount() < headSize)
         return false;
     const unsigned char* const head = m_buffer.data() + m_begin;
-    m_checksum = getBigEndian(head, 8);
-    m_payloadSize = static_cast<unsigned int>(getBigEndian(head + sizeOffset, 4));
+    m_checksum = vnDynamicBytes::getBig<vnUInt64>(head);
+    m_payloadSize = vnDynamicBytes::getBig<unsigned int>(head + sizeOffset);
     const bool isSound = std::equal(endMarker, endMarker + markerSize, head + endOffset) &&
                          m_payloadSize > 0 && m_payloadSize <= getMaxFrameSize();
     m_begin += headSize;
@@ -281,26 +325,64 @@ bool vnObjectReceiver::takePayload()
     return true;
 }
 
-// Damage that the checksum does not show drops the frame, too.
+// Damage that the checksum does not show drops the frame, too. Objects for other names are read all the same,
+// and nobody else would break the circles in them.
 void vnObjectReceiver::decode(unsigned char* payload)
 {
-    vnRefPointer<vnObject> object;
-    try
+    vnMadeObjects made;
+    attempt(
+        [&]
+        {
+            vnRefPointer<vnSerializeAdapter> memory(new vnSerializeAdapterMemory(payload, m_payloadSize));
+            memory->setAdapterFlags(VN_ADAPTER_SILENT);
+            if (!m_decompressor)
+                m_decompressor = new vnSerializeAdapterCompress;
+            m_decompressor->setAdapter(memory);
+            vnObject* object = vnReadObject(m_decompressor, 0, made);
+            m_isOwn = object && m_frameName == getName();
+            if (object && !m_isOwn)
+                made.breakUp(m_decompressor);
+            if (object)
+                object->ref();
+            m_object = object;
+            return true;
+        });
+    attempt(
+        [&]
+        {
+            made.letGo();
+            return true;
+        });
+    attempt(
+        [&]
+        {
+            if (m_decompressor)
+                m_decompressor->setAdapter(nullptr); // with the instances of this frame
+            if (m_payloadSize > largeFrame)
+                m_decompressor = nullptr;
+            return true;
+        });
+}
+
+// What an implementation throws ends the thread. The class of the object has the last word on its end.
+void vnObjectReceiver::deliver()
+{
+    struct Drop
     {
-        vnRefPointer<vnSerializeAdapter> memory(new vnSerializeAdapterMemory(payload, m_payloadSize));
-        memory->setAdapterFlags(VN_ADAPTER_SILENT);
-        m_decompressor.setAdapter(memory);
-        object = vnObject::readObject(&m_decompressor, 0, vnString(), 0);
-    }
-    catch (const vnBaseError&)
-    {
-        object = nullptr;
-    }
-    catch (const std::bad_alloc&)
-    {
-        object = nullptr; // reported where it was thrown; the next frame may be smaller
-    }
-    m_decompressor.setAdapter(nullptr); // with the instances of this frame
-    if (object && m_frameName == getName())
-        onObject(object);
+        ~Drop() noexcept(false)
+        {
+            attempt(
+                [this]
+                {
+                    object->unrefNoDelete();
+                    return object->checkDelete() != 0;
+                });
+        }
+        vnObject* object;
+    };
+    if (!m_object)
+        return;
+    const Drop drop{std::exchange(m_object, nullptr)};
+    if (m_isOwn)
+        onObject(drop.object);
 }

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <exception>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -19,12 +20,6 @@ constexpr char unknownFormat[] = "Unknown Factory : %ld";
 std::atomic<unsigned int> s_maxDepth{VN_MAX_DEPTH};
 thread_local vnObjectScope* s_top = nullptr;
 thread_local vnObjectGraves* s_graves = nullptr;
-
-bool isUnknownNote(const vnString& error)
-{
-    const vnString format = vnTranslated(unknownFormat);
-    return error.isFirst(format.left(format.find('%')));
-}
 } // namespace
 
 unsigned int vnObject::getMaxDepth() noexcept
@@ -75,26 +70,127 @@ void vnObjectScope::testDepth() const
         vnExceptionThrows::vnThrowWarning("Objects are nested deeper than %d", vnObject::getMaxDepth());
 }
 
-void vnObjectScope::beginRead()
+unsigned int vnObjectScope::sizeWithoutAdapter()
 {
-    if (!isOutermost() || !m_adapter->hasError())
+    if (isOutermost())
+        return m_object->getDataSize(nullptr);
+    if (!m_root->m_sizes)
+        m_root->m_sizes = std::make_unique<Sizes>();
+    const auto known = m_root->m_sizes->find(m_object);
+    if (known != m_root->m_sizes->end())
+        return known->second;
+    const unsigned int size = m_object->getDataSize(nullptr);
+    m_root->m_sizes->emplace(m_object, size);
+    return size;
+}
+
+void vnObjectScope::beginRead(vnMadeObjects& made)
+{
+    if (!isOutermost())
         return;
-    const vnString error = m_adapter->getError();
-    if (!isUnknownNote(error))
+    m_made = &made;
+    if (!m_adapter->hasError())
         return;
+    m_error = m_adapter->getError();
     m_adapter->setError(vnString());
-    m_unknown = error;
+}
+
+void vnObjectScope::noteMade(unsigned int index, vnObject* object)
+{
+    if (m_root->m_made)
+        m_root->m_made->add(index, object);
 }
 
 void vnObjectScope::noteUnknown(unsigned int id)
 {
-    m_root->m_unknown = vnString::formatString(vnTranslated(unknownFormat), id);
+    m_root->m_error = vnString::formatString(vnTranslated(unknownFormat), id);
 }
 
 void vnObjectScope::endRead()
 {
-    if (isOutermost() && !m_unknown.isEmpty() && !m_adapter->hasError())
-        m_adapter->setError(m_unknown);
+    if (isOutermost() && !m_error.isEmpty() && !m_adapter->hasError())
+        m_adapter->setError(m_error);
+}
+
+void vnObjectScope::abandonRead()
+{
+    if (isOutermost() && m_made)
+        m_made->breakUp(m_adapter);
+    endRead();
+}
+
+vnMadeObjects::~vnMadeObjects() noexcept(false)
+{
+    try
+    {
+        letGo();
+    }
+    catch (...)
+    {
+        if (std::uncaught_exceptions() == 0)
+            throw;
+    }
+}
+
+void vnMadeObjects::add(unsigned int index, vnObject* object)
+{
+    if (m_first.object)
+        m_more.push_back({index, object});
+    else
+        m_first = {index, object};
+    object->ref();
+}
+
+void vnMadeObjects::breakUp(vnSerializeAdapter* adapter)
+{
+    if (m_first.object)
+        takeApart(adapter, m_first);
+    for (const Made& made : m_more)
+        takeApart(adapter, made);
+}
+
+// What handlers throw does not keep the others from being let go, nor take the place of the failure that is
+// the reason.
+void vnMadeObjects::takeApart(vnSerializeAdapter* adapter, const Made& made)
+{
+    try
+    {
+        vnRefInstanceArray& instances = adapter->getRefInstanceArray();
+        if (made.index < instances.getSize() && instances[made.index].get() == made.object)
+            instances[made.index] = nullptr;
+        made.object->removeAllUserData();
+        made.object->releaseRefs();
+    }
+    catch (const vnBaseError&)
+    {
+    }
+    catch (const std::exception&)
+    {
+    }
+}
+
+void vnMadeObjects::letGo()
+{
+    std::exception_ptr failure;
+    for (Made next = std::exchange(m_first, {}); next.object;)
+        try
+        {
+            vnObject* object = next.object;
+            next = {};
+            if (!m_more.empty())
+            {
+                next = m_more.back();
+                m_more.pop_back();
+            }
+            object->unref();
+        }
+        catch (...)
+        {
+            if (!failure)
+                failure = std::current_exception();
+        }
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 void vnFailObject(vnSerializeAdapter* adapter, const char* error)

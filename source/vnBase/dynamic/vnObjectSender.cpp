@@ -51,8 +51,8 @@ unsigned char vnObjectSender::sendObject(vnObject* object)
     const unsigned int size = m_queue->length();
 
     unsigned char head[vnObjectFrame::headSize];
-    vnObjectFrame::putBigEndian(head, vnObjectFrame::checksum(payload, size), 8);
-    vnObjectFrame::putBigEndian(head + vnObjectFrame::sizeOffset, size, 4);
+    vnDynamicBytes::putBig(head, vnObjectFrame::checksum(payload, size));
+    vnDynamicBytes::putBig(head + vnObjectFrame::sizeOffset, size);
     std::copy_n(vnObjectFrame::endMarker, vnObjectFrame::markerSize, head + vnObjectFrame::endOffset);
 
     m_adapter->write(vnObjectFrame::startMarker, vnObjectFrame::markerSize);

@@ -7,6 +7,7 @@
 #include <vnBase/vnTime.h>
 
 #include <dynamic/vnDynamicBytes.h>
+#include <dynamic/vnStreamEnd.h>
 #include <serialize/vnAdapterError.h>
 
 #include <algorithm>
@@ -25,8 +26,6 @@ constexpr vnUInt64 VN_ADAPTER_NO_PROGRESS = 0x8;
 // takes 16 bytes for each.
 constexpr unsigned int VN_FREE_INSTANCES = 65536;
 
-// A source that does not know its length is asked for this much at most to see whether a record is whole.
-constexpr unsigned int VN_LARGEST_PROBE = 16777216;
 constexpr unsigned int VN_EAT_BLOCK = 4096;
 
 // What was skipped, whose records have ids as well. It stands in the table of the adapter's objects under the
@@ -50,21 +49,36 @@ public:
 
 vnType SkippedRecords::s_type(vnReference::getClassType(), "vnSkippedRecords");
 
+// Records that were sized and not written, in the table of the adapter's objects under the address of its
+// type. The objects are only looked up there.
+class SizedRecords : public vnReference
+{
+public:
+    VN_TYPE(SizedRecords)
+
+    std::vector<const vnObject*> objects;
+};
+
+vnType SizedRecords::s_type(vnReference::getClassType(), "vnSizedRecords");
+
+// The one of the adapter; null when there is none and none is to be made.
+template <class T>
+T* noteOf(vnSerializeAdapter* adapter, bool isMade)
+{
+    const vnInstanceCompareInterface key(&T::s_type);
+    vnReference* found = adapter->getRefInstanceDictionary().find(key);
+    if (found || !isMade)
+        return static_cast<T*>(found);
+    const vnRefPointer<T> fresh(new T);
+    adapter->getRefInstanceDictionary().enter(key, fresh);
+    return fresh;
+}
+
 // Big-endian, unlike all the rest of objects on streams; peers rely on both.
-unsigned int bigEndian(const unsigned char* bytes) noexcept
-{
-    return __builtin_bswap32(vnDynamicBytes::get<unsigned int>(bytes));
-}
-
-unsigned char* putBigEndian(unsigned char* to, unsigned int value) noexcept
-{
-    return vnDynamicBytes::put(to, __builtin_bswap32(value));
-}
-
 void writeHead(vnSerializeAdapter* adapter, unsigned int id, unsigned int size, unsigned int instance)
 {
     unsigned char head[vnObjectHeadSize];
-    putBigEndian(putBigEndian(putBigEndian(head, id), size), instance);
+    vnDynamicBytes::putBig(vnDynamicBytes::putBig(vnDynamicBytes::putBig(head, id), size), instance);
     adapter->write(head, sizeof head);
 }
 
@@ -136,13 +150,38 @@ void forgetUnwritten(vnRefInstanceDictionary& records)
     }
 }
 
+// Records that were sized outside of any writing count others that were sized before as references, and those
+// need not be written first. So what is written without having been sized is sized anew with all that it
+// holds. What was sized and written in the same order keeps its sizes.
+void forgetSized(vnSerializeAdapter* adapter)
+{
+    SizedRecords* sized = noteOf<SizedRecords>(adapter, false);
+    if (!sized)
+        return;
+    for (const vnObject* object : sized->objects)
+    {
+        const vnAdapterSharedData* record = findRecord(object, adapter);
+        if (record && !record->isWritten())
+            adapter->getRefInstanceDictionary().remove(keyOf(object));
+    }
+    sized->objects.clear();
+}
+
 // The size is found with the record in the table, so that objects that lead back to this one count it as a
 // reference. It is found once: later the objects inside have records as well, and would count as references.
-vnRefPointer<vnAdapterSharedData> createRecord(vnObject* object, vnSerializeAdapter* adapter, bool isShared)
+vnRefPointer<vnAdapterSharedData> createRecord(vnObject* object, vnSerializeAdapter* adapter, bool isShared,
+                                               bool isWriting)
 {
     vnRefPointer<vnAdapterSharedData> record(new vnAdapterSharedData(object));
     vnObjectScope scope(adapter, object);
     scope.testDepth();
+    if (isWriting && scope.isOutermost())
+    {
+        scope.setWriting();
+        forgetSized(adapter);
+    }
+    if (!scope.isWriting())
+        noteOf<SizedRecords>(adapter, true)->objects.push_back(object);
     if (isShared)
         adapter->getRefInstanceDictionary().enter(keyOf(object), record);
     try
@@ -170,27 +209,9 @@ vnRefPointer<vnAdapterSharedData> createRecord(vnObject* object, vnSerializeAdap
 unsigned int readWord(vnSerializeAdapter* adapter)
 {
     unsigned char bytes[sizeof(unsigned int)];
-    if (adapter->read(bytes, sizeof bytes) < sizeof bytes)
+    if (!vnReadWhole(adapter, bytes, sizeof bytes))
         vnFailObject(adapter, "Object ends within its head");
-    return bigEndian(bytes);
-}
-
-SkippedRecords* skippedRecords(vnSerializeAdapter* adapter)
-{
-    return static_cast<SkippedRecords*>(
-        adapter->getRefInstanceDictionary().find(vnInstanceCompareInterface(&SkippedRecords::s_type)));
-}
-
-void countSkipped(vnSerializeAdapter* adapter, unsigned int bytes)
-{
-    SkippedRecords* skipped = skippedRecords(adapter);
-    if (!skipped)
-    {
-        vnRefPointer<SkippedRecords> fresh(new SkippedRecords);
-        adapter->getRefInstanceDictionary().enter(vnInstanceCompareInterface(&SkippedRecords::s_type), fresh);
-        skipped = fresh;
-    }
-    skipped->bytes += bytes;
+    return vnDynamicBytes::getBig<unsigned int>(bytes);
 }
 
 // Ids are given out in the order of the records, so that one which leaves out more than was skipped is a lie.
@@ -198,7 +219,7 @@ bool isPossible(vnSerializeAdapter* adapter, unsigned int index, unsigned int kn
 {
     if (index <= known || index < VN_FREE_INSTANCES)
         return true;
-    SkippedRecords* skipped = skippedRecords(adapter);
+    SkippedRecords* skipped = noteOf<SkippedRecords>(adapter, false);
     return skipped && skipped->hold(index - known);
 }
 
@@ -230,6 +251,8 @@ void testNotBeingRead(vnSerializeAdapter* adapter, const vnReference* object)
 // In blocks and no further than the data go, whatever the size claims.
 unsigned int discard(vnSerializeAdapter* adapter, unsigned int size)
 {
+    if (adapter->canSeek())
+        size = std::min(size, adapter->length()); // some give zeros for what is not there
     unsigned char block[VN_EAT_BLOCK];
     unsigned int done = 0;
     while (done < size)
@@ -243,10 +266,14 @@ unsigned int discard(vnSerializeAdapter* adapter, unsigned int size)
     return done;
 }
 
-// What is left of a record that is cut goes with it: who reads on in spite of the error finds the end.
-void testWhole(vnSerializeAdapter* adapter, unsigned int bodySize)
+// The base class notices by itself when its body is cut. Any other one may take what it does not get for
+// zeros, so it is not asked to read what can't be all there; a size that is too large for the body counts as
+// that. Only sources that can seek are asked: others may still wait for what is to come, and would wait for
+// ever for what such a size claims too much. What is left of a record that is cut goes with it: who reads on
+// in spite of the error finds the end.
+void testWhole(vnSerializeAdapter* adapter, const vnObject* object, unsigned int bodySize)
 {
-    if (bodySize == 0 || bodySize > VN_LARGEST_PROBE || adapter->hasData(bodySize))
+    if (object->isExactType(vnObject::getClassType()) || !adapter->canSeek() || bodySize <= adapter->length())
         return;
     discard(adapter, bodySize);
     vnFailObject(adapter, "Object ends within its body");
@@ -258,6 +285,7 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
 {
     const vnRefPointer<vnObject> held(object);
     const unsigned int index = readWord(adapter);
+    scope.noteMade(index, object);
     {
         vnRefPointer<vnReference>& place = instanceAt(adapter, index);
         if (place)
@@ -267,7 +295,7 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
     scope.setObject(object);
     try
     {
-        testWhole(adapter, chunkSize - vnObjectHeadSize);
+        testWhole(adapter, object, chunkSize - vnObjectHeadSize);
         object->read(adapter);
         if (adapter->hasError())
             vnFailObject(adapter, "Object ends within its body");
@@ -286,7 +314,7 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
 void eat(vnSerializeAdapter* adapter, unsigned int size)
 {
     const unsigned int done = discard(adapter, size);
-    countSkipped(adapter, done + 8);
+    noteOf<SkippedRecords>(adapter, true)->bytes += done + 8u;
     if (!isSilent(adapter))
         vnMessage::message(VN_MESSAGE_WARNING, "Eater:%d", done);
     if (done < size)
@@ -327,13 +355,13 @@ unsigned int vnObject::getChunkSize(vnObject* object, vnSerializeAdapter* adapte
         return sizeof(unsigned int);
     if (!adapter)
     {
-        const vnObjectScope scope(nullptr, object);
+        vnObjectScope scope(nullptr, object);
         scope.testDepth();
-        return object->getDataSize(nullptr);
+        return scope.sizeWithoutAdapter();
     }
     if (findRecord(object, adapter))
         return vnObjectHeadSize;
-    return createRecord(object, adapter, true)->getChunkSize();
+    return createRecord(object, adapter, true, false)->getChunkSize();
 }
 
 void vnObject::writeObject(vnObject* object, vnSerializeAdapter* adapter, unsigned int totalSize,
@@ -348,14 +376,15 @@ void vnObject::writeObject(vnObject* object, vnSerializeAdapter* adapter, unsign
     }
     vnRefPointer<vnAdapterSharedData> record(findRecord(object, adapter));
     if (!record)
-        record = createRecord(object, adapter, shareInstances);
+        record = createRecord(object, adapter, shareInstances, true);
     if (record->isWritten())
     {
         writeHead(adapter, vnReferenceMark, vnObjectHeadSize, record->getInstanceID());
         return;
     }
-    const vnObjectScope scope(adapter, object);
+    vnObjectScope scope(adapter, object);
     scope.testDepth();
+    scope.setWriting();
     record->setInstanceID(adapter->getNewSharedInstanceID());
     record->setWritten(1);
     writeHead(adapter, vnFactoryIdentifier(object->getType()), record->getChunkSize(),
@@ -367,18 +396,31 @@ vnObject* vnObject::readObject(vnSerializeAdapter* adapter, unsigned int totalSi
                                const vnString& progressText, unsigned char eatUnknown)
 {
     reportProgress(adapter, totalSize, progressText, true);
+    vnMadeObjects made;
+    return vnReadObject(adapter, eatUnknown, made);
+}
+
+vnObject* vnReadObject(vnSerializeAdapter* adapter, unsigned char eatUnknown, vnMadeObjects& made)
+{
     vnObjectScope scope(adapter, nullptr);
-    scope.beginRead();
-    vnObject* object = nullptr;
+    scope.beginRead(made);
     try
     {
-        object = readRecord(adapter, scope, eatUnknown);
+        vnObject* object = readRecord(adapter, scope, eatUnknown);
+        scope.endRead();
+        return object;
     }
     catch (const vnWarningError&)
     {
-        if (!scope.isOutermost() || !adapter->hasError())
+        const bool isTold = scope.isOutermost() && adapter->hasError();
+        scope.abandonRead();
+        if (!isTold)
             throw;
     }
-    scope.endRead();
-    return object;
+    catch (...)
+    {
+        scope.abandonRead();
+        throw;
+    }
+    return nullptr;
 }

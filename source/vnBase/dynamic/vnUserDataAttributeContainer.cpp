@@ -1,33 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnUserDataAttributeContainer.h>
 
-#include <vnBase/vnMutex.h>
 #include <vnBase/vnObject.h>
 
 #include <memory>
 
 vnType vnUserDataAttributeContainer::s_type(vnUserData::getClassType(), "vnUserDataAttributeContainer");
 
-/// Containers that were cloned from one another, so that an owner that dies leaves all of their lists. A
-/// clone may be made for another thread.
-class vnUserDataAttributeContainer::Family : public vnThreadSafeReference
+/// Containers that were cloned from one another, so that an owner that dies leaves all of their lists. All of
+/// them belong to one thread, as their owners do.
+class vnUserDataAttributeContainer::Family : public vnReference
 {
 public:
-    void enter(vnUserDataAttributeContainer* container)
-    {
-        const vnBodyGuard guard(m_mutex);
-        m_members.append(container);
-    }
-    void leave(vnUserDataAttributeContainer* container)
-    {
-        const vnBodyGuard guard(m_mutex);
-        m_members.remove(container);
-    }
+    void enter(vnUserDataAttributeContainer* container) { m_members.append(container); }
+    void leave(vnUserDataAttributeContainer* container) { m_members.remove(container); }
 
     // `object` let go of `source`.
     void forget(const vnUserDataAttributeContainer* source, vnObject* object)
     {
-        const vnBodyGuard guard(m_mutex);
         for (vnUserDataAttributeContainer* each : m_members)
             if (each != source && each->m_inherited.remove(object))
                 each->m_owners.remove(object);
@@ -160,7 +150,9 @@ void vnUserDataAttributeContainer::onAttributeEvent(vnDynamicTypeEvent event, co
         m_owners.getHead()->onUserDataAttributeEvent(this, event, name);
         return;
     }
-    // Handlers may attach and detach the container, so each owner is told if it is still there.
+    // Handlers may attach and detach the container, so each owner is told if it is still there, and the
+    // container outlives the last of them.
+    const vnRefPointer<vnUserDataAttributeContainer> held(getRef() > 0 ? this : nullptr);
     const vnList<vnObject> owners(m_owners);
     for (vnObject* owner : owners)
         if (m_owners.contains(owner))

@@ -115,5 +115,8 @@ void vnUserDataDictionary::onRemoveItem(vnUserData* data)
         letGo(data);
         throw;
     }
-    letGo(data);
+    if (getKeepLast())
+        vnRefDict::onRemoveItem(data); // which holds it
+    else
+        letGo(data);
 }

@@ -25,6 +25,12 @@ unsigned char vnSerializeAdapterMux::getActive()
     return m_active;
 }
 
+unsigned int vnSerializeAdapterMux::getQueued()
+{
+    vnBodyGuard guard(m_event);
+    return m_queue.getCount();
+}
+
 void vnSerializeAdapterMux::setActive(const unsigned char& active)
 {
     vnBodyGuard guard(m_event);
