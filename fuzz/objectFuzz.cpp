@@ -99,7 +99,7 @@ std::vector<unsigned char> writtenAll(const Objects& roots)
 }
 } // namespace
 
-// Objects in a circle that later ones put out of the table are lost, as they are told to be.
+// Objects in a circle that later ones put out of the table are lost: nobody holds a way to them.
 extern "C" const char* __asan_default_options()
 {
     return "detect_leaks=0";

@@ -43,9 +43,9 @@ public:
     ~vnObjectReceiver() noexcept(false) override;
 
     /// An object for this name has come. Who keeps it holds a reference, and breaks what it holds in a
-    /// circle when it is done, see `vnObject`; the same goes for who does not keep it. The receiver lets go of
-    /// its own reference when this returns, on its thread and without a lock: what another thread is to use
-    /// meanwhile is a copy. An exception ends the thread. Does nothing here.
+    /// circle when it is done, see `vnObject`; the same goes for who does not keep it. The receiver lets go
+    /// of its own reference when this returns, on its thread and without a lock: what another thread is to
+    /// use meanwhile is a copy. An exception ends the thread. Does nothing here.
     virtual void onObject(vnObject* object);
 
     /// The name and the URL, each with a zero byte.

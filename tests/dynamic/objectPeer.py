@@ -3,6 +3,7 @@
 """The other end of an object channel, written from the wire format alone.
 
 usage: objectPeer.py read FILE CLASS           prints "NAME ATTRIBUTE NUMBER" for each object of a file of frames
+       objectPeer.py listen SOCKET CLASS       the same for what one connection brings until it is closed
        objectPeer.py serve SOCKET CLASS NAME   sends objects to whoever connects; see serve()
 
 CLASS is the number that stands for the class of the objects on a stream.
@@ -80,9 +81,16 @@ def frames(data):
         at = end + 21 + size
 
 
-def read(path, class_id):
-    with open(path, "rb") as file:
-        data = file.read()
+def listen(path):
+    """Says "ready" when it can be connected to."""
+    listener = socket.socket(socket.AF_UNIX)
+    listener.bind(path)
+    listener.listen(1)
+    print("ready", flush=True)
+    return listener
+
+
+def show(data, class_id):
     for name, block in frames(data):
         number, size, instance = struct.unpack_from(">III", block)
         assert (number, size, instance) == (class_id, len(block), 0)
@@ -101,15 +109,14 @@ def read(path, class_id):
 
 
 def serve(path, class_id, name):
-    """Three connections: the first ends within a frame, the second sends byte by byte and damaged frames, the
+    """Writes a file beside the socket. Three connections: the first ends within a frame, the second sends byte by byte and damaged frames, the
     third stays until the other side goes."""
     def object_frame(number, channel=name, method=1):
         return frame(channel, record(class_id, [("n", number)]), method)
 
-    listener = socket.socket(socket.AF_UNIX)
-    listener.bind(path)
-    listener.listen(1)
-    print("ready", flush=True)
+    with open(path + ".frames", "wb") as file:
+        file.write(object_frame(21) + object_frame(22, channel="another") + object_frame(22, method=0))
+    listener = listen(path)
 
     peer, _ = listener.accept()
     peer.sendall(b"garbage" + START[:5] + object_frame(1) + object_frame(2)[:-3])
@@ -139,6 +146,11 @@ def serve(path, class_id, name):
 
 if __name__ == "__main__":
     if sys.argv[1] == "read":
-        read(sys.argv[2], int(sys.argv[3]))
+        with open(sys.argv[2], "rb") as source:
+            show(source.read(), int(sys.argv[3]))
+    elif sys.argv[1] == "listen":
+        connection, _ = listen(sys.argv[2]).accept()
+        with connection.makefile("rb") as source:
+            show(source.read(), int(sys.argv[3]))
     else:
         serve(sys.argv[2], int(sys.argv[3]), sys.argv[4])

@@ -120,7 +120,8 @@ public:
     }
     void bytes(vnDynamicPayload& payload, vnUInt64 size)
     {
-        const bool mayBeThere = size <= 0xFFFFFFFFu && vnMayHold(getAdapter(), static_cast<unsigned int>(size));
+        const bool mayBeThere =
+            size <= 0xFFFFFFFFu && vnMayHold(getAdapter(), static_cast<unsigned int>(size));
         AdapterSource::bytes(payload, mayBeThere ? size : getAdapter()->length());
         m_isWhole = m_isWhole && payload.getSize() == size;
     }

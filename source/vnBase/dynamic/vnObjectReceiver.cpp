@@ -180,8 +180,10 @@ bool vnObjectReceiver::takeBytes()
         m_begin = 0;
         m_stage = VN_HUNT;
     }
+    const unsigned int held = getCount();
     if (source.adapter && attempt([this, &source] { return fetch(source.adapter); }))
         return true;
+    m_buffer.setSize(m_begin + held); // without the room for what did not come
     if (source.url.isEmpty())
         return false;
     source.adapter = nullptr;
