@@ -70,6 +70,15 @@ public:
         m_maxFrameSize.store(bytes, std::memory_order_relaxed);
     }
 
+    /// The most plain bytes that a block of a frame may hold; a frame with a larger one is dropped before its
+    /// memory is taken. Any number at the start: compressed bytes yield up to 1032 times as many. A sender
+    /// makes one block of an object.
+    unsigned int getMaxPlainSize() const noexcept { return m_maxPlainSize.load(std::memory_order_relaxed); }
+    void setMaxPlainSize(unsigned int bytes) noexcept
+    {
+        m_maxPlainSize.store(bytes, std::memory_order_relaxed);
+    }
+
 private:
     /// What a pass works on; the stream may be exchanged meanwhile.
     struct Source
@@ -126,4 +135,5 @@ private:
     vnObject* m_object = nullptr;                            // held; of the frame that has just come
     bool m_isOwn = false;                                    // it has the own name
     std::atomic<unsigned int> m_maxFrameSize{0xFFFFFFFFu};
+    std::atomic<unsigned int> m_maxPlainSize{0xFFFFFFFFu};
 };

@@ -124,12 +124,14 @@ private:
 };
 
 // All that a receiver without a URL finds in the bytes.
-std::vector<double> receivedFrom(const std::string& bytes, unsigned int maxFrameSize = 0xFFFFFFFFu)
+std::vector<double> receivedFrom(const std::string& bytes, unsigned int maxFrameSize = 0xFFFFFFFFu,
+                                 unsigned int maxPlainSize = 0xFFFFFFFFu)
 {
     vnRefPointer<vnSerializeAdapterQueue> stream(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     writeTo(*stream, bytes);
     Receiver receiver(stream);
     receiver.setMaxFrameSize(maxFrameSize);
+    receiver.setMaxPlainSize(maxPlainSize);
     EXPECT_EQ(receiver.chain(), 1);
     return receiver.numbers;
 }
@@ -372,6 +374,11 @@ TEST(vnObjectReceiver, StepsOverGarbageAndOtherNames)
                               frameOf("scene", 4) + marker + std::string(200000, 'n');
     EXPECT_EQ(receivedFrom(bytes), (std::vector<double>{1, 3, 4}));
     EXPECT_EQ(receivedFrom(bytes, 10), std::vector<double>()); // all are larger
+    vnRefPointer<vnObject> large = objectOf(5);
+    large->setAttribute("data", "zeros", std::string(60000, '0').c_str());
+    EXPECT_EQ(receivedFrom(frameOf("scene", large) + frameOf("scene", 6)), (std::vector<double>{5, 6}));
+    EXPECT_EQ(receivedFrom(frameOf("scene", large) + frameOf("scene", 6), 1000, 1000),
+              std::vector<double>{6}); // the first one grows beyond what it may
 }
 
 TEST(vnObjectReceiver, DropsWhatIsDamagedWithoutAWord)
@@ -430,7 +437,7 @@ TEST(vnObjectReceiver, LetsGoOfWhatItDoesNotDeliver)
 {
     Registered<Lamp> lamps;
     Registered<Asked> asked;
-    vnRefPointer<vnObject> graph = createGraph();
+    vnRefPointer<vnObject> graph = createLamps();
     vnRefPointer<vnObject> outer(new vnObject), last(new Asked);
     outer->addUserData("graph", graph);
     last->setAttribute("data", "n", 2.0);
@@ -439,7 +446,7 @@ TEST(vnObjectReceiver, LetsGoOfWhatItDoesNotDeliver)
     body[0] = 2; // one more than there is
     const std::string bytes = frameOf("other", graph) + frameOfBody(body) + frameOf("scene", 1) +
                               frameOf("scene", last) + frameOf("other", last);
-    breakCircle(graph);
+    breakLamps(graph);
     graph = outer = nullptr;
     EXPECT_EQ(receivedFrom(bytes), (std::vector<double>{1, 2}));
     EXPECT_EQ(Lamp::s_alive, 1); // the prototype

@@ -143,7 +143,7 @@ TEST(vnObjectStream, StoresAnObjectOncePerAdapter)
 TEST(vnObjectStream, BringsAGraphBackInItsShape)
 {
     Registered<Lamp> lamps;
-    Object graph = createGraph();
+    Object graph = createLamps();
     for (const unsigned char share : {1, 0})
     {
         Queue queue;
@@ -153,14 +153,14 @@ TEST(vnObjectStream, BringsAGraphBackInItsShape)
         EXPECT_EQ(queue.length(), 0u);
         if (share)
             expectGraph(copy);
-        breakCircle(copy);
+        breakLamps(copy);
     }
     // A source that does not know its length.
     UnknownLength source(recordOf(graph));
     Object copy(readFrom(source));
     expectGraph(copy);
-    breakCircle(copy);
-    breakCircle(graph);
+    breakLamps(copy);
+    breakLamps(graph);
 }
 
 TEST(vnObjectStream, SizesRecordsAtEveryDepth)
@@ -420,9 +420,9 @@ TEST(vnObjectStream, LimitsTheDepth)
 TEST(vnObjectStream, TellsOfEveryTruncation)
 {
     Registered<Lamp> lamps;
-    Object graph = createGraph();
+    Object graph = createLamps();
     const Bytes whole = recordOf(graph);
-    breakCircle(graph);
+    breakLamps(graph);
     graph = nullptr;
     for (std::size_t size = 1; size < whole.size(); ++size)
     {
@@ -491,7 +491,7 @@ TEST(vnObjectStream, SurvivesExhaustedMemory)
     Registered<Lamp> lamps;
     const auto run = []
     {
-        Object graph = createGraph();
+        Object graph = createLamps();
         Object copy;
         try
         {
@@ -503,11 +503,11 @@ TEST(vnObjectStream, SurvivesExhaustedMemory)
         }
         catch (...)
         {
-            breakCircle(graph);
+            breakLamps(graph);
             throw;
         }
-        breakCircle(copy);
-        breakCircle(graph);
+        breakLamps(copy);
+        breakLamps(graph);
     };
     EXPECT_GT(vnFailingManager::failEach(run), 20u);
     EXPECT_EQ(Lamp::s_alive, 1);

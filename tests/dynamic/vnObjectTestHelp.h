@@ -94,7 +94,7 @@ public:
 };
 
 // A lamp with attributes, an object as user data, shared links, and a circle.
-inline Object createGraph()
+inline Object createLamps()
 {
     vnRefPointer<Lamp> root(new Lamp(1));
     vnRefPointer<Lamp> shared(new Lamp(2));
@@ -109,7 +109,7 @@ inline Object createGraph()
     return Object(root.get());
 }
 
-inline void breakCircle(vnObject* object)
+inline void breakLamps(vnObject* object)
 {
     if (object)
         if (auto* inner = static_cast<vnObject*>(object->getUserData("inner")))

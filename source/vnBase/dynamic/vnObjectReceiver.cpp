@@ -339,6 +339,7 @@ void vnObjectReceiver::decode(unsigned char* payload)
             memory->setAdapterFlags(VN_ADAPTER_SILENT);
             if (!m_decompressor)
                 m_decompressor = new vnSerializeAdapterCompress;
+            m_decompressor->setMaxBlockSize(getMaxPlainSize());
             m_decompressor->setAdapter(memory);
             vnObject* object = vnReadObject(m_decompressor, 0, made);
             m_isOwn = object && m_frameName == getName();
