@@ -15,10 +15,9 @@
 /// A stream that can seek is not cached: each part is read on its own, and the stream stays open for the next
 /// part that this thread asks for, until the thread asks for another URL or ends.
 ///
-/// A part is cut to what is there. A URL that does not open makes an empty adapter without an error, so that
-/// a "cache:" URL opens, and exists, whatever stands in it; why was reported when it was opened. A stream
-/// that breaks sets the error, and is not kept. The adapter seeks and reads as one of memory; a write is
-/// refused with an error, since blocks are shared.
+/// A part is cut to what is there. A URL that does not open makes an empty adapter with an error; why was
+/// reported when it was opened. A stream that breaks sets the error, and is not kept. The adapter seeks and
+/// reads as one of memory; a write is refused with an error, since blocks are shared.
 ///
 /// Blocks belong to their URL alone: whoever asks for it later gets them, whatever flags and password he
 /// gives. They don't change, so that a source that changed meanwhile is not seen before `resetCaches()`.

@@ -191,9 +191,9 @@ TEST_F(vnCacheTest, WhatDoesNotOpenIsEmptyAndCachesStandInCaches)
     Recorder recorder;
     vnSerializeAdapterCache none("stream2:", 0, 4, 0, 0, vnString());
     EXPECT_EQ(none.length(), 0u);
-    EXPECT_FALSE(none.hasError());
+    EXPECT_EQ(none.getError(), "Failed to open URL:stream2:");
     EXPECT_EQ(recorder.take().size(), 1u); // why, and nothing else
-    EXPECT_TRUE(vnURLExist("cache:0,4,stream2:"));
+    EXPECT_FALSE(vnURLExist("cache:0,4,stream2:"));
     EXPECT_EQ(part("cache:2,5,stream:0123456789", 1, 3), "345");
 }
 

@@ -211,7 +211,10 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
         return;
     SourceLoan source(url, flags, password);
     if (!source)
-        return; // empty, without an error of its own: it was reported why
+    {
+        setError(vnTranslated("Failed to open URL:") + url);
+        return;
+    }
     if (!source.get().canSeek())
     {
         cacheWhole(source.get(), url, offset, length);
