@@ -305,8 +305,8 @@ protected:
     }
     unsigned char* getWriteNext() const noexcept { return m_writeNext; }
 
-    /// For sources whose `length_imp` only estimates, and may count what yields nothing: whether there is a
-    /// byte more is asked of `hasData_imp` then, and not of the length.
+    /// For sources whose `length_imp` only estimates, and may count what yields nothing: `hasData()` asks
+    /// `hasData_imp` first then, which may make the length exact.
     void setLengthIsEstimate() noexcept { m_lengthIsEstimate = true; }
 
 private:

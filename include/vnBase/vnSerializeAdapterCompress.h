@@ -57,8 +57,9 @@ protected:
     unsigned int read_imp(unsigned char* data, unsigned int count) override;
     unsigned char read_imp() override;
 
-    /// The bytes in the queue: what was written and not flushed, or what is left of the block. It takes none
-    /// from the target, so that it can be asked while the target is written; `hasData()` does.
+    /// The bytes in the queue: what was written and not flushed, or what is left of the block. When there
+    /// are none, a target that is only for reading gives its next block. One that can be written as well
+    /// keeps it, so that a writer can ask; then the length of the target is the estimate.
     unsigned int length_imp() override;
     unsigned char hasData_imp() override;
 
@@ -66,7 +67,7 @@ private:
     vnQueue<unsigned char>& settled();
     void openForReading();
     unsigned int getBuffered() const;
-    bool fill();
+    bool fill(bool waits);
     bool takeBlock();
     void writeBlock();
     void reportDamage(vnUInt64 taken);

@@ -256,16 +256,41 @@ TEST(vnSerializeAdapterCompress, readsBlocksInARow)
     EXPECT_EQ(readByByte(Adapter(new vnSerializeAdapterCompress(queueWith(stream)))), expected);
 }
 
+TEST(vnSerializeAdapterCompress, servesReadersThatGoByItsLength)
+{
+    const std::string stream = tenBlock + emptyBlock + tenBlock;
+    const vnTempFolder folder;
+    for (const Adapter& target :
+         {memoryWith(stream), queueWith(stream),
+          Adapter(new vnSerializeAdapterFile(folder.write("a", stream), VN_SERIALIZE_INPUT, 0, 0))})
+    {
+        const Adapter adapter(new vnSerializeAdapterCompress(target.get()));
+        std::string got;
+        while (adapter->length() > 0)
+            got += static_cast<char>(adapter->read());
+        EXPECT_EQ(got, std::string(20, 'a'));
+        EXPECT_FALSE(adapter->hasError());
+    }
+}
+
 TEST(vnSerializeAdapterCompress, leavesWhatStandsBehindItsBlock)
 {
     for (const Adapter& target : {memoryWith(tenBlock + "behind"), queueWith(tenBlock + "behind")})
     {
         Adapter adapter(new vnSerializeAdapterCompress(target));
-        EXPECT_EQ(adapter->length(), 0u); // takes nothing
-        EXPECT_EQ(adapter->hasData(), 1);
+        EXPECT_EQ(adapter->length(), 19u); // an estimate, which takes nothing
+        EXPECT_EQ(adapter->hasData(10), 1);
         EXPECT_EQ(adapter->length(), 10u);
         EXPECT_EQ(readAll(adapter, 10), "aaaaaaaaaa");
         EXPECT_EQ(readAll(target), "behind");
+    }
+    for (const Adapter& target : {memoryWith(tenBlock), queueWith(tenBlock)})
+    {
+        Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(adapter->hasData(11), 0); // which the block has bytes for
+        EXPECT_EQ(adapter->hasData(10), 1);
+        EXPECT_EQ(readAll(adapter, 10), "aaaaaaaaaa");
+        EXPECT_EQ(adapter->length(), 0u);
     }
     // A target that claims 4 GB is not asked for them.
     vnRefPointer<Portions> target(new Portions(tenBlock + std::string(100000, 'z'), 0xFFFFFFFF));

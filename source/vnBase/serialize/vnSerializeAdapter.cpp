@@ -302,8 +302,8 @@ unsigned int vnSerializeAdapter::skip(unsigned int count)
 
 unsigned char vnSerializeAdapter::probe(unsigned int count)
 {
-    if (count == 1 && m_lengthIsEstimate)
-        return !m_pushBack.isEmpty() || hasData_imp();
+    if (m_lengthIsEstimate && count > m_pushBack.getCount() && !hasData_imp())
+        return 0;
     if (count <= length())
         return 1;
     return count == 1 ? hasData_imp() : probeByReading(count);

@@ -209,6 +209,7 @@ vnUInt64 dropAll(vnSerializeAdapter& source)
 
 vnSerializeAdapterCompress::vnSerializeAdapterCompress(vnSerializeAdapter* target)
 {
+    setLengthIsEstimate();
     holdTarget(target);
 }
 
@@ -275,7 +276,7 @@ unsigned int vnSerializeAdapterCompress::read_imp(unsigned char* data, unsigned 
     const auto pop = [&](unsigned int& done)
     {
         done = settled().pop(data, count);
-        while (done < count && fill())
+        while (done < count && fill(true))
             done += settled().pop(data + done, count - done);
     };
     const unsigned int done = vnDeliver(*this, data, 0, pop);
@@ -285,7 +286,7 @@ unsigned int vnSerializeAdapterCompress::read_imp(unsigned char* data, unsigned 
 
 unsigned char vnSerializeAdapterCompress::read_imp()
 {
-    fill();
+    fill(true);
     const unsigned char byte = settled().pop(); // throws when there is none
     openForReading();
     return byte;
@@ -293,12 +294,18 @@ unsigned char vnSerializeAdapterCompress::read_imp()
 
 unsigned int vnSerializeAdapterCompress::length_imp()
 {
+    vnSerializeAdapter* target = getAdapter();
+    if (getBuffered() > 0 || !target || !target->supportAction(VN_SERIALIZE_INPUT))
+        return getBuffered();
+    if (target->supportAction(VN_SERIALIZE_OUTPUT))
+        return target->length(); // taking a block would be wrong if this adapter is about to write
+    fill(false);
     return getBuffered();
 }
 
 unsigned char vnSerializeAdapterCompress::hasData_imp()
 {
-    return fill();
+    return fill(true);
 }
 
 // The queue with all that was read and written through the windows, which are closed.
@@ -328,15 +335,16 @@ unsigned int vnSerializeAdapterCompress::getBuffered() const
     return m_queue.getCount();
 }
 
-// Takes blocks until there are bytes, and waits for them where the target does. Answers whether there are.
-bool vnSerializeAdapterCompress::fill()
+// Takes blocks until there are bytes; for those that are not there yet it waits if told so. Answers whether
+// there are bytes.
+bool vnSerializeAdapterCompress::fill(bool waits)
 {
     vnSerializeAdapter* target = getAdapter();
     if (getBuffered() > 0)
         return true;
     if (!target || !target->supportAction(VN_SERIALIZE_INPUT))
         return false;
-    for (unsigned int taken = 0; target->hasData(); ++taken)
+    for (unsigned int taken = 0; (waits || target->length() > 0) && target->hasData(); ++taken)
     {
         if (taken == VN_MAX_EMPTY_BLOCKS)
         {
