@@ -108,3 +108,4 @@
 #include <vnBase/vnVarUInt64.h>
 #include <vnBase/vnVector.h>
 #include <vnBase/vnVersion.h>
+#include <vnBase/vnXmlSax.h>

@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnXmlSax.h>
+
+#include "vnXmlLevel.h"
+
+#include <vnBase/vnObject.h>
+#include <vnBase/vnSerializeAdapter.h>
+
+#include <algorithm>
+
+vnType vnXmlSax::s_type(nullptr, "vnXmlSax");
+
+void vnXmlSax::Level::make(vnString& string, std::string_view text)
+{
+    if (string.length() != text.size() || std::memcmp(string.getString(), text.data(), text.size()) != 0)
+        string = vnString(text.data(), static_cast<unsigned short>(text.size()));
+}
+
+void vnXmlSax::Level::start(std::string_view elementName)
+{
+    m_text.clear();
+    m_text.append(elementName.data(), static_cast<unsigned int>(elementName.size()));
+    m_nameLength = m_text.getSize();
+    m_count = 0;
+    m_hasSet = false;
+}
+
+void vnXmlSax::Level::addAttribute(std::string_view attributeName, std::string_view value)
+{
+    if (m_count == m_attributes.getSize())
+    {
+        m_attributes.setChunkSize(std::max(8u, m_count)); // grows by doubling
+        m_attributes.setSize(m_count + 1);
+    }
+    const auto size = static_cast<unsigned int>(attributeName.size() + value.size());
+    if (m_text.getCapacity() - m_text.getSize() < size)
+        m_text.setChunkSize(std::max(256u, m_text.getCapacity()));
+    Attribute& attribute = m_attributes.data()[m_count];
+    attribute.nameBegin = m_text.getSize();
+    attribute.nameLength = static_cast<unsigned int>(attributeName.size());
+    attribute.valueBegin = attribute.nameBegin + attribute.nameLength;
+    attribute.valueLength = static_cast<unsigned int>(value.size());
+    attribute.hasValue = false;
+    m_text.append(attributeName.data(), attribute.nameLength);
+    m_text.append(value.data(), attribute.valueLength);
+    ++m_count;
+    m_hasSet = false;
+}
+
+void vnXmlSax::Level::replaceValue(vnString&& value)
+{
+    Attribute& attribute = m_attributes.data()[m_count - 1];
+    attribute.value = std::move(value);
+    attribute.hasValue = true;
+    m_hasSet = false;
+}
+
+const vnString& vnXmlSax::Level::getName()
+{
+    make(m_name, getRawName());
+    return m_name;
+}
+
+const vnString& vnXmlSax::Level::getAttributeName(unsigned int index)
+{
+    Attribute& attribute = m_attributes.data()[index];
+    make(attribute.name, textAt(attribute.nameBegin, attribute.nameLength));
+    return attribute.name;
+}
+
+const vnString& vnXmlSax::Level::getAttributeValue(unsigned int index)
+{
+    Attribute& attribute = m_attributes.data()[index];
+    if (!attribute.hasValue)
+        make(attribute.value, textAt(attribute.valueBegin, attribute.valueLength));
+    attribute.hasValue = true;
+    return attribute.value;
+}
+
+const vnString* vnXmlSax::Level::findAttribute(const vnString& name)
+{
+    if (m_hasSet) // which its user may have changed
+    {
+        vnRefData<vnString, vnReference>* value = m_set.peek(name);
+        return value ? &value->getData() : nullptr;
+    }
+    const std::string_view wanted(name.getString(), name.length());
+    for (unsigned int i = 0; i < m_count; ++i)
+        if (textAt(m_attributes.data()[i].nameBegin, m_attributes.data()[i].nameLength) == wanted)
+            return &getAttributeValue(i);
+    return nullptr;
+}
+
+vnXmlSax::AttributeSet& vnXmlSax::Level::getSet()
+{
+    if (m_hasSet)
+        return m_set;
+    m_set.clear();
+    for (unsigned int i = 0; i < m_count; ++i)
+    {
+        vnRefPointer<vnRefData<vnString, vnReference>> value(
+            new vnRefData<vnString, vnReference>(getAttributeValue(i)));
+        m_set.enter(getAttributeName(i), value.get());
+    }
+    m_hasSet = true;
+    return m_set;
+}
+
+vnXmlSax::vnXmlSax()
+{
+    setMaxBufferSize(65536);
+    useUtf8(1);
+}
+
+vnXmlSax::~vnXmlSax() noexcept(false)
+{
+    for (Level* level : m_levels)
+        delete level;
+}
+
+vnXmlSax::Level& vnXmlSax::getLevel(unsigned int level)
+{
+    for (unsigned int i = m_levels.getSize(); i <= level; ++i)
+    {
+        m_levels.append(static_cast<Level*>(nullptr));
+        m_levels[i] = new Level;
+    }
+    return *m_levels.data()[level];
+}
+
+vnXmlSax::Level* vnXmlSax::findLevel(unsigned int level) noexcept
+{
+    return level < m_levels.getSize() ? m_levels.data()[level] : nullptr;
+}
+
+const vnString& vnXmlSax::getElementName(unsigned int level)
+{
+    Level* found = findLevel(level);
+    return found ? found->getName() : m_noText;
+}
+
+const vnString& vnXmlSax::getAttribute(unsigned int level, const vnString& name)
+{
+    Level* found = findLevel(level);
+    const vnString* value = found ? found->findAttribute(name) : nullptr;
+    return value ? *value : m_noText;
+}
+
+unsigned char vnXmlSax::hasAttribute(unsigned int level, const vnString& name)
+{
+    Level* found = findLevel(level);
+    return found && found->findAttribute(name);
+}
+
+vnXmlSax::AttributeSet& vnXmlSax::getAttributeSet(unsigned int level)
+{
+    if (Level* found = findLevel(level))
+        return found->getSet();
+    m_noAttributes.clear();
+    return m_noAttributes;
+}
+
+void vnXmlSax::pushBack(vnSerializeAdapter*) {}
+
+unsigned int vnXmlSax::getDataSize(vnSerializeAdapter*) const
+{
+    return 0;
+}
+
+unsigned char vnXmlSax::onVersion(const vnString&)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onEncoding(const vnString&)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onStandalone(unsigned char)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementStart(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementAttributeEnd(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementContents(const vnString&, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementContentsStart(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementContentsEnd(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onElementEnd(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onAttribute(const vnString&, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onCharData(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onEntityReference(const vnString&, unsigned int, unsigned char)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onProcessingInstruction(const vnString&, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onCDATA(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onComment(const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onDynamicType(const vnDynamicType&, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onObject(vnObject*, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+unsigned char vnXmlSax::onCustomData(vnReference*, const vnString&, unsigned int)
+{
+    return 1;
+}
+
+vnString vnXmlSax::onFunction(const vnString& name, unsigned int)
+{
+    return vnString("function:") + name;
+}
+
+void vnXmlSax::onWrite() {}
+
+void vnXmlSax::read(vnSerializeAdapter*) {}
+
+void vnXmlSax::write(vnSerializeAdapter*) {}
