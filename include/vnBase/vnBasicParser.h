@@ -183,6 +183,7 @@ public:
 
 private:
     friend class vnParserCursor;
+    friend class vnXmlInput;
 
     static constexpr unsigned int VN_MAX_BUFFER_SIZE = 50000;
 
