@@ -231,6 +231,10 @@ public:
     unsigned int getMaxDocumentSize() const noexcept { return m_maxDocumentSize; }
     void setMaxDocumentSize(unsigned int tokens) noexcept { m_maxDocumentSize = tokens; }
 
+    /// For a parser that goes on within an element of `outer` (`continueParsingFrom`): takes over what is
+    /// left of the limits of `outer`.
+    void useLimitsOf(const vnXmlSax& outer) noexcept;
+
     /// The operations of writing, for `onWrite`. A call out of order, or a text that may not stand where it
     /// is to be written, sets the error and throws `vnBasicParseException` with the value 3, which `write`
     /// catches.
@@ -397,6 +401,7 @@ private:
     unsigned int m_maxElementDepth = VN_MAX_ELEMENT_DEPTH;
     unsigned int m_maxIdleNotifications = 0;
     unsigned int m_maxDocumentSize = 0;
+    unsigned int m_documentBegin = 0;     // the token position where it is counted from
     unsigned int m_idleNotifications = 0; // since the token position was m_idlePosition
     unsigned int m_idlePosition = 0;
     AttributeSet m_noAttributes; // of levels that never were

@@ -10,26 +10,36 @@
 /// elements.
 struct vnXmlSax::Level : vnSharedMemory
 {
-    /// Takes the place of the element before.
-    void start(std::string_view elementName);
+    /// Takes the place of the element before. Its name has `tokens` tokens.
+    void start(std::string_view elementName, unsigned int tokens);
 
-    /// `value` may be followed by `replaceValue`.
-    void addAttribute(std::string_view attributeName, std::string_view value);
-
-    /// Gives the attribute added last this value.
-    void replaceValue(vnString&& value);
+    /// An attribute comes in two steps, since the bytes of its name may be gone when its value is read. It is
+    /// there behind the second.
+    void addName(std::string_view attributeName);
+    void addValue(std::string_view value);
+    void addValue(vnString&& value);
+    std::string_view getNewName() const noexcept { return textAt(m_newName, m_text.getSize() - m_newName); }
 
     std::string_view getRawName() const noexcept { return {m_text.data(), m_nameLength}; }
+
+    /// The bytes of the name that are no tokens.
+    unsigned int getNameExtra() const noexcept { return m_nameExtra; }
     const vnString& getName();
 
     /// Of attribute `index`, counted from 0.
     const vnString& getAttributeName(unsigned int index);
     const vnString& getAttributeValue(unsigned int index);
+    std::string_view getRawAttributeName(unsigned int index) const noexcept
+    {
+        return textAt(m_attributes.data()[index].nameBegin, m_attributes.data()[index].nameLength);
+    }
     unsigned int getAttributeCount() const noexcept { return m_count; }
 
     /// Null when there is none of this name.
     const vnString* findAttribute(const vnString& name);
     AttributeSet& getSet();
+
+    unsigned int contentsBegin = 0; // as a token position
 
 private:
     struct Attribute
@@ -43,6 +53,8 @@ private:
         vnString value;
     };
 
+    Attribute& newAttribute();
+    void append(std::string_view text);
     static void make(vnString& string, std::string_view text);
     std::string_view textAt(unsigned int begin, unsigned int length) const noexcept
     {
@@ -51,7 +63,9 @@ private:
 
     vnDynamicArray<char> m_text{256}; // the name, then names and values
     unsigned int m_nameLength = 0;
-    vnString m_name; // perhaps of the element before
+    unsigned int m_nameExtra = 0;
+    unsigned int m_newName = 0; // where the name of an attribute begins whose value comes
+    vnString m_name;            // perhaps of the element before
     vnDynamicArray<Attribute> m_attributes{8};
     unsigned int m_count = 0; // of m_attributes that are this element's
     AttributeSet m_set;

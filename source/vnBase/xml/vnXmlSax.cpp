@@ -16,43 +16,60 @@ void vnXmlSax::Level::make(vnString& string, std::string_view text)
         string = vnString(text.data(), static_cast<unsigned short>(text.size()));
 }
 
-void vnXmlSax::Level::start(std::string_view elementName)
+void vnXmlSax::Level::append(std::string_view text)
+{
+    const auto size = static_cast<unsigned int>(text.size());
+    if (m_text.getCapacity() - m_text.getSize() < size)
+        m_text.setChunkSize(std::max(256u, m_text.getCapacity())); // grows by doubling
+    m_text.append(text.data(), size);
+}
+
+void vnXmlSax::Level::start(std::string_view elementName, unsigned int tokens)
 {
     m_text.clear();
-    m_text.append(elementName.data(), static_cast<unsigned int>(elementName.size()));
+    append(elementName);
     m_nameLength = m_text.getSize();
+    m_nameExtra = m_nameLength - tokens;
     m_count = 0;
     m_hasSet = false;
 }
 
-void vnXmlSax::Level::addAttribute(std::string_view attributeName, std::string_view value)
+void vnXmlSax::Level::addName(std::string_view attributeName)
+{
+    m_newName = m_text.getSize();
+    append(attributeName);
+}
+
+void vnXmlSax::Level::addValue(std::string_view value)
+{
+    Attribute& attribute = newAttribute();
+    attribute.valueBegin = m_text.getSize();
+    attribute.valueLength = static_cast<unsigned int>(value.size());
+    attribute.hasValue = false;
+    append(value);
+    ++m_count;
+}
+
+void vnXmlSax::Level::addValue(vnString&& value)
+{
+    Attribute& attribute = newAttribute();
+    attribute.value = std::move(value);
+    attribute.hasValue = true;
+    ++m_count;
+}
+
+vnXmlSax::Level::Attribute& vnXmlSax::Level::newAttribute()
 {
     if (m_count == m_attributes.getSize())
     {
-        m_attributes.setChunkSize(std::max(8u, m_count)); // grows by doubling
+        m_attributes.setChunkSize(std::max(8u, m_count));
         m_attributes.setSize(m_count + 1);
     }
-    const auto size = static_cast<unsigned int>(attributeName.size() + value.size());
-    if (m_text.getCapacity() - m_text.getSize() < size)
-        m_text.setChunkSize(std::max(256u, m_text.getCapacity()));
     Attribute& attribute = m_attributes.data()[m_count];
-    attribute.nameBegin = m_text.getSize();
-    attribute.nameLength = static_cast<unsigned int>(attributeName.size());
-    attribute.valueBegin = attribute.nameBegin + attribute.nameLength;
-    attribute.valueLength = static_cast<unsigned int>(value.size());
-    attribute.hasValue = false;
-    m_text.append(attributeName.data(), attribute.nameLength);
-    m_text.append(value.data(), attribute.valueLength);
-    ++m_count;
+    attribute.nameBegin = m_newName;
+    attribute.nameLength = m_text.getSize() - m_newName;
     m_hasSet = false;
-}
-
-void vnXmlSax::Level::replaceValue(vnString&& value)
-{
-    Attribute& attribute = m_attributes.data()[m_count - 1];
-    attribute.value = std::move(value);
-    attribute.hasValue = true;
-    m_hasSet = false;
+    return attribute;
 }
 
 const vnString& vnXmlSax::Level::getName()
@@ -160,6 +177,14 @@ vnXmlSax::AttributeSet& vnXmlSax::getAttributeSet(unsigned int level)
     return m_noAttributes;
 }
 
+void vnXmlSax::useLimitsOf(const vnXmlSax& outer) noexcept
+{
+    m_maxElementDepth = outer.m_maxElementDepth - std::min(outer.m_level, outer.m_maxElementDepth);
+    m_maxIdleNotifications = outer.m_maxIdleNotifications;
+    m_maxDocumentSize = outer.m_maxDocumentSize;
+    m_documentBegin = outer.m_documentBegin;
+}
+
 void vnXmlSax::pushBack(vnSerializeAdapter*) {}
 
 unsigned int vnXmlSax::getDataSize(vnSerializeAdapter*) const
@@ -264,6 +289,34 @@ vnString vnXmlSax::onFunction(const vnString& name, unsigned int)
 
 void vnXmlSax::onWrite() {}
 
-void vnXmlSax::read(vnSerializeAdapter*) {}
-
-void vnXmlSax::write(vnSerializeAdapter*) {}
+void vnXmlSax::read(vnSerializeAdapter* adapter)
+{
+    if (!adapter)
+        return;
+    // Held and let go of here, so that an adapter that stands on a stack stays.
+    const vnRefPointer<vnSerializeAdapter> held(adapter);
+    setAdapter(adapter);
+    if (!hasProgressMessage())
+        setProgressMessage("Reading XML data from %s", adapter->getURL());
+    m_level = 0;
+    m_flags = static_cast<unsigned char>(
+        (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
+        VN_FLAG_NOTIFYING);
+    m_documentBegin = getTokenPos();
+    m_idleNotifications = 0;
+    try
+    {
+        if (XML_read_01() == VN_PARSE_OK)
+            reportProgress(1);
+    }
+    catch (const vnBasicParseException&)
+    {
+        // The error is set (0), or a callback ended the parse (2).
+    }
+    catch (...)
+    {
+        setAdapter(nullptr);
+        throw;
+    }
+    setAdapter(nullptr);
+}
