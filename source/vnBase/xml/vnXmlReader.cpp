@@ -226,7 +226,7 @@ vnParseResult vnXmlReader::read80()
     const vnParseResult result = declaration("encoding", &vnXmlReader::read81, m_sax.m_encoding);
     if (result != VN_PARSE_OK)
         return result;
-    if (m_sax.m_encoding.toUpper() != "UTF-8")
+    if (!equalIgnoringCase({m_sax.m_encoding.getString(), m_sax.m_encoding.length()}, "utf-8"))
     {
         m_input.close();
         m_sax.useUtf8(0);

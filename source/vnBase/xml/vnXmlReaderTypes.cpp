@@ -39,8 +39,8 @@ vnParseResult vnXmlReader::read28()
 vnParseResult vnXmlReader::read29()
 {
     static constexpr Production productions[] = {&vnXmlReader::read45, &vnXmlReader::read52,
-                                                  &vnXmlReader::read71, &vnXmlReader::read72,
-                                                  &vnXmlReader::read82, &vnXmlReader::read16};
+                                                 &vnXmlReader::read71, &vnXmlReader::read72,
+                                                 &vnXmlReader::read82, &vnXmlReader::read16};
     if (m_input.need() != '<')
         return VN_PARSE_NO_MATCH;
     for (const Production production : productions)

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnXmlSax.h>
+
+#include <functional>
+#include <string>
+
+/// Gives one byte after the other and knows no length, as a pipe does: nothing stands in a window.
+class vnTrickleAdapter : public vnSerializeAdapter
+{
+public:
+    explicit vnTrickleAdapter(std::string data) : m_data(std::move(data)) {}
+    void ref() override {}
+    void unref() override {}
+
+protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        return m_next < m_data.size() ? static_cast<unsigned char>(m_data[m_next++]) : 0;
+    }
+    unsigned char hasData_imp() override { return m_next < m_data.size(); }
+
+private:
+    std::string m_data;
+    std::size_t m_next = 0;
+};
+
+/// Lays a few bytes open at a time, so that every text runs over the ends of windows.
+class vnSlicedAdapter : public vnSerializeAdapter
+{
+public:
+    vnSlicedAdapter(std::string data, std::size_t slice) : m_data(std::move(data)), m_slice(slice) {}
+    void ref() override {}
+    void unref() override {}
+
+protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        if (m_begin >= m_data.size())
+            return 0;
+        // The bytes before are gone: nobody may look at them any more.
+        m_window = m_data.substr(m_begin, m_slice);
+        m_begin += m_window.size();
+        const auto* bytes = reinterpret_cast<const unsigned char*>(m_window.data());
+        setReadWindow(bytes + 1, bytes + m_window.size());
+        return bytes[0];
+    }
+    unsigned int length_imp() override
+    {
+        const unsigned char* next = getReadNext();
+        const auto* begin = reinterpret_cast<const unsigned char*>(m_window.data());
+        const std::size_t open = next ? static_cast<std::size_t>(begin + m_window.size() - next) : 0;
+        return static_cast<unsigned int>(m_data.size() - m_begin + open);
+    }
+
+private:
+    std::string m_data;
+    std::string m_window;
+    std::size_t m_slice;
+    std::size_t m_begin = 0;
+};
+
+/// Writes down every notification, one a line.
+class vnXmlRecorder : public vnXmlSax
+{
+public:
+    explicit vnXmlRecorder(unsigned int mask = VN_XML_DEFAULT_ITEMS)
+    {
+        disableNotifyItemType(VN_XML_ALL_ITEMS);
+        enableNotifyItemType(static_cast<vnXmlItemType>(mask));
+        setMaxIdleNotifications(10);
+        useProgress(0);
+    }
+
+    std::string log;
+    std::function<bool(const std::string& line)> decide; // of each notification whether to go on
+
+    unsigned char onVersion(const vnString& version) override { return add("Version", 0, {&version}); }
+    unsigned char onEncoding(const vnString& encoding) override { return add("Encoding", 0, {&encoding}); }
+    unsigned char onStandalone(unsigned char standalone) override
+    {
+        return add(standalone ? "Standalone yes" : "Standalone no", 0, {});
+    }
+    unsigned char onElementStart(const vnString& name, unsigned int level) override
+    {
+        return add("ElementStart", level, {&name});
+    }
+    unsigned char onElementAttributeEnd(const vnString& name, unsigned int level) override
+    {
+        return add("ElementAttributeEnd", level, {&name});
+    }
+    unsigned char onElementContents(const vnString& name, const vnString& contents,
+                                    unsigned int level) override
+    {
+        return add("ElementContents", level, {&name, &contents});
+    }
+    unsigned char onElementContentsStart(const vnString& name, unsigned int level) override
+    {
+        return add("ElementContentsStart", level, {&name});
+    }
+    unsigned char onElementContentsEnd(const vnString& name, unsigned int level) override
+    {
+        return add("ElementContentsEnd", level, {&name});
+    }
+    unsigned char onElementEnd(const vnString& name, unsigned int level) override
+    {
+        return add("ElementEnd", level, {&name});
+    }
+    unsigned char onAttribute(const vnString& name, const vnString& value, unsigned int level) override
+    {
+        return add("Attribute", level, {&name, &value});
+    }
+    unsigned char onCharData(const vnString& text, unsigned int level) override
+    {
+        return add("CharData", level, {&text});
+    }
+    unsigned char onEntityReference(const vnString& name, unsigned int level,
+                                    unsigned char inAttribute) override
+    {
+        return add(inAttribute ? "EntityInAttribute" : "Entity", level, {&name});
+    }
+    unsigned char onProcessingInstruction(const vnString& target, const vnString& data,
+                                          unsigned int level) override
+    {
+        return add("PI", level, {&target, &data});
+    }
+    unsigned char onCDATA(const vnString& text, unsigned int level) override
+    {
+        return add("CDATA", level, {&text});
+    }
+    unsigned char onComment(const vnString& text, unsigned int level) override
+    {
+        return add("Comment", level, {&text});
+    }
+    vnString onFunction(const vnString& name, unsigned int level) override
+    {
+        add("Function", level, {&name});
+        return vnString("<") + name + ">";
+    }
+
+private:
+    unsigned char add(const char* what, unsigned int level, std::initializer_list<const vnString*> texts)
+    {
+        std::string line = std::to_string(level) + " " + what;
+        for (const vnString* text : texts)
+            line += " [" + std::string(text->getString(), text->length()) + "]";
+        log += line + "\n";
+        return !decide || decide(line);
+    }
+};
+
+/// Reads the text of a document.
+inline void vnReadText(vnXmlSax& sax, const std::string& text)
+{
+    vnSerializeAdapterMemory memory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size()));
+    memory.ref(); // it stands on the stack
+    sax.read(&memory);
+}
+
+/// What a recorder with this mask wrote down, and the error behind it.
+inline std::string vnRecord(const std::string& text, unsigned int mask = VN_XML_DEFAULT_ITEMS)
+{
+    vnXmlRecorder recorder(mask);
+    vnReadText(recorder, text);
+    return recorder.log +
+           (recorder.hasError() ? "error " + std::string(recorder.getError().getString()) + "\n" : "");
+}
