@@ -387,6 +387,7 @@ private:
     {
         m_flags = static_cast<unsigned char>(on ? m_flags | flag : m_flags & ~flag);
     }
+    void writeDeclaration();
     Level& getLevel(unsigned int level);
     Level* findLevel(unsigned int level) noexcept;
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string_view>
+
 /// What characters are in XML documents. The classes of names are cut short on purpose, well before the
 /// tables of the Recommendation end: names use no other characters.
 namespace vnXmlClass
@@ -52,6 +54,10 @@ constexpr bool isDecimal(int c) noexcept
 {
     return c >= '0' && c <= '9';
 }
+constexpr bool isHexDigit(int c) noexcept
+{
+    return isDecimal(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
 constexpr bool isDigit(int c) noexcept
 {
     return isDecimal(c) || (c >= 0x660 && c <= 0x669) || (c >= 0x6F0 && c <= 0x6F9) ||
@@ -82,5 +88,12 @@ constexpr bool isPubidChar(int c) noexcept
         if (*found == c)
             return true;
     return false;
+}
+
+/// Every target that begins with these letters is reserved, "xml-stylesheet" as well.
+constexpr bool isReservedTarget(std::string_view target) noexcept
+{
+    return target.size() >= 3 && (target[0] == 'x' || target[0] == 'X') &&
+           (target[1] == 'm' || target[1] == 'M') && (target[2] == 'l' || target[2] == 'L');
 }
 } // namespace vnXmlClass

@@ -19,6 +19,15 @@ class vnXmlInput
 public:
     static constexpr int VN_END = -1; // behind the last character
 
+    /// A character above 127 of UTF-8.
+    struct Decoded
+    {
+        int character;
+        unsigned int size; // in bytes; 0 when it does not stand here whole and well-formed
+    };
+
+    static Decoded decode(const unsigned char* next, const unsigned char* end) noexcept;
+
     /// A place in the input.
     struct Mark
     {
@@ -159,13 +168,6 @@ public:
 
 private:
     class MoreMemory;
-    struct Decoded
-    {
-        int character;
-        unsigned int size; // in bytes; 0 when it does not stand here whole and well-formed
-    };
-
-    static Decoded decode(const unsigned char* next, const unsigned char* end) noexcept;
     void closeWindow() noexcept
     {
         m_begin = m_next = m_limit = m_progressAt = nullptr;

@@ -479,13 +479,12 @@ vnParseResult vnXmlReader::read16()
     return VN_PARSE_OK;
 }
 
-// Every name that begins with these letters is reserved, "xml-stylesheet" as well.
 vnParseResult vnXmlReader::read17()
 {
     const Mark begin = m_input.getMark();
     if (!takeName())
         return VN_PARSE_NO_MATCH;
-    if (!equalIgnoringCase(m_input.getText(begin).substr(0, 3), "xml"))
+    if (!isReservedTarget(m_input.getText(begin)))
         return VN_PARSE_OK;
     m_input.moveTo(begin);
     return VN_PARSE_NO_MATCH;
@@ -741,9 +740,7 @@ vnParseResult vnXmlReader::read66()
     if (!isHex && !m_input.accept("&#"))
         return VN_PARSE_NO_MATCH;
     m_input.need();
-    const unsigned int digits =
-        takeWhile([isHex](int c)
-                  { return isDecimal(c) || (isHex && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))); });
+    const unsigned int digits = takeWhile([isHex](int c) { return isHex ? isHexDigit(c) : isDecimal(c); });
     if (digits == 0)
         return VN_XML_FAULT();
     return takeIf([](int c) { return c == ';'; }) ? VN_PARSE_OK : VN_XML_FAULT();
