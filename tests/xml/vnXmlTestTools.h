@@ -12,8 +12,6 @@ class vnTrickleAdapter : public vnSerializeAdapter
 {
 public:
     explicit vnTrickleAdapter(std::string data) : m_data(std::move(data)) {}
-    void ref() override {}
-    void unref() override {}
 
 protected:
     using vnSerializeAdapter::read_imp;
@@ -35,8 +33,6 @@ class vnSlicedAdapter : public vnSerializeAdapter
 {
 public:
     vnSlicedAdapter(std::string data, std::size_t slice) : m_data(std::move(data)), m_slice(slice) {}
-    void ref() override {}
-    void unref() override {}
 
 protected:
     using vnSerializeAdapter::read_imp;
@@ -160,9 +156,9 @@ private:
 /// Reads the text of a document.
 inline void vnReadText(vnXmlSax& sax, const std::string& text)
 {
-    vnSerializeAdapterMemory memory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size()));
-    memory.ref(); // it stands on the stack
-    sax.read(&memory);
+    const vnRefPointer<vnSerializeAdapter> memory(new vnSerializeAdapterMemory(
+        const_cast<char*>(text.data()), static_cast<unsigned int>(text.size()))); // only read
+    sax.read(memory.get());
 }
 
 /// What a recorder with this mask wrote down, and the error behind it.

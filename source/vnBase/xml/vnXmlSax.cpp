@@ -293,7 +293,6 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
 {
     if (!adapter)
         return;
-    // Held and let go of here, so that an adapter that stands on a stack stays.
     const vnRefPointer<vnSerializeAdapter> held(adapter);
     setAdapter(adapter);
     if (!hasProgressMessage())
