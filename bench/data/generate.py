@@ -9,6 +9,8 @@ Writes, with fixed seeds (the same bytes on every machine):
   blob.bin   100 MB of mildly compressible bytes
   words.txt  20 MB of text, some 50,000 different words, the most frequent ones far ahead
   source.txt 20 MB of C-like source text
+  big.xml    20 MB of XML
+  small.xml  20 KB of XML
 With --quick a hundredth of it.
 """
 import os
@@ -22,6 +24,7 @@ WORDS = ("alpha bravo carbon delta ember forest garden harbor island jungle "
          "engine falcon glacier hammer ivory jacket kettle lantern mirror "
          "notebook ocean pencil quiver rocket silver tunnel velvet whisper "
          "a of to in the and is it on as by or be an at").split()
+ACCENTED = ["caf\u00e9", "na\u00efve", "\u00fcber", "se\u00f1or", "\u0441\u043b\u043e\u0432\u043e"]
 
 
 def keys(path, count, seed):
@@ -132,12 +135,57 @@ def source(path, size, seed):
         f.write("".join(out))
 
 
+def xml_record(rnd, i, out):
+    out.append('  <item id="i%d" kind="%s" weight="%.3f">\n'
+               % (i, rnd.choice(WORDS), rnd.uniform(0, 1000)))
+    out.append('    <title lang="en">%s</title>\n' % sentence(rnd, 2, 6))
+    text = sentence(rnd, 8, 40)
+    if rnd.random() < 0.25:
+        text += " salt &amp; pepper"
+    if rnd.random() < 0.10:
+        text += " " + rnd.choice(ACCENTED)
+    out.append('    <body>%s <em>%s</em> %s<br/>%s</body>\n'
+               % (text, rnd.choice(WORDS), sentence(rnd, 1, 8), sentence(rnd, 1, 8)))
+    if rnd.random() < 0.15:
+        out.append('    <!-- %s -->\n' % sentence(rnd, 3, 10))
+    if rnd.random() < 0.10:
+        out.append('    <script><![CDATA[if (a < b && b > %d) { %s }]]></script>\n'
+                   % (rnd.randint(0, 99), sentence(rnd, 3, 10)))
+    out.append('    <tags>')
+    for _ in range(rnd.randint(0, 5)):
+        out.append('<t n="%d" v="%s &amp; %s"/>' % (rnd.randint(0, 999), rnd.choice(WORDS), rnd.choice(WORDS))
+                   if rnd.random() < 0.1 else
+                   '<t n="%d" v="%s"/>' % (rnd.randint(0, 999), rnd.choice(WORDS)))
+    out.append('</tags>\n')
+    out.append('    <pos x="%d" y="%d" z="%d"/>\n'
+               % tuple(rnd.randint(-10000, 10000) for _ in range(3)))
+    out.append('  </item>\n')
+
+
+def xml(path, size, seed):
+    rnd = random.Random(seed)
+    out = ['<?xml version="1.0" encoding="UTF-8"?>\n<catalogue version="1.0">\n']
+    total, i = 0, 0
+    while total < size:
+        part = []
+        xml_record(rnd, i, part)
+        text = "".join(part)
+        total += len(text)
+        out.append(text)
+        i += 1
+    out.append('</catalogue>\n')
+    with open(path, "w", encoding="utf-8", newline="\n") as f:
+        f.write("".join(out))
+
+
 # name, writer, size, seed
 FILES = (
     ("keys.txt", keys, 1_000_000, 15),
     ("blob.bin", blob, 100_000_000, 17),
     ("words.txt", words, 20_000_000, 19),
     ("source.txt", source, 20_000_000, 14),
+    ("big.xml", xml, 20_000_000, 11),
+    ("small.xml", xml, 20_000, 12),
 )
 
 

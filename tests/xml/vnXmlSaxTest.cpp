@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlTestTools.h"
 
+#include <vnBase/vnSerializeAdapterQueue.h>
+
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -10,6 +16,42 @@ const char sample[] = R"(<?xml version="1.0" encoding="UTF-8" standalone="no" ?>
 <!DOCTYPE doc SYSTEM "x" [<!ELEMENT doc (a|b)*><!ATTLIST doc id ID #IMPLIED>]>
 <doc id="1" b='x &amp; y'>text<a/><b encoding="hex">one &lt; two</b><![CDATA[<&]]> <!--c--><?pi?></doc>
 )";
+
+std::string repeated(const char* text, unsigned int count)
+{
+    std::string result;
+    for (unsigned int i = 0; i < count; ++i)
+        result += text;
+    return result;
+}
+
+// A syntax fault tells its place in the source of the library.
+bool isFault(const std::string& error)
+{
+    return error.find("error File: vnXML  Line: ") != std::string::npos &&
+           error.find("  Ver: 2.10.5\n") != std::string::npos;
+}
+
+std::string recordFrom(vnSerializeAdapter* adapter, unsigned int mask)
+{
+    const vnRefPointer<vnSerializeAdapter> held(adapter);
+    vnXmlRecorder recorder(mask);
+    recorder.read(adapter);
+    return recorder.getResult();
+}
+
+std::string utf16(const std::u16string& text, bool isBigEndian)
+{
+    std::string bytes;
+    for (const char16_t unit : u"\xFEFF" + text)
+    {
+        const char high = static_cast<char>(unit >> 8);
+        const char low = static_cast<char>(unit);
+        bytes += isBigEndian ? high : low;
+        bytes += isBigEndian ? low : high;
+    }
+    return bytes;
+}
 } // namespace
 
 TEST(vnXmlSax, NotifiesADocument)
@@ -37,4 +79,351 @@ TEST(vnXmlSax, NotifiesADocument)
                                 "1 Comment [c]\n"
                                 "1 PI [pi] []\n"
                                 "1 ElementEnd [doc]\n");
+}
+
+TEST(vnXmlSax, NotifiesWhatTheMaskHolds)
+{
+    const char document[] = "<a x='1'><b>t<c/></b></a>";
+    EXPECT_EQ(vnRecord(document, 0), "");
+    EXPECT_EQ(vnRecord(document, VN_XML_ELEMENT_ATTRIBUTE_END | VN_XML_ELEMENT_CONTENTS |
+                                     VN_XML_ELEMENT_CONTENTS_START | VN_XML_ELEMENT_CONTENTS_END),
+              "1 ElementAttributeEnd [a]\n"
+              "1 ElementContentsStart [a]\n"
+              "2 ElementAttributeEnd [b]\n"
+              "2 ElementContentsStart [b]\n"
+              "3 ElementAttributeEnd [c]\n"
+              "2 ElementContents [b] [t<c/>]\n"
+              "2 ElementContentsEnd [b]\n"
+              "1 ElementContents [a] [<b>t<c/></b>]\n"
+              "1 ElementContentsEnd [a]\n");
+    vnXmlSax sax;
+    EXPECT_TRUE(sax.isNotifyingItemType(VN_XML_DEFAULT_ITEMS));
+    EXPECT_FALSE(sax.isNotifyingItemType(VN_XML_ALL_ITEMS));
+}
+
+TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
+{
+    const std::pair<const char*, const char*> rows[] = {
+        {"<a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        {"<a\n/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        {"<a></a >\n<!--x--> ", "1 ElementStart [a]\n1 ElementEnd [a]\n0 Comment [x]\n"},
+        {"<!DOCTYPE a SYSTEM \"x\"><a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        {"<!DOCTYPE a PUBLIC 'p' 'x' ><a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        {"<a b=\"1\" b=\"2\"/>",
+         "1 ElementStart [a]\n1 Attribute [b] [1]\n1 Attribute [b] [2]\n1 ElementEnd [a]\n"},
+        {"<a>&unknown;</a>", "1 ElementStart [a]\n1 Entity [unknown]\n1 ElementEnd [a]\n"},
+        // Character references are told to nobody.
+        {"<a>x&#65;&#x4a;y</a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData [y]\n1 ElementEnd [a]\n"},
+        // What begins with "function:" is replaced.
+        {"<a b='function:f x'>function:g</a>",
+         "1 ElementStart [a]\n1 Function [f x]\n1 Attribute [b] [<f x>]\n"
+         "1 Function [g]\n1 CharData [<g>]\n1 ElementEnd [a]\n"},
+        // A text of "]" counts as none, and only the next turn would look for an element.
+        {"<a>]</a>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        {"<a>]]&b;</a>", "1 ElementStart [a]\n1 Entity [b]\n1 ElementEnd [a]\n"},
+        {"<a>]<!--b--></a>", "1 ElementStart [a]\n1 Comment [b]\n1 ElementEnd [a]\n"},
+        {"<a>x]]<b/>]x</a>", "1 ElementStart [a]\n1 CharData [x]]]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
+                             "1 CharData []x]\n1 ElementEnd [a]\n"},
+        {"<a>x]]></a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData []\n1 CharData []\n1 CharData []\n1 "
+                        "CharData []\n1 CharData []\n1 CharData []\n1 CharData []\n1 CharData []\n1 CharData "
+                        "[]\nerror No progress in XML data\n"},
+        {"<a></b>", "1 ElementStart [a]\nerror Expected end tag 'a' but got 'b'\n"},
+        {"<a></ab>", "1 ElementStart [a]\nerror Expected end tag 'a' but got 'ab'\n"},
+        {"<a>x", "1 ElementStart [a]\n1 CharData [x]\nerror Adapter out of Data\n"},
+        {"", "error Adapter out of Data\n"},
+        {"<!DOCTYPE a [<!-- c --><?p q?>]><a/>",
+         "0 Comment [ c ]\n0 PI [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
+        // Names end where the short classes end; what is in them works.
+        {"<\xC3\xA9t\xC3\xA9 \xC4\xB1-\xCC\x80='\xE4\xB8\x80'/>",
+         "1 ElementStart [\xC3\xA9t\xC3\xA9]\n1 Attribute [\xC4\xB1-\xCC\x80] [\xE4\xB8\x80]\n"
+         "1 ElementEnd [\xC3\xA9t\xC3\xA9]\n"},
+        // Characters above U+FFFF stay whole.
+        {"<a b='\xF0\x9F\x98\x80'>x\xF0\x9F\x98\x80<!--\xF0\x9F\x98\x80--><![CDATA[\xF0\x9F\x98\x80]]></a>",
+         "1 ElementStart [a]\n1 Attribute [b] [\xF0\x9F\x98\x80]\n1 CharData [x\xF0\x9F\x98\x80]\n"
+         "1 Comment [\xF0\x9F\x98\x80]\n1 CDATA [\xF0\x9F\x98\x80]\n1 ElementEnd [a]\n"},
+        // Any other encoding is one byte a character, whose bytes come back as they were.
+        {"<?xml version='1.0' encoding='x'?><a b='\xE9'>\x80\xFF</a>",
+         "0 Version [1.0]\n0 Encoding [x]\n1 ElementStart [a]\n1 Attribute [b] [\xE9]\n1 CharData "
+         "[\x80\xFF]\n"
+         "1 ElementEnd [a]\n"},
+        {"\xEF\xBB\xBF<a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
+    };
+    for (const auto& [document, expected] : rows)
+        EXPECT_EQ(vnRecord(document), expected) << document;
+}
+
+TEST(vnXmlSax, TellsFaultsOfTheSyntax)
+{
+    for (const char* document : {"<?XML version=\"1.0\"?><a/>",
+                                 "<?xml-stylesheet href='x'?><a/>",
+                                 "<?xml encoding='UTF-8'?><a/>",
+                                 "<!DOCTYPE a [<!ENTITY b \"c\">]><a/>",
+                                 "<!DOCTYPE a [%b;]><a/>",
+                                 "<a b=\"x<y\"/>",
+                                 "<a b='&'/>",
+                                 "<a b/>",
+                                 "<a b=c/>",
+                                 "<a / >",
+                                 "<a b='1'c='2'/>",
+                                 "<a/>x",
+                                 "<a/><b/>",
+                                 "<!-- a -- b --><a/>",
+                                 "<!-- a ---><a/>",
+                                 "<!--\x01--><a/>",
+                                 "<a><![CDATA[\x02]]></a>",
+                                 "<\xD0\x80/>",
+                                 "<a>&b</a>",
+                                 "<a>&#;</a>",
+                                 "<a>&#xg;</a>",
+                                 "<a>& </a>",
+                                 "<a>]<b/></a>",
+                                 "x",
+                                 "<a><!x></a>",
+                                 "<a></a",
+                                 "<!DOCTYPE a [<!ELEMENT b (c,d|e)>]><a/>",
+                                 "<!DOCTYPE a [<!ATTLIST b c WORD 'x'>]><a/>"})
+    {
+        const std::string result = vnRecord(document);
+        EXPECT_TRUE(isFault(result) || result.find("Adapter out of Data") != std::string::npos)
+            << document << "\n"
+            << result;
+    }
+    // The first fault is the one that is told, where the reader stands.
+    vnXmlRecorder recorder;
+    vnReadText(recorder, "<a>\n<b>\n  <c ?></b></a>");
+    EXPECT_TRUE(isFault(recorder.getResult()));
+    EXPECT_EQ(recorder.getLine(), 2u);
+    EXPECT_EQ(recorder.getColumn(), 5u);
+}
+
+TEST(vnXmlSax, ReadsDocumentTypes)
+{
+    const std::string types =
+        "<!DOCTYPE a PUBLIC '-//A//B' \"x\" [\n"
+        "<!ELEMENT a EMPTY><!ELEMENT b ANY ><!ELEMENT c (#PCDATA)><!ELEMENT c ( #PCDATA | d | e )*>"
+        "<!ELEMENT d (e)><!ELEMENT e (f?,(g|h)*,i+)+><!ELEMENT f ((a|b),(c))?>"
+        "<!ATTLIST a><!ATTLIST a b CDATA #REQUIRED c ID #IMPLIED d IDREFS #FIXED 'x' e (f|g) \"f\" "
+        "h NMTOKENS 'a b' i NOTATION (j|k) #IMPLIED l ENTITIES #IMPLIED>"
+        "<!NOTATION n SYSTEM 'x'><!NOTATION n PUBLIC 'x'><!NOTATION n PUBLIC 'x' 'y' >"
+        "] ><a/>";
+    EXPECT_EQ(vnRecord(types), "1 ElementStart [a]\n1 ElementEnd [a]\n");
+    // Nested groups are read once each, and no deeper than elements.
+    const std::string groups = repeated("(", 2000) + "a" + repeated(",b)", 2000);
+    EXPECT_EQ(vnRecord("<!DOCTYPE a [<!ELEMENT a " + groups + ">]><a/>"),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+    EXPECT_EQ(vnRecord("<!DOCTYPE a [<!ELEMENT a " + repeated("(", 100000)),
+              "error Too deep nesting in XML data\n");
+    // More white space than is remembered is no way to a fatal error.
+    EXPECT_TRUE(isFault(vnRecord("<?xml version='1.0'" + std::string(70000, ' ') + "x?><a/>")));
+}
+
+// What is read must not depend on where the windows of an adapter end.
+TEST(vnXmlSax, ReadsTheSameFromEveryAdapter)
+{
+    std::vector<std::string> documents = {
+        sample,
+        "<a>]]>",
+        "<a b='function:x'>]<!-- - --><![CDATA[ ] ]] ]]]]><c></c><?p ? ?></a>",
+        "\xEF\xBB\xBF<\xC3\xA9 "
+        "\xC3\xA9='\xC3\xA9\xF0\x9F\x98\x80&x;\xE4\xB8\x80'>\xF0\x9F\x98\x80]\xE4\xB8\x80"
+        "<!--\xF0\x9F\x98\x80\n\xE4\xB8\x80--></\xC3\xA9>",
+        "<a>x\x80\xC3(\xF0\x9F\xE4\xB8</a>",
+        "<a>\xC0\xBC\xE0\x80\xA6</a>",
+        "<a\xED\xA0\x80/>",
+        "<a b='\xF0\x9F'/>",
+        "<?xml version='1.0' encoding='latin1'?><\xE9>\xC3\xA9</\xE9>",
+        utf16(u"<?xml version='1.0' encoding='utf-16'?><a b='\xE9\x4E00'>\xD83D\xDE00]\n&x;</a>", false),
+        utf16(u"<\xE9 b='\xD800'>]]\xD83D\xDE00<b/></\xE9>", true),
+        "<!DOCTYPE a [<!ELEMENT a (b,c)*><!ATTLIST a b (c|d) 'c'>]><a><vnDy/></a>",
+    };
+    for (const std::string& document : documents)
+        for (const unsigned int mask : {VN_XML_ALL_ITEMS, VN_XML_DEFAULT_ITEMS})
+        {
+            const std::string expected = vnRecord(document, mask);
+            EXPECT_EQ(recordFrom(new vnTrickleAdapter(document), mask), expected) << document;
+            for (std::size_t slice = 1; slice < 9; ++slice)
+                EXPECT_EQ(recordFrom(new vnSlicedAdapter(document, slice), mask), expected)
+                    << slice << " bytes a window: " << document;
+        }
+}
+
+TEST(vnXmlSax, EndsAtEveryTruncation)
+{
+    const std::string document = std::string(sample) + "<!-- behind -->";
+    const std::size_t root = document.find("</doc>") + 6;
+    for (std::size_t size = 0; size < root; ++size)
+    {
+        const std::string part = document.substr(0, size);
+        const std::string expected = vnRecord(part);
+        EXPECT_NE(expected.find("error "), std::string::npos) << part;
+        EXPECT_EQ(recordFrom(new vnTrickleAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
+        EXPECT_EQ(recordFrom(new vnSlicedAdapter(part, 3), VN_XML_DEFAULT_ITEMS), expected) << part;
+    }
+}
+
+TEST(vnXmlSax, ReadsTextOf16Bits)
+{
+    const std::u16string document = u"<a b='\xE9'>\xD83D\xDE00\x4E00</a>";
+    const char expected[] = "1 ElementStart [a]\n1 Attribute [b] [\xC3\xA9]\n"
+                            "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n1 ElementEnd [a]\n";
+    EXPECT_EQ(vnRecord(utf16(document, false)), expected);
+    EXPECT_EQ(vnRecord(utf16(document, true)), expected);
+}
+
+TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
+{
+    const std::string most(65535, 'x');
+    const std::string wide = repeated("\xC3\xA9", 32768); // 65,536 bytes
+    struct Row
+    {
+        const char* before;
+        const char* behind;
+        const char* error;
+    };
+    const Row rows[] = {{"<a>", "</a>", "error Too large 'CharData' is notified\n"},
+                        {"<a><![CDATA[", "]]></a>", "error Too large 'CData' is notified\n"},
+                        {"<a><!--", "--></a>", "error Too large 'Comment' is notified\n"},
+                        {"<a b='", "'/>", "error Too large 'Attribute' is notified\n"},
+                        {"<?p ", "?><a/>", "error Too large 'PI' is notified\n"}};
+    for (const Row& row : rows)
+        for (int way = 0; way < 3; ++way)
+        {
+            const auto record = [&](const std::string& text)
+            {
+                const std::string document = row.before + text + row.behind;
+                if (way == 0)
+                    return vnRecord(document);
+                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnTrickleAdapter(document))
+                                           : new vnSlicedAdapter(document, 1000),
+                                  VN_XML_DEFAULT_ITEMS);
+            };
+            EXPECT_NE(record(most).find("[" + most + "]"), std::string::npos) << row.before << way;
+            for (const std::string& text : {most + "x", wide})
+                EXPECT_NE(record(text).find(row.error), std::string::npos) << row.before << way;
+        }
+    // What nobody is told of may be larger, and contents that are too large are left out.
+    EXPECT_EQ(vnRecord("<a>" + most + "x</a>", VN_XML_ELEMENT | VN_XML_ELEMENT_CONTENTS),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+    EXPECT_EQ(vnRecord("<a>" + most + "</a>", VN_XML_ELEMENT_CONTENTS),
+              "1 ElementContents [a] [" + most + "]\n");
+    // Outside of the root the length of a comment is taken modulo 65536.
+    EXPECT_EQ(vnRecord("<!--" + std::string(65536, 'x') + "--><a/>", VN_XML_COMMENT), "0 Comment []\n");
+}
+
+TEST(vnXmlSax, StopsWhereACallbackSaysSo)
+{
+    const std::string all = vnRecord(sample, VN_XML_ALL_ITEMS);
+    for (std::size_t end = all.find('\n'); end != std::string::npos; end = all.find('\n', end + 1))
+    {
+        vnXmlRecorder recorder(VN_XML_ALL_ITEMS);
+        recorder.decide = [&](const std::string&) { return recorder.log.size() < end; };
+        vnReadText(recorder, sample);
+        EXPECT_EQ(recorder.log, all.substr(0, end + 1));
+        EXPECT_FALSE(recorder.hasError());
+    }
+}
+
+TEST(vnXmlSax, TellsAttributesOfEveryLevel)
+{
+    vnXmlRecorder recorder(VN_XML_ELEMENT | VN_XML_CHAR_DATA);
+    std::string told;
+    recorder.decide = [&](const std::string& line)
+    {
+        told += line + ":";
+        for (unsigned int level = 0; level <= 3; ++level)
+            told += " " + std::string(recorder.getElementName(level).getString()) + "=" +
+                    recorder.getAttribute(level, "x").getString();
+        told += recorder.hasCurrentAttribute("x") ? " has\n" : "\n";
+        return true;
+    };
+    vnReadText(recorder, "<a x='1' y='2' x='3'><b x='function:f'/><c>t</c></a>");
+    EXPECT_EQ(told, "1 ElementStart [a]: = a= = =\n"
+                    "2 ElementStart [b]: = a=1 b= =\n"
+                    "2 Function [f]: = a=1 b= =\n"
+                    "2 ElementEnd [b]: = a=1 b=<f> = has\n"
+                    "2 ElementStart [c]: = a=1 c= =\n"
+                    "2 CharData [t]: = a=1 c= =\n"
+                    "2 ElementEnd [c]: = a=1 c= =\n"
+                    "1 ElementEnd [a]: = a=1 c= = has\n");
+    // The set holds all of them, and what its user does to it counts.
+    vnXmlSax::AttributeSet& set = recorder.getAttributeSet(1);
+    EXPECT_EQ(set.getCount(), 3u);
+    EXPECT_EQ(set.peek("y")->getData(), "2");
+    set.clear();
+    EXPECT_FALSE(recorder.hasAttribute(1, "y"));
+    EXPECT_EQ(recorder.getAttribute(0xFFFFFFFF, "y"), "");
+    EXPECT_EQ(recorder.getAttributeSet(0xFFFFFFFF).getCount(), 0u);
+}
+
+TEST(vnXmlSax, TakesTheEncodingOfBinaryContentFromTheElement)
+{
+    vnXmlRecorder recorder(VN_XML_ELEMENT_CONTENTS_START);
+    std::string told;
+    recorder.decide = [&](const std::string&) { return told += recorder.useBase64() ? '1' : '0', true; };
+    const char document[] = "<a encoding='hex'><b/><c ENCODING='B64'></c><d></d><e Encoding='HEX'></e></a>";
+    vnReadText(recorder, document);
+    EXPECT_EQ(told, "0110");
+    told.clear();
+    recorder.useBase64(0);
+    vnReadText(recorder, document);
+    EXPECT_EQ(told, "0100");
+}
+
+TEST(vnXmlSax, BoundsWhatDocumentsMayDo)
+{
+    const std::string deep = repeated("<a>", 100000);
+    EXPECT_NE(vnRecord(deep, 0).find("error Too deep nesting in XML data"), std::string::npos);
+    vnXmlRecorder shallow(0);
+    shallow.setMaxElementDepth(2);
+    vnReadText(shallow, "<a><b/><b></b></a>");
+    EXPECT_FALSE(shallow.hasError());
+    vnReadText(shallow, "<a><b><c/></b></a>");
+    EXPECT_EQ(shallow.getError(), "Too deep nesting in XML data");
+
+    const std::string document = "<a>" + repeated("<b>text \xC3\xA9</b>", 100) + "</a>";
+    for (const bool isLarge : {false, true})
+        for (int way = 0; way < 3; ++way)
+        {
+            vnXmlRecorder sized(VN_XML_ELEMENT);
+            // The characters of the document, each of one token.
+            sized.setMaxDocumentSize(static_cast<unsigned int>(document.size()) - 100 - isLarge);
+            vnRefPointer<vnSerializeAdapter> adapter(new vnTrickleAdapter(document));
+            if (way == 1)
+                adapter = new vnSlicedAdapter(document, 50);
+            if (way < 2)
+                sized.read(adapter.get());
+            else
+                vnReadText(sized, document);
+            EXPECT_EQ(sized.getError(), isLarge ? "Too large XML data" : "") << way;
+        }
+    // Where nobody is told of the empty texts, nobody can end them either.
+    vnXmlSax sax;
+    sax.disableNotifyItemType(VN_XML_ALL_ITEMS);
+    vnReadText(sax, "<a>]]></a>");
+    EXPECT_EQ(sax.getError(), "No progress in XML data");
+}
+
+// Callbacks may look at the parser, and read on from it.
+TEST(vnXmlSax, StandsBehindWhatIsNotified)
+{
+    const std::string document = "<a>\n<b\xC3\xA9 x='\xE4\xB8\x80'>one</b\xC3\xA9></a>";
+    vnXmlRecorder recorder;
+    std::string told;
+    recorder.decide = [&](const std::string& line)
+    {
+        told += line + " " + std::to_string(recorder.getTokenPos()) + " " +
+                std::to_string(recorder.getLine()) + ":" + std::to_string(recorder.getColumn());
+        told += " " + std::string(recorder.getTokenData(recorder.getTokenPos() - 2, 2).getString()) + "\n";
+        if (line == "1 CharData [\n]" && recorder.checkTokens(u"<b", 2, 0))
+            recorder.pushBackTokens(2);
+        return true;
+    };
+    vnReadText(recorder, document);
+    EXPECT_EQ(told, "1 ElementStart [a] 2 0:2 <a\n"
+                    "1 CharData [\n] 4 1:0 >\n\n"
+                    "2 ElementStart [b\xC3\xA9] 7 1:3 b\xC3\xA9\n"
+                    "2 Attribute [x] [\xE4\xB8\x80] 13 1:9 \xE4\xB8\x80'\n"
+                    "2 CharData [one] 17 1:13 ne\n"
+                    "2 ElementEnd [b\xC3\xA9] 21 1:17 b\xC3\xA9\n"
+                    "1 ElementEnd [a] 25 1:21 /a\n");
 }

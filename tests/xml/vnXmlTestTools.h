@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-/// Gives one byte after the other and knows no length, as a pipe does: nothing stands in a window.
+/// Gives one byte after the other: nothing stands in a window.
 class vnTrickleAdapter : public vnSerializeAdapter
 {
 public:
@@ -21,7 +21,7 @@ protected:
     {
         return m_next < m_data.size() ? static_cast<unsigned char>(m_data[m_next++]) : 0;
     }
-    unsigned char hasData_imp() override { return m_next < m_data.size(); }
+    unsigned int length_imp() override { return static_cast<unsigned int>(m_data.size() - m_next); }
 
 private:
     std::string m_data;
@@ -74,6 +74,12 @@ public:
         enableNotifyItemType(static_cast<vnXmlItemType>(mask));
         setMaxIdleNotifications(10);
         useProgress(0);
+    }
+
+    /// The notifications, and the error behind them.
+    std::string getResult() const
+    {
+        return hasError() ? log + "error " + getError().getString() + "\n" : log;
     }
 
     std::string log;
@@ -161,11 +167,10 @@ inline void vnReadText(vnXmlSax& sax, const std::string& text)
     sax.read(memory.get());
 }
 
-/// What a recorder with this mask wrote down, and the error behind it.
+/// What a recorder with this mask wrote down.
 inline std::string vnRecord(const std::string& text, unsigned int mask = VN_XML_DEFAULT_ITEMS)
 {
     vnXmlRecorder recorder(mask);
     vnReadText(recorder, text);
-    return recorder.log +
-           (recorder.hasError() ? "error " + std::string(recorder.getError().getString()) + "\n" : "");
+    return recorder.getResult();
 }
