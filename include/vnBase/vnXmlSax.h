@@ -388,7 +388,12 @@ private:
         m_flags = static_cast<unsigned char>(on ? m_flags | flag : m_flags & ~flag);
     }
     void writeDeclaration();
-    Level& getLevel(unsigned int level);
+    Level& getLevel(unsigned int level)
+    {
+        return level < m_levels.getSize() && m_levels.data()[level] ? *m_levels.data()[level]
+                                                                    : addLevel(level);
+    }
+    Level& addLevel(unsigned int level);
     Level* findLevel(unsigned int level) noexcept;
 
     vnDynamicArray<Level*> m_levels{100}; // names and attributes; each is made once and stays

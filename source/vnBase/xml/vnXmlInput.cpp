@@ -27,6 +27,20 @@ constexpr char16_t lowOf(int c) noexcept
 {
     return static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
 }
+vnUInt64 loadWord(const unsigned char* bytes) noexcept
+{
+    vnUInt64 word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+unsigned int countTokens(const unsigned char* from, const unsigned char* to) noexcept
+{
+    unsigned int count = 0;
+    for (; from != to; ++from)
+        count += ((*from & 0xC0) != 0x80) + (*from >= 0xF0);
+    return count;
+}
 } // namespace
 
 /// Lets the parser remember more for a while, so that looking ahead pushes nothing out that a text may be
@@ -80,22 +94,28 @@ vnXmlInput::Decoded vnXmlInput::decode(const unsigned char* next, const unsigned
 void vnXmlInput::open()
 {
     closeWindow();
-    m_limit = m_next = m_begin;
     m_maxByte = -1;
+    m_mode = vnParserCursor::NONE;
     if (!m_parser.m_adapter)
         return;
     m_cursor.openMemory();
-    const vnParserCursor::Mode mode = m_cursor.getMode();
-    if (mode == vnParserCursor::NONE)
+    m_mode = m_cursor.getMode();
+    if (m_mode == vnParserCursor::NONE)
         return;
-    const bool isBytes = mode == vnParserCursor::BYTES;
+    const bool isBytes = m_mode == vnParserCursor::BYTES;
     m_table = isBytes ? vnXmlClass::byteTable : vnXmlClass::utf8Table;
     m_maxByte = isBytes ? 0xFF : 0x7F;
-    m_begin = m_next = m_cursor.next();
-    m_limit = m_cursor.end();
-    if (m_maxSize)
-        m_limit = m_begin + std::min<std::size_t>(static_cast<std::size_t>(m_limit - m_begin), getSizeLeft());
+    openWindow();
     m_progressAt = m_begin;
+}
+
+void vnXmlInput::openWindow()
+{
+    m_base = m_parser.getTokenPos();
+    m_begin = m_next = m_cursor.next();
+    m_limit = m_end = m_cursor.end();
+    if (m_maxSize)
+        m_limit = m_begin + std::min<std::size_t>(static_cast<std::size_t>(m_end - m_begin), getSizeLeft());
 }
 
 void vnXmlInput::abandon() noexcept
@@ -129,13 +149,6 @@ void vnXmlInput::settle()
 void vnXmlInput::takeUtf8(const unsigned char* begin, const unsigned char* end)
 {
     vnBasicParser& p = m_parser;
-    const auto tokensOf = [](const unsigned char* from, const unsigned char* to)
-    {
-        unsigned int count = 0;
-        for (; from != to; ++from)
-            count += ((*from & 0xC0) != 0x80) + (*from >= 0xF0);
-        return count;
-    };
     p.flushTail();
     const auto tokens = static_cast<unsigned int>(end - begin) - m_extra;
     remember(begin, end, tokens);
@@ -150,9 +163,9 @@ void vnXmlInput::takeUtf8(const unsigned char* begin, const unsigned char* end)
     }
     const auto* before =
         static_cast<const unsigned char*>(memrchr(begin, '\n', static_cast<std::size_t>(last - begin)));
-    p.m_previousColumn = before ? tokensOf(before + 1, last) : p.m_column + tokensOf(begin, last);
+    p.m_previousColumn = before ? countTokens(before + 1, last) : p.m_column + countTokens(begin, last);
     p.m_line += static_cast<unsigned int>(std::count(begin, end, static_cast<unsigned char>('\n')));
-    p.m_column = tokensOf(last + 1, end);
+    p.m_column = countTokens(last + 1, end);
     p.m_lineBegin = p.m_tokenPos - p.m_column;
 }
 
@@ -161,20 +174,34 @@ void vnXmlInput::remember(const unsigned char* begin, const unsigned char* end, 
 {
     vnBasicParser& p = m_parser;
     const unsigned int max = p.m_maxBufferSize;
-    constexpr unsigned int VN_BYTES_OF_TOKEN = 3; // at most
-    const vnUInt64 enough = static_cast<vnUInt64>(VN_BYTES_OF_TOKEN) * max + VN_BYTES_OF_TOKEN;
-    if (static_cast<vnUInt64>(end - begin) > enough)
+    if (tokens > max)
     {
-        begin = end - enough;
-        while ((*begin & 0xC0) == 0x80)
+        // From the end, as many bytes as there are tokens missing.
+        const unsigned char* first = begin;
+        begin = end;
+        for (tokens = 0; tokens < max && begin != first;)
+        {
+            const std::size_t missing = max - tokens;
+            const unsigned char* behind = begin;
+            begin -= std::min<std::size_t>(missing, static_cast<std::size_t>(begin - first));
+            tokens += countTokens(begin, behind);
+        }
+        while (begin != end && (*begin & 0xC0) == 0x80)
             ++begin;
-        tokens = static_cast<unsigned int>(end - begin); // or less
     }
     if (p.m_history.getSize() - p.m_historyEnd < tokens)
         p.makeHistoryRoom(std::min(p.m_remembered, p.m_historyEnd), tokens);
     char16_t* to = p.m_history.data() + p.m_historyEnd;
     for (const unsigned char* at = begin; at != end;)
     {
+        if (end - at >= 8 && (loadWord(at) & 0x8080808080808080u) == 0)
+        {
+            for (unsigned int i = 0; i < 8; ++i)
+                to[i] = at[i];
+            to += 8;
+            at += 8;
+            continue;
+        }
         if (*at < 0x80)
         {
             *to++ = *at++;
@@ -431,7 +458,7 @@ void vnXmlInput::reportProgressSlow()
 {
     close();
     m_parser.reportProgress(0);
-    open();
+    resume();
     if (m_next != m_limit)
         m_progressAt = m_next + std::min(getBytesToPercent(), static_cast<std::size_t>(m_limit - m_next));
 }

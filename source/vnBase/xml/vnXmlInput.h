@@ -48,7 +48,24 @@ public:
     {
         settle();
         m_cursor.leave();
+        m_keptEnd = m_end;
+        m_keptNext = m_next;
+        m_keptProgressAt = m_progressAt;
         closeWindow();
+    }
+
+    /// `open` where most probably nothing was changed since `close`.
+    void resume()
+    {
+        const vnSerializeAdapter* adapter = m_parser.getAdapter();
+        if (!adapter || !m_keptNext || vnAdapterWindow::next(*adapter) != m_keptNext ||
+            vnAdapterWindow::end(*adapter) != m_keptEnd || m_cursor.getMode() != m_mode)
+        {
+            open();
+            return;
+        }
+        openWindow();
+        m_progressAt = m_keptProgressAt;
     }
 
     /// `close` where nothing may be thrown.
@@ -168,9 +185,10 @@ public:
 
 private:
     class MoreMemory;
+    void openWindow();
     void closeWindow() noexcept
     {
-        m_begin = m_next = m_limit = m_progressAt = nullptr;
+        m_begin = m_next = m_limit = m_end = m_progressAt = nullptr;
         m_extra = 0;
         m_base = m_parser.getTokenPos();
         ++m_serial;
@@ -195,14 +213,19 @@ private:
 
     vnBasicParser& m_parser;
     vnParserCursor m_cursor;
+    vnParserCursor::Mode m_mode = vnParserCursor::NONE;
     const unsigned char* m_table = vnXmlClass::utf8Table;
-    int m_maxByte = -1;                          // up to this one a byte of the window is a character
-    unsigned int m_serial = 0;                   // of the window
-    unsigned int m_base = 0;                     // the position of m_begin
-    unsigned int m_extra = 0;                    // bytes behind m_begin that are no tokens
-    const unsigned char* m_begin = nullptr;      // where the parser stands
-    const unsigned char* m_next = nullptr;       // where the reader stands
-    const unsigned char* m_limit = nullptr;      // of the window
+    int m_maxByte = -1;                        // up to this one a byte of the window is a character
+    unsigned int m_serial = 0;                 // of the window
+    unsigned int m_base = 0;                   // the position of m_begin
+    unsigned int m_extra = 0;                  // bytes behind m_begin that are no tokens
+    const unsigned char* m_begin = nullptr;    // where the parser stands
+    const unsigned char* m_next = nullptr;     // where the reader stands
+    const unsigned char* m_limit = nullptr;    // up to where the reader may go
+    const unsigned char* m_end = nullptr;      // of the window
+    const unsigned char* m_keptNext = nullptr; // where the window was closed
+    const unsigned char* m_keptEnd = nullptr;
+    const unsigned char* m_keptProgressAt = nullptr;
     const unsigned char* m_progressAt = nullptr; // where the progress may have changed
     unsigned int m_sizeBegin;
     unsigned int m_maxSize;

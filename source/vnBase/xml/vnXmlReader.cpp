@@ -86,7 +86,7 @@ vnString vnXmlReader::callFunction(std::string_view text)
     const vnString name = makeString(text.substr(functionPrefix.size()));
     beforeCallback();
     vnString result = m_sax.onFunction(name, m_sax.m_level);
-    m_input.open();
+    m_input.resume();
     return result;
 }
 

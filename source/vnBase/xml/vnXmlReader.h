@@ -149,7 +149,7 @@ private:
         beforeCallback();
         if (!call())
             throw vnBasicParseException(2);
-        m_input.open();
+        m_input.resume();
     }
     void beforeCallback();
     void countIdle();

@@ -135,14 +135,11 @@ vnXmlSax::~vnXmlSax() noexcept(false)
         delete level;
 }
 
-vnXmlSax::Level& vnXmlSax::getLevel(unsigned int level)
+vnXmlSax::Level& vnXmlSax::addLevel(unsigned int level)
 {
-    for (unsigned int i = m_levels.getSize(); i <= level; ++i)
-    {
+    while (m_levels.getSize() <= level)
         m_levels.append(static_cast<Level*>(nullptr));
-        m_levels[i] = new Level;
-    }
-    return *m_levels.data()[level];
+    return *(m_levels[level] = new Level);
 }
 
 vnXmlSax::Level* vnXmlSax::findLevel(unsigned int level) noexcept
