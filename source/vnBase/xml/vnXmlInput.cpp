@@ -5,6 +5,10 @@
 
 #include <limits>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace
 {
 constexpr bool isHighSurrogate(int c) noexcept
@@ -27,11 +31,39 @@ constexpr char16_t lowOf(int c) noexcept
 {
     return static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
 }
-vnUInt64 loadWord(const unsigned char* bytes) noexcept
+constexpr unsigned int VN_BLOCK = 16; // loops of this fixed size compile to a few wide instructions
+
+bool isAscii(const unsigned char* block) noexcept
 {
-    vnUInt64 word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
+    vnUInt64 words[2];
+    std::memcpy(words, block, sizeof words);
+    return ((words[0] | words[1]) & 0x8080808080808080u) == 0;
+}
+
+void widen(const unsigned char* block, char16_t* to) noexcept
+{
+    unsigned char bytes[VN_BLOCK];
+    char16_t units[VN_BLOCK];
+    std::memcpy(bytes, block, sizeof bytes);
+    for (unsigned int i = 0; i < VN_BLOCK; ++i)
+        units[i] = bytes[i];
+    std::memcpy(to, units, sizeof units);
+}
+
+unsigned int countLineFeeds(const unsigned char* from, const unsigned char* to) noexcept
+{
+    unsigned int count = 0;
+    while (to - from >= static_cast<std::ptrdiff_t>(VN_BLOCK))
+    {
+        unsigned char sums[VN_BLOCK] = {};
+        const auto blocks = std::min<std::ptrdiff_t>((to - from) / VN_BLOCK, 255);
+        for (std::ptrdiff_t block = 0; block < blocks; ++block, from += VN_BLOCK)
+            for (unsigned int i = 0; i < VN_BLOCK; ++i)
+                sums[i] = static_cast<unsigned char>(sums[i] + (from[i] == '\n'));
+        for (const unsigned char sum : sums)
+            count += sum;
+    }
+    return count + static_cast<unsigned int>(std::count(from, to, static_cast<unsigned char>('\n')));
 }
 
 unsigned int countTokens(const unsigned char* from, const unsigned char* to) noexcept
@@ -164,7 +196,7 @@ void vnXmlInput::takeUtf8(const unsigned char* begin, const unsigned char* end)
     const auto* before =
         static_cast<const unsigned char*>(memrchr(begin, '\n', static_cast<std::size_t>(last - begin)));
     p.m_previousColumn = before ? countTokens(before + 1, last) : p.m_column + countTokens(begin, last);
-    p.m_line += static_cast<unsigned int>(std::count(begin, end, static_cast<unsigned char>('\n')));
+    p.m_line += countLineFeeds(begin, end);
     p.m_column = countTokens(last + 1, end);
     p.m_lineBegin = p.m_tokenPos - p.m_column;
 }
@@ -194,12 +226,11 @@ void vnXmlInput::remember(const unsigned char* begin, const unsigned char* end, 
     char16_t* to = p.m_history.data() + p.m_historyEnd;
     for (const unsigned char* at = begin; at != end;)
     {
-        if (end - at >= 8 && (loadWord(at) & 0x8080808080808080u) == 0)
+        if (end - at >= static_cast<std::ptrdiff_t>(VN_BLOCK) && isAscii(at))
         {
-            for (unsigned int i = 0; i < 8; ++i)
-                to[i] = at[i];
-            to += 8;
-            at += 8;
+            widen(at, to);
+            to += VN_BLOCK;
+            at += VN_BLOCK;
             continue;
         }
         if (*at < 0x80)
@@ -354,6 +385,34 @@ bool vnXmlInput::acceptSlow(const char* text, unsigned int count, bool giveBack)
         m_parser.pushBackTokens(m_parser.getTokenPos() - begin);
     open();
     return isSame;
+}
+
+// As far as whole blocks hold nothing that ends the text, nor, in UTF-8, anything above 127.
+void vnXmlInput::skipBlocks([[maybe_unused]] vnXmlClass::Bit bit) noexcept
+{
+#ifdef __SSE2__
+    if (bit != vnXmlClass::CHAR_DATA && bit != vnXmlClass::DOUBLE_QUOTED && bit != vnXmlClass::SINGLE_QUOTED)
+        return;
+    const char ending = bit == vnXmlClass::CHAR_DATA ? ']' : bit == vnXmlClass::DOUBLE_QUOTED ? '"' : '\'';
+    const __m128i less = _mm_set1_epi8('<');
+    const __m128i ampersand = _mm_set1_epi8('&');
+    const __m128i third = _mm_set1_epi8(ending);
+    const __m128i high = _mm_set1_epi8(m_maxByte == 0x7F ? '\x80' : 0);
+    while (m_limit - m_next >= static_cast<std::ptrdiff_t>(VN_BLOCK))
+    {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_next));
+        const __m128i ends =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, less), _mm_cmpeq_epi8(block, ampersand)),
+                         _mm_or_si128(_mm_cmpeq_epi8(block, third), _mm_and_si128(block, high)));
+        const int found = _mm_movemask_epi8(ends);
+        if (found != 0)
+        {
+            m_next += __builtin_ctz(static_cast<unsigned int>(found));
+            return;
+        }
+        m_next += VN_BLOCK;
+    }
+#endif
 }
 
 bool vnXmlInput::skipText(vnXmlClass::Bit bit, bool onlyChars)

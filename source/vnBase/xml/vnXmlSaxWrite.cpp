@@ -156,9 +156,12 @@ void vnXmlWriter::putCharData(std::string_view text)
             found[i] = std::min(text.find(escapes[i].character, begin), text.size());
         return found[i];
     };
+    std::size_t markup = vnXmlText::findMarkup(text, begin);
     while (begin < text.size())
     {
-        if (vnXmlText::isCharData(text.substr(begin)))
+        if (markup < begin)
+            markup = vnXmlText::findMarkup(text, begin);
+        if (markup == std::string_view::npos && vnXmlText::isCharData(text.substr(begin)))
         {
             put(text.substr(begin));
             setState(VN_STATE_CONTENTS);

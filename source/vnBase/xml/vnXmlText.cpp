@@ -114,11 +114,17 @@ Tokens readUnits(std::string_view text, bool isBigEndian)
     return tokens;
 }
 
-/// Asks about the tokens of the text.
+/// Asks about the tokens of the text. A character that is not whole at its end takes bytes of what stands
+/// behind it.
 template <class Test>
-bool isRead(std::string_view text, const Test& test)
+bool isRead(std::string_view text, std::string_view behind, const Test& test)
 {
-    return isPlain(text) ? test(text) : test(readTokens(text).getText());
+    if (isPlain(text))
+        return test(text);
+    const Tokens tokens = readTokens(std::string(text).append(behind));
+    const std::string_view read = tokens.getText();
+    const std::size_t size = read.size() - std::min(read.size(), behind.size());
+    return read.substr(size) == behind && test(read.substr(0, size));
 }
 
 /// The characters of a text from its start on.
@@ -207,7 +213,7 @@ bool has(std::string_view text, std::string_view part) noexcept
 
 bool vnXmlText::isAttribute(std::string_view text)
 {
-    return isRead(text,
+    return isRead(text, "'",
                   [](std::string_view tokens)
                   {
                       Walk walk(tokens);
@@ -232,24 +238,36 @@ bool vnXmlText::isCharData(std::string_view text)
     const std::string_view mark = text.substr(0, 2);
     if (mark == "\xFF\xFE" || mark == "\xFE\xFF")
         return test(readUnits(text.substr(2), mark == "\xFE\xFF").getText());
-    return isRead(text, test);
+    return isRead(text, "", test);
+}
+
+std::size_t vnXmlText::findMarkup(std::string_view text, std::size_t begin)
+{
+    const auto isAscii = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) < 0x80; };
+    for (std::size_t at = begin; (at = text.find_first_of("<&", at)) != std::string_view::npos; ++at)
+        if ((at < 1 || isAscii(at - 1)) && (at < 2 || isAscii(at - 2)) && isAscii(0))
+            return at;
+    return std::string_view::npos;
 }
 
 bool vnXmlText::isCDATA(std::string_view text)
 {
-    return isRead(text, [](std::string_view tokens) { return isAllChars(tokens) && !has(tokens, "]]>"); });
+    return isRead(text, "]]>",
+                  [](std::string_view tokens) { return isAllChars(tokens) && !has(tokens, "]]>"); });
 }
 
 bool vnXmlText::isComment(std::string_view text)
 {
-    return isRead(
-        text, [](std::string_view tokens)
-        { return isAllChars(tokens) && !has(tokens, "--") && (tokens.empty() || tokens.back() != '-'); });
+    return isRead(text, "-->",
+                  [](std::string_view tokens) {
+                      return isAllChars(tokens) && !has(tokens, "--") &&
+                             (tokens.empty() || tokens.back() != '-');
+                  });
 }
 
 bool vnXmlText::isPI(std::string_view text)
 {
-    return isRead(text,
+    return isRead(text, "?>",
                   [](std::string_view tokens)
                   {
                       Walk walk(tokens);
@@ -261,7 +279,7 @@ bool vnXmlText::isPI(std::string_view text)
 
 bool vnXmlText::isEntity(std::string_view name)
 {
-    return isRead(name,
+    return isRead(name, ";",
                   [](std::string_view tokens)
                   {
                       Walk walk(tokens);
