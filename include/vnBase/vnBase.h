@@ -108,4 +108,6 @@
 #include <vnBase/vnVarUInt64.h>
 #include <vnBase/vnVector.h>
 #include <vnBase/vnVersion.h>
+#include <vnBase/vnXmlDom.h>
+#include <vnBase/vnXmlItem.h>
 #include <vnBase/vnXmlSax.h>
