@@ -108,6 +108,7 @@ public:
     }
     unsigned char hasProgressMessage() const noexcept { return !m_progressMessage.isEmpty(); }
     void useProgress(unsigned char use) noexcept { m_useProgress = use; }
+    unsigned char isUsingProgress() const noexcept { return m_useProgress; }
 
     /// Tells `vnProgress` how many percent are consumed, when that changed; with `force` that it is all.
     void reportProgress(unsigned char force);

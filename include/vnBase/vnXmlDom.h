@@ -92,11 +92,14 @@ public:
 
 private:
     vnXmlItem* itemAt(unsigned int level) const noexcept;
-    unsigned char addItemAt(vnXmlItem* item, unsigned int level);
+    vnXmlItem* addItemAt(vnXmlItem* item, unsigned int level);
+    static void setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);
     unsigned char replaceElement(vnXmlItem* item, unsigned int level);
     unsigned char include(const vnString& data, unsigned int level);
     unsigned char readIncluded(vnXmlDom& included, vnSerializeAdapter* adapter, unsigned int level);
+    unsigned char failLimit(const vnString& error);
     void readTree(vnSerializeAdapter* adapter);
+    void endReading();
 
     unsigned char m_skipWhiteSpaceCharData = 1;
     unsigned char m_writeIncludedXml = 0;
@@ -104,8 +107,9 @@ private:
     unsigned char m_mergeStandardReferences = 1;
     vnDynamicArray<vnRefPointer<vnXmlItem>> m_itemStack{100}; // what is read at each level
     unsigned int m_maxIncludeDepth = VN_MAX_INCLUDE_DEPTH;
-    unsigned int m_includeDepth = 0;  // of this document
-    unsigned int m_documentBegin = 0; // the token position where reading began
+    unsigned int m_includeDepth = 0; // of this document
+    unsigned int m_sizeLimit = 0;    // of this document and those that it includes
+    vnUInt64 m_includedTokens = 0;   // of the latter
     unsigned char m_hasPassedLimit = 0;
 };
 

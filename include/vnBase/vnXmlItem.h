@@ -2,11 +2,14 @@
 #pragma once
 
 #include <vnBase/vnDebugInterface.h>
+#include <vnBase/vnDynamicArray.h>
 #include <vnBase/vnDynamicType.h>
 #include <vnBase/vnNameInterface.h>
 #include <vnBase/vnRefList.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnReference.h>
+
+#include <string_view>
 
 class vnObject;
 class vnXmlAttributes;
@@ -44,7 +47,8 @@ inline vnXmlStringFlags operator|(vnXmlStringFlags left, vnXmlStringFlags right)
 /// "<char_data>", and so on. A path that begins with a single "/" finds nothing.
 ///
 /// **Depth.** All operations on a tree take a small, fixed part of the stack, however deep the tree is; only
-/// items of classes of your own, which override an operation, are called recursively.
+/// items of classes of your own, which may override an operation, are called recursively. What is called must
+/// not change the tree that an operation goes through. Children end before their parents do.
 ///
 /// Thread-safety: none; a tree belongs to one thread at a time. Several threads may use `findItem` while
 /// nothing is changed, nor walked with child iterators.
@@ -121,15 +125,16 @@ protected:
 private:
     friend class vnXmlCharData;
     friend class vnXmlDom;
+    friend class vnXmlElement;
     friend class vnXmlEntityReference;
-    friend class vnXmlPath;
     friend class vnXmlTree;
 
     enum Kind : unsigned char
     {
         VN_KIND_OTHER,
-        VN_KIND_TEXT,
-        VN_KIND_REFERENCE
+        VN_KIND_TEXT,      // vnXmlCharData
+        VN_KIND_REFERENCE, // vnXmlEntityReference
+        VN_KIND_ELEMENT    // vnXmlElement
     };
 
     enum Flag : unsigned char
@@ -139,10 +144,15 @@ private:
         VN_FLAG_WALKED = 4       // the child iterator stands behind m_walked, or at the end when that is null
     };
 
+    vnString headAsString(vnXmlStringFlags flags);
+    bool isText() const noexcept { return m_kind == VN_KIND_TEXT; }
+    bool canJoin() const noexcept { return m_kind == VN_KIND_TEXT || m_kind == VN_KIND_REFERENCE; }
+    bool isIn(const vnXmlItem* other) const noexcept;
     void append(vnXmlItem* item);
     void unlink(vnXmlItem* item) noexcept;
-    void markMerge() noexcept;
-    void mergeChildren();
+    void markMerge(Flag flag) noexcept;
+    bool joinPart(char& character, std::string_view& part) const;
+    void mergeChildren(vnDynamicArray<char>& joined);
 
     // The children are a chain. The first one's m_previous is the last one; the last one's m_next is null.
     vnXmlItem* m_parent = nullptr;
@@ -206,7 +216,8 @@ public:
     vnRefList<vnXmlAttribute>& getAttributeList();
 
     /// The next attribute of the attribute iterator; 0, and nothing is changed, behind the last.
-    /// `setAttribute`, `removeAttribute` and `getAttributeList` reset the iterator.
+    /// `setAttribute`, `removeAttribute` and `getAttributeList` reset the iterator; who changes the list
+    /// later resets it himself.
     unsigned char getNextAttribute(vnString& name, vnString& value);
     void resetAttributeIterator() noexcept;
 
@@ -220,7 +231,6 @@ protected:
 private:
     friend class vnXmlDom;
     friend class vnXmlTree;
-    friend class vnXmlPath;
 
     void appendFormatted(const vnString& name, const vnString& format, const vnArgumentList& arguments);
 
@@ -232,6 +242,7 @@ class VN_BASE_API vnXmlCharData : public vnXmlItem
 {
 public:
     explicit vnXmlCharData(const vnString& text);
+    vnXmlCharData(const char* text, unsigned short length);
 
     VN_TYPE(vnXmlCharData)
 
