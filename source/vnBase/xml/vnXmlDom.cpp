@@ -164,8 +164,9 @@ unsigned char vnXmlDom::onCustomData(vnReference* data, const vnString& name, un
 {
     vnXmlItem* const item = itemAt(level);
     vnXmlElement* const element = item ? vnXmlTree::asElement(item) : nullptr;
-    return replaceElement(element ? new vnXmlCustomData(*element, data) : new vnXmlCustomData(name, data),
-                          level);
+    if (element)
+        return replaceElement(new vnXmlCustomData(*element, data), level);
+    return replaceElement(new vnXmlCustomData(name, data), level);
 }
 
 // The item takes the place of the element that is read at this level.
