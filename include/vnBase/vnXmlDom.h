@@ -40,9 +40,10 @@ public:
 
     VN_TYPE(vnXmlDom)
 
-    using vnXmlItem::getTypeName;
-    using vnXmlItem::isExactType;
-    using vnXmlItem::isOfType;
+    /// Both bases have these; the type of a document stands below that of items.
+    const char* getTypeName() const { return asItem().getTypeName(); }
+    unsigned char isOfType(const vnType* type) const { return asItem().isOfType(type); }
+    unsigned char isExactType(const vnType* type) const { return asItem().isExactType(type); }
 
     /// Reads a document into the tree, in the place of what was there. Null is ignored.
     void read(vnSerializeAdapter* adapter) override;
@@ -91,6 +92,7 @@ public:
     void onWrite() override;
 
 private:
+    const vnXmlItem& asItem() const noexcept { return *this; }
     vnXmlItem* itemAt(unsigned int level) const noexcept;
     vnXmlItem* addItemAt(vnXmlItem* item, unsigned int level);
     static void setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);

@@ -56,3 +56,4 @@ void vnRunTokens(vnArguments& arguments);
 void vnRunUrl(vnArguments& arguments);
 void vnRunValue(vnArguments& arguments);
 void vnRunWords(vnArguments& arguments);
+void vnRunXml(vnArguments& arguments);

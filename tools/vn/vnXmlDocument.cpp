@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "vnXmlDocument.h"
+
+#include "vnStandardStreams.h"
+#include "vnTool.h"
+
+#include <vnBase/vnXmlDom.h>
+
+namespace
+{
+constexpr unsigned int maxSize = 1u << 30; // tokens of a document with those that it includes
+constexpr unsigned int maxIdleNotifications = 1000;
+
+// Hands on what is written to standard output.
+class ResultAdapter : public vnSerializeAdapter
+{
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override { vnWriteResult(data, count); }
+    void write_imp(unsigned char byte) override { vnWriteResult(&byte, 1); }
+    unsigned char read_imp() override { return 0; }
+};
+
+// Writes one item, without a declaration.
+class ItemWriter : public vnXmlSax
+{
+public:
+    explicit ItemWriter(vnXmlItem& item) : m_item(item) { setEncoding("none"); }
+    void onWrite() override { m_item.write(this); }
+
+private:
+    vnXmlItem& m_item;
+};
+
+std::string placeOf(const vnXmlSax& sax)
+{
+    return "line " + std::to_string(sax.getLine() + 1u) + ", column " + std::to_string(sax.getColumn() + 1u) +
+           ": " + sax.getError().getString();
+}
+
+// The documents that are included are items of the tree.
+void checkDocuments(vnXmlDom& document)
+{
+    document.resetAllChildIterators();
+    vnXMLDomIterator next(document);
+    while (vnXmlItem* item = next())
+        if (auto* included = dynamic_cast<vnXmlDom*>(item); included && included->hasError())
+            throw vnFailure(std::string(included->getName().getString()) + ": " + placeOf(*included));
+    if (document.hasError())
+        throw vnFailure(placeOf(document));
+}
+
+void write(vnXmlSax& sax)
+{
+    ResultAdapter results;
+    sax.write(&results);
+    if (sax.hasError())
+        throw vnFailure(sax.getError().getString());
+    vnWriteLine("");
+}
+} // namespace
+
+void vnShowXmlDocument(const std::string& url, const std::string& path, bool readsIncluded)
+{
+    const vnRefPointer<vnXmlDom> document(new vnXmlDom);
+    document->setReadIncludedXml(readsIncluded);
+    document->setMaxDocumentSize(maxSize);
+    document->setMaxIdleNotifications(maxIdleNotifications);
+    vnAdapter source = vnOpenStream(url, VN_SERIALIZE_INPUT);
+    document->read(source);
+    vnCheckError(source);
+    checkDocuments(*document);
+    if (path.empty())
+        return write(*document);
+    vnXmlItem* const item = document->findItem(path.c_str());
+    if (!item)
+        throw vnFailure("no item at " + path);
+    ItemWriter writer(*item);
+    write(writer);
+}
