@@ -36,7 +36,7 @@ TEST(vnXmlDom, BuildsTheTreeOfADocument)
         {"<a>1<![CDATA[ &amp; ]]>2<!-- k -->3</a>", "a('1'{ &amp; }'2'! k !'3')"},
         {"<a x='1' y='&#65;' x='2'/>", "a[x=1][y=&#65;][x=2]"},
         {"<a x='&amp;lt;' y='&lt;&gt;&apos;&quot;&amp;' z='&no;'/>", "a[x=<][y=<>'\"&][z=&no;]"},
-        {"<a x='100%% %&#32;'/>", "a[x=100% %&#32;]"}, // a format, which is meant
+        {"<a x='100%% %x&#32;%s'/>", "a[x=100% 0&#32;]"}, // a format, which is meant
         {"<a><b></a>", "a(b) error Expected end tag 'b' but got 'a'"},
     };
     for (const auto& [text, shape] : rows)
@@ -83,7 +83,7 @@ TEST(vnXmlDom, KeepsTextsExactlyWhenWhiteSpaceCounts)
     const std::string text = "<a> <b>x &amp; y</b>\n</a>";
     vnReadText(document, text);
     EXPECT_EQ(vnShapeOf(document), "a(' 'b('x '&amp;' y')'\n')");
-    EXPECT_EQ(vnWritten(document), "\n" + text.substr(0, 0) + "<a> <b>x &amp; y</b>\n</a>");
+    EXPECT_EQ(vnWritten(document), "<a> <b>x &amp; y</b>\n</a>");
     document.setMergeStandardReferences(1);
     vnReadText(document, text);
     EXPECT_EQ(vnShapeOf(document), "a(' 'b('x & y')'\n')");
@@ -192,7 +192,7 @@ TEST(vnXmlDom, PutsValuesInThePlaceOfTheirElements)
     } document;
     document.enableNotifyItemType(VN_XML_ELEMENT_ATTRIBUTE_END);
     vnReadText(document, "<a>1<value/>2<object/><custom x='1'/><b/></a>");
-    EXPECT_EQ(vnShapeOf(document), "a('1''2'value ovalue ncustom[x=1]b)" + std::string());
+    EXPECT_EQ(vnShapeOf(document), "a('1'value n'2'value ocustom[x=1]b)");
 }
 
 TEST(vnXmlDom, IsWalkedInTheOrderOfTheDocument)

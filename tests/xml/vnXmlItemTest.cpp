@@ -92,7 +92,8 @@ TEST(vnXmlItem, FindsWhatAPathNames)
         {"library/shelf/book[@no='']", "none"}, // what is not there equals nothing
         {"library/<comment>", "!c!"},
         {"library/<cdata>", "{d}"},
-        {" library / shelf [2] / book ", "book[id=1]('A'part[id=p1])"},
+        {" library / shelf [2]/ book ", "book[id=1]('A'part[id=p1])"},
+        {"library/shelf[2] /book", "none"}, // no bracket at the end
         {"library/shelf/cup/", "cup"},
         {"//cup", "cup"},
         {"//part", "part[id=p1]"},
@@ -315,14 +316,14 @@ TEST(vnXmlItem, CallsWhatOtherClassesOverride)
     EXPECT_EQ(find(document, "a/b/foreign/x/y[2]"), "none");
     EXPECT_EQ(find(document, "//none"), "none");
     document.addItem("a/b/foreign/x", new vnXmlCharData("t"));
-    EXPECT_EQ(vnWritten(document), "\n<a>\n\t<b>\n\t\t<!--foreign-->\n\t</b>\n</a>");
+    EXPECT_EQ(vnWritten(document), "\n<a>\n\t<b>\n\t\t<!--foreign--></b>\n</a>");
     EXPECT_EQ(document.asString(VN_XML_STRING_CHILDREN | VN_XML_STRING_NAME), "root a b text of its own");
     EXPECT_EQ(calls, "find(secret) find(x/y[2]) find(//none) add(x) write ");
 }
 
 TEST(vnXmlItem, GoesThroughTreesOfAnyDepth)
 {
-    constexpr unsigned int depth = 300000;
+    constexpr unsigned int depth = 100000;
     vnRefPointer<vnXmlDom> document(new vnXmlDom);
     vnXmlItem* deepest = document.get();
     for (unsigned int i = 0; i < depth; ++i)
@@ -352,7 +353,7 @@ TEST(vnXmlItem, GoesThroughTreesOfAnyDepth)
     EXPECT_EQ(document->asString(VN_XML_STRING_CHILDREN | VN_XML_STRING_NAME).length(), 65535);
     document->setPlainOutput(1);
     document->setSkipWhiteSpaceCharData(0);
-    EXPECT_EQ(vnWritten(*document).size(), depth * std::string("<e></e>&amp;").size() + 9 - 5);
+    EXPECT_EQ(vnWritten(*document).size(), depth * std::string("<e></e>&amp;").size() + 9);
     document = nullptr;
     EXPECT_EQ(held->getParent(), nullptr);
     EXPECT_EQ(vnShape(*held), "e('deep&')"); // what is held stays, with what is below it

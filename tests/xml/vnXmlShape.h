@@ -70,7 +70,7 @@ inline std::string vnShapeOf(const std::string& text)
 inline std::string vnWritten(vnXmlDom& document)
 {
     document.setEncoding("none");
-    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue);
+    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     document.write(queue.get());
     std::string text;
     while (queue->hasData())
