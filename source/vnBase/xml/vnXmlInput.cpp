@@ -141,6 +141,16 @@ void vnXmlInput::open()
     m_progressAt = m_begin;
 }
 
+// Behind characters that did not stand in the window: it may be there now.
+void vnXmlInput::resumeSlowly()
+{
+    const vnSerializeAdapter& adapter = *m_parser.m_adapter;
+    if (vnAdapterWindow::next(adapter) != vnAdapterWindow::end(adapter) || m_maxByte < 0)
+        open();
+    else
+        closeWindow();
+}
+
 void vnXmlInput::openWindow()
 {
     m_base = m_parser.getTokenPos();
@@ -288,12 +298,31 @@ int vnXmlInput::peekSlow()
     return lookAtUnit();
 }
 
+// One byte that is a character of its own, where a look at the adapter tells so. Answers false otherwise.
+bool vnXmlInput::readByte(bool keep, int& character)
+{
+    vnBasicParser& p = m_parser;
+    if (m_maxByte < 0)
+        return false;
+    vnSerializeAdapter& adapter = *p.m_adapter;
+    const unsigned char byte = adapter.read();
+    const bool isWhole = byte <= m_maxByte;
+    if (!isWhole || !keep)
+        vnAdapterWindow::unread(adapter, &byte, 1);
+    if (!isWhole)
+        return false;
+    character = byte;
+    if (keep)
+        p.remember(byte);
+    return true;
+}
+
 // At least one token, not from the window.
 int vnXmlInput::lookAtUnit()
 {
     close();
     int character = 0;
-    if (!readWide(false, character))
+    if (!readByte(false, character) && !readWide(false, character))
     {
         const MoreMemory more(m_parser, 2);
         const unsigned int begin = m_parser.getTokenPos();
@@ -306,7 +335,7 @@ int vnXmlInput::lookAtUnit()
         }
         m_parser.pushBackTokens(m_parser.getTokenPos() - begin);
     }
-    open();
+    resumeSlowly();
     return character;
 }
 
@@ -351,23 +380,24 @@ int vnXmlInput::takeSlow()
             return decoded.character;
         }
     }
-    const int character = peek();
-    if (character == VN_END)
+    else if (!refill())
         return VN_END;
-    if (m_next < m_limit && *m_next <= m_maxByte)
-    {
-        ++m_next;
-        return character;
-    }
+    else if (m_next < m_limit && *m_next <= m_maxByte)
+        return *m_next++;
     close();
-    int wide = 0;
-    if (!readWide(true, wide))
+    int character = 0;
+    if (!readByte(true, character) && !readWide(true, character))
     {
-        m_parser.takeToken();
-        if (character > 0xFFFF)
-            m_parser.takeToken();
+        character = m_parser.takeToken();
+        if (isHighSurrogate(character) && m_parser.hasData())
+        {
+            const int low = lookAtUnit();
+            close();
+            if (isLowSurrogate(low))
+                character = joined(character, m_parser.takeToken());
+        }
     }
-    open();
+    resumeSlowly();
     return character;
 }
 

@@ -207,6 +207,8 @@ private:
     int peekSlow();
     int takeSlow();
     int lookAtUnit();
+    void resumeSlowly();
+    bool readByte(bool keep, int& character);
     bool readWide(bool keep, int& character);
     bool acceptSlow(const char* text, unsigned int count, bool giveBack);
     void reportProgressSlow();
