@@ -111,6 +111,12 @@ GOALS = (
     ("o.encode", "zlib: uncompress blocks", "vnUnCompress", [(1.053, "zlib uncompress")], [(1.0, "zlib uncompress")]),
     ("o.encode", "zlib: uncompress blocks", "vnSerializeAdapterCompress", [(1.053, "zlib uncompress")], [(1.0, "zlib uncompress")]),
 
+    ("s.xml", "20 MB: read, all notified", "vnXmlSax", [(1.0, "Poco SAXParser"), (1.0, "QXmlStreamReader")], [(1.0, "expat")]),
+    ("s.xml", "20 MB: only check", "vnXmlSax", [(250.0, "")], [(1.0, "libxml2")]),
+    ("s.xml", "20 KB, a new reader each: read", "vnXmlSax", [(1.0, "Poco SAXParser"), (1.0, "QXmlStreamReader")], [(1.0, "expat")]),
+    ("s.xml", "20 KB, a new reader each: only check", "vnXmlSax", [(250.0, "")], [(1.0, "libxml2")]),
+    ("s.xml", "write 20 MB", "vnXmlSax", [(1.0, "QXmlStreamWriter"), (1.0, "Poco XMLWriter")], [(500.0, "")]),
+
     ("r.words", "20 MB", "vn words", [(1.2, "plain program")], [(1.0, "plain program")]),
     ("r.words", "20 MB", "vn words, 1 thread", [(1.2, "plain program")], [(1.0, "plain program")]),
 )

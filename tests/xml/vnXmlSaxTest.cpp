@@ -427,3 +427,83 @@ TEST(vnXmlSax, StandsBehindWhatIsNotified)
                     "2 ElementEnd [b\xC3\xA9] 21 1:17 b\xC3\xA9\n"
                     "1 ElementEnd [a] 25 1:21 /a\n");
 }
+
+// Also those that no document reaches; each takes its text and nothing behind it, or nothing.
+TEST(vnXmlSax, OffersEveryProduction)
+{
+    struct Row
+    {
+        vnParseResult (vnXmlSax::*production)();
+        const char* text;
+        unsigned int taken; // 0 for no match
+    };
+    const Row rows[] = {
+        {&vnXmlSax::XML_read_02, "\t.", 1},
+        {&vnXmlSax::XML_read_02, "\x02.", 0},
+        {&vnXmlSax::XML_read_02, "\xF0\x9F\x98\x80.", 2},
+        {&vnXmlSax::XML_read_03, " \r\n\tx", 4},
+        {&vnXmlSax::XML_read_04, "-", 1},
+        {&vnXmlSax::XML_read_05, "a:b.c-1 ", 7},
+        {&vnXmlSax::XML_read_05, "1a", 0},
+        {&vnXmlSax::XML_read_06, "a b  c ?", 6},
+        {&vnXmlSax::XML_read_07, "1a?", 2},
+        {&vnXmlSax::XML_read_08, "1 2 ?", 3},
+        {&vnXmlSax::XML_read_09, "'a%b;&c;\"' ", 10},
+        {&vnXmlSax::XML_read_11, "\"<'&\"x", 5},
+        {&vnXmlSax::XML_read_12, "'-//A//B'x", 9},
+        {&vnXmlSax::XML_read_13, "^", 0},
+        {&vnXmlSax::XML_read_14, "a]b<", 3},
+        {&vnXmlSax::XML_read_15, "<!--a-b-->x", 10},
+        {&vnXmlSax::XML_read_17, "xmL", 0},
+        {&vnXmlSax::XML_read_17, "xm ", 2},
+        {&vnXmlSax::XML_read_18, "<![CDATA[]]]>x", 13},
+        {&vnXmlSax::XML_read_19, "<![CDATA[x", 9},
+        {&vnXmlSax::XML_read_20, "a]]>", 1},
+        {&vnXmlSax::XML_read_20, "a\x01]]>", 0},
+        {&vnXmlSax::XML_read_21, "]]>x", 3},
+        {&vnXmlSax::XML_read_25, " = x", 3},
+        {&vnXmlSax::XML_read_25, " x", 0},
+        {&vnXmlSax::XML_read_26, "1.0_a:-'", 7},
+        {&vnXmlSax::XML_read_30, "<?xml encoding='UTF-8'?><![INCLUDE[<!ELEMENT a ANY>]]>%p x", 57},
+        {&vnXmlSax::XML_read_33, "en-GB-x ", 7},
+        {&vnXmlSax::XML_read_33, "i-abc ", 5},
+        {&vnXmlSax::XML_read_37, "X-y1", 3},
+        {&vnXmlSax::XML_read_36, "i1", 0},
+        {&vnXmlSax::XML_read_44, "<a b='1' />x", 11},
+        {&vnXmlSax::XML_read_47, "(a|b)+x", 6},
+        {&vnXmlSax::XML_read_49, "(a,b)", 0},
+        {&vnXmlSax::XML_read_49, "(a)x", 3},
+        {&vnXmlSax::XML_read_50, "(a|b)", 0},
+        {&vnXmlSax::XML_read_51, "(a)", 0},
+        {&vnXmlSax::XML_read_57, "(1|a ) ", 6},
+        {&vnXmlSax::XML_read_61, "<![ IGNORE [<!--x-->]]>x", 23},
+        {&vnXmlSax::XML_read_64, "a<![b]]>c]]>", 9},
+        {&vnXmlSax::XML_read_65, "a]]b<![", 4},
+        {&vnXmlSax::XML_read_66, "&#xAf;x", 6},
+        {&vnXmlSax::XML_read_69, "%p;", 2},
+        {&vnXmlSax::XML_read_69, "% p;", 0},
+        {&vnXmlSax::XML_read_70, "<!ENTITY % p >x", 14},
+        {&vnXmlSax::XML_read_77, "<?xml version='1.0' encoding='UTF-8' ?>x", 39},
+        {&vnXmlSax::XML_read_83, "PUBLIC 'x'y", 10},
+        {&vnXmlSax::XML_read_84, "\xE4\xB8\x80", 1},
+        {&vnXmlSax::XML_read_85, "\xC3\x97", 0},
+        {&vnXmlSax::XML_read_85, "\xC4\xB1", 1},
+        {&vnXmlSax::XML_read_85, "\xC4\xB2", 0},
+        {&vnXmlSax::XML_read_86, "\xE9\xBE\xA6", 0},
+        {&vnXmlSax::XML_read_87, "\xCC\x80", 1},
+        {&vnXmlSax::XML_read_88, "\xD9\xA0", 1},
+        {&vnXmlSax::XML_read_89, "\xC2\xB7", 1},
+        {&vnXmlSax::XML_read_Test_ETag, "<a>", 0},
+        {&vnXmlSax::XML_read_91, "x", 0},
+    };
+    for (const Row& row : rows)
+    {
+        vnXmlSax sax;
+        sax.setAdapter(new vnTrickleAdapter(row.text));
+        const vnParseResult result = (sax.*row.production)();
+        EXPECT_EQ(result, row.taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH)
+            << row.text << sax.getError().getString();
+        EXPECT_EQ(sax.getTokenPos(), row.taken) << row.text;
+        EXPECT_FALSE(sax.hasError());
+    }
+}

@@ -73,11 +73,13 @@ const std::vector<vnCommand>& vnCommands()
          "equal counts\n"
          "in the order of their bytes. N threads (as many as there are processors) count.\n",
          vnRunWords},
-        {"xml", "[--no-include] URL [PATH]", "read an XML document and write it again, or a part of it",
+        {"xml", "[--no-include] URL [PATH] | --events URL",
+         "read an XML document and write it again, or a part of it",
          "PATH names an item, such as a/b[2], //b[@id='7'] or a/<char_data>; it is written without a\n"
          "declaration, and none that is there ends with exit code 1. Documents that are included are read, "
          "and\n"
          "the instructions written; --no-include leaves them unread. At most 1 GiB is read.\n"
+         "--events shows what the reader notifies, one line each: level, name of the callback, arguments.\n"
          "    vn xml settings.xml \"//item[@name='size']/<char_data>\"\n",
          vnRunXml},
     };
