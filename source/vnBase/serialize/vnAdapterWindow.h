@@ -23,6 +23,15 @@ public:
         adapter.m_readNext = to;
     }
 
+    /// The place for `count` bytes that are written next; null when the adapter lays none open. They count as
+    /// written when all of them are there, by `wrote`.
+    static unsigned char* place(const vnSerializeAdapter& adapter, std::size_t count) noexcept
+    {
+        const auto open = static_cast<std::size_t>(adapter.m_writeEnd - adapter.m_writeNext);
+        return count < open ? adapter.m_writeNext : nullptr;
+    }
+    static void wrote(vnSerializeAdapter& adapter, unsigned char* end) noexcept { adapter.m_writeNext = end; }
+
     /// Opens the window of a block of memory where it stands, unless there is one. Answers whether the window
     /// holds all that can be read.
     static bool openMemory(vnSerializeAdapter& memory)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "serialize/vnAdapterWindow.h"
 #include "vnXmlInput.h"
 #include "vnXmlLevel.h"
 #include "vnXmlText.h"
@@ -52,6 +53,22 @@ bool isKnownReference(std::string_view text) noexcept
             return true;
     return false;
 }
+
+std::string escapedAttribute(std::string_view value)
+{
+    std::string result;
+    for (std::size_t i = 0; i < value.size(); ++i)
+    {
+        const Escape* found =
+            std::find_if(std::begin(escapes), std::end(escapes),
+                         [&](const Escape& escape) { return escape.character == value[i]; });
+        if (found == std::end(escapes) || (value[i] == '&' && isKnownReference(value.substr(i))))
+            result += value[i];
+        else
+            result.append("&").append(found->name).append(";");
+    }
+    return result;
+}
 } // namespace
 
 /// Puts pieces of text out for the operations of a writer.
@@ -73,7 +90,7 @@ public:
     template <class... Texts>
     void put(const Texts&... texts)
     {
-        (putOne(texts), ...);
+        putAll(std::string_view(texts)...);
     }
     void putIndent(unsigned int level)
     {
@@ -93,9 +110,23 @@ public:
     }
 
 private:
+    template <class... Texts>
+    void putAll(const Texts&... texts)
+    {
+        const std::size_t size = (texts.size() + ...);
+        unsigned char* to = isWide() ? nullptr : vnAdapterWindow::place(*m_adapter, size);
+        if (!to)
+        {
+            (putOne(texts), ...);
+            return;
+        }
+        ((to = std::copy(texts.begin(), texts.end(), to)), ...);
+        vnAdapterWindow::wrote(*m_adapter, to);
+    }
+    bool isWide() const noexcept { return (m_adapter->getAdapterFlags() & VN_ADAPTER_UNICODE) != 0; }
     void putOne(std::string_view text)
     {
-        if (m_adapter->getAdapterFlags() & VN_ADAPTER_UNICODE)
+        if (isWide())
             putWide(text);
         else if (!text.empty())
             m_adapter->write(reinterpret_cast<const unsigned char*>(text.data()),
@@ -148,6 +179,12 @@ void vnXmlWriter::putWide(std::string_view text)
 // are kept, so that a text is searched once for each character.
 void vnXmlWriter::putCharData(std::string_view text)
 {
+    if (vnXmlText::isCharData(text))
+    {
+        put(text);
+        setState(VN_STATE_CONTENTS);
+        return;
+    }
     std::array<std::size_t, std::size(escapes)> found{};
     std::size_t begin = 0;
     const auto find = [&](unsigned int i)
@@ -272,32 +309,22 @@ void vnXmlSax::writeAttribute(const vnString& name, const vnString& value)
     vnXmlWriter writer(*this);
     if (!writer.isInTag())
         writer.fail("Can not write attribute here");
-    std::string fit(viewOf(value));
+    std::string escaped;
+    std::string_view fit = viewOf(value);
     if (!vnXmlText::isAttribute(fit))
     {
-        std::string escaped;
-        for (std::size_t i = 0; i < fit.size(); ++i)
-        {
-            const Escape* found = std::find_if(std::begin(escapes), std::end(escapes),
-                                               [&](const Escape& e) { return e.character == fit[i]; });
-            const bool isText = found == std::end(escapes) ||
-                                (fit[i] == '&' && isKnownReference(std::string_view(fit).substr(i)));
-            if (isText)
-                escaped += fit[i];
-            else
-                escaped.append("&").append(found->name).append(";");
-        }
+        escaped = escapedAttribute(fit);
         // What is longer than any string could not be read again.
         if (escaped == fit || escaped.size() > vnString::VN_MAX_LENGTH || !vnXmlText::isAttribute(escaped))
             writer.fail("Attribute value is malformed");
-        fit.swap(escaped);
+        fit = escaped;
     }
     // A double quote in the value stays although it ends the value for readers: the test above stands in
     // single quotes. That is required.
     writer.put(" ", viewOf(name), "=\"", fit, "\"");
     Level& level = getLevel(m_level);
     level.addName(viewOf(name));
-    level.addValue(std::string_view(fit));
+    level.addValue(fit);
     writer.setState(VN_STATE_ATTRIBUTE);
 }
 

@@ -205,6 +205,15 @@ bool isAllChars(std::string_view text) noexcept
     return walk.isAtEnd();
 }
 
+/// Whether all bytes are ASCII and of the class, which is enough for most texts.
+bool isSimple(std::string_view text, Bit bit) noexcept
+{
+    for (const char c : text)
+        if (!(utf8Table[static_cast<unsigned char>(c)] & bit))
+            return false;
+    return true;
+}
+
 bool has(std::string_view text, std::string_view part) noexcept
 {
     return text.find(part) != std::string_view::npos;
@@ -213,6 +222,8 @@ bool has(std::string_view text, std::string_view part) noexcept
 
 bool vnXmlText::isAttribute(std::string_view text)
 {
+    if (isSimple(text, SINGLE_QUOTED))
+        return true;
     return isRead(text, "'",
                   [](std::string_view tokens)
                   {
@@ -226,6 +237,8 @@ bool vnXmlText::isAttribute(std::string_view text)
 
 bool vnXmlText::isCharData(std::string_view text)
 {
+    if (isSimple(text, CHAR_DATA))
+        return true;
     const auto test = [](std::string_view tokens)
     {
         Walk walk(tokens);
@@ -244,20 +257,25 @@ bool vnXmlText::isCharData(std::string_view text)
 std::size_t vnXmlText::findMarkup(std::string_view text, std::size_t begin)
 {
     const auto isAscii = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) < 0x80; };
-    for (std::size_t at = begin; (at = text.find_first_of("<&", at)) != std::string_view::npos; ++at)
-        if ((at < 1 || isAscii(at - 1)) && (at < 2 || isAscii(at - 2)) && isAscii(0))
+    for (std::size_t at = begin; at < text.size(); ++at)
+        if ((text[at] == '<' || text[at] == '&') && (at < 1 || isAscii(at - 1)) &&
+            (at < 2 || isAscii(at - 2)) && isAscii(0))
             return at;
     return std::string_view::npos;
 }
 
 bool vnXmlText::isCDATA(std::string_view text)
 {
+    if (isSimple(text, CDATA))
+        return true;
     return isRead(text, "]]>",
                   [](std::string_view tokens) { return isAllChars(tokens) && !has(tokens, "]]>"); });
 }
 
 bool vnXmlText::isComment(std::string_view text)
 {
+    if (isSimple(text, COMMENT))
+        return true;
     return isRead(text, "-->",
                   [](std::string_view tokens) {
                       return isAllChars(tokens) && !has(tokens, "--") &&
