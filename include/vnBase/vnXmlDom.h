@@ -95,7 +95,9 @@ private:
     const vnXmlItem& asItem() const noexcept { return *this; }
     vnXmlItem* itemAt(unsigned int level) const noexcept;
     vnXmlItem* addItemAt(vnXmlItem* item, unsigned int level);
-    static void setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);
+    template <class Item, class... Args>
+    Item* makeItem(const Args&... args);
+    void setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);
     unsigned char replaceElement(vnXmlItem* item, unsigned int level);
     unsigned char include(const vnString& data, unsigned int level);
     unsigned char readIncluded(vnXmlDom& included, vnSerializeAdapter* adapter, unsigned int level);
@@ -109,6 +111,7 @@ private:
     unsigned char m_mergeStandardReferences = 1;
     vnDynamicArray<vnRefPointer<vnXmlItem>> m_itemStack{100}; // what is read at each level
     unsigned int m_maxIncludeDepth = VN_MAX_INCLUDE_DEPTH;
+    vnXmlPool* m_pool = nullptr;     // while reading
     unsigned int m_includeDepth = 0; // of this document
     unsigned int m_sizeLimit = 0;    // of this document and those that it includes
     vnUInt64 m_includedTokens = 0;   // of the latter

@@ -9,10 +9,12 @@
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnReference.h>
 
+#include <cstddef>
 #include <string_view>
 
 class vnObject;
 class vnXmlAttributes;
+class vnXmlPool;
 class vnXmlSax;
 
 /// What `vnXmlItem::asString` shows: single bits, which can be joined with `|`.
@@ -63,6 +65,17 @@ public:
     ~vnXmlItem() noexcept(false) override;
 
     VN_TYPE(vnXmlItem)
+
+    /// Items that a document reads come from large blocks of memory, each of which is freed with the last of
+    /// its items.
+    static void* operator new(std::size_t size) { return allocate(size, nullptr); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void* operator new(std::size_t size, const char* name) { return allocate(size, name); }
+    static void* operator new(std::size_t size, vnXmlPool& pool);
+    static void operator delete(void* item);
+    static void operator delete(void*, void*) noexcept {}
+    static void operator delete(void* item, const char*) { operator delete(item); }
+    static void operator delete(void* item, vnXmlPool&) { operator delete(item); }
 
     /// Answers 0: an item stands in one tree, so pointers to it share it.
     unsigned char useDeepCopy() override { return 0; }
@@ -144,6 +157,7 @@ private:
         VN_FLAG_WALKED = 4       // the child iterator stands behind m_walked, or at the end when that is null
     };
 
+    static void* allocate(std::size_t size, const char* name);
     vnString headAsString(vnXmlStringFlags flags);
     bool isText() const noexcept { return m_kind == VN_KIND_TEXT; }
     bool canJoin() const noexcept { return m_kind == VN_KIND_TEXT || m_kind == VN_KIND_REFERENCE; }
@@ -226,7 +240,7 @@ protected:
     vnString attributesAsString() override;
 
     /// Takes the attributes of another element over, which has none then.
-    void takeAttributes(vnXmlElement& other) noexcept;
+    void takeAttributes(vnXmlElement& other);
 
 private:
     friend class vnXmlDom;

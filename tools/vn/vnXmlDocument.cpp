@@ -51,8 +51,8 @@ void checkDocuments(vnXmlDom& document)
 
 void write(vnXmlSax& sax)
 {
-    ResultAdapter results;
-    sax.write(&results);
+    const vnAdapter results(new ResultAdapter);
+    sax.write(results);
     if (sax.hasError())
         throw vnFailure(sax.getError().getString());
     vnWriteLine("");

@@ -21,6 +21,7 @@ std::string_view viewOf(const vnString& text)
 // waste.
 constexpr unsigned int VN_FIRST_BLOCK = 40;
 constexpr unsigned int VN_BLOCK_STEP = 16;
+constexpr unsigned int VN_LARGEST_BLOCK = 0x7FFFFFF0;
 } // namespace
 
 vnXmlAttributes* vnXmlAttributes::create(unsigned int capacity)
@@ -30,23 +31,70 @@ vnXmlAttributes* vnXmlAttributes::create(unsigned int capacity)
     return ::new (place) vnXmlAttributes(capacity);
 }
 
+void vnXmlAttributes::freeBlock(vnXmlAttributes* block)
+{
+    if (block && !block->m_isPooled)
+        vn_delete(block);
+}
+
 void vnXmlAttributes::makeRoom(vnXmlAttributes*& attributes, unsigned int size)
 {
     constexpr std::size_t header = sizeof(vnXmlAttributes);
-    if (attributes && size <= attributes->m_capacity - attributes->m_size)
+    if (attributes && attributes->hasRoomFor(size))
         return;
     const std::size_t used = attributes ? attributes->m_size : 0;
     std::size_t block = std::max<std::size_t>(VN_FIRST_BLOCK, header + used + size);
     if (attributes)
         block = std::max(block, 2 * (header + attributes->m_capacity));
     block += (VN_FIRST_BLOCK - block) % VN_BLOCK_STEP;
-    vnXmlAttributes* grown = create(vnCheckedSize(block - header));
+    if (block > VN_LARGEST_BLOCK)
+        vnThrowBadAlloc(__FILE__, __LINE__);
+    vnXmlAttributes* grown = create(static_cast<unsigned int>(block - header));
     if (attributes)
     {
         std::memcpy(grown->data(), attributes->data(), used);
         grown->m_size = attributes->m_size;
     }
-    vn_delete(std::exchange(attributes, grown));
+    freeBlock(std::exchange(attributes, grown));
+}
+
+// Takes what is missing right behind the block, or behind the element when there is no block yet.
+bool vnXmlAttributes::growBehind(vnXmlAttributes*& attributes, unsigned int size, vnXmlPool& pool,
+                                 const void* end)
+{
+    constexpr std::size_t step = 8;
+    const auto rounded = [](std::size_t bytes) { return (bytes + step - 1) / step * step; };
+    if (attributes)
+    {
+        const std::size_t more = rounded(size - (attributes->m_capacity - attributes->m_size));
+        if (!attributes->m_isPooled || attributes->m_capacity + more > VN_LARGEST_BLOCK ||
+            !pool.takeBehind(attributes->data() + attributes->m_capacity, more))
+            return false;
+        attributes->m_capacity += static_cast<unsigned int>(more);
+        return true;
+    }
+    const std::size_t block = rounded(sizeof(vnXmlAttributes) + size);
+    void* const place = pool.takeBehind(end, block);
+    if (!place)
+        return false;
+    attributes = ::new (place) vnXmlAttributes(static_cast<unsigned int>(block - sizeof(vnXmlAttributes)));
+    attributes->m_isPooled = 1;
+    return true;
+}
+
+void vnXmlAttributes::append(vnXmlAttributes*& attributes, const vnString& name, std::string_view value,
+                             vnXmlPool* pool, const void* end)
+{
+    const auto size = static_cast<unsigned int>(sizeof(Lengths) + name.length() + value.size());
+    if (pool && !(attributes && (attributes->isList() || attributes->hasRoomFor(size))))
+        growBehind(attributes, size, *pool, end);
+    append(attributes, name, value); // makes room elsewhere if there is none
+}
+
+void vnXmlAttributes::leaveElement(vnXmlAttributes*& attributes)
+{
+    if (attributes && attributes->m_isPooled)
+        makeRoom(attributes, attributes->m_capacity - attributes->m_size + 1);
 }
 
 unsigned int vnXmlAttributes::viewAt(unsigned int offset, View& attribute) const noexcept
@@ -135,7 +183,7 @@ vnXmlAttributes::List& vnXmlAttributes::getList(vnXmlAttributes*& attributes)
     ListForm* kept = form.release();
     kept->walk = List::Iterator(kept->list);
     std::memcpy(block->data(), &kept, sizeof(kept));
-    vn_delete(std::exchange(attributes, block));
+    freeBlock(std::exchange(attributes, block));
     return kept->list;
 }
 
@@ -145,7 +193,7 @@ void vnXmlAttributes::destroy(vnXmlAttributes*& attributes)
     if (!old)
         return;
     const std::unique_ptr<ListForm> form(old->isList() ? old->listForm() : nullptr);
-    vn_delete(old);
+    freeBlock(old);
 }
 
 // The attribute at the offset, or where the iterator of the list stands; both move on.

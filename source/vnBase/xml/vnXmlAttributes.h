@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vnXmlPool.h"
+
 #include <vnBase/vnXmlItem.h>
 
 #include <cstring>
@@ -40,6 +42,13 @@ public:
 
     static void append(vnXmlAttributes*& attributes, const vnString& name, std::string_view value);
 
+    /// The same for an element of the pool, whose memory ends at `end`.
+    static void append(vnXmlAttributes*& attributes, const vnString& name, std::string_view value,
+                       vnXmlPool* pool, const void* end);
+
+    /// Makes attributes that stand behind their element stand elsewhere.
+    static void leaveElement(vnXmlAttributes*& attributes);
+
     /// The value of the first attribute of this name; false for none.
     static bool find(const vnXmlAttributes* attributes, std::string_view name, std::string_view& value);
     static void remove(vnXmlAttributes*& attributes, std::string_view name);
@@ -63,10 +72,13 @@ private:
         List::Iterator walk;
     };
 
-    explicit vnXmlAttributes(unsigned int capacity) noexcept : m_capacity(capacity) {}
+    explicit vnXmlAttributes(unsigned int capacity) noexcept : m_capacity(capacity), m_isPooled(0) {}
 
     static vnXmlAttributes* create(unsigned int capacity);
+    static void freeBlock(vnXmlAttributes* block);
+    static bool growBehind(vnXmlAttributes*& attributes, unsigned int size, vnXmlPool& pool, const void* end);
     static void makeRoom(vnXmlAttributes*& attributes, unsigned int size);
+    bool hasRoomFor(unsigned int size) const noexcept { return size <= m_capacity - m_size; }
 
     bool isList() const noexcept { return m_capacity == 0; }
     ListForm* listForm() const noexcept
@@ -84,6 +96,7 @@ private:
 
     // The bytes follow: m_size of m_capacity bytes, or the pointer to the list when the capacity is 0.
     unsigned int m_size = 0;
-    unsigned int m_capacity;
-    unsigned int m_walked = 0; // the offset behind the attribute that the walk gave last
+    unsigned int m_capacity : 31;
+    unsigned int m_isPooled : 1; // the block stands behind its element, and ends with it
+    unsigned int m_walked = 0;   // the offset behind the attribute that the walk gave last
 };

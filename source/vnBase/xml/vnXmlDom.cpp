@@ -3,6 +3,7 @@
 
 #include "vnXmlAttributes.h"
 #include "vnXmlDecode.h"
+#include "vnXmlPool.h"
 #include "vnXmlTree.h"
 
 #include <vnBase/vnObject.h>
@@ -38,6 +39,8 @@ void vnXmlDom::read(vnSerializeAdapter* adapter)
 void vnXmlDom::readTree(vnSerializeAdapter* adapter)
 {
     m_itemStack[0] = this;
+    delete std::exchange(m_pool, nullptr);
+    m_pool = new vnXmlPool;
     m_hasPassedLimit = 0;
     m_includedTokens = 0;
     m_sizeLimit = getMaxDocumentSize();
@@ -51,10 +54,18 @@ void vnXmlDom::readTree(vnSerializeAdapter* adapter)
 void vnXmlDom::endReading()
 {
     setMaxDocumentSize(m_sizeLimit);
+    delete std::exchange(m_pool, nullptr);
     for (unsigned int i = 0; i < m_itemStack.getSize(); ++i)
         m_itemStack[i] = nullptr;
     m_itemStack.setSize(0);
     unrefNoDelete();
+}
+
+template <class Item, class... Args>
+Item* vnXmlDom::makeItem(const Args&... args)
+{
+    static_assert(alignof(Item) <= 8);
+    return m_pool ? new (*m_pool) Item(args...) : new Item(args...);
 }
 
 vnXmlItem* vnXmlDom::itemAt(unsigned int level) const noexcept
@@ -78,7 +89,7 @@ unsigned char vnXmlDom::onElementStart(const vnString& name, unsigned int level)
 {
     if (level == 0)
         return 1;
-    if (vnXmlItem* element = addItemAt(new vnXmlElement(name), level - 1))
+    if (vnXmlItem* element = addItemAt(makeItem<vnXmlElement>(name), level - 1))
         m_itemStack[level] = element;
     return 1;
 }
@@ -104,7 +115,7 @@ void vnXmlDom::setAttributeOf(vnXmlElement& element, const vnString& name, std::
     if (std::memchr(value.data(), '%', value.size()))
         element.setAttribute(name, vnXmlTree::makeString(value));
     else
-        vnXmlAttributes::append(element.m_attributes, name, value);
+        vnXmlAttributes::append(element.m_attributes, name, value, m_pool, &element + 1);
 }
 
 unsigned char vnXmlDom::onCharData(const vnString& text, unsigned int level)
@@ -113,7 +124,7 @@ unsigned char vnXmlDom::onCharData(const vnString& text, unsigned int level)
     const std::string_view all = vnXmlTree::viewOf(text);
     const std::string_view kept = m_skipWhiteSpaceCharData ? vnXmlTree::stripped(all) : all;
     if (!kept.empty())
-        addItemAt(new vnXmlCharData(kept.data(), static_cast<unsigned short>(kept.size())), level);
+        addItemAt(makeItem<vnXmlCharData>(kept.data(), static_cast<unsigned short>(kept.size())), level);
     return 1;
 }
 
@@ -123,9 +134,9 @@ unsigned char vnXmlDom::onEntityReference(const vnString& name, unsigned int lev
         return 1;
     const char character = m_mergeStandardReferences ? vnXmlCharacterOf(vnXmlTree::viewOf(name)) : '\0';
     if (character)
-        addItemAt(new vnXmlCharData(&character, 1), level);
+        addItemAt(makeItem<vnXmlCharData>(&character, static_cast<unsigned short>(1)), level);
     else
-        addItemAt(new vnXmlEntityReference(name), level);
+        addItemAt(makeItem<vnXmlEntityReference>(name), level);
     return 1;
 }
 
@@ -134,19 +145,19 @@ unsigned char vnXmlDom::onProcessingInstruction(const vnString& target, const vn
 {
     if (m_readIncludedXml && target == "include")
         return include(data, level);
-    addItemAt(new vnXmlPI(target, data), level);
+    addItemAt(makeItem<vnXmlPI>(target, data), level);
     return 1;
 }
 
 unsigned char vnXmlDom::onCDATA(const vnString& text, unsigned int level)
 {
-    addItemAt(new vnXmlCDATA(text), level);
+    addItemAt(makeItem<vnXmlCDATA>(text), level);
     return 1;
 }
 
 unsigned char vnXmlDom::onComment(const vnString& text, unsigned int level)
 {
-    addItemAt(new vnXmlComment(text), level);
+    addItemAt(makeItem<vnXmlComment>(text), level);
     return 1;
 }
 

@@ -2,6 +2,7 @@
 #include <vnBase/vnXmlItem.h>
 
 #include "vnXmlDecode.h"
+#include "vnXmlPool.h"
 #include "vnXmlTree.h"
 
 #include <exception>
@@ -14,6 +15,21 @@ vnXmlItem::vnXmlItem(const vnString& name) : vnNameInterface(name) {}
 vnXmlItem::~vnXmlItem() noexcept(false)
 {
     vnXmlTree::releaseChildren(*this);
+}
+
+void* vnXmlItem::allocate(std::size_t size, const char* name)
+{
+    return vnXmlPool::allocateAlone(size, name);
+}
+
+void* vnXmlItem::operator new(std::size_t size, vnXmlPool& pool)
+{
+    return pool.allocate(size);
+}
+
+void vnXmlItem::operator delete(void* item)
+{
+    vnXmlPool::release(item);
 }
 
 void vnXmlItem::write(vnXmlSax* sax)

@@ -98,10 +98,14 @@ void vnXmlElement::resetAttributeIterator() noexcept
     vnXmlAttributes::resetWalk(m_attributes);
 }
 
-void vnXmlElement::takeAttributes(vnXmlElement& other) noexcept
+void vnXmlElement::takeAttributes(vnXmlElement& other)
 {
-    if (this != &other)
-        std::swap(m_attributes, other.m_attributes);
+    if (this == &other)
+        return;
+    vnXmlAttributes::leaveElement(m_attributes);
+    vnXmlAttributes::leaveElement(other.m_attributes);
+    vnXmlAttributes::destroy(m_attributes);
+    std::swap(m_attributes, other.m_attributes);
 }
 
 void vnXmlElement::debugData(const vnString& prefix)
