@@ -30,6 +30,7 @@
 #include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnHalf.h>
 #include <vnBase/vnHostAddress.h>
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnList.h>
 #include <vnBase/vnMath.h>
 #include <vnBase/vnMatrix.h>

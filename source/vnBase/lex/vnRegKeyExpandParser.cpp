@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnRegKeyExpandParser.h>
 
+#include "core/vnKeyPlatform.h"
 #include "vnMarkedText.h"
-#include "vnUserKey.h"
 
 #include <vnBase/vnHostAddress.h>
+#include <vnBase/vnKeyDatabase.h>
 
 vnRegKeyExpandParser::vnRegKeyExpandParser()
 {
@@ -56,11 +57,21 @@ vnParseResult vnRegKeyExpandParser::appendKey()
     vnString key, value;
     if (!takeMarked(key))
         return VN_PARSE_ERROR;
-    return vnGetUserKey(key, value) ? append(value) : failLength();
+    if (vnReadEnvironment(key, value) == VN_ENVIRONMENT_TOO_LONG)
+        return failLength();
+    return append(vnKeyDatabase::getUserKey(key));
 }
 
 vnParseResult vnRegKeyExpandParser::appendAddress()
 {
     vnString name;
     return takeMarked(name) ? append(vnGetHostAddress(name).asString()) : VN_PARSE_ERROR;
+}
+
+vnString vnRegKeyExpandedString(const vnString& text)
+{
+    vnRegKeyExpandParser parser;
+    vnIgnoreByteOrderMarks(parser);
+    const vnTextInput input(parser, text);
+    return parser.parse();
 }

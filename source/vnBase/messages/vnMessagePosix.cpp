@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vnMessagePlatform.h"
 
+#include <vnBase/vnKeyDatabase.h>
+
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <syslog.h>
@@ -30,11 +30,11 @@ constexpr AnswerName answers[] = {
     {"ignore", VN_ASSERT_IGNORE},
 };
 
-vnAssertAnswer answerOfEnvironment()
+vnAssertAnswer answerOfUser()
 {
-    const char* value = std::getenv("VANTOR_ASSERT");
+    const vnString value = vnKeyDatabase::getUserKey("VANTOR_ASSERT");
     for (const AnswerName& entry : answers)
-        if (value && std::strcmp(value, entry.name) == 0)
+        if (value == entry.name)
             return entry.answer;
     return VN_ASSERT_IGNORE;
 }
@@ -72,7 +72,7 @@ vnAssertAnswer vnPlatformAssertDialogue(const vnString& title, const vnString& b
 {
     const File terminal = openTerminal();
     if (!terminal)
-        return answerOfEnvironment();
+        return answerOfUser();
 
     char line[64];
     do

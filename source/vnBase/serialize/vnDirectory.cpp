@@ -4,6 +4,7 @@
 #include "vnDirectoryPlatform.h"
 
 #include <vnBase/vnFile.h>
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnMutex.h>
 
@@ -56,6 +57,24 @@ struct SearchState
     bool hasList = false;
 };
 
+// The key is read outside the lock: the look-up may open files, which comes back here.
+vnString searchList(SearchState& state)
+{
+    {
+        const vnBodyGuard guard(state.mutex);
+        if (state.hasList)
+            return state.list;
+    }
+    vnString list = vnKeyDatabase::getUserKey("VANTOR_PATH");
+    const vnBodyGuard guard(state.mutex);
+    if (!state.hasList)
+    {
+        state.list = std::move(list);
+        state.hasList = true;
+    }
+    return state.list;
+}
+
 vnString extended(const vnString& name, SearchState& state)
 {
     vnString file = name.isFirst("file:") ? name.left(5, 1) : name;
@@ -63,12 +82,7 @@ vnString extended(const vnString& name, SearchState& state)
         return file; // would find the directories themselves
     if (exists(file) || vnIsAbsoluteName(file))
         return file;
-    if (!state.hasList)
-    {
-        state.list = vnGetUserSearchPath();
-        state.hasList = true;
-    }
-    return searched(state.list, file);
+    return searched(searchList(state), file);
 }
 } // namespace
 
@@ -131,11 +145,14 @@ vnString vnDirectory::getExtendedFileName(const vnString& name)
         SearchState own; // files are opened until the very end of a program
         return extended(name, own);
     }
-    vnBodyGuard guard(state.mutex);
-    if (name == state.name)
-        return state.answer;
+    {
+        const vnBodyGuard guard(state.mutex);
+        if (name == state.name)
+            return state.answer;
+    }
     vnString answer = extended(name, state);
     vnString kept = answer; // before the name: exhausted memory must not give one name the answer of another
+    const vnBodyGuard guard(state.mutex);
     state.name = name;
     state.answer = std::move(kept);
     return answer;

@@ -11,8 +11,5 @@ void vnDirectoryClose(void* directory);
 /// at the end.
 unsigned char vnDirectoryReadNext(void* directory, vnString& name, int& isDirectory);
 
-/// The search path for files that the user set; empty when there is none.
-vnString vnGetUserSearchPath();
-
 /// Whether the name holds from the root on, whatever the working directory is.
 unsigned char vnIsAbsoluteName(const vnString& name);

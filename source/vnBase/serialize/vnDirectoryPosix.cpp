@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnDirectoryPlatform.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include <dirent.h>
@@ -27,11 +26,6 @@ unsigned char vnDirectoryReadNext(void* directory, vnString& name, int& isDirect
     const bool isKnown = entry->d_type != DT_UNKNOWN && entry->d_type != DT_LNK;
     isDirectory = isKnown ? entry->d_type == DT_DIR : -1;
     return 1;
-}
-
-vnString vnGetUserSearchPath()
-{
-    return vnString(std::getenv("VANTOR_PATH"));
 }
 
 unsigned char vnIsAbsoluteName(const vnString& name)

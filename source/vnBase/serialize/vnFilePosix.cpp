@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vnFilePlatform.h"
 
+#include "vnWriteSignalHoldPosix.h"
+
 #include <vnBase/vnSystem.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <ctime>
 #include <memory>
 
 #include <fcntl.h>
@@ -30,46 +30,6 @@ constexpr vnUInt64 VN_MAX_SIZE = 0xFFFFFFFFu;
 
 // Linux transfers at most this much in one request; other systems fail above 2 GiB.
 constexpr unsigned int VN_MAX_TRANSFER = 0x7FFFF000u;
-
-// A write past the limit on file sizes, or to a pipe that nobody reads, raises a signal that ends the
-// process. It is held off for the calling thread while it writes, and taken away again, so that only the
-// error of the call tells.
-class WriteSignalHold
-{
-public:
-    WriteSignalHold()
-    {
-        sigset_t pending;
-        sigpending(&pending);
-        sigemptyset(&m_signals);
-        for (const int signal : {SIGPIPE, SIGXFSZ})
-            if (!sigismember(&pending, signal)) // otherwise somebody holds it off already and waits for it
-                sigaddset(&m_signals, signal);
-        m_holds = pthread_sigmask(SIG_BLOCK, &m_signals, &m_before) == 0;
-    }
-    ~WriteSignalHold()
-    {
-        if (!m_holds)
-            return;
-        const int error = errno;
-        if (error == EPIPE || error == EFBIG)
-        {
-            const timespec atOnce{};
-            while (sigtimedwait(&m_signals, nullptr, &atOnce) < 0 && errno == EINTR)
-            {
-            }
-        }
-        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-        errno = error;
-    }
-    WriteSignalHold(const WriteSignalHold&) = delete;
-    WriteSignalHold& operator=(const WriteSignalHold&) = delete;
-
-private:
-    sigset_t m_signals;
-    sigset_t m_before;
-    bool m_holds = false;
-};
 
 unsigned char fail(int error)
 {
@@ -248,7 +208,7 @@ unsigned int vnFileWrite(vnFile* file, const void* data, unsigned int count)
 {
     if (!file)
         return fail(EBADF);
-    const WriteSignalHold hold;
+    const vnWriteSignalHold hold;
     unsigned int done = 0;
     while (done < count)
     {
