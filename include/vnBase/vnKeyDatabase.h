@@ -46,7 +46,7 @@ struct vnRegKeyPlace
 /// damaged file reads as one without settings and is not replaced (EBADMSG). One file holds 16 MiB at most.
 ///
 /// Thread-safety: any thread and any process at once. Reading takes one lock of the process for a moment and
-/// sees what anybody has set. Setting and removing take turns between all processes: after ten seconds
+/// sees what anybody has set. Setting and removing take turns between all processes: after five seconds
 /// without its turn a call fails. A program that is killed meanwhile leaves the old settings or the new ones.
 class VN_BASE_API vnKeyDatabase
 {

@@ -31,12 +31,18 @@ struct State
 std::atomic<bool> isRegistryChosen{false};
 thread_local bool isReadingRegistry = false;
 
+vnMemCheck<State>& sharedState()
+{
+    static vnMemCheck<State> state;
+    return state;
+}
+
 // Runs the work under the one lock of the settings. Nothing that looks a key up may run in it, nor what such
 // a look-up may wait for.
 template <class Work>
 auto withState(Work work)
 {
-    static vnMemCheck<State> state;
+    vnMemCheck<State>& state = sharedState();
     if (!state.isValidMemory())
     {
         State own; // programs look keys up until their very end

@@ -22,7 +22,7 @@
 namespace
 {
 constexpr long billion = 1000000000;
-constexpr long lockTimeoutSeconds = 10;
+constexpr long lockTimeoutSeconds = 5;
 constexpr long lockPauseNanoseconds = 300000;
 
 // Closes a descriptor and keeps the error of what was done with it.
