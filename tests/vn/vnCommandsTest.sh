@@ -317,4 +317,33 @@ head -c 1000000 part > first
 head -c "$(stat -c %s block)" blocks > encoded; same "a block per 1000000 bytes" block encoded
 rm -f plain text lines encoded decoded part first block blocks
 
+export XDG_CONFIG_HOME=$PWD/config VANTOR_SYSTEM_STORE=$PWD/system
+check "a key that is not there" 1 "" key get viewer/width
+check "all of no keys" 0 "" key list
+check "a key of the user" 0 "" key set viewer/width 640
+check "its value" 0 "640$line" key get 'viewer\width'
+check "a key of the machine" 0 "" key set --machine viewer/height -- -x
+check "the user falls back to it" 0 "-x$line" key get viewer/height
+check "the machine does not fall back" 1 "" key get --machine viewer/width
+check "an empty value" 0 "" key set plain ""
+check "which is a value" 0 "$line" key get plain
+plain=environment check "the environment comes first" 0 "environment$line" key get plain
+check "a secret" 0 "" key set --password=word secrets/one "a text"
+check "read with its password" 0 "a text$line" key get secrets/one --password word
+check "read without" 1 "" key get secrets/one
+check "what a password would spoil" 1 "" key set --password word secrets/one $'\xF0\x9F\x98\x80'
+check "the keys below one" 0 "viewer/width$line" key list viewer
+check "the keys with a password" 0 "secrets/one$line" key list --password word secrets
+check "the keys of the machine" 0 "viewer/height$line" key list --machine
+check "a key removed" 0 "" key remove viewer/width
+check "a key removed twice" 1 "" key remove viewer/width
+printf damaged > config/vantorsdk/user.keys
+check "a damaged file is kept" 1 "" key set viewer/width 640
+check "and holds no keys" 0 "" key list
+grep -q damaged config/vantorsdk/user.keys || { echo "the damaged file is gone"; failures=$((failures + 1)); }
+check "nothing to do with keys" 2 "" key
+check "something unknown to do with keys" 2 "" key find viewer
+check "a key without a value" 2 "" key set viewer
+check "a password without a text" 2 "" key get viewer --password
+
 [[ $failures == 0 ]]

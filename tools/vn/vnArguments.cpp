@@ -62,22 +62,23 @@ std::vector<vnArguments::Word>::iterator vnArguments::optionsEnd()
                         [](const Word& word) { return word.isOption && word.text == "--"; });
 }
 
-unsigned int vnArguments::takeNumber(const std::string& name, unsigned int missing, unsigned int least,
-                                     unsigned int most)
+bool vnArguments::takeValue(const std::string& name, const char* kind, std::string& value)
 {
-    unsigned int value = missing;
+    bool isThere = false;
     for (auto word = m_words.begin(); word < optionsEnd();)
     {
         if (word->isOption && word->text.compare(0, name.size() + 1, name + "=") == 0)
         {
-            value = numberOf(name, word->text.substr(name.size() + 1), least, most);
+            value = word->text.substr(name.size() + 1);
+            isThere = true;
             word = m_words.erase(word);
         }
         else if (word->isOption && word->text == name)
         {
             if (word + 1 == m_words.end())
-                throw vnUsageError(name + " needs a number");
-            value = numberOf(name, word[1].text, least, most);
+                throw vnUsageError(name + " needs a " + kind);
+            value = word[1].text;
+            isThere = true;
             word = m_words.erase(word, word + 2);
         }
         else
@@ -85,7 +86,21 @@ unsigned int vnArguments::takeNumber(const std::string& name, unsigned int missi
             ++word;
         }
     }
-    return value;
+    return isThere;
+}
+
+unsigned int vnArguments::takeNumber(const std::string& name, unsigned int missing, unsigned int least,
+                                     unsigned int most)
+{
+    std::string text;
+    return takeValue(name, "number", text) ? numberOf(name, text, least, most) : missing;
+}
+
+std::string vnArguments::takeText(const std::string& name)
+{
+    std::string text;
+    takeValue(name, "text", text);
+    return text;
 }
 
 bool vnArguments::takeFlag(const std::string& name)

@@ -20,6 +20,10 @@ public:
     unsigned int takeNumber(const std::string& name, unsigned int missing, unsigned int least,
                             unsigned int most);
 
+    /// Takes "--name TEXT" or "--name=TEXT" out of the words likewise, and returns TEXT; empty when there is
+    /// none.
+    std::string takeText(const std::string& name);
+
     /// Takes the option "--name" out of the words and answers whether it was there.
     bool takeFlag(const std::string& name);
 
@@ -37,6 +41,7 @@ private:
     };
 
     std::vector<Word>::iterator optionsEnd();
+    bool takeValue(const std::string& name, const char* kind, std::string& value);
 
     std::vector<Word> m_words;
 };

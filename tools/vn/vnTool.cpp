@@ -35,6 +35,18 @@ const std::vector<vnCommand>& vnCommands()
          "No word is an option, nor is --.\n"
          "    vn format '%-8s|%5d|%x' name 42 255\n",
          vnRunFormat},
+        {"key", "get|set|remove|list [--machine] [--password P] KEY [VALUE]", "read and change settings",
+         "get prints the value of a key of the user, or of the machine when the user has none; a key without "
+         "a\n"
+         "slash is looked for in the environment first. set and remove change what is stored for the user. "
+         "list\n"
+         "prints the stored keys below KEY, or all without one, with control characters written as \\n and "
+         "the\n"
+         "like. With --machine all of them work on the settings of the machine. --password scrambles and\n"
+         "unscrambles names and values; list shows garbage for those with another password, or with none.\n"
+         "    vn key set viewer/window/width 640\n"
+         "    vn key get viewer/window/width\n",
+         vnRunKey},
         {"match", "RULES-URL RULE INPUT-URL [--trace]", "match input against a grammar",
          "The rules can use fPush and the other functions of scanning. Prints OK, No Match or the error, "
          "then\n"
