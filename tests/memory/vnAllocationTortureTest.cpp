@@ -7,6 +7,7 @@
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicTypeArgumentParser.h>
 #include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnNotifyManager.h>
@@ -40,6 +41,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <filesystem>
 #include <new>
 #include <string>
 
@@ -376,6 +378,25 @@ void useWalks()
     EXPECT_EQ(parser.getTokenData(49999, 0xFFFF).length(), 50000);
 }
 
+void useSettings()
+{
+    // In memory where that is possible: each change waits for the disk otherwise.
+    static const std::string folder = (access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : testing::TempDir()) +
+                                      "vnAllocationTorture" + std::to_string(getpid());
+    setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+    const vnString key = vnString("torture/") + longText;
+    const bool isSet = vnKeyDatabase::setUserKey(key, longText, "password");
+    const vnString value = vnKeyDatabase::getUserKey(key, "password");
+    const unsigned int count = vnKeyDatabase::getStoredKeys(VN_REG_KEY_USER, "torture").getSize();
+    const bool isRemoved = vnKeyDatabase::removeUserKey(key, "password");
+    unsetenv("XDG_CONFIG_HOME");
+    std::filesystem::remove_all(folder);
+    EXPECT_TRUE(isSet);
+    EXPECT_EQ(value, longText);
+    EXPECT_EQ(count, 1u);
+    EXPECT_TRUE(isRemoved);
+}
+
 void useArguments()
 {
     vnDynamicTypeArgumentParser values;
@@ -562,6 +583,7 @@ const Script scripts[] = {
     {"dynamic values", useDynamicValues},
     {"scanning", useScanning},
     {"expansion", useExpansion},
+    {"settings", useSettings},
     {"arguments", useArguments},
     {"files", useFiles},
     {"walks", useWalks},

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnDebugInterface.h>
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSystem.h>
 #include <vnBase/vnTrace.h>
 
+#include "../serialize/vnTempFolder.h"
 #include "vnMessageRecorder.h"
 
 #include <gtest/gtest.h>
@@ -408,6 +410,14 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheEnvironmentWithoutATerminal)
     EXPECT_PROCESS(setsid(); setenv("VANTOR_ASSERT", "abort", 1);
                    vnMessage::message("a", 0x6000, "x"), 99, "Assert::x");
     EXPECT_PROCESS(setsid(); unsetenv("VANTOR_ASSERT"); vnMessage::message("a", 0x6000, "x"), 0, "Assert::x");
+}
+
+TEST_F(vnMessageProcess, TakesTheAnswerOfTheSettingsWithoutATerminal)
+{
+    const vnTempFolder folder;
+    EXPECT_PROCESS(setsid(); unsetenv("VANTOR_ASSERT"); setenv("XDG_CONFIG_HOME", folder.path("user"), 1);
+                   vnKeyDatabase::setUserKey("VANTOR_ASSERT", "abort");
+                   vnMessage::message("a", 0x6000, "x"), 99, "Assert::x");
 }
 
 TEST_F(vnMessageProcess, StillDeliversWhileTheProgramEnds)

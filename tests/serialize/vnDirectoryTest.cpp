@@ -4,6 +4,7 @@
 #include "vnTempFolder.h"
 
 #include <vnBase/vnFile.h>
+#include <vnBase/vnKeyDatabase.h>
 
 #include <gtest/gtest.h>
 
@@ -94,6 +95,24 @@ TEST(vnDirectory, SearchesTheListOfTheUser)
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0) << row.name;
     }
+}
+
+TEST(vnDirectory, SearchesTheListThatIsStored)
+{
+    const vnTempFolder folder;
+    vnMakeDir(folder.path("one"));
+    const vnString answer = folder.write("one/a", "");
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        unsetenv("VANTOR_PATH");
+        setenv("XDG_CONFIG_HOME", folder.path("config"), 1);
+        vnKeyDatabase::setUserKey("VANTOR_PATH", folder.path("one"));
+        _exit(vnDirectory::getExtendedFileName("a") == answer ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(vnDirectory, KeepsItsLastAnswer)
