@@ -116,6 +116,8 @@ GOALS = (
     ("s.xml", "20 KB, a new reader each: read", "vnXmlSax", [(1.0, "Poco SAXParser"), (1.0, "QXmlStreamReader")], [(1.0, "expat")]),
     ("s.xml", "20 KB, a new reader each: only check", "vnXmlSax", [(250.0, "")], [(1.0, "libxml2")]),
     ("s.xml", "write 20 MB", "vnXmlSax", [(1.0, "QXmlStreamWriter"), (1.0, "Poco XMLWriter")], [(500.0, "")]),
+    ("s.settings", "read a key", "vnKeyDatabase::getUserKey", [(10.0, "")], [(1.0, "QSettings::sync, value")]),
+    ("s.settings", "set a key", "vnKeyDatabase::setUserKey", [(0.1, "")], [(1.0, "QSettings::setValue, sync")]),
 
     ("r.words", "20 MB", "vn words", [(1.2, "plain program")], [(1.0, "plain program")]),
     ("r.words", "20 MB", "vn words, 1 thread", [(1.2, "plain program")], [(1.0, "plain program")]),
