@@ -415,6 +415,7 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheEnvironmentWithoutATerminal)
 TEST_F(vnMessageProcess, TakesTheAnswerOfTheSettingsWithoutATerminal)
 {
     const vnTempFolder folder;
+    GTEST_FLAG_SET(death_test_style, "fast"); // only this process removes the folder
     EXPECT_PROCESS(setsid(); unsetenv("VANTOR_ASSERT"); setenv("XDG_CONFIG_HOME", folder.path("user"), 1);
                    vnKeyDatabase::setUserKey("VANTOR_ASSERT", "abort");
                    vnMessage::message("a", 0x6000, "x"), 99, "Assert::x");
