@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 
 #ifdef HAVE_QT
@@ -53,7 +54,7 @@ int main(int argc, char** argv)
 {
     using namespace bench;
     Suite suite("s.settings", argc, argv);
-    const std::string folder = suite.getDataDir() + "/settings";
+    const std::string folder = std::filesystem::absolute(suite.getDataDir()).string() + "/settings";
     setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
     setenv("VANTOR_SYSTEM_STORE", (folder + "/system").c_str(), 1);
     vnKeyDatabase::setLocalRegistry("");

@@ -397,6 +397,19 @@ void useSettings()
     EXPECT_TRUE(isRemoved);
 }
 
+void useLocalRegistry()
+{
+    static const std::string document = std::string("<torture><name>") + longText + "</name></torture>";
+    vnKeyDatabase::setLocalRegistry("");
+    const vnString url =
+        vnString::formatString("mem:%d,%d", vnUInt64(document.data()), vnUInt64(document.size()));
+    if (!vnKeyDatabase::setLocalRegistry(url))
+        throw std::bad_alloc(); // could not be read, for want of memory
+    const vnString value = vnKeyDatabase::getUserKey("torture/name");
+    vnKeyDatabase::setLocalRegistry("");
+    EXPECT_EQ(value, longText);
+}
+
 void useArguments()
 {
     vnDynamicTypeArgumentParser values;
@@ -584,6 +597,7 @@ const Script scripts[] = {
     {"scanning", useScanning},
     {"expansion", useExpansion},
     {"settings", useSettings},
+    {"local registry", useLocalRegistry},
     {"arguments", useArguments},
     {"files", useFiles},
     {"walks", useWalks},
