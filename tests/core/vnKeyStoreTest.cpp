@@ -265,6 +265,24 @@ TEST_F(vnKeyStoreTest, KeepsThePermissionsAndLinksOfItsFiles)
     EXPECT_EQ(user("k/b"), "2");
 }
 
+TEST_F(vnKeyStoreTest, GivesWhatTheSuperuserMakesToTheOwnerOfTheFolder)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs the rights of the superuser";
+    std::filesystem::create_directory(m_folder.path("config"));
+    ASSERT_EQ(chown(m_folder.path("config").c_str(), 4711, 4712), 0);
+    EXPECT_TRUE(vnKeyDatabase::setUserKey("k/a", "1"));
+    EXPECT_TRUE(vnKeyDatabase::setUserKey("k/a", "2"));
+    for (const std::string& path :
+         {m_folder.path("config/vantorsdk"), m_folder.userFile(), m_folder.userFile() + ".lock"})
+    {
+        struct stat found = {};
+        EXPECT_EQ(::stat(path.c_str(), &found), 0);
+        EXPECT_EQ(found.st_uid, 4711u) << path;
+        EXPECT_EQ(found.st_gid, 4712u) << path;
+    }
+}
+
 // Files of one size, several within one tick of the clock, in places on the disk that are used again.
 TEST_F(vnKeyStoreTest, SeesEachChangeOfAnotherProcess)
 {

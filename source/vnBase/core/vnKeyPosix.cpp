@@ -48,12 +48,6 @@ private:
     int m_descriptor;
 };
 
-vnKeyFileResult fail(int error)
-{
-    errno = error;
-    return VN_KEY_FILE_FAILED;
-}
-
 int openFile(const char* name, int flags, mode_t mode = 0)
 {
     int descriptor;
@@ -91,24 +85,36 @@ bool syncFolder(const vnString& name)
     return folder.isOpen() && (::fsync(folder.get()) == 0 || errno == EINVAL || errno == EROFS);
 }
 
-// Makes the folder, and those above it, so that a crash does not take them away.
-bool makeFolder(const vnString& name, mode_t mode)
-{
-    struct stat found;
-    if (::stat(name, &found) == 0)
-        return S_ISDIR(found.st_mode) || fail(ENOTDIR) == VN_KEY_FILE_OK;
-    const vnString above = folderOf(name);
-    if (above == name || !makeFolder(above, mode) || (::mkdir(name, mode) != 0 && errno != EEXIST))
-        return false;
-    return syncFolder(above);
-}
-
-// What the superuser writes for somebody stays that one's.
+// What the superuser makes for somebody becomes that one's. Only for what was made just now: what was there
+// may be a link to something else.
 void giveToOwnerOfFolder(int descriptor, const vnString& name)
 {
     struct stat folder;
     if (::geteuid() == 0 && ::stat(folderOf(name), &folder) == 0 && folder.st_uid != 0)
         static_cast<void>(::fchown(descriptor, folder.st_uid, folder.st_gid) == 0);
+}
+
+bool makeOneFolder(const vnString& name, mode_t mode)
+{
+    if (::mkdir(name, mode) != 0)
+        return errno == EEXIST;
+    const Descriptor folder(openFile(name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+    if (folder.isOpen())
+        giveToOwnerOfFolder(folder.get(), name);
+    return true;
+}
+
+// Makes the folder, and those above it, so that a crash does not take them away.
+bool makeFolder(const vnString& name, mode_t mode)
+{
+    struct stat found;
+    if (::stat(name, &found) == 0)
+    {
+        errno = ENOTDIR;
+        return S_ISDIR(found.st_mode);
+    }
+    const vnString above = folderOf(name);
+    return above != name && makeFolder(above, mode) && makeOneFolder(name, mode) && syncFolder(above);
 }
 
 vnString absoluteFromEnvironment(const char* name)
@@ -182,6 +188,12 @@ vnKeyFileResult failedToFind()
     return errno == ENOENT || errno == ENOTDIR ? VN_KEY_FILE_MISSING : VN_KEY_FILE_FAILED;
 }
 
+vnKeyFileResult fail(int error)
+{
+    errno = error;
+    return VN_KEY_FILE_FAILED;
+}
+
 timespec now(clockid_t clock)
 {
     timespec time;
@@ -207,6 +219,21 @@ bool waitForLock(int descriptor, const timespec& deadline)
         ::nanosleep(&pause, nullptr);
     }
     return true;
+}
+
+int openLock(const vnString& name, mode_t mode)
+{
+    for (;;)
+    {
+        const int there = openFile(name, O_RDWR | O_NOFOLLOW);
+        if (there >= 0 || errno != ENOENT)
+            return there;
+        const int made = openFile(name, O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, mode);
+        if (made >= 0)
+            giveToOwnerOfFolder(made, name);
+        if (made >= 0 || errno != EEXIST)
+            return made;
+    }
 }
 
 // Whether the file of this name is still the one that is open.
@@ -350,11 +377,8 @@ vnKeyFileLock::vnKeyFileLock(vnString& name, vnRegKeyHeader root)
     deadline.tv_sec += lockTimeoutSeconds;
     for (;;)
     {
-        Descriptor file(openFile(lock, O_RDWR | O_CREAT | O_NOFOLLOW, fileMode(root)));
-        if (!file.isOpen())
-            return;
-        giveToOwnerOfFolder(file.get(), lock);
-        if (!waitForLock(file.get(), deadline))
+        Descriptor file(openLock(lock, fileMode(root)));
+        if (!file.isOpen() || !waitForLock(file.get(), deadline))
             return;
         // When somebody removed the file meanwhile, whoever came later has locked another.
         if (isCurrent(file.get(), lock))
