@@ -103,7 +103,6 @@ public:
     /// the end of that, is left out:
     ///
     ///     <VantorSDK><VANTOR_PATH>/opt/models</VANTOR_PATH></VantorSDK>
-    ///     <viewer><window><width>640</width></window></viewer>
     static unsigned char setLocalRegistry(const vnString& url);
 
     /// Empty while there is none.

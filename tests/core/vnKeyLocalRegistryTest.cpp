@@ -27,7 +27,7 @@ std::string user(const char* key)
 
 const char* const document = "<?xml version='1.0'?>\n"
                              "<VantorSDK>\n"
-                             "  <VANTOR_PATH>/local</VANTOR_PATH>\n"
+                             "  <VN_LOCAL_PATH>/local</VN_LOCAL_PATH>\n"
                              "  <viewer><width> 640 </width><note><![CDATA[ <raw> ]]></note></viewer>\n"
                              "  <both>text<![CDATA[section]]></both>\n"
                              "  <nested><both><inner/></both></nested>\n"
@@ -37,25 +37,25 @@ const char* const document = "<?xml version='1.0'?>\n"
 
 TEST_F(vnKeyLocalRegistryTest, IsAskedBeforeWhatIsStored)
 {
-    EXPECT_TRUE(vnKeyDatabase::setUserKey("VANTOR_PATH", "stored"));
+    EXPECT_TRUE(vnKeyDatabase::setUserKey("VN_LOCAL_PATH", "stored"));
     EXPECT_TRUE(vnKeyDatabase::setUserKey("other", "stored"));
     EXPECT_TRUE(load(document));
     EXPECT_EQ(vnKeyText(vnKeyDatabase::getLocalRegistryURL()), m_folder.path("local.reg"));
-    EXPECT_EQ(user("VANTOR_PATH"), "/local");
+    EXPECT_EQ(user("VN_LOCAL_PATH"), "/local");
     EXPECT_EQ(user("other"), "stored");
-    EXPECT_EQ(vnKeyDatabase::getUserKey("VANTOR_PATH", "", 0, 1), "stored");
-    EXPECT_EQ(vnKeyDatabase::getGlobalKey("VANTOR_PATH"), "/local");
-    EXPECT_EQ(vnKeyDatabase::getGlobalKey("VANTOR_PATH", "", 1), "");
+    EXPECT_EQ(vnKeyDatabase::getUserKey("VN_LOCAL_PATH", "", 0, 1), "stored");
+    EXPECT_EQ(vnKeyDatabase::getGlobalKey("VN_LOCAL_PATH"), "/local");
+    EXPECT_EQ(vnKeyDatabase::getGlobalKey("VN_LOCAL_PATH", "", 1), "");
     EXPECT_EQ(vnKeyDatabase::getRegKey(VN_REG_KEY_CLASSES, "VantorSDK/viewer", "width"), "640");
     // It is never written, and goes on to hide what is.
-    EXPECT_TRUE(vnKeyDatabase::setUserKey("VANTOR_PATH", "again"));
-    EXPECT_EQ(user("VANTOR_PATH"), "/local");
+    EXPECT_TRUE(vnKeyDatabase::setUserKey("VN_LOCAL_PATH", "again"));
+    EXPECT_EQ(user("VN_LOCAL_PATH"), "/local");
     vnKeyDatabase::enableSystemRegistry(0);
-    EXPECT_EQ(user("VANTOR_PATH"), "/local");
+    EXPECT_EQ(user("VN_LOCAL_PATH"), "/local");
     EXPECT_EQ(user("other"), "absent");
     EXPECT_TRUE(vnKeyDatabase::setLocalRegistry(""));
     EXPECT_EQ(vnKeyDatabase::getLocalRegistryURL(), "");
-    EXPECT_EQ(user("VANTOR_PATH"), "absent");
+    EXPECT_EQ(user("VN_LOCAL_PATH"), "absent");
 }
 
 TEST_F(vnKeyLocalRegistryTest, LeavesTheBeginOfTheHeaderOut)
@@ -98,7 +98,7 @@ TEST_F(vnKeyLocalRegistryTest, TakesNoneThatHasAFault)
     {
         EXPECT_FALSE(load(content)) << content.substr(0, 40);
         EXPECT_EQ(vnKeyDatabase::getLocalRegistryURL(), "");
-        EXPECT_EQ(user("VANTOR_PATH"), "absent");
+        EXPECT_EQ(user("VN_LOCAL_PATH"), "absent");
     }
     EXPECT_FALSE(vnKeyDatabase::setLocalRegistry(m_folder.path("none").c_str()));
     EXPECT_FALSE(vnKeyDatabase::setLocalRegistry("nothing://like/this"));

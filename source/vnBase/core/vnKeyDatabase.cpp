@@ -180,7 +180,9 @@ bool vnKeyDatabase::findLocal(vnKeyLocalRegistry& registry, vnString header, vnS
     if (key.isFirst(header, 0))
         key = key.left(header.length(), 1);
     key = key.strip('/', 1, 0);
-    if (key.length() + name.length() + longestAffix > vnString::VN_MAX_LENGTH)
+    // Without key and name the path would search for any text.
+    if (key.isEmpty() || name.isEmpty() ||
+        key.length() + name.length() + longestAffix > vnString::VN_MAX_LENGTH)
         return false;
     // A CDATA section is found at any depth, plain text only from the top: documents rely on both.
     const vnString path = key + SLASH + name + SLASH;
