@@ -31,6 +31,7 @@
 #include <vnBase/vnHalf.h>
 #include <vnBase/vnHostAddress.h>
 #include <vnBase/vnKeyDatabase.h>
+#include <vnBase/vnJSON.h>
 #include <vnBase/vnList.h>
 #include <vnBase/vnMath.h>
 #include <vnBase/vnMatrix.h>

@@ -314,6 +314,12 @@ public:
     /// Of "ref", when the value keeps the object alive; one that came from a stream gives null.
     vnReference* getReference() const;
 
+    /// The value as JSON text, and the value of a JSON text; see `vnJSON`, also for `strict`. A text that does
+    /// not fit a string, or that has no strict form, throws `vnFatalError`. A text that is no JSON gives an
+    /// error value.
+    vnString asJSON(unsigned char strict = 0) const;
+    static vnDynamicType fromJSON(const vnString& text, unsigned char strict = 0);
+
     /// Tags and payloads compare as bytes: -0.0 and 0.0 are one value, a NaN equals itself, and a text stored
     /// by id differs from the same text stored as bytes. References don't count.
     bool operator==(const vnDynamicType& other) const;

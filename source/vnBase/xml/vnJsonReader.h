@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vnJsonSource.h"
+#include "vnJsonTree.h"
+
+/// Parses the input of a `vnJSON`. Every fault sets the error of the parser, leaves it at the place and
+/// throws `vnBasicParseException`. Nesting costs no stack.
+class vnJsonReader
+{
+public:
+    vnJsonReader(vnBasicParser& parser, bool isStrict, unsigned int maxDepth, unsigned int maxSize) noexcept
+        : m_parser(parser), m_source(parser, maxSize), m_isStrict(isStrict), m_maxDepth(maxDepth)
+    {
+    }
+
+    void readAll(vnDynamicArray<vnDynamicType>& results);
+
+private:
+    // An array or object that is not closed: where its children begin among the open nodes.
+    struct Level
+    {
+        unsigned int first;
+        bool isObject;
+    };
+
+    void readStrict(vnDynamicArray<vnDynamicType>& results);
+    void append(vnDynamicArray<vnDynamicType>& results);
+    template <bool STRICT>
+    bool readValue();
+    template <bool STRICT>
+    bool readLeaf(unsigned char byte);
+    template <bool STRICT>
+    bool openLevel();
+    template <bool STRICT>
+    bool finishValue();
+    template <bool STRICT>
+    void nextSlot(bool isObject);
+    void close(unsigned int first, bool isObject);
+    template <bool STRICT>
+    unsigned int readString();
+    void readRawString();
+    void readStrictString();
+    void readEscape();
+    unsigned int readUnit();
+    unsigned char takeByte();
+    void readNumber();
+    void gatherNumber();
+    bool gatherOneOf(unsigned char first, unsigned char second);
+    void gatherDigits();
+    void readWord(const char* word);
+    bool skipWhite();
+    [[noreturn]] void fail(int line, const char* what);
+    [[noreturn]] void failEnd();
+    template <class... Args>
+    [[noreturn]] void failText(const char* format, const Args&... args);
+
+    vnBasicParser& m_parser;
+    vnJsonSource m_source;
+    vnJsonTree m_tree;
+    vnJsonBlock<Level> m_levels;
+    vnJsonBlock<unsigned char> m_number; // of one that does not stand in one block
+    bool m_isStrict;
+    unsigned int m_maxDepth;
+};

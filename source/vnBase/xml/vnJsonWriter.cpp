@@ -1,0 +1,421 @@
+// SPDX-License-Identifier: MIT
+#include "vnJsonWriter.h"
+
+#include "vnJsonNumber.h"
+#include "vnJsonOtherText.h"
+#include "vnJsonText.h"
+
+#include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnVarUInt64.h>
+
+#include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicWire.h>
+
+#include <cmath>
+
+namespace
+{
+constexpr unsigned char magic[] = {0x07, 0xCD, 0xBF, 0xFE};
+constexpr std::size_t VN_CONTAINER_HEAD = 8;
+
+// Lets a payload be read as a value, and texts be decoded.
+class Value : public vnDynamicType
+{
+public:
+    Value(vnDynamicTag tag, const unsigned char* bytes, std::size_t size)
+        : vnDynamicType(vnFixedDynamicTag(tag), vnDynamicPayload(bytes, vnCheckedSize(size)))
+    {
+    }
+};
+
+double numberOf(const unsigned char* bytes, std::size_t size)
+{
+    switch (size)
+    {
+    case 1:
+        return static_cast<signed char>(bytes[0]);
+    case 2:
+        return static_cast<short>(vnDynamicBytes::get<unsigned short>(bytes));
+    case 4:
+        return static_cast<int>(vnDynamicBytes::get<unsigned int>(bytes));
+    default:
+        return size < 8 ? 0 : vnDynamicBytes::bitsOf<double>(vnDynamicBytes::get<vnUInt64>(bytes));
+    }
+}
+
+bool isEscapedText(const unsigned char* bytes, std::size_t size)
+{
+    return size >= vnDynamicWire::escapeSize &&
+           std::memcmp(bytes, vnDynamicWire::escape, vnDynamicWire::escapeSize) == 0;
+}
+} // namespace
+
+void vnJsonWriter::write(const vnDynamicType& value)
+{
+    const vnDynamicPayload& payload = value.getPayload();
+    const Kind kind = kindOf(value.getDynamicType());
+    if (isOther(kind))
+        putOther(value);
+    else
+        putValue(kind, Span{payload.begin(), payload.end()}, 0);
+    while (!m_levels.isEmpty() && !m_isStopped)
+        putNext();
+    m_output.flush();
+    if (m_output.isFull())
+        fail("The text is longer than %d bytes", m_maxSize);
+}
+
+// In the strict form an exact integer is a number.
+bool vnJsonWriter::isOther(Kind kind) const noexcept
+{
+    return kind == OTHER || (kind == INT64 && !m_isStrict);
+}
+
+vnJsonWriter::Span vnJsonWriter::spanOf(const vnString& text) noexcept
+{
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.getString());
+    return Span{bytes, bytes + text.length()};
+}
+
+vnJsonWriter::Kind vnJsonWriter::kindOf(const vnString& tag)
+{
+    switch (tag.getUniqueID())
+    {
+    case VN_TAG_STR:
+        return TEXT;
+    case VN_TAG_NUM:
+        return NUMBER;
+    case VN_TAG_LLNUM:
+        return INT64;
+    case VN_TAG_ARRAY:
+        return ARRAY;
+    case VN_TAG_CONT:
+        return CONTAINER;
+    default:
+        return kindOf(tag.getString(), tag.length());
+    }
+}
+
+// Tags also travel as their texts.
+vnJsonWriter::Kind vnJsonWriter::kindOf(const char* tag, std::size_t length)
+{
+    constexpr const char* tags[] = {"str", "num", "llnum", "array", "cont"};
+    unsigned int kind = TEXT;
+    while (kind < OTHER && (std::strlen(tags[kind]) != length || std::memcmp(tags[kind], tag, length) != 0))
+        ++kind;
+    return static_cast<Kind>(kind);
+}
+
+void vnJsonWriter::putNext()
+{
+    Level& level = m_levels.top();
+    if (level.isArray)
+    {
+        if (level.left > 0 && level.rest.begin != level.rest.end)
+        {
+            putElement(level);
+            return;
+        }
+        m_output.put(']');
+    }
+    else
+    {
+        if (level.next < level.end)
+        {
+            putMember(level);
+            return;
+        }
+        m_entries.cut(level.first);
+        putLineStart(level.indent);
+        m_output.put('}');
+    }
+    m_levels.cut(m_levels.getSize() - 1);
+}
+
+// Opening a level moves the others: what is needed of this one is taken before.
+void vnJsonWriter::putElement(Level& level)
+{
+    // The elements of the outermost array stand end to end, with nothing between them. That is meant, though
+    // it is no JSON: readers of this format rely on it.
+    if (!level.isFirst && (level.indent > 0 || m_isStrict))
+        m_output.put(',');
+    level.isFirst = false;
+    --level.left;
+    const Span value = level.rest;
+    vnDynamicWire::skip(level.rest.begin, level.rest.end);
+    putEncoded(Span{value.begin, level.rest.begin}, level.indent + 1);
+}
+
+void vnJsonWriter::putMember(Level& level)
+{
+    const Entry entry = m_entries[level.next++];
+    const unsigned int indent = level.indent;
+    if (!level.isFirst)
+        m_output.put(',');
+    level.isFirst = false;
+    putLineStart(indent + 1);
+    const Span name{entry.name, entry.name + entry.nameLength};
+    if (m_isStrict)
+        putQuoted(name);
+    else
+    {
+        m_output.put('"');
+        m_output.put(name.begin, name.size()); // not escaped, on purpose
+        m_output.put('"');
+    }
+    m_output.put(':');
+    m_output.put('\t');
+    // The payload ends somewhere behind the value, which knows its own end.
+    const unsigned char* end = name.end + 1;
+    vnDynamicWire::skip(end, level.rest.end);
+    putEncoded(Span{name.end + 1, end}, indent + 2);
+}
+
+void vnJsonWriter::putLineStart(unsigned int indent)
+{
+    m_output.put('\n');
+    m_output.fill('\t', indent);
+}
+
+// A value in its stream form.
+void vnJsonWriter::putEncoded(Span value, unsigned int indent)
+{
+    Kind kind = OTHER;
+    const unsigned char* at = value.begin;
+    if (value.size() >= vnDynamicWire::escapeSize && *at == vnDynamicWire::marker)
+    {
+        const unsigned int id = vnDynamicBytes::get<unsigned short>(at + 1) + 1u;
+        kind = id == VN_TAG_STR     ? TEXT
+               : id == VN_TAG_NUM   ? NUMBER
+               : id == VN_TAG_LLNUM ? INT64
+               : id == VN_TAG_ARRAY ? ARRAY
+               : id == VN_TAG_CONT  ? CONTAINER
+                                    : OTHER;
+        at += vnDynamicWire::escapeSize;
+    }
+    else if (const void* const zero = value.size() ? std::memchr(at, 0, value.size()) : nullptr)
+    {
+        const auto length = static_cast<std::size_t>(static_cast<const unsigned char*>(zero) - at);
+        kind = kindOf(reinterpret_cast<const char*>(at), length);
+        at += length + 1;
+    }
+    if (!isOther(kind))
+    {
+        vnVarUInt64::decode(at, value.end);
+        putValue(kind, Span{at, value.end}, indent);
+        return;
+    }
+    vnDynamicType other;
+    at = value.begin;
+    vnDynamicWire::decode(other, at, value.end);
+    putOther(other);
+}
+
+void vnJsonWriter::putOther(const vnDynamicType& value)
+{
+    putQuoted(spanOf(vnJsonOtherText(value)));
+}
+
+void vnJsonWriter::putValue(Kind kind, Span payload, unsigned int indent)
+{
+    if (m_output.isFull())
+        m_isStopped = true;
+    switch (kind)
+    {
+    case TEXT:
+        putText(payload);
+        return;
+    case NUMBER:
+        putNumber(payload);
+        return;
+    case INT64:
+        putInt64(payload);
+        return;
+    case ARRAY:
+        openArray(payload, indent);
+        return;
+    default:
+        openContainer(payload, indent);
+        return;
+    }
+}
+
+vnJsonWriter::Level* vnJsonWriter::openLevel(unsigned int indent)
+{
+    if (m_levels.getSize() >= m_maxDepth)
+    {
+        fail("Values are nested deeper than %d", m_maxDepth);
+        m_isStopped = true;
+        return nullptr;
+    }
+    Level& level = m_levels.push();
+    level = Level{};
+    level.indent = indent;
+    level.isFirst = true;
+    return &level;
+}
+
+void vnJsonWriter::openArray(Span payload, unsigned int indent)
+{
+    Level* const level = openLevel(indent);
+    if (!level)
+        return;
+    level->isArray = true;
+    level->left = vnVarUInt64::decode(payload.begin, payload.end);
+    level->rest = payload;
+    m_output.put('[');
+}
+
+void vnJsonWriter::openContainer(Span payload, unsigned int indent)
+{
+    Level* const level = openLevel(indent);
+    if (!level)
+        return;
+    level->rest = payload;
+    level->first = level->next = m_entries.getSize();
+    collectEntries(payload);
+    level->end = m_entries.getSize();
+    // In the order of a container of one bucket, whatever the payload's.
+    Entry* const entries = m_entries.data() + level->next;
+    const auto isBefore = [](const Entry& left, const Entry& right)
+    { return left.hash != right.hash ? left.hash < right.hash : left.name < right.name; };
+    if (!std::is_sorted(entries, m_entries.data() + level->end, isBefore))
+        std::sort(entries, m_entries.data() + level->end, isBefore);
+    putLineStart(indent);
+    m_output.put('{');
+}
+
+void vnJsonWriter::collectEntries(Span payload)
+{
+    if (payload.size() < VN_CONTAINER_HEAD || std::memcmp(payload.begin, magic, sizeof magic) != 0)
+        return; // reads as a container without attributes
+    const unsigned char* at = payload.begin + sizeof magic;
+    const unsigned int count = vnDynamicBytes::get<unsigned int>(at);
+    at += sizeof count;
+    for (unsigned int left = count; left > 0; --left)
+    {
+        const auto room = static_cast<std::size_t>(payload.end - at);
+        const void* const zero = room ? std::memchr(at, 0, room) : nullptr;
+        const unsigned char* const behind = zero ? static_cast<const unsigned char*>(zero) + 1 : payload.end;
+        if (behind == payload.end)
+        {
+            // The container itself says what is wrong.
+            vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size()))
+                .getData();
+            return;
+        }
+        const auto length = static_cast<unsigned int>(behind - 1 - at);
+        m_entries.push() =
+            Entry{length ? vnString::hash(reinterpret_cast<const char*>(at), length) : 0, length, at};
+        at = behind;
+        vnDynamicWire::skip(at, payload.end);
+    }
+}
+
+void vnJsonWriter::putText(Span payload)
+{
+    if (payload.size() == 0 || *payload.begin != vnDynamicWire::marker)
+    {
+        putPlainText(payload);
+        return;
+    }
+    if (isEscapedText(payload.begin, payload.size()))
+    {
+        const Span text{payload.begin + vnDynamicWire::escapeSize, payload.end};
+        // In the strict form this one is a string that is no literal.
+        if (m_isStrict)
+            putQuoted(text);
+        else
+            putPlainText(text);
+        return;
+    }
+    putPlainText(spanOf(Value(VN_TAG_STR, payload.begin, payload.size()).getString()));
+}
+
+void vnJsonWriter::putPlainText(Span text)
+{
+    if (vnJsonText::isWord(text.begin, text.size()))
+        m_output.put(text.begin, text.size());
+    else
+        putQuoted(text);
+}
+
+void vnJsonWriter::putQuoted(Span text)
+{
+    m_output.put('"');
+    if (!m_isStrict)
+        putEscaped(text, vnJsonText::wideEscapes);
+    else if (vnJsonText::isUtf8(text.begin, text.size()))
+        putEscaped(text, vnJsonText::strictEscapes);
+    else
+        putLatin(text);
+    m_output.put('"');
+}
+
+void vnJsonWriter::putEscaped(Span text, const unsigned char* escapes)
+{
+    for (const unsigned char* at = text.begin;; ++at)
+    {
+        const unsigned char* const run = at;
+        while (at != text.end && !escapes[*at])
+            ++at;
+        m_output.put(run, static_cast<std::size_t>(at - run));
+        if (at == text.end)
+            return;
+        constexpr char digits[] = "0123456789abcdef";
+        unsigned char* to = m_output.reserve(6);
+        *to++ = '\\';
+        *to++ = escapes[*at];
+        if (escapes[*at] == 'u')
+        {
+            *to++ = '0';
+            *to++ = '0';
+            *to++ = static_cast<unsigned char>(digits[*at >> 4]);
+            *to++ = static_cast<unsigned char>(digits[*at & 15]);
+        }
+        m_output.advance(to);
+    }
+}
+
+// 8-bit text, of which each byte is a character, as in the other conversions of such texts.
+void vnJsonWriter::putLatin(Span text)
+{
+    for (const unsigned char* at = text.begin; at != text.end; ++at)
+        if (*at < 0x80)
+            putEscaped(Span{at, at + 1}, vnJsonText::strictEscapes);
+        else
+            m_output.advance(vnJsonText::encode(m_output.reserve(2), *at));
+}
+
+void vnJsonWriter::putNumber(Span payload)
+{
+    const double value = numberOf(payload.begin, payload.size());
+    char* const to = reinterpret_cast<char*>(m_output.reserve(vnJsonNumber::VN_MAX_WRITTEN));
+    char* end;
+    if (!m_isStrict)
+        end = vnJsonNumber::writeFixed(to, value);
+    else if (std::isfinite(value))
+        end = vnJsonNumber::writeShortest(to, value);
+    else
+    {
+        fail("A number that is not finite has no form in JSON");
+        end = std::copy_n("null", 4, to);
+    }
+    m_output.advance(reinterpret_cast<unsigned char*>(end));
+}
+
+void vnJsonWriter::putInt64(Span payload)
+{
+    const vnUInt64 bits = payload.size() < 8 ? 0 : vnDynamicBytes::get<vnUInt64>(payload.begin);
+    char* const to = reinterpret_cast<char*>(m_output.reserve(vnJsonNumber::VN_MAX_WRITTEN));
+    char* const end = vnJsonNumber::writeInteger(to, static_cast<vnInt64>(bits));
+    m_output.advance(reinterpret_cast<unsigned char*>(end));
+}
+
+template <class... Args>
+void vnJsonWriter::fail(const char* format, const Args&... args)
+{
+    if (m_error.isEmpty())
+        m_error.format(format, args...);
+}

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vnJsonBlock.h"
+#include "vnJsonOutput.h"
+
+#include <vnBase/vnDynamicType.h>
+
+/// Writes a value as JSON text straight from its payload, without taking nested values out of it. Nesting
+/// costs no stack.
+class vnJsonWriter
+{
+public:
+    /// `maxSize` is how many bytes of text may be written; 0 for any number.
+    vnJsonWriter(vnSerializeAdapter& adapter, bool isStrict, unsigned int maxDepth, unsigned int maxSize)
+        : m_output(adapter, maxSize), m_isStrict(isStrict), m_maxDepth(maxDepth), m_maxSize(maxSize)
+    {
+    }
+
+    /// A payload that ends within the attributes of a container throws `vnWarningError`.
+    void write(const vnDynamicType& value);
+
+    /// What could not be written as it is; empty for nothing. Where the text was too deep or too long the
+    /// rest of it is missing.
+    const vnString& getError() const noexcept { return m_error; }
+
+private:
+    enum Kind
+    {
+        TEXT,
+        NUMBER,
+        INT64,
+        ARRAY,
+        CONTAINER,
+        OTHER
+    };
+
+    struct Span
+    {
+        const unsigned char* begin;
+        const unsigned char* end;
+
+        std::size_t size() const noexcept { return static_cast<std::size_t>(end - begin); }
+    };
+
+    // An attribute of a container; its value stands behind the name.
+    struct Entry
+    {
+        unsigned int hash;
+        unsigned int nameLength;
+        const unsigned char* name;
+    };
+
+    // An array or container that is being written.
+    struct Level
+    {
+        Span rest;          // of an array: its elements to come
+        vnUInt64 left;      // and how many there are
+        unsigned int first; // of a container: its entries
+        unsigned int next;
+        unsigned int end;
+        unsigned int indent;
+        bool isArray;
+        bool isFirst;
+    };
+
+    static Kind kindOf(const vnString& tag);
+    static Kind kindOf(const char* tag, std::size_t length);
+    void putEncoded(Span value, unsigned int indent);
+    void putValue(Kind kind, Span payload, unsigned int indent);
+    bool isOther(Kind kind) const noexcept;
+    static Span spanOf(const vnString& text) noexcept;
+    void putOther(const vnDynamicType& value);
+    Level* openLevel(unsigned int indent);
+    void putNext();
+    void putElement(Level& level);
+    void putMember(Level& level);
+    void putLineStart(unsigned int indent);
+    void openArray(Span payload, unsigned int indent);
+    void openContainer(Span payload, unsigned int indent);
+    void collectEntries(Span payload);
+    void putText(Span payload);
+    void putPlainText(Span text);
+    void putQuoted(Span text);
+    void putEscaped(Span text, const unsigned char* escapes);
+    void putLatin(Span text);
+    void putNumber(Span payload);
+    void putInt64(Span payload);
+    template <class... Args>
+    void fail(const char* format, const Args&... args);
+
+    vnJsonOutput m_output;
+    bool m_isStrict;
+    bool m_isStopped = false;
+    unsigned int m_maxDepth;
+    unsigned int m_maxSize;
+    vnString m_error; // the first one
+    vnJsonBlock<Level> m_levels;
+    vnJsonBlock<Entry> m_entries;
+};
