@@ -66,6 +66,9 @@ GOALS = (
 ) + tuple(
     ("m.objects", "objects of 5 attributes: %s" % what, "vnObject", [(1.0, "QVariantMap")], [(0.5, "QVariantMap")])
     for what in ("write", "read")
+) + tuple(
+    ("i.json", "%s %s" % (what, size), "vnJSON", [(1.0, "QJson"), (1.0, "Poco")], [(2.0, "RapidJSON")])
+    for what in ("read", "write") for size in ("20 KB", "20 MB")
 ) + (
     ("m.objects", "channel", "vnObjectSender", [(50.0, "")], [(1.0, "zlib")]),
     ("k.grammar", "HTTP request line", "vnParserFunction", [(3.6, "PCRE2 interpreted"), (1.0, "Xpressive")],

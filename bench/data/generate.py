@@ -11,6 +11,7 @@ Writes, with fixed seeds (the same bytes on every machine):
   source.txt 20 MB of C-like source text
   big.xml    20 MB of XML
   small.xml  20 KB of XML
+  records.json, record.json  arrays of records, 20 MB and 20 KB
 With --quick a hundredth of it.
 """
 import os
@@ -178,6 +179,34 @@ def xml(path, size, seed):
         f.write("".join(out))
 
 
+def json_record(rnd, i):
+    text = sentence(rnd, 5, 25)
+    if rnd.random() < 0.2:
+        text += '\\n\\"quoted\\" \\u00e9'
+    if rnd.random() < 0.1:
+        text += " " + rnd.choice(ACCENTED)
+    tags = ",".join('"%s"' % rnd.choice(WORDS) for _ in range(rnd.randint(0, 5)))
+    nums = ",".join("%d" % rnd.randint(-100000, 100000) for _ in range(rnd.randint(0, 8)))
+    return ('{"id":%d,"name":"%s","active":%s,"ratio":%.6f,"score":%.3f,'
+            '"parent":%s,"text":"%s","tags":[%s],"values":[%s],'
+            '"pos":{"x":%.4f,"y":%.4f,"label":"%s"}}'
+            % (i, rnd.choice(WORDS), rnd.choice(("true", "false")),
+               rnd.random(), rnd.uniform(-1000, 1000),
+               "null" if rnd.random() < 0.3 else str(rnd.randint(0, i + 1)),
+               text, tags, nums, rnd.uniform(-180, 180), rnd.uniform(-90, 90),
+               rnd.choice(WORDS)))
+
+
+def records(path, size, seed):
+    rnd = random.Random(seed)
+    rows, total = [], 0
+    while total < size:
+        rows.append(json_record(rnd, len(rows)))
+        total += len(rows[-1])
+    with open(path, "w", encoding="utf-8", newline="\n") as f:
+        f.write("[" + ",".join(rows) + "]")
+
+
 # name, writer, size, seed
 FILES = (
     ("keys.txt", keys, 1_000_000, 15),
@@ -186,6 +215,8 @@ FILES = (
     ("source.txt", source, 20_000_000, 14),
     ("big.xml", xml, 20_000_000, 11),
     ("small.xml", xml, 20_000, 12),
+    ("records.json", records, 20_000_000, 13),
+    ("record.json", records, 20_000, 13),
 )
 
 

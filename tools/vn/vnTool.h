@@ -49,6 +49,7 @@ void vnRunCopy(vnArguments& arguments);
 void vnRunDecode(vnArguments& arguments);
 void vnRunEncode(vnArguments& arguments);
 void vnRunFormat(vnArguments& arguments);
+void vnRunJson(vnArguments& arguments);
 void vnRunKey(vnArguments& arguments);
 void vnRunMatch(vnArguments& arguments);
 void vnRunObjects(vnArguments& arguments);

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+#include "vnFuzzInput.h"
+#include "vnFuzzSource.h"
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnJSON.h>
+#include <vnBase/vnMessage.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+
+// JSON texts of any bytes, in both modes: every kind of source gives the same value or the same error, what
+// was read strictly is written and read again as the same value, and what is in values of any bytes can be
+// written or is refused.
+
+namespace
+{
+constexpr unsigned int maxSize = 1u << 20;
+constexpr unsigned int maxDepth = 100;
+
+vnDynamicType readFrom(vnSerializeAdapter* source, unsigned char strict)
+{
+    vnRefPointer<vnSerializeAdapter> held(source);
+    vnJSON json;
+    json.setStrict(strict);
+    json.setMaxSize(maxSize);
+    json.setMaxDepth(maxDepth);
+    json.useProgress(0);
+    json.read(held);
+    return json.getData();
+}
+
+vnDynamicType readText(std::string& text, unsigned char strict)
+{
+    return readFrom(new vnSerializeAdapterMemory(text.data(), static_cast<unsigned int>(text.size())),
+                    strict);
+}
+
+// Answers whether all of the value could be written.
+bool write(const vnDynamicType& value, unsigned char strict, vnUInt64 flags, std::string& text)
+{
+    vnJSON json;
+    json.setStrict(strict);
+    json.setMaxSize(maxSize);
+    json.setMaxDepth(maxDepth);
+    json.setData(value);
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    queue.setAdapterFlags(flags);
+    json.write(&queue);
+    text.resize(queue.length());
+    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return !json.hasError();
+}
+
+void checkText(std::string& text)
+{
+    for (const unsigned char strict : {0, 1})
+    {
+        const vnDynamicType value = readText(text, strict);
+        VN_FUZZ_CHECK(readFrom(new vnFuzzSource(text), strict) == value);
+        std::string written;
+        const bool isWhole = write(value, strict, 0, written);
+        if (!strict || value.is("error"))
+            continue;
+        VN_FUZZ_CHECK(isWhole);
+        VN_FUZZ_CHECK(readText(written, 1) == value);
+        // The wide grammar takes what the strict one takes, but for what the two read otherwise by design.
+        write(readText(text, 0), 1, 2, written);
+    }
+}
+
+void checkValue(std::string& bytes)
+{
+    vnSerializeAdapterMemory memory(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    vnDynamicType value;
+    value.read(&memory);
+    for (const unsigned char strict : {0, 1})
+        try
+        {
+            std::string text;
+            if (write(value, strict, 0, text) && strict)
+                VN_FUZZ_CHECK(!readText(text, 1).is("error") || text.size() > 65535);
+        }
+        catch (const vnBaseError&)
+        {
+            // a damaged container
+        }
+}
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    vnFuzzInput input(data, size);
+    const bool isValue = input.byte() == 'V';
+    std::string bytes = input.rest();
+    if (isValue)
+        checkValue(bytes);
+    else
+        checkText(bytes);
+    return 0;
+}
