@@ -1,26 +1,460 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnJSON.h>
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 namespace
 {
-vnDynamicType from(const char* text)
+using Container = vnDynamicTypeContainer;
+
+vnDynamicType arrayOf(std::initializer_list<vnDynamicType> elements)
 {
-    return vnDynamicType::fromJSON(text);
+    return vnDynamicTypeArray(
+        vnArray<vnDynamicType>(elements.begin(), static_cast<unsigned int>(elements.size())));
 }
+
+vnDynamicType objectOf(std::initializer_list<std::pair<const char*, vnDynamicType>> members)
+{
+    Container container;
+    for (const auto& [name, value] : members)
+        container.setAttribute(name, value);
+    return vnDynamicTypeCustom<Container>(container);
+}
+
+vnDynamicType readText(const std::string& text, unsigned char strict = 0, vnJSON* parser = nullptr)
+{
+    vnJSON own;
+    vnJSON& json = parser ? *parser : own;
+    vnRefPointer<vnSerializeAdapter> adapter(
+        new vnSerializeAdapterMemory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size())));
+    json.setStrict(strict);
+    json.read(adapter);
+    EXPECT_EQ(json.getAdapter(), nullptr);
+    return json.getData();
+}
+
+std::string errorOf(const vnDynamicType& value)
+{
+    return value.is("error") ? vnDynamicTypeError(value).getError().getString() : "no error";
+}
+
+// Gives its bytes in windows of a size; 0 for one by one without any.
+class Pieces : public vnSerializeAdapter
+{
+public:
+    Pieces(std::string text, std::size_t size, bool isEndless = false)
+        : m_text(std::move(text)), m_size(size), m_isEndless(isEndless)
+    {
+    }
+
+protected:
+    void write_imp(unsigned char) override {}
+    unsigned char read_imp() override
+    {
+        if (m_isEndless && m_at == m_text.size())
+            m_at = 0;
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(m_text.data());
+        const unsigned char byte = m_text[m_at++] & 0xFF;
+        const std::size_t open = std::min(m_size, m_text.size() - m_at);
+        setReadWindow(bytes + m_at, bytes + m_at + open);
+        m_at += open;
+        return byte;
+    }
+    unsigned char hasData_imp() override { return m_isEndless || m_at < m_text.size(); }
+
+private:
+    std::string m_text;
+    std::size_t m_size;
+    bool m_isEndless;
+    std::size_t m_at = 0;
+};
+
+std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt64 flags = 0)
+{
+    vnJSON json;
+    json.setStrict(strict);
+    json.setData(value);
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    queue.setAdapterFlags(flags);
+    json.write(&queue);
+    EXPECT_EQ(std::string(json.getError()), "");
+    std::string text(queue.length(), 0);
+    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return text;
+}
+
+const char* const sample =
+    "{\"list\": [1, -2.5e3, true, \"t\\u00e9xt\\n\"], \"in\": {\"x\": null, \"y\": {}}, \"\": []}";
 } // namespace
 
-TEST(vnJSON, Smoke)
+TEST(vnJSON, ReadsEachKindOfValue)
 {
-    for (const char* text : {"", "1 2", "[1,2,]", "{\"a\":1,}", "true", "\"null\"", "{\"b\":1,\"a\":2}", "[[1,2],3]", "1.5",
-                             "{}", "[]", "tru", "[1", "[1,", "\"a\\\\\"b\" x", "1e", "[{\"a\":[{}]}]"})
-        std::printf("%s => %s\n", text, from(text).is("error") ? vnDynamicTypeError(from(text)).getError().getString() : from(text).asJSON().getString());
-    for (const char* text : {"", "1 2", "[1,2,]", "{\"a\":1,}", "true", "\"null\"", "{\"b\":1,\"a\":2}", "[[1,2],3]", "1.5",
-                             "{}", "[]", "tru", "[1", "[1,", "\"a\\\\\"b\" x", "1e", "[{\"a\":[{}]}]", "[1e10,0.1,-5,123456789012345678,\"\\u00e9\\ud83d\\ude00\\n\\u0001\"]"})
-        std::printf("%s => %s\n", text, vnDynamicType::fromJSON(text, 1).is("error") ? vnDynamicTypeError(vnDynamicType::fromJSON(text, 1)).getError().getString() : vnDynamicType::fromJSON(text, 1).asJSON(1).getString());
+    const std::pair<const char*, vnDynamicType> cases[] = {
+        {"\"text\"", "text"},
+        {"true", "true"},
+        {"false", "false"},
+        {"null", "null"},
+        {"\"null\"", "null"}, // the word in quotes is the same value
+        {" \t\r\n12 ", 12.0},
+        {"-0.5e+1", -5.0},
+        {"+007", 7.0}, // not only JSON's numbers
+        {"2.", 2.0},
+        {"1E2", 100.0},
+        {"0.1", 0.1},
+        {"123456789012345678901234567890", 123456789012345678901234567890.0},
+        {"2.2250738585072011e-308", 2.2250738585072011e-308},
+        {"[]", vnDynamicTypeArray(vnArray<vnDynamicType>())},
+        {"[1,[\"a\",[ ]] , {}]",
+         arrayOf({1.0, arrayOf({"a", arrayOf({})}), vnDynamicTypeCustom<Container>(Container())})},
+        {"{\"b\":1,\"a\":{\"\":2}}", objectOf({{"b", 1.0}, {"a", objectOf({{"", 2.0}})}})},
+        {"{\"a\":1,\"b\":2,\"a\":[3]}", objectOf({{"b", 2.0}, {"a", arrayOf({3.0})}})},
+        {"1 2", arrayOf({1.0, 2.0})}, // several values, with nothing between them but what parts numbers
+        {"1-2\"a\"[]true{}",
+         arrayOf({1.0, -2.0, "a", arrayOf({}), "true", vnDynamicTypeCustom<Container>(Container())})},
+    };
+    for (const auto& [text, value] : cases)
+        EXPECT_TRUE(vnDynamicType::fromJSON(text) == value)
+            << text << ": " << vnDynamicType::fromJSON(text).asJSON();
+}
+
+TEST(vnJSON, DecodesTheEscapesOfStrings)
+{
+    const std::pair<const char*, std::string> cases[] = {
+        {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
+        {R"("\a\v\?\'x")", "\a\v?'x"}, // those of the library's own texts
+        {R"("a\0b")", std::string("a\0b", 3)},
+        {R"("\u0041\u00e9\u20AC\ud83d\uDE00")", "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
+        {R"("\ud83d!\ude00")", "\xED\xA0\xBD!\xED\xB8\x80"}, // halves stay halves
+        {R"("\u12g4 \x \u12")", R"(\u12g4 \x \u12)"},        // no escapes
+        {R"("a\\"b")", "a\\\"b"}, // the quote counts as escaped, whatever the backslash before it is
+        {R"("\\u0041")", "\\u0041"},
+    };
+    for (const auto& [text, value] : cases)
+    {
+        const vnString read = vnDynamicType::fromJSON(text).getString();
+        EXPECT_EQ(std::string(read.getString(), read.length()), value) << text;
+    }
+    EXPECT_EQ(errorOf(vnDynamicType::fromJSON(R"("a\\")")), "Adapter out of Data");
+}
+
+TEST(vnJSON, TellsWhatIsWrongAndWhere)
+{
+    const struct
+    {
+        const char* text;
+        const char* error; // its beginning
+        unsigned int line, column;
+    } cases[] = {
+        {"", "Empty Result", 0, 0},
+        {" \n ", "Empty Result", 1, 1},
+        {"[1,2,]", "File: vnJson  Line: ", 0, 5},
+        {"{\"a\":1,}", "File: vnJson  Line: ", 0, 7},
+        {"{\n \"a\":}", "File: vnJson  Line: ", 1, 5},
+        {"{\n1:2}", "File: vnJson  Line: ", 1, 0},
+        {"[1 2]", "File: vnJson  Line: ", 0, 3},
+        {"{\"a\" 1}", "File: vnJson  Line: ", 0, 5},
+        {"[1}", "File: vnJson  Line: ", 0, 2},
+        {"1 x", "File: vnJson  Line: ", 0, 2},
+        {"tru", "File: vnJson  Line: ", 0, 3},
+        {"[,1]", "File: vnJson  Line: ", 0, 1},
+        {"-", "File: vnJson  Line: ", 0, 1},
+        {"1e", "File: vnJson  Line: ", 0, 2},
+        {"]", "File: vnJson  Line: ", 0, 0},
+        {"[1,", "File: vnJson  Line: ", 0, 3},
+        {"[1", "Adapter out of Data", 0, 2},
+        {"[", "Adapter out of Data", 0, 1},
+        {"{\"a\"", "Adapter out of Data", 0, 4},
+        {"{\"a\":[{", "Adapter out of Data", 0, 7},
+        {"\"a\n", "Adapter out of Data", 1, 0},
+        {"{\"a\\0\":1}", "A key with a NUL", 0, 6},
+        {"{\"a\\u0000b\":1}", "A key with a NUL", 0, 11},
+    };
+    for (const auto& one : cases)
+    {
+        vnJSON json;
+        const std::string error = errorOf(readText(one.text, 0, &json));
+        EXPECT_EQ(error.substr(0, std::strlen(one.error)), one.error) << one.text;
+        EXPECT_EQ(json.getLine(), one.line) << one.text;
+        EXPECT_EQ(json.getColumn(), one.column) << one.text;
+    }
+}
+
+TEST(vnJSON, EveryTruncationIsAnError)
+{
+    const std::string text = sample;
+    ASSERT_EQ(errorOf(readText(text)), "no error");
+    for (std::size_t length = 0; length < text.size(); ++length)
+        for (const unsigned char strict : {0, 1})
+            EXPECT_NE(errorOf(readText(text.substr(0, length), strict)), "no error") << length;
+}
+
+TEST(vnJSON, ReadsTheSameFromEverySource)
+{
+    const std::string text = sample;
+    const vnDynamicType expected = readText(text);
+    std::string wide = "\xFF\xFE";
+    for (const char c : text)
+        wide += {c, 0};
+    const std::string mark = "\xEF\xBB\xBF";
+    for (std::size_t size = 0; size <= 9; ++size)
+        for (const std::string& form : {text, wide, mark + text})
+        {
+            vnRefPointer<vnSerializeAdapter> pieces(new Pieces(form, size));
+            pieces->setAdapterFlags(form == wide ? 2 : 0); // what is not known to be there has no mark
+            if (size == 0 && form != text)
+                continue;
+            if (form == wide)
+                pieces->read(), pieces->read();
+            if (form == mark + text)
+                pieces->read(), pieces->read(), pieces->read();
+            vnJSON json;
+            json.read(pieces);
+            EXPECT_TRUE(json.getData() == expected) << size << ": " << std::string(json.getError());
+        }
+    EXPECT_TRUE(readText(wide) == expected);
+    EXPECT_TRUE(readText(mark + text) == expected);
+    EXPECT_EQ(readText(mark + "\"\xF0\x9F\x98\x80\"").getString(), "\xF0\x9F\x98\x80");
+    const char16_t pair[] = u"\xFEFF\"\xD83D\xDE00\xD83D\"";
+    EXPECT_EQ(readText(std::string(reinterpret_cast<const char*>(pair), sizeof pair - 2)).getString(),
+              "\xF0\x9F\x98\x80\xED\xA0\xBD");
+}
+
+TEST(vnJSON, ReadsObjectsAsAContainerHoldsThem)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 300; ++round)
+    {
+        Container container;
+        std::string text;
+        const unsigned int count = random() % 60;
+        for (unsigned int i = 0; i < count; ++i)
+        {
+            // Texts that differ only before a byte above 127 at their end have one hash.
+            const std::string name = {static_cast<char>('a' + random() % 26),
+                                      static_cast<char>('a' + random() % 3), random() % 4 ? '\xC3' : 'x'};
+            container.setAttribute(name.c_str(), static_cast<double>(i));
+            text += (i ? ",\"" : "\"") + name + "\":" + std::to_string(i);
+        }
+        EXPECT_TRUE(readText("{" + text + "}") == vnDynamicTypeCustom<Container>(container)) << text;
+    }
+}
+
+TEST(vnJSON, ReadsNumbersAsStringsDo)
+{
+    std::mt19937_64 random(9);
+    for (int i = 0; i < 20000; ++i)
+    {
+        std::string text(random() % 3 ? "" : random() % 2 ? "-" : "+");
+        for (vnUInt64 digits = 1 + random() % 25; digits > 0; --digits)
+            text += static_cast<char>('0' + random() % 10);
+        if (random() % 2)
+            text += "." + std::to_string(random() >> random() % 64);
+        if (random() % 2)
+            text += (random() % 2 ? "e" : "E-") + std::to_string(random() % 330);
+        EXPECT_TRUE(readText(text) == vnDynamicType(vnString(text.c_str()).real())) << text;
+    }
+}
+
+TEST(vnJSON, WritesItsOwnLayout)
+{
+    const std::pair<vnDynamicType, const char*> cases[] = {
+        {1.0, "1.000000"},
+        {-1.5, "-1.500000"},
+        {1e20, "1.000000e20"},
+        {"true", "true"},
+        {"True", "\"True\""},
+        {"a\"b\\c'?\n\t\x01\xC3\xA9/", "\"a\\\"b\\\\c\\'\\?\\n\\t\x01\xC3\xA9/\""},
+        {vnDynamicType(), "\"void\""},
+        {vnDynamicTypeInt64(12345678901234567), "\"12345678901234567\""},
+        {vnVec2_<float>(1.5f, 2), "\"{1.5,2}\""},
+        {arrayOf({}), "[]"},
+        // The outermost array has no commas.
+        {arrayOf({1.0, "a", arrayOf({1.0, 2.0, arrayOf({"x", "y"})})}),
+         "[1.000000\"a\"[1.000000,2.000000,[\"x\",\"y\"]]]"},
+        {objectOf({}), "\n{\n}"},
+        {objectOf({{"b", 1.0}, {"a", arrayOf({objectOf({{"n\"\n", "null"}}), "x"})}}),
+         "\n{\n\t\"a\":\t[\n\t\t\t{\n\t\t\t\t\"n\"\n\":\tnull\n\t\t\t},\"x\"],\n\t\"b\":\t1.000000\n}"},
+    };
+    for (const auto& [value, text] : cases)
+        EXPECT_EQ(written(value), text);
+    EXPECT_EQ(vnDynamicType(1.5).asJSON(), "1.500000");
+    vnJSON empty;
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    empty.write(&queue);
+    EXPECT_EQ(queue.length(), 6u); // "void" in quotes
+    EXPECT_TRUE(empty.getData() == vnDynamicType());
+    // Also of a container that was written with more buckets.
+    Container buckets(5);
+    for (const char* name : {"one", "two", "three", "four"})
+        buckets.setAttribute(name, "x");
+    EXPECT_EQ(written(vnDynamicTypeCustom<Container>(buckets)),
+              written(objectOf({{"one", "x"}, {"two", "x"}, {"three", "x"}, {"four", "x"}})));
+}
+
+TEST(vnJSON, WritesWideText)
+{
+    const std::string text = written(arrayOf({"\xC3\xA9\xF0\x9F\x98\x80"}), 0, 2);
+    EXPECT_EQ(text, std::string("[\0\"\0\xE9\0\x3D\xD8\0\xDE\"\0]\0", 14));
+    // Characters that lie across the blocks of the writer stay whole.
+    for (unsigned int shift = 0; shift < 4; ++shift)
+    {
+        std::string longText(shift, 'x');
+        while (longText.size() < 60000)
+            longText += "\xF0\x9F\x98\x80";
+        const std::string wide = "\xFF\xFE" + written(longText.c_str(), 0, 2);
+        EXPECT_EQ(readText(wide).getString(), longText.c_str()) << shift;
+    }
+}
+
+TEST(vnJSON, StrictFormTakesExactlyTheGrammar)
+{
+    for (const char* text :
+         {"0", "-0", "1.5e-3", "1E+2", "\"\"", " [ ] ", "{\"a\" : [ 1 , 2 ] }", "\"\x7F\xEF\xBF\xBF\"",
+          "\"\\u0000\\uFFFF\\uD834\\uDD1E\"", "\"\xF4\x8F\xBF\xBF\"", "\xEF\xBB\xBF[1]", "1e-400"})
+        EXPECT_EQ(errorOf(readText(text, 1)), "no error") << text;
+    const std::pair<const char*, const char*> refused[] = {
+        {"", "A value is missing"},
+        {"1 2", "There is more than one value"},
+        {"[1 2]", "A comma or the closing bracket is missing"},
+        {"[1,]", "A value is missing"},
+        {"{\"a\":1,}", "A key is missing"},
+        {"{a:1}", "A key is missing"},
+        {"{\"a\",1}", "A colon is missing"},
+        {"01", "A number is malformed"},
+        {"-01", "A number is malformed"},
+        {"1.", "A number is malformed"},
+        {"-", "A number is malformed"},
+        {"1e+", "A number is malformed"},
+        {"+1", "A value is missing"},
+        {".5", "A value is missing"},
+        {"NaN", "A value is missing"},
+        {"True", "A value is missing"},
+        {"nul", "A value is missing"},
+        {"\f1", "A value is missing"},
+        {"/**/1", "A value is missing"},
+        {"'a'", "A value is missing"},
+        {"1e400", "A number is out of range"},
+        {"9223372036854775808", "A number is out of range"},
+        {"\"a", "Adapter out of Data"},
+        {"\"\\", "Adapter out of Data"},
+        {"\"\t\"", "A text holds a control character"},
+        {"\"\\a\"", "A text holds an unknown escape"},
+        {"\"\\'\"", "A text holds an unknown escape"},
+        {"\"\\u12G4\"", "A text holds an escape without four hexadecimal digits"},
+        {"\"\\uD800\"", "A text holds half a surrogate pair"},
+        {"\"\\uDC00\\uD800\"", "A text holds half a surrogate pair"},
+        {"\"\\uD800\\u0041\"", "A text holds half a surrogate pair"},
+        {"\"\xFF\"", "A text is not UTF-8"},
+        {"\"\xC0\x80\"", "A text is not UTF-8"},
+        {"\"\xE0\x80\xAF\"", "A text is not UTF-8"},
+        {"\"\xED\xA0\x80\"", "A text is not UTF-8"},
+        {"\"\xF4\x90\x80\x80\"", "A text is not UTF-8"},
+        {"\"\xC3\"", "A text is not UTF-8"},
+        {"{\"\xC3\\u00a9\":1}", "A text is not UTF-8"},
+    };
+    for (const auto& [text, error] : refused)
+        EXPECT_EQ(errorOf(readText(text, 1)), error) << text;
+    EXPECT_EQ(errorOf(readText(std::string("\xFF\xFE[\0]\0", 6), 1)), "The text is not UTF-8");
+}
+
+TEST(vnJSON, StrictFormKeepsValues)
+{
+    EXPECT_TRUE(readText("-9223372036854775808", 1) == vnDynamicTypeInt64(-9223372036854775807 - 1));
+    EXPECT_TRUE(readText("9007199254740993", 1) == vnDynamicTypeInt64(9007199254740993));
+    EXPECT_TRUE(readText("1.0", 1) == vnDynamicType(1.0));
+    const vnDynamicType words = readText("[true,\"true\"]", 1);
+    EXPECT_EQ(vnDynamicTypeArray(words).getArray()[1].getString(), "true");
+    for (const char* text :
+         {"[true,\"true\",null,\"null\",false,\"false\"]", "[1,2,[3,4]]", "9007199254740993",
+          "[0.1,1e+300,5e-324,-2.5]", "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u001f\x7F\xC3\xA9'?\"",
+          "\n{\n\t\"\\n\":\t[\n\t\t\t{\n\t\t\t}]\n}"})
+        EXPECT_EQ(written(readText(text, 1), 1), text);
+    EXPECT_EQ(written("\xFCo\"\n", 1), "\"\xC3\xBCo\\\"\\n\""); // 8-bit text
+    EXPECT_EQ(written(readText("\"\xC3\xBC\"", 1), 1), "\"\xC3\xBC\"");
+    EXPECT_THROW(vnDynamicType(1e308 * 10).asJSON(1), vnFatalError);
+}
+
+TEST(vnJSON, BoundsTheDepth)
+{
+    const auto nested = [](const char* open, unsigned int depth)
+    {
+        std::string text;
+        for (unsigned int i = 0; i < depth; ++i)
+            text += open;
+        return text;
+    };
+    EXPECT_EQ(errorOf(readText(nested("[", 100000))), "Values are nested deeper than 5000");
+    EXPECT_EQ(errorOf(readText(nested("{\"a\":", 100000), 1)), "Values are nested deeper than 5000");
+    const std::string deepest = nested("[", 5000) + nested("]", 5000);
+    EXPECT_EQ(written(readText(deepest)), deepest);
+    vnJSON json;
+    json.setMaxDepth(2);
+    json.setData(readText("[[[]]]"));
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    json.write(&queue);
+    EXPECT_EQ(json.getError(), "Values are nested deeper than 2");
+    json.reset();
+    EXPECT_EQ(errorOf(readText("[[1],{}]", 0, &json)), "no error");
+    EXPECT_EQ(errorOf(readText("[{\"a\":[]}]", 0, &json)), "Values are nested deeper than 2");
+}
+
+TEST(vnJSON, BoundsTheSizeOnRequest)
+{
+    for (const char* text : {" ", "1", "1 ", "\"", "[1,", "[[[[[]]]]],"})
+        for (const std::size_t size : {0, 3})
+        {
+            vnRefPointer<vnSerializeAdapter> endless(new Pieces(text, size, true));
+            if (*text == '[')
+                endless->pushBack(reinterpret_cast<const unsigned char*>("["), 1);
+            vnJSON json;
+            json.setMaxSize(10000);
+            json.read(endless);
+            EXPECT_EQ(json.getError(), "The text is longer than 10000 characters") << text;
+        }
+    vnJSON json;
+    json.setMaxSize(10);
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    json.setData("12345678");
+    json.write(&queue);
+    EXPECT_FALSE(json.hasError());
+    json.setData("123456789");
+    json.write(&queue);
+    EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
+    const std::string longest(65535, 'x');
+    EXPECT_EQ(readText('"' + longest + '"').getString().length(), 65535);
+    for (const unsigned char strict : {0, 1})
+        for (const char* more : {"y", "\\n"})
+            EXPECT_EQ(errorOf(readText('"' + longest + more + '"', strict)),
+                      "A text is longer than 65535 bytes");
+    EXPECT_THROW(vnDynamicType(longest.c_str()).asJSON(), vnFatalError);
+}
+
+TEST(vnJSON, RefusesADamagedContainer)
+{
+    vnDynamicType value;
+    const char bytes[] = "cont\0\x0C\x07\xCD\xBF\xFE\2\0\0\0a\0\xFC\2\0\1\5"; // one of two attributes
+    vnSerializeAdapterMemory adapter(const_cast<char*>(bytes), sizeof bytes - 1);
+    value.read(&adapter);
+    EXPECT_THROW(value.asJSON(), vnWarningError);
+}
+
+TEST(vnJSON, IsUsedAgain)
+{
+    vnJSON json;
+    EXPECT_EQ(errorOf(readText("[1", 0, &json)), "Adapter out of Data");
+    EXPECT_EQ(errorOf(readText("1", 0, &json)), "Adapter out of Data"); // until it is reset
+    json.reset();
+    EXPECT_TRUE(readText("[2]", 0, &json) == arrayOf({2.0}));
+    json.setData("x");
+    EXPECT_TRUE(json.getData() == "x");
+    json.read(nullptr);
+    EXPECT_TRUE(json.getData() == "x");
 }
