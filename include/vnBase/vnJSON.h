@@ -73,6 +73,12 @@ public:
     /// `getError` if there is one, or with "Empty Result" when there is no value.
     vnDynamicType getData() const;
 
+    /// The same, which leaves this object without a value: large ones are not copied.
+    vnDynamicType takeData();
+
+    /// Writes a value that need not be set before.
+    void writeValue(vnSerializeAdapter* adapter, const vnDynamicType& value);
+
     /// Exactly RFC 8259 for reading and writing; off at the start.
     void setStrict(unsigned char strict) noexcept { m_isStrict = strict; }
     unsigned char isStrict() const noexcept { return m_isStrict; }

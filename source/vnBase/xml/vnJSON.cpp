@@ -40,8 +40,15 @@ void vnJSON::write(vnSerializeAdapter* adapter)
         return;
     if (m_results.isEmpty())
         m_results.append(vnDynamicType());
+    writeValue(adapter, m_results[0]);
+}
+
+void vnJSON::writeValue(vnSerializeAdapter* adapter, const vnDynamicType& value)
+{
+    if (!adapter)
+        return;
     vnJsonWriter writer(*adapter, m_isStrict, m_maxDepth, m_maxSize);
-    writer.write(m_results[0]);
+    writer.write(value);
     if (!writer.getError().isEmpty())
         setError("%s", writer.getError());
 }
@@ -90,6 +97,14 @@ vnDynamicType vnJSON::getData() const
     return vnDynamicTypeArray(m_results);
 }
 
+vnDynamicType vnJSON::takeData()
+{
+    const bool isSingle = !hasError() && m_results.getSize() == 1;
+    vnDynamicType value = isSingle ? std::move(m_results[0]) : getData();
+    m_results.reallocate(0);
+    return value;
+}
+
 vnDynamicType vnDynamicType::fromJSON(const vnString& text, unsigned char strict)
 {
     vnTextAdapter adapter(text);
@@ -97,7 +112,7 @@ vnDynamicType vnDynamicType::fromJSON(const vnString& text, unsigned char strict
     json.useProgress(0);
     json.setStrict(strict);
     json.read(&adapter);
-    return json.getData();
+    return json.takeData();
 }
 
 vnString vnDynamicType::asJSON(unsigned char strict) const
@@ -106,8 +121,7 @@ vnString vnDynamicType::asJSON(unsigned char strict) const
     vnJSON json;
     json.setStrict(strict);
     json.setMaxSize(vnString::VN_MAX_LENGTH);
-    json.setData(*this);
-    json.write(&text);
+    json.writeValue(&text, *this);
     if (json.hasError())
         vnExceptionThrows::vnThrowFatal("vnDynamicType::asJSON: %s", json.getError());
     return text;

@@ -11,7 +11,6 @@ namespace
 {
 constexpr unsigned int VN_MAX_TEXT = vnString::VN_MAX_LENGTH;
 constexpr unsigned int VN_MAX_RAW_TEXT = 6 * VN_MAX_TEXT; // when all of it is escaped
-constexpr unsigned int VN_SHORT_TEXT = 16;
 
 bool isWhite(unsigned char c)
 {
@@ -71,7 +70,7 @@ void vnJsonReader::append(vnDynamicArray<vnDynamicType>& results)
 template <bool STRICT>
 bool vnJsonReader::readValue()
 {
-    m_tree.open().push().keyLength = 0;
+    m_tree.open().push().setKey(vnJsonSpan{0, 0, false}, 0);
     for (bool isFirst = false;;)
     {
         const unsigned char byte = skipWhite() ? *m_source.next : 0;
@@ -103,14 +102,16 @@ bool vnJsonReader::readLeaf(unsigned char byte)
     if (byte == '"')
     {
         ++m_source.next;
-        const unsigned int begin = m_tree.bytes().getSize();
-        const unsigned int length = readString<STRICT>();
-        const unsigned char* const text = m_tree.bytes().data() + begin;
+        const vnJsonSpan text = readString<STRICT>();
+        const unsigned char* const data = m_tree.data(text);
+        vnJsonNode& node = m_tree.open().top();
         // A text that begins with the marker has it escaped. Otherwise that form is free, and tells the
         // string "true" from the literal where they must not be one value.
-        const bool isEscaped =
-            STRICT ? vnJsonText::isWord(text, length) : length > 0 && *text == vnDynamicWire::marker;
-        m_tree.open().top().setText(begin, length, isEscaped);
+        if (STRICT ? vnJsonText::isWord(data, text.length)
+                   : text.length > 0 && *data == vnDynamicWire::marker)
+            node.setEscapedText(copyOf(text));
+        else
+            node.setText(text);
         return true;
     }
     if (isDigit(byte) || byte == '-' || (!STRICT && byte == '+'))
@@ -135,14 +136,17 @@ bool vnJsonReader::openLevel()
     ++m_source.next;
     if (!skipWhite())
         failEnd();
+    const unsigned int begin = m_tree.bytes().getSize();
     const unsigned char closing = isObject ? '}' : ']';
     if (*m_source.next == closing)
     {
         ++m_source.next;
-        close(first, isObject);
+        m_tree.close(first, begin, isObject);
         return false;
     }
-    m_levels.push() = Level{first, isObject};
+    if (m_levels.isEmpty())
+        prepare();
+    m_levels.push() = Level{first, begin, isObject};
     nextSlot<STRICT>(isObject);
     return true;
 }
@@ -167,18 +171,17 @@ bool vnJsonReader::finishValue()
             VN_JSON_FAIL("A comma or the closing bracket is missing");
         ++m_source.next;
         m_levels.cut(m_levels.getSize() - 1);
-        close(level.first, level.isObject);
+        m_tree.close(level.first, level.begin, level.isObject);
     }
     return false;
 }
 
-void vnJsonReader::close(unsigned int first, bool isObject)
+// All that comes is likely to be encoded in one block: what it takes is not touched before.
+void vnJsonReader::prepare()
 {
-    vnJsonNode& node = m_tree.open()[first - 1];
-    if (isObject)
-        m_tree.closeObject(node, first);
-    else
-        m_tree.closeArray(node, first);
+    constexpr std::size_t most = 1u << 26;
+    const auto open = static_cast<std::size_t>(m_source.end - m_source.next);
+    m_tree.bytes().reserve(std::min(open + open / 2, most));
 }
 
 // The place of the next element, or of the next member with its key.
@@ -187,23 +190,17 @@ void vnJsonReader::nextSlot(bool isObject)
 {
     if (!isObject)
     {
-        m_tree.open().push();
+        m_tree.open().push().setKey(vnJsonSpan{0, 0, false}, 0);
         return;
     }
     if (!skipWhite() || *m_source.next != '"')
         VN_JSON_FAIL("A key is missing");
     ++m_source.next;
-    auto& bytes = m_tree.bytes();
-    const unsigned int begin = bytes.getSize();
-    const unsigned int length = readString<STRICT>();
-    const char* const key = reinterpret_cast<const char*>(bytes.data() + begin);
-    if (length && std::memchr(key, 0, length))
+    const vnJsonSpan key = readString<STRICT>();
+    const char* const text = reinterpret_cast<const char*>(m_tree.data(key));
+    if (key.length && std::memchr(text, 0, key.length))
         failText("A key with a NUL"); // which ends it on streams
-    vnJsonNode& node = m_tree.open().push();
-    node.keyBegin = begin;
-    node.keyLength = static_cast<unsigned short>(length);
-    node.keyHash = length ? vnString::hash(key, length) : 0;
-    bytes.push() = 0; // as it stands on streams, and so that all keys have different places
+    m_tree.open().push().setKey(key, key.length ? vnString::hash(text, key.length) : 0);
     if (!skipWhite())
         failEnd();
     if (*m_source.next != ':')
@@ -211,37 +208,46 @@ void vnJsonReader::nextSlot(bool isObject)
     ++m_source.next;
 }
 
-// Appends a text, whose first quote is read, to the bytes of the tree, and returns its length.
+// Reads a text whose first quote is read.
 template <bool STRICT>
-unsigned int vnJsonReader::readString()
+vnJsonSpan vnJsonReader::readString()
 {
-    auto& bytes = m_tree.bytes();
-    const unsigned int begin = bytes.getSize();
     const unsigned char* const from = m_source.next;
     const unsigned char* const stop = vnJsonText::findSpecial<STRICT>(from, m_source.end);
+    vnJsonSpan text;
     if (stop != m_source.end && *stop == '"')
     {
-        const auto length = static_cast<std::size_t>(stop - from);
-        // A copy of fixed size needs no call.
-        if (length <= VN_SHORT_TEXT && m_source.end - from >= std::ptrdiff_t{VN_SHORT_TEXT})
-        {
-            std::memcpy(bytes.reserve(VN_SHORT_TEXT), from, VN_SHORT_TEXT);
-            bytes.grow(length);
-        }
-        else
-            bytes.append(from, length);
+        text = spanOf(from, static_cast<std::size_t>(stop - from));
         m_source.next = stop + 1;
     }
-    else if (STRICT)
-        readStrictString();
     else
-        readRawString();
-    const unsigned int length = bytes.getSize() - begin;
-    if (length > VN_MAX_TEXT)
+    {
+        const unsigned int begin = m_tree.bytes().getSize();
+        if (STRICT)
+            readStrictString();
+        else
+            readRawString();
+        text = {begin, m_tree.bytes().getSize() - begin, false};
+    }
+    if (text.length > VN_MAX_TEXT)
         failText("A text is longer than %d bytes", VN_MAX_TEXT);
-    if (STRICT && !vnJsonText::isUtf8(bytes.data() + begin, length))
+    if (STRICT && !vnJsonText::isUtf8(m_tree.data(text), text.length))
         VN_JSON_FAIL("A text is not UTF-8");
-    return length;
+    return text;
+}
+
+// Bytes of the block: where they stand, or a copy when they do not stay there.
+vnJsonSpan vnJsonReader::spanOf(const unsigned char* from, std::size_t length)
+{
+    if (!m_source.isStable())
+        return m_tree.copyOf(from, length);
+    m_tree.setSource(m_source.getMemory());
+    return {static_cast<unsigned int>(from - m_source.getMemory()), static_cast<unsigned int>(length), true};
+}
+
+vnJsonSpan vnJsonReader::copyOf(const vnJsonSpan& text)
+{
+    return text.isInSource ? m_tree.copyOf(m_tree.data(text), text.length) : text;
 }
 
 // A quote ends the text unless a backslash stands before it, also when that backslash is itself escaped:
@@ -401,15 +407,18 @@ void vnJsonReader::gatherDigits()
 
 void vnJsonReader::readWord(const char* word)
 {
-    auto& bytes = m_tree.bytes();
-    const unsigned int begin = bytes.getSize();
-    for (; *word; ++word, ++m_source.next)
-    {
-        if (!m_source.hasData() || *m_source.next != static_cast<unsigned char>(*word))
-            VN_JSON_FAIL("A value is missing");
-        bytes.push() = *m_source.next;
-    }
-    m_tree.open().top().setText(begin, bytes.getSize() - begin, false);
+    const std::size_t length = std::strlen(word);
+    const unsigned char* const from = m_source.next;
+    if (static_cast<std::size_t>(m_source.end - from) >= length && std::memcmp(from, word, length) == 0)
+        m_source.next += length;
+    else
+        for (const char* at = word; *at; ++at, ++m_source.next)
+            if (!m_source.hasData() || *m_source.next != static_cast<unsigned char>(*at))
+                VN_JSON_FAIL("A value is missing");
+    const bool isThere = m_source.next == from + length;
+    const vnJsonSpan text =
+        isThere ? spanOf(from, length) : m_tree.copyOf(reinterpret_cast<const unsigned char*>(word), length);
+    m_tree.open().top().setText(text);
 }
 
 // Whether there is more behind white space.

@@ -17,10 +17,11 @@ public:
     void readAll(vnDynamicArray<vnDynamicType>& results);
 
 private:
-    // An array or object that is not closed: where its children begin among the open nodes.
+    // An array or object that is not closed: its first child among the open nodes.
     struct Level
     {
         unsigned int first;
+        unsigned int begin; // of their bytes
         bool isObject;
     };
 
@@ -34,14 +35,16 @@ private:
     bool openLevel();
     template <bool STRICT>
     bool finishValue();
+    void prepare();
     template <bool STRICT>
     void nextSlot(bool isObject);
-    void close(unsigned int first, bool isObject);
     template <bool STRICT>
-    unsigned int readString();
+    vnJsonSpan readString();
     void readRawString();
     void readStrictString();
     void readEscape();
+    vnJsonSpan spanOf(const unsigned char* from, std::size_t length);
+    vnJsonSpan copyOf(const vnJsonSpan& text);
     unsigned int readUnit();
     unsigned char takeByte();
     void readNumber();

@@ -38,6 +38,7 @@ bool vnJsonSource::refill()
     // Bytes that are UTF-8 are passed through, so that characters above U+FFFF, which are no tokens, stay.
     if (m_cursor.getMode() == vnParserCursor::ASCII)
         m_parser.useUtf8(0);
+    const bool isMemory = m_cursor.openMemory();
     if (m_cursor.getMode() == vnParserCursor::NONE || m_cursor.next() == m_cursor.end())
     {
         takeCharacter();
@@ -45,6 +46,9 @@ bool vnJsonSource::refill()
     }
     m_begin = next = m_cursor.next();
     end = m_cursor.end();
+    m_isMemory = isMemory;
+    if (isMemory && !m_memory)
+        m_memory = next;
     if (m_maxSize)
     {
         const std::size_t left = m_maxSize - (m_parser.getTokenPos() - m_start);

@@ -27,6 +27,12 @@ public:
     /// Whether the input is marked as 16-bit text. Looks for the mark.
     bool isWide();
 
+    /// Whether the bytes from `next` to `end` stay where they are until the adapter is let go of.
+    bool isStable() const noexcept { return m_isMemory && m_units == 0; }
+
+    /// The first byte of what is stable.
+    const unsigned char* getMemory() const noexcept { return m_memory; }
+
     const unsigned char* next = nullptr;
     const unsigned char* end = nullptr;
 
@@ -42,4 +48,6 @@ private:
     const unsigned char* m_begin = nullptr; // of the block; null for none
     unsigned int m_units = 0;               // not 0: the block is a single character of so many units
     unsigned char m_character[4];
+    bool m_isMemory = false;
+    const unsigned char* m_memory = nullptr;
 };

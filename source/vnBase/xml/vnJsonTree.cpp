@@ -7,6 +7,8 @@
 #include <dynamic/vnDynamicTags.h>
 #include <dynamic/vnDynamicWire.h>
 
+#include <algorithm>
+
 namespace
 {
 constexpr unsigned int VN_CONTAINER_MAGIC = 0xFEBFCD07;
@@ -14,12 +16,25 @@ constexpr unsigned int VN_CONTAINER_HEAD = 8;
 constexpr unsigned int VN_TAG_BYTES = 3; // the tags are interned
 constexpr unsigned int VN_SHORT_LIST = 12;
 
-constexpr vnDynamicTag tagsOfKinds[] = {VN_TAG_STR,   VN_TAG_STR,   VN_TAG_NUM,
-                                        VN_TAG_LLNUM, VN_TAG_ARRAY, VN_TAG_CONT};
+// What is larger or deeper stays a tree: its bytes would be moved too often.
+constexpr unsigned int VN_MAX_ENCODED = 1u << 16;
+constexpr unsigned int VN_MAX_HEIGHT = 8;
+constexpr unsigned int VN_TREE = 127;
+
+constexpr vnDynamicTag tagsOfKinds[] = {VN_TAG_STR,   VN_TAG_STR,  VN_TAG_STR,   VN_TAG_NUM, VN_TAG_LLNUM,
+                                        VN_TAG_ARRAY, VN_TAG_CONT, VN_TAG_ARRAY, VN_TAG_CONT};
 
 bool isTree(const vnJsonNode& node) noexcept
 {
     return node.kind >= vnJsonNode::ARRAY;
+}
+
+unsigned char* encodeHead(unsigned int count, bool isObject, unsigned char* to) noexcept
+{
+    if (!isObject)
+        return to + vnVarUInt64::encode(count, to);
+    // A container that never had an attribute has no bytes at all.
+    return count ? vnDynamicBytes::put(vnDynamicBytes::put(to, VN_CONTAINER_MAGIC), count) : to;
 }
 
 // Lets a payload in the place of a value.
@@ -31,12 +46,6 @@ public:
     {
     }
 };
-
-// Members of one hash in the order in which they came: their keys stand one behind the other.
-bool isBefore(const vnJsonNode& left, const vnJsonNode& right) noexcept
-{
-    return left.keyHash != right.keyHash ? left.keyHash < right.keyHash : left.keyBegin < right.keyBegin;
-}
 
 void sortShortList(vnJsonNode* members, unsigned int count) noexcept
 {
@@ -56,14 +65,24 @@ void sortShortList(vnJsonNode* members, unsigned int count) noexcept
 void takeValue(vnJsonNode& to, const vnJsonNode& from) noexcept
 {
     to.kind = from.kind;
+    to.height = from.height;
     to.size = from.size;
     to.bits = from.bits;
 }
 } // namespace
 
+void vnJsonNode::setKey(const vnJsonSpan& key, unsigned int hash) noexcept
+{
+    keyHash = hash;
+    keyBegin = key.begin;
+    keyLength = static_cast<unsigned short>(key.length);
+    isKeyInSource = key.isInSource;
+}
+
 void vnJsonNode::setNumber(double value) noexcept
 {
     kind = NUMBER;
+    height = 0;
     size = 8;
     bits = vnDynamicBytes::bitsOf<vnUInt64>(value);
     if (!(value >= -2147483648.0 && value <= 2147483647.0))
@@ -78,47 +97,81 @@ void vnJsonNode::setNumber(double value) noexcept
 void vnJsonNode::setInt64(vnInt64 value) noexcept
 {
     kind = INT64;
+    height = 0;
     size = 8;
     bits = static_cast<vnUInt64>(value);
 }
 
-void vnJsonNode::setText(unsigned int begin, unsigned int length, bool isEscaped) noexcept
+void vnJsonNode::setText(const vnJsonSpan& text) noexcept
 {
-    kind = isEscaped ? ESCAPED_TEXT : TEXT;
-    size = length + (isEscaped ? vnDynamicWire::escapeSize : 0);
-    textBegin = begin;
+    kind = text.isInSource ? SOURCE_TEXT : TEXT;
+    height = 0;
+    size = text.length;
+    begin = text.begin;
 }
 
-void vnJsonTree::closeArray(vnJsonNode& node, unsigned int first)
+void vnJsonNode::setEscapedText(const vnJsonSpan& text) noexcept
 {
-    const unsigned int count = m_open.getSize() - first;
-    node.kind = vnJsonNode::ARRAY;
-    std::size_t size = vnVarUInt64::sizeOf(count);
-    for (const vnJsonNode* at = m_open.data() + first; at != m_open.data() + m_open.getSize(); ++at)
+    kind = ESCAPED_TEXT;
+    height = 0;
+    size = text.length + vnDynamicWire::escapeSize;
+    begin = text.begin;
+}
+
+vnJsonSpan vnJsonTree::copyOf(const unsigned char* from, std::size_t length)
+{
+    const unsigned int begin = m_bytes.getSize();
+    m_bytes.append(from, length);
+    return {begin, static_cast<unsigned int>(length), false};
+}
+
+void vnJsonTree::close(unsigned int first, unsigned int begin, bool isObject)
+{
+    vnJsonNode* const children = m_open.data() + first;
+    vnJsonNode& node = children[-1];
+    unsigned int count = m_open.getSize() - first;
+    if (isObject)
+        count = sortMembers(children, count);
+    std::size_t size = !isObject ? vnVarUInt64::sizeOf(count) : count ? VN_CONTAINER_HEAD : 0;
+    unsigned int height = 0;
+    for (const vnJsonNode* at = children; at != children + count; ++at)
+    {
         size += VN_TAG_BYTES + vnVarUInt64::sizeOf(at->size) + std::size_t(at->size);
+        if (isObject)
+            size += at->keyLength + 1u;
+        height = std::max<unsigned int>(height, at->height);
+    }
     node.size = vnCheckedSize(size);
-    keep(node, first, count);
-}
-
-void vnJsonTree::closeObject(vnJsonNode& node, unsigned int first)
-{
-    const unsigned int count = sortMembers(m_open.data() + first, m_open.getSize() - first);
-    node.kind = vnJsonNode::OBJECT;
-    // A container that never had an attribute has no bytes at all.
-    std::size_t size = count ? VN_CONTAINER_HEAD : 0;
-    for (const vnJsonNode* at = m_open.data() + first; at != m_open.data() + first + count; ++at)
-        size += at->keyLength + 1u + VN_TAG_BYTES + vnVarUInt64::sizeOf(at->size) + std::size_t(at->size);
-    node.size = vnCheckedSize(size);
-    keep(node, first, count);
-}
-
-// `node` may be the open node below the children, which stays where it is.
-void vnJsonTree::keep(vnJsonNode& node, unsigned int first, unsigned int count)
-{
-    node.children.first = m_closed.getSize();
-    node.children.count = count;
-    m_closed.append(m_open.data() + first, count);
+    if (height < VN_MAX_HEIGHT && size <= VN_MAX_ENCODED)
+    {
+        node.kind = isObject ? vnJsonNode::ENCODED_OBJECT : vnJsonNode::ENCODED_ARRAY;
+        node.height = (height + 1) & 0x7F;
+        encodeInPlace(node, first, count, begin);
+    }
+    else
+    {
+        node.kind = isObject ? vnJsonNode::OBJECT : vnJsonNode::ARRAY;
+        node.height = VN_TREE;
+        node.children.first = m_closed.getSize();
+        node.children.count = count;
+        m_closed.append(children, count);
+    }
     m_open.cut(first);
+}
+
+// Behind the bytes of the children, and then over them.
+void vnJsonTree::encodeInPlace(vnJsonNode& node, unsigned int first, unsigned int count, unsigned int begin)
+{
+    const bool isObject = node.kind == vnJsonNode::ENCODED_OBJECT;
+    unsigned char* const from = m_bytes.reserve(node.size);
+    unsigned char* to = encodeHead(count, isObject, from);
+    for (const vnJsonNode* at = m_open.data() + first; at != m_open.data() + first + count; ++at)
+        to = encodeLeaf(*at, encodeTag(*at, isObject ? encodeKey(*at, to) : to));
+    if (m_bytes.getSize() != begin)
+        std::memmove(m_bytes.data() + begin, from, node.size);
+    m_bytes.cut(begin);
+    m_bytes.grow(node.size);
+    node.begin = begin;
 }
 
 // Puts the members in the order of a container of one bucket, and returns how many there are without those
@@ -128,7 +181,9 @@ unsigned int vnJsonTree::sortMembers(vnJsonNode* members, unsigned int count)
     if (count <= VN_SHORT_LIST)
         sortShortList(members, count);
     else
-        std::sort(members, members + count, isBefore);
+        std::stable_sort(members, members + count,
+                         [](const vnJsonNode& left, const vnJsonNode& right)
+                         { return left.keyHash < right.keyHash; });
     unsigned int kept = 0;
     for (unsigned int begin = 0, end; begin < count; begin = end)
     {
@@ -151,7 +206,7 @@ unsigned int vnJsonTree::uniteRun(vnJsonNode* run, unsigned int count)
     unsigned int kept = 1;
     for (unsigned int i = 1; i < count; ++i)
     {
-        vnJsonNode* same = std::find_if(
+        vnJsonNode* const same = std::find_if(
             run, run + kept, [&](const vnJsonNode& node) { return compareKeys(node, run[i]) == 0; });
         if (same != run + kept)
             takeValue(*same, run[i]);
@@ -163,35 +218,48 @@ unsigned int vnJsonTree::uniteRun(vnJsonNode* run, unsigned int count)
 
 unsigned int vnJsonTree::uniteLongRun(vnJsonNode* run, unsigned int count)
 {
-    std::sort(run, run + count,
-              [this](const vnJsonNode& left, const vnJsonNode& right)
+    m_order.cut(0);
+    for (unsigned int i = 0; i < count; ++i)
+        m_order.push() = i;
+    std::sort(m_order.data(), m_order.data() + count,
+              [=](unsigned int left, unsigned int right)
               {
-                  const int order = compareKeys(left, right);
-                  return order != 0 ? order < 0 : left.keyBegin < right.keyBegin;
+                  const int order = compareKeys(run[left], run[right]);
+                  return order != 0 ? order < 0 : left < right;
               });
-    unsigned int kept = 1;
+    unsigned int same = m_order[0]; // the first member of its key
     for (unsigned int i = 1; i < count; ++i)
-        if (compareKeys(run[kept - 1], run[i]) == 0)
-            takeValue(run[kept - 1], run[i]);
+    {
+        vnJsonNode& node = run[m_order[i]];
+        if (compareKeys(run[same], node) != 0)
+            same = m_order[i];
         else
-            run[kept++] = run[i];
-    std::sort(run, run + kept, isBefore);
-    return kept;
+        {
+            takeValue(run[same], node);
+            node.kind = vnJsonNode::REPLACED;
+        }
+    }
+    return static_cast<unsigned int>(std::remove_if(run, run + count,
+                                                    [](const vnJsonNode& node)
+                                                    { return node.kind == vnJsonNode::REPLACED; }) -
+                                     run);
 }
 
 int vnJsonTree::compareKeys(const vnJsonNode& left, const vnJsonNode& right) const noexcept
 {
     if (left.keyLength != right.keyLength)
         return left.keyLength < right.keyLength ? -1 : 1;
-    return std::memcmp(m_bytes.data() + left.keyBegin, m_bytes.data() + right.keyBegin, left.keyLength);
+    return std::memcmp(keyOf(left), keyOf(right), left.keyLength);
 }
 
 vnDynamicType vnJsonTree::makeValue(const vnJsonNode& node)
 {
     vnDynamicPayload payload;
-    unsigned char* const to = encodePayload(node, payload.resize(node.size));
+    unsigned char* const to = payload.resize(node.size);
     if (isTree(node))
-        encodeChildren(to);
+        encodeRanges(openRange(node, to));
+    else
+        encodeLeaf(node, to);
     return Value(tagsOfKinds[node.kind], std::move(payload));
 }
 
@@ -203,47 +271,61 @@ void vnJsonTree::clear() noexcept
     m_ranges.cut(0);
 }
 
-// Of an array or object only what stands before its children, which become the topmost range.
-unsigned char* vnJsonTree::encodePayload(const vnJsonNode& node, unsigned char* to)
+// What stands before a payload.
+unsigned char* vnJsonTree::encodeTag(const vnJsonNode& node, unsigned char* to) const noexcept
 {
-    if (!isTree(node))
+    *to++ = vnDynamicWire::marker;
+    to = vnDynamicBytes::put(to, static_cast<unsigned short>(tagsOfKinds[node.kind] - 1));
+    if (node.size < 0x80)
     {
-        unsigned int size = node.size;
-        if (node.kind == vnJsonNode::NUMBER || node.kind == vnJsonNode::INT64)
-        {
-            unsigned char bytes[8];
-            vnDynamicBytes::put(bytes, node.bits);
-            std::memcpy(to, bytes, size);
-            return to + size;
-        }
-        if (node.kind == vnJsonNode::ESCAPED_TEXT)
-        {
-            std::memcpy(to, vnDynamicWire::escape, vnDynamicWire::escapeSize);
-            to += vnDynamicWire::escapeSize;
-            size -= vnDynamicWire::escapeSize;
-        }
-        if (size)
-            std::memcpy(to, m_bytes.data() + node.textBegin, size);
+        *to++ = static_cast<unsigned char>(node.size);
+        return to;
+    }
+    return to + vnVarUInt64::encode(node.size, to);
+}
+
+unsigned char* vnJsonTree::encodeKey(const vnJsonNode& node, unsigned char* to) const noexcept
+{
+    std::memcpy(to, keyOf(node), node.keyLength);
+    to += node.keyLength;
+    *to++ = 0;
+    return to;
+}
+
+// The payload of a node without children.
+unsigned char* vnJsonTree::encodeLeaf(const vnJsonNode& node, unsigned char* to) const noexcept
+{
+    unsigned int size = node.size;
+    if (node.kind == vnJsonNode::NUMBER || node.kind == vnJsonNode::INT64)
+    {
+        unsigned char bytes[8];
+        vnDynamicBytes::put(bytes, node.bits);
+        std::memcpy(to, bytes, size);
         return to + size;
     }
+    if (node.kind == vnJsonNode::ESCAPED_TEXT)
+    {
+        std::memcpy(to, vnDynamicWire::escape, vnDynamicWire::escapeSize);
+        to += vnDynamicWire::escapeSize;
+        size -= vnDynamicWire::escapeSize;
+    }
+    if (size)
+        std::memcpy(to, (node.kind == vnJsonNode::SOURCE_TEXT ? m_source : m_bytes.data()) + node.begin,
+                    size);
+    return to + size;
+}
+
+// Writes what stands before the children of a tree, which come next.
+unsigned char* vnJsonTree::openRange(const vnJsonNode& node, unsigned char* to)
+{
     const bool isObject = node.kind == vnJsonNode::OBJECT;
     const unsigned int first = node.children.first;
     const unsigned int count = node.children.count;
     m_ranges.push() = Range{first, first + count, isObject};
-    if (!isObject)
-        return to + vnVarUInt64::encode(count, to);
-    return count ? vnDynamicBytes::put(vnDynamicBytes::put(to, VN_CONTAINER_MAGIC), count) : to;
+    return encodeHead(count, isObject, to);
 }
 
-unsigned char* vnJsonTree::encode(const vnJsonNode& node, unsigned char* to)
-{
-    *to++ = vnDynamicWire::marker;
-    to = vnDynamicBytes::put(to, static_cast<unsigned short>(tagsOfKinds[node.kind] - 1));
-    to += vnVarUInt64::encode(node.size, to);
-    return encodePayload(node, to);
-}
-
-void vnJsonTree::encodeChildren(unsigned char* to)
+void vnJsonTree::encodeRanges(unsigned char* to)
 {
     while (!m_ranges.isEmpty())
     {
@@ -255,10 +337,8 @@ void vnJsonTree::encodeChildren(unsigned char* to)
         }
         const vnJsonNode& node = m_closed[range.next++];
         if (range.isObject)
-        {
-            std::memcpy(to, m_bytes.data() + node.keyBegin, node.keyLength + 1u);
-            to += node.keyLength + 1u;
-        }
-        to = encode(node, to);
+            to = encodeKey(node, to);
+        to = encodeTag(node, to);
+        to = isTree(node) ? openRange(node, to) : encodeLeaf(node, to);
     }
 }
