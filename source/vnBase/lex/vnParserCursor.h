@@ -155,6 +155,13 @@ public:
             m_parser.flushTail();
     }
 
+    /// Forgets what was consumed: nothing of it is taken back, so that it need not be kept.
+    void forget() noexcept
+    {
+        vnBasicParser& p = m_parser;
+        p.m_tail = p.m_remembered = p.m_historyEnd = 0;
+    }
+
     /// Lets go of the adapter and of all that is remembered of it. Unlike another adapter it needs no memory.
     void dropInput()
     {

@@ -17,7 +17,7 @@ void vnJsonSource::settle()
     else if (next != m_begin)
     {
         m_cursor.takeLines(static_cast<unsigned int>(next - m_begin));
-        m_cursor.leave();
+        m_cursor.forget();
     }
     m_units = 0;
     m_begin = next = end = nullptr;
