@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace
@@ -173,6 +174,14 @@ char* vnJsonNumber::writeFixed(char* to, double value)
     if (value < 0)
         *to++ = '-';
     return vnDigits::writeFixed(to, std::fabs(value), decimals);
+}
+
+char* vnJsonNumber::writeFixed(char* to, int value)
+{
+    constexpr char decimals[] = ".000000";
+    to = std::to_chars(to, to + VN_MAX_WRITTEN, value).ptr;
+    std::memcpy(to, decimals, sizeof decimals - 1);
+    return to + (sizeof decimals - 1);
 }
 
 char* vnJsonNumber::writeShortest(char* to, double value)

@@ -32,6 +32,7 @@ struct vnJsonNumber
 
     /// As the format engine writes "%.6f"; returns the end.
     static char* writeFixed(char* to, double value);
+    static char* writeFixed(char* to, int value);
 
     /// The shortest text that reads as this finite number.
     static char* writeShortest(char* to, double value);

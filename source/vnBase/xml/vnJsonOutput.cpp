@@ -50,7 +50,7 @@ vnJsonOutput::vnJsonOutput(vnSerializeAdapter& adapter, unsigned int maxSize)
 {
 }
 
-void vnJsonOutput::put(const unsigned char* text, std::size_t count)
+void vnJsonOutput::putLong(const unsigned char* text, std::size_t count)
 {
     while (count > 0)
     {

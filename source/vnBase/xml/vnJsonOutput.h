@@ -29,7 +29,16 @@ public:
         *reserve(1) = static_cast<unsigned char>(byte);
         ++m_next;
     }
-    void put(const unsigned char* text, std::size_t count);
+    void put(const unsigned char* text, std::size_t count)
+    {
+        if (static_cast<std::size_t>(m_end - m_next) < count)
+        {
+            putLong(text, count);
+            return;
+        }
+        std::memcpy(m_next, text, count);
+        m_next += count;
+    }
     void fill(char byte, std::size_t count);
 
     /// Hands all that was written to the adapter.
@@ -46,6 +55,7 @@ public:
 private:
     static constexpr unsigned int VN_BLOCK = 16384;
 
+    void putLong(const unsigned char* text, std::size_t count);
     void flushWide();
 
     vnSerializeAdapter& m_adapter;

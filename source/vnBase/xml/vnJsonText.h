@@ -41,6 +41,25 @@ const unsigned char* findSpecial(const unsigned char* at, const unsigned char* e
     return at;
 }
 
+/// The first byte that may need an escape when it is written; or `end`.
+template <bool STRICT>
+const unsigned char* findEscaped(const unsigned char* at, const unsigned char* end) noexcept
+{
+    for (; end - at >= 8; at += 8)
+    {
+        const vnUInt64 word = vnDynamicBytes::get<vnUInt64>(at);
+        vnUInt64 found = bytesThatAre(word, '"') | bytesThatAre(word, '\\');
+        found |= (word - VN_EACH * 0x20) & ~word & VN_TOP;
+        if constexpr (!STRICT)
+            found |= bytesThatAre(word, '\'') | bytesThatAre(word, '?');
+        if (found)
+            return at + (__builtin_ctzll(found) >> 3);
+    }
+    while (at != end && *at >= 0x20 && *at != '"' && *at != '\\' && (STRICT || (*at != '\'' && *at != '?')))
+        ++at;
+    return at;
+}
+
 /// -1 for what is no hexadecimal digit.
 int hexDigit(unsigned char c) noexcept;
 

@@ -47,6 +47,21 @@ public:
     }
 };
 
+unsigned char* encodeNumber(vnUInt64 bits, unsigned int size, unsigned char* to) noexcept
+{
+    switch (size)
+    {
+    case 1:
+        return vnDynamicBytes::put(to, static_cast<unsigned char>(bits));
+    case 2:
+        return vnDynamicBytes::put(to, static_cast<unsigned short>(bits));
+    case 4:
+        return vnDynamicBytes::put(to, static_cast<unsigned int>(bits));
+    default:
+        return vnDynamicBytes::put(to, bits);
+    }
+}
+
 void sortShortList(vnJsonNode* members, unsigned int count) noexcept
 {
     for (unsigned int i = 1; i < count; ++i)
@@ -297,12 +312,7 @@ unsigned char* vnJsonTree::encodeLeaf(const vnJsonNode& node, unsigned char* to)
 {
     unsigned int size = node.size;
     if (node.kind == vnJsonNode::NUMBER || node.kind == vnJsonNode::INT64)
-    {
-        unsigned char bytes[8];
-        vnDynamicBytes::put(bytes, node.bits);
-        std::memcpy(to, bytes, size);
-        return to + size;
-    }
+        return encodeNumber(node.bits, size, to);
     if (node.kind == vnJsonNode::ESCAPED_TEXT)
     {
         std::memcpy(to, vnDynamicWire::escape, vnDynamicWire::escapeSize);

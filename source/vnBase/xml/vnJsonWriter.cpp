@@ -29,19 +29,28 @@ public:
     }
 };
 
-double numberOf(const unsigned char* bytes, std::size_t size)
+// Moves over a value in its stream form; most have an interned tag and a payload of less than 128 bytes.
+void skipValue(const unsigned char*& at, const unsigned char* end)
 {
-    switch (size)
-    {
-    case 1:
-        return static_cast<signed char>(bytes[0]);
-    case 2:
-        return static_cast<short>(vnDynamicBytes::get<unsigned short>(bytes));
-    case 4:
-        return static_cast<int>(vnDynamicBytes::get<unsigned int>(bytes));
-    default:
-        return size < 8 ? 0 : vnDynamicBytes::bitsOf<double>(vnDynamicBytes::get<vnUInt64>(bytes));
-    }
+    constexpr std::ptrdiff_t head = vnDynamicWire::escapeSize + 1;
+    const bool isPlain = end - at >= head && at[0] == vnDynamicWire::marker && (at[1] & at[2]) != 0xFF &&
+                         at[3] < 0x80 && end - at - head >= at[3];
+    if (isPlain)
+        at += head + at[3];
+    else
+        vnDynamicWire::skip(at, end);
+}
+
+int integerOf(const unsigned char* bytes, std::size_t size)
+{
+    return size == 1   ? static_cast<signed char>(bytes[0])
+           : size == 2 ? static_cast<short>(vnDynamicBytes::get<unsigned short>(bytes))
+                       : static_cast<int>(vnDynamicBytes::get<unsigned int>(bytes));
+}
+
+double realOf(const unsigned char* bytes, std::size_t size)
+{
+    return size < 8 ? 0 : vnDynamicBytes::bitsOf<double>(vnDynamicBytes::get<vnUInt64>(bytes));
 }
 
 bool isEscapedText(const unsigned char* bytes, std::size_t size)
@@ -143,7 +152,7 @@ void vnJsonWriter::putElement(Level& level)
     level.isFirst = false;
     --level.left;
     const Span value = level.rest;
-    vnDynamicWire::skip(level.rest.begin, level.rest.end);
+    skipValue(level.rest.begin, level.rest.end);
     putEncoded(Span{value.begin, level.rest.begin}, level.indent + 1);
 }
 
@@ -154,8 +163,13 @@ void vnJsonWriter::putMember(Level& level)
     if (!level.isFirst)
         m_output.put(',');
     level.isFirst = false;
-    putLineStart(indent + 1);
-    const Span name{entry.name, entry.name + entry.nameLength};
+    putName(Span{entry.name, entry.name + entry.nameLength}, indent + 1);
+    putEncoded(Span{entry.name + entry.nameLength + 1, entry.end}, indent + 2);
+}
+
+void vnJsonWriter::putName(Span name, unsigned int indent)
+{
+    putLineStart(indent);
     if (m_isStrict)
         putQuoted(name);
     else
@@ -164,18 +178,26 @@ void vnJsonWriter::putMember(Level& level)
         m_output.put(name.begin, name.size()); // not escaped, on purpose
         m_output.put('"');
     }
-    m_output.put(':');
-    m_output.put('\t');
-    // The payload ends somewhere behind the value, which knows its own end.
-    const unsigned char* end = name.end + 1;
-    vnDynamicWire::skip(end, level.rest.end);
-    putEncoded(Span{name.end + 1, end}, indent + 2);
+    unsigned char* const to = m_output.reserve(2);
+    to[0] = ':';
+    to[1] = '\t';
+    m_output.advance(to + 2);
 }
 
 void vnJsonWriter::putLineStart(unsigned int indent)
 {
-    m_output.put('\n');
-    m_output.fill('\t', indent);
+    constexpr unsigned int few = 16;
+    if (indent >= few)
+    {
+        m_output.put('\n');
+        m_output.fill('\t', indent);
+        return;
+    }
+    // A fill of fixed size needs no call.
+    unsigned char* const to = m_output.reserve(1 + few);
+    *to = '\n';
+    std::memset(to + 1, '\t', few);
+    m_output.advance(to + 1 + indent);
 }
 
 // A value in its stream form.
@@ -306,10 +328,11 @@ void vnJsonWriter::collectEntries(Span payload)
             return;
         }
         const auto length = static_cast<unsigned int>(behind - 1 - at);
-        m_entries.push() =
-            Entry{length ? vnString::hash(reinterpret_cast<const char*>(at), length) : 0, length, at};
-        at = behind;
-        vnDynamicWire::skip(at, payload.end);
+        const char* const name = reinterpret_cast<const char*>(at);
+        Entry& entry = m_entries.push();
+        entry = Entry{length ? vnString::hash(name, length) : 0, length, at, behind};
+        skipValue(entry.end, payload.end);
+        at = entry.end;
     }
 }
 
@@ -345,29 +368,31 @@ void vnJsonWriter::putQuoted(Span text)
 {
     m_output.put('"');
     if (!m_isStrict)
-        putEscaped(text, vnJsonText::wideEscapes);
+        putEscaped<false>(text);
     else if (vnJsonText::isUtf8(text.begin, text.size()))
-        putEscaped(text, vnJsonText::strictEscapes);
+        putEscaped<true>(text);
     else
         putLatin(text);
     m_output.put('"');
 }
 
-void vnJsonWriter::putEscaped(Span text, const unsigned char* escapes)
+template <bool STRICT>
+void vnJsonWriter::putEscaped(Span text)
 {
     for (const unsigned char* at = text.begin;; ++at)
     {
         const unsigned char* const run = at;
-        while (at != text.end && !escapes[*at])
-            ++at;
+        at = vnJsonText::findEscaped<STRICT>(at, text.end);
         m_output.put(run, static_cast<std::size_t>(at - run));
         if (at == text.end)
             return;
         constexpr char digits[] = "0123456789abcdef";
+        const unsigned char letter = (STRICT ? vnJsonText::strictEscapes : vnJsonText::wideEscapes)[*at];
         unsigned char* to = m_output.reserve(6);
-        *to++ = '\\';
-        *to++ = escapes[*at];
-        if (escapes[*at] == 'u')
+        if (letter)
+            *to++ = '\\';
+        *to++ = letter ? letter : *at;
+        if (STRICT && letter == 'u')
         {
             *to++ = '0';
             *to++ = '0';
@@ -383,26 +408,34 @@ void vnJsonWriter::putLatin(Span text)
 {
     for (const unsigned char* at = text.begin; at != text.end; ++at)
         if (*at < 0x80)
-            putEscaped(Span{at, at + 1}, vnJsonText::strictEscapes);
+            putEscaped<true>(Span{at, at + 1});
         else
             m_output.advance(vnJsonText::encode(m_output.reserve(2), *at));
 }
 
 void vnJsonWriter::putNumber(Span payload)
 {
-    const double value = numberOf(payload.begin, payload.size());
+    const std::size_t size = payload.size();
     char* const to = reinterpret_cast<char*>(m_output.reserve(vnJsonNumber::VN_MAX_WRITTEN));
     char* end;
-    if (!m_isStrict)
-        end = vnJsonNumber::writeFixed(to, value);
-    else if (std::isfinite(value))
-        end = vnJsonNumber::writeShortest(to, value);
-    else
+    if (size == 1 || size == 2 || size == 4)
     {
-        fail("A number that is not finite has no form in JSON");
-        end = std::copy_n("null", 4, to);
+        const int value = integerOf(payload.begin, size);
+        end = m_isStrict ? vnJsonNumber::writeInteger(to, value) : vnJsonNumber::writeFixed(to, value);
     }
+    else
+        end = putReal(to, realOf(payload.begin, size));
     m_output.advance(reinterpret_cast<unsigned char*>(end));
+}
+
+char* vnJsonWriter::putReal(char* to, double value)
+{
+    if (!m_isStrict)
+        return vnJsonNumber::writeFixed(to, value);
+    if (std::isfinite(value))
+        return vnJsonNumber::writeShortest(to, value);
+    fail("A number that is not finite has no form in JSON");
+    return std::copy_n("null", 4, to);
 }
 
 void vnJsonWriter::putInt64(Span payload)

@@ -43,12 +43,13 @@ private:
         std::size_t size() const noexcept { return static_cast<std::size_t>(end - begin); }
     };
 
-    // An attribute of a container; its value stands behind the name.
+    // An attribute of a container; its value stands behind the name and the zero byte.
     struct Entry
     {
         unsigned int hash;
         unsigned int nameLength;
         const unsigned char* name;
+        const unsigned char* end; // of the value
     };
 
     // An array or container that is being written.
@@ -82,9 +83,12 @@ private:
     void putText(Span payload);
     void putPlainText(Span text);
     void putQuoted(Span text);
-    void putEscaped(Span text, const unsigned char* escapes);
+    template <bool STRICT>
+    void putEscaped(Span text);
+    void putName(Span name, unsigned int indent);
     void putLatin(Span text);
     void putNumber(Span payload);
+    char* putReal(char* to, double value);
     void putInt64(Span payload);
     template <class... Args>
     void fail(const char* format, const Args&... args);
