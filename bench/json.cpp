@@ -2,10 +2,10 @@
 // Workload i: JSON text into values and back.
 #include "bench.h"
 
-#include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnJSON.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnVarUInt64.h>
 
 #ifdef HAVE_RAPIDJSON
 #include <rapidjson/document.h>
@@ -65,7 +65,8 @@ struct Work
 
 std::uint64_t countOf(const vnDynamicType& value)
 {
-    return vnDynamicTypeArray(value).getArray().getSize();
+    const unsigned char* at = value.getPayload().begin();
+    return vnVarUInt64::decode(at, value.getPayload().end());
 }
 
 vnDynamicType parse(const std::string& text, unsigned char strict)
@@ -75,7 +76,7 @@ vnDynamicType parse(const std::string& text, unsigned char strict)
     vnJSON json;
     json.setStrict(strict);
     json.read(adapter);
-    return json.getData();
+    return json.takeData();
 }
 
 template <class Body>
@@ -196,11 +197,11 @@ void addWriting(Suite& suite, const std::shared_ptr<Work>& work, const std::stri
                   return repeat(*work,
                                 [&]
                                 {
-                                    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+                                    vnSerializeAdapterQueue queue(
+                                        VN_QUEUE_FIFO, static_cast<unsigned int>(work->text.size()));
                                     vnJSON json;
                                     json.setStrict(strict);
-                                    json.setData(work->value);
-                                    json.write(&queue);
+                                    json.writeValue(&queue, work->value);
                                     return std::uint64_t(queue.length());
                                 });
               });

@@ -317,6 +317,17 @@ head -c 1000000 part > first
 head -c "$(stat -c %s block)" blocks > encoded; same "a block per 1000000 bytes" block encoded
 rm -f plain text lines encoded decoded part first block blocks
 
+printf '{"list": [1, "\\u00e9", true], "": [[0.5]]}' > json
+tab=$'\t'
+check "json" 0 "$line{$line$tab\"\":$tab[[0.500000]],$line$tab\"list\":$tab[1.000000,\"\xc3\xa9\",true]$line}$line" json json
+check "strict json" 0 "[1,\"a\\u0001\"]$line" json --strict - < <(printf '[1, "a\\u0001"]')
+check "the value of json" 0 "array$line  0: cont$line    \"a\": str \"x\"$line  1: llnum 2$line" \
+    json --strict --value - < <(printf '[{"a":"x"},2]')
+check "wrong json" 1 "" json --strict - < <(printf '[1,]')
+check "no json" 1 "" json - < <(printf ' ')
+check "json of nothing" 2 "" json
+rm json
+
 export XDG_CONFIG_HOME=$PWD/config VANTOR_SYSTEM_STORE=$PWD/system
 check "a key that is not there" 1 "" key get viewer/width
 check "all of no keys" 0 "" key list

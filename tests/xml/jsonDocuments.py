@@ -15,9 +15,10 @@ import subprocess
 import sys
 
 FOLDERS = ("/usr/share/iso-codes/json", "/usr/share", "/usr/lib", "/usr/local/lib")
-FILES = 400
+FILES = 250
 LARGEST = 20_000_000
 SKIPPED = 77
+SHOWN = 20
 
 
 def documents(folders):
@@ -181,9 +182,9 @@ def main():
             result = compare(vn, file, form, expected, reason)
             if result.startswith("FAILED"):
                 failures += 1
+            if result.startswith("FAILED") and failures <= SHOWN:
                 print("%s, %s: %s" % (file, form, result))
-                result = "FAILED"
-            table[form, result] += 1
+            table[form, result.split(":")[0]] += 1
     print("%d documents" % len(files))
     for (form, result), count in sorted(table.items()):
         print("  %-7s %6d  %s" % (form, count, result))

@@ -86,8 +86,8 @@ void showTree(const vnDynamicType& value, const std::string& label, unsigned int
 
 void vnRunJson(vnArguments& arguments)
 {
-    const bool isStrict = arguments.takeFlag("strict");
-    const bool showsValue = arguments.takeFlag("value");
+    const bool isStrict = arguments.takeFlag("--strict");
+    const bool showsValue = arguments.takeFlag("--value");
     const std::string url = arguments.takeOperands(1, 1)[0];
     vnJSON json;
     json.setStrict(isStrict);
