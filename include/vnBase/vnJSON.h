@@ -44,8 +44,8 @@
 class VN_BASE_API vnJSON : public vnBasicParser, public vnSerializeData, public vnTypeInterface
 {
 public:
-    /// How deep values may be nested at the start: written by tabs, a document this deep stays below 20 times
-    /// its depth for each line, and readers by recursion stay within a stack of 8 MiB.
+    /// How deep values may be nested at the start. Reading and writing take no stack for it; a program that
+    /// walks over values by recursion bears it on a stack of 8 MiB.
     static constexpr unsigned int VN_DEFAULT_MAX_DEPTH = 5000;
 
     vnJSON();

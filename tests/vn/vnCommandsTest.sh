@@ -318,8 +318,8 @@ head -c "$(stat -c %s block)" blocks > encoded; same "a block per 1000000 bytes"
 rm -f plain text lines encoded decoded part first block blocks
 
 printf '{"list": [1, "\\u00e9", true], "": [[0.5]]}' > json
-tab=$'\t'
-check "json" 0 "$line{$line$tab\"\":$tab[[0.500000]],$line$tab\"list\":$tab[1.000000,\"\xc3\xa9\",true]$line}$line" json json
+tab=$'\t' accented=$'\xc3\xa9'
+check "json" 0 "$line{$line$tab\"\":$tab[[0.500000]],$line$tab\"list\":$tab[1.000000,\"$accented\",true]$line}$line" json json
 check "strict json" 0 "[1,\"a\\u0001\"]$line" json --strict - < <(printf '[1, "a\\u0001"]')
 check "the value of json" 0 "array$line  0: cont$line    \"a\": str \"x\"$line  1: llnum 2$line" \
     json --strict --value - < <(printf '[{"a":"x"},2]')
