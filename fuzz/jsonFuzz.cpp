@@ -57,13 +57,19 @@ void checkText(std::string& text)
     for (const unsigned char strict : {0, 1})
     {
         const vnDynamicType value = readText(text, strict);
-        VN_FUZZ_CHECK(readFrom(new vnFuzzSource(text), strict) == value);
+        // A source of unknown length has no marks.
+        const bool isMarked = text.size() > 1 && (text[0] & 0x80);
+        if (!isMarked)
+            VN_FUZZ_CHECK(readFrom(new vnFuzzSource(text), strict) == value);
         std::string written;
         const bool isWhole = write(value, strict, 0, written);
         if (!strict || value.is("error"))
             continue;
         VN_FUZZ_CHECK(isWhole);
-        VN_FUZZ_CHECK(readText(written, 1) == value);
+        // A whole number may come back with another tag, but not as another text.
+        std::string again;
+        VN_FUZZ_CHECK(write(readText(written, 1), 1, 0, again));
+        VN_FUZZ_CHECK(again == written);
         // The wide grammar takes what the strict one takes, but for what the two read otherwise by design.
         write(readText(text, 0), 1, 2, written);
     }

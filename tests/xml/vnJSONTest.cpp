@@ -377,6 +377,8 @@ TEST(vnJSON, StrictFormKeepsValues)
           "[0.1,1e+300,5e-324,-2.5]", "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u001f\x7F\xC3\xA9'?\"",
           "\n{\n\t\"\\n\":\t[\n\t\t\t{\n\t\t\t}]\n}"})
         EXPECT_EQ(written(readText(text, 1), 1), text);
+    EXPECT_EQ(written(arrayOf({18446744073709551616.0, -1e19, 1.0, 9007199254740992.0}), 1),
+              "[1.8446744073709552e+19,-1e+19,1,9007199254740992]");
     EXPECT_EQ(written("\xFCo\"\n", 1), "\"\xC3\xBCo\\\"\\n\""); // 8-bit text
     EXPECT_EQ(written(readText("\"\xC3\xBC\"", 1), 1), "\"\xC3\xBC\"");
     EXPECT_THROW(vnDynamicType(1e308 * 10).asJSON(1), vnFatalError);

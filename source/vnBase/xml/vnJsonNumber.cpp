@@ -186,7 +186,11 @@ char* vnJsonNumber::writeFixed(char* to, int value)
 
 char* vnJsonNumber::writeShortest(char* to, double value)
 {
-    return std::to_chars(to, to + VN_MAX_WRITTEN, value).ptr;
+    // Without an exponent a large number would read as an integer beyond 64 bits.
+    constexpr double limit = 9223372036854775808.0;
+    const bool isLarge = value >= limit || value <= -limit;
+    return isLarge ? std::to_chars(to, to + VN_MAX_WRITTEN, value, std::chars_format::scientific).ptr
+                   : std::to_chars(to, to + VN_MAX_WRITTEN, value).ptr;
 }
 
 char* vnJsonNumber::writeInteger(char* to, vnInt64 value)
