@@ -34,6 +34,7 @@
 #include <vnBase/vnURL.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
+#include <vnBase/vnXmlSax.h>
 
 #include <gtest/gtest.h>
 
@@ -569,6 +570,70 @@ void useFileSearch()
     }
 }
 
+class XmlCopy : public vnXmlSax
+{
+public:
+    explicit XmlCopy(vnXmlSax& to) : m_to(to) { enableNotifyItemType(VN_XML_ALL_ITEMS); }
+    unsigned char onElementStart(const vnString& name, unsigned int) override
+    {
+        m_to.writeElementStart(name);
+        return 1;
+    }
+    unsigned char onAttribute(const vnString& name, const vnString& value, unsigned int) override
+    {
+        m_to.writeAttribute(name, value);
+        return 1;
+    }
+    unsigned char onElementEnd(const vnString&, unsigned int level) override
+    {
+        m_to.writeElementEnd();
+        return getAttributeSet(level).getCount() < 3;
+    }
+    unsigned char onCharData(const vnString& text, unsigned int) override
+    {
+        m_to.writeCharData(text);
+        return 1;
+    }
+
+private:
+    vnXmlSax& m_to;
+};
+
+class XmlWriter : public vnXmlSax
+{
+public:
+    explicit XmlWriter(vnSerializeAdapter* from) : m_from(from) {}
+    void onWrite() override
+    {
+        XmlCopy copy(*this);
+        copy.read(m_from.get());
+        EXPECT_EQ(copy.getError(), "");
+    }
+
+private:
+    vnRefPointer<vnSerializeAdapter> m_from;
+};
+
+void useXml()
+{
+    std::string document = "<?xml version='1.0' encoding='UTF-8'?><!-- \xC3\xA9 --><?target data?>"
+                           "<root one='function:f' two='a long value &amp; more than a few bytes'>";
+    for (int i = 0; i < 3; ++i)
+        document += "<child>a text that does not fit into any small buffer, \xE4\xB8\x80</child>";
+    document += "<![CDATA[<>]]>a ]] b &lt; &#65;</root>";
+    const auto size = static_cast<unsigned int>(document.size());
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(document.data()), size);
+    const vnRefPointer<vnSerializeAdapter> memory(new vnSerializeAdapterMemory(document.data(), size));
+    for (vnSerializeAdapter* from : {static_cast<vnSerializeAdapter*>(queue.get()), memory.get()})
+    {
+        vnRefPointer<vnSerializeAdapterQueue> to(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+        XmlWriter writer(from);
+        writer.write(to.get());
+        EXPECT_EQ(writer.getError(), "");
+    }
+}
+
 struct Script
 {
     const char* name;
@@ -603,6 +668,7 @@ const Script scripts[] = {
     {"walks", useWalks},
     {"console", useConsole},
     {"file search", useFileSearch},
+    {"xml", useXml},
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.
