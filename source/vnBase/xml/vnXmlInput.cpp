@@ -50,6 +50,18 @@ void widen(const unsigned char* block, char16_t* to) noexcept
     std::memcpy(to, units, sizeof units);
 }
 
+bool hasLineFeed(const unsigned char* block) noexcept
+{
+    unsigned char bytes[VN_BLOCK];
+    unsigned char is[VN_BLOCK];
+    std::memcpy(bytes, block, sizeof bytes);
+    for (unsigned int i = 0; i < VN_BLOCK; ++i)
+        is[i] = bytes[i] == '\n' ? 0xFF : 0;
+    vnUInt64 words[2];
+    std::memcpy(words, is, sizeof words);
+    return (words[0] | words[1]) != 0;
+}
+
 unsigned int countLineFeeds(const unsigned char* from, const unsigned char* to) noexcept
 {
     unsigned int count = 0;
@@ -187,6 +199,42 @@ void vnXmlInput::settle()
     m_base = m_parser.getTokenPos();
 }
 
+// What stands between two notifications is most often a few bytes, which are remembered and looked through
+// for line feeds at once. Answers false when it is more than that.
+bool vnXmlInput::settleShort() noexcept
+{
+    vnBasicParser& p = m_parser;
+    constexpr unsigned int VN_SHORT = 256;
+    const auto count = static_cast<std::size_t>(m_next - m_begin);
+    if (count == 0 || count > VN_SHORT || m_extra != 0 || p.m_tail != 0 ||
+        p.m_history.getSize() - p.m_historyEnd < count + VN_BLOCK || p.m_remembered > p.m_maxBufferSize)
+        return false;
+    char16_t* to = p.m_history.data() + p.m_historyEnd;
+    bool hasLines = false;
+    const unsigned char* from = m_begin;
+    for (; m_end - from >= static_cast<std::ptrdiff_t>(VN_BLOCK) && from < m_next;
+         from += VN_BLOCK, to += VN_BLOCK)
+    {
+        widen(from, to);
+        hasLines |= hasLineFeed(from);
+    }
+    for (; from < m_next; ++from)
+    {
+        *to++ = *from;
+        hasLines |= *from == '\n';
+    }
+    const auto tokens = static_cast<unsigned int>(count);
+    p.m_historyEnd += tokens;
+    p.m_remembered = std::min(p.m_remembered + tokens, p.m_maxBufferSize);
+    p.m_tokenPos += tokens;
+    vnAdapterWindow::advance(*p.m_adapter, m_next);
+    if (hasLines) // or what stands behind has some
+        countLines(m_begin, m_next, tokens);
+    else
+        p.m_column += tokens;
+    return true;
+}
+
 // The bytes are well-formed and stand at the start of the adapter's window.
 void vnXmlInput::takeUtf8(const unsigned char* begin, const unsigned char* end)
 {
@@ -196,6 +244,14 @@ void vnXmlInput::takeUtf8(const unsigned char* begin, const unsigned char* end)
     remember(begin, end, tokens);
     vnAdapterWindow::advance(*p.m_adapter, end);
     p.m_tokenPos += tokens;
+    countLines(begin, end, tokens);
+}
+
+// Of what was just taken.
+void vnXmlInput::countLines(const unsigned char* begin, const unsigned char* end,
+                            unsigned int tokens) noexcept
+{
+    vnBasicParser& p = m_parser;
     const auto* last =
         static_cast<const unsigned char*>(memrchr(begin, '\n', static_cast<std::size_t>(end - begin)));
     if (!last)

@@ -46,8 +46,11 @@ public:
     void open();
     void close()
     {
-        settle();
-        m_cursor.leave();
+        if (!settleShort())
+        {
+            settle();
+            m_cursor.leave();
+        }
         m_keptEnd = m_end;
         m_keptNext = m_next;
         m_keptProgressAt = m_progressAt;
@@ -193,7 +196,9 @@ private:
         m_base = m_parser.getTokenPos();
         ++m_serial;
     }
+    bool settleShort() noexcept;
     void settle();
+    void countLines(const unsigned char* begin, const unsigned char* end, unsigned int tokens) noexcept;
     void takeUtf8(const unsigned char* begin, const unsigned char* end);
     void remember(const unsigned char* begin, const unsigned char* end, unsigned int tokens);
     void takeDecoded(const Decoded& decoded) noexcept
