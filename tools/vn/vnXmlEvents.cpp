@@ -4,6 +4,7 @@
 #include "vnStandardStreams.h"
 #include "vnTool.h"
 
+#include <vnBase/vnObject.h>
 #include <vnBase/vnXmlSax.h>
 
 #include <initializer_list>
@@ -80,17 +81,20 @@ public:
     {
         return show("Comment", level, {&text});
     }
-    unsigned char onDynamicType(const vnDynamicType&, const vnString& name, unsigned int level) override
+    // Values and objects are shown by their types.
+    unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override
     {
-        return show("DynamicType", level, {&name});
+        return show("DynamicType", level, {&value.getDynamicType(), &name});
     }
-    unsigned char onObject(vnObject*, const vnString& name, unsigned int level) override
+    unsigned char onObject(vnObject* object, const vnString& name, unsigned int level) override
     {
-        return show("Object", level, {&name});
+        const vnString type(object ? object->getTypeName() : "");
+        return show("Object", level, {&type, &name});
     }
-    unsigned char onCustomData(vnReference*, const vnString& name, unsigned int level) override
+    unsigned char onCustomData(vnReference* data, const vnString& name, unsigned int level) override
     {
-        return show("CustomData", level, {&name});
+        const vnString type(data ? data->getTypeName() : "");
+        return show("CustomData", level, {&type, &name});
     }
     vnString onFunction(const vnString& name, unsigned int level) override
     {
