@@ -121,6 +121,13 @@ GOALS = (
     ("s.xml", "write 20 MB", "vnXmlSax", [(1.0, "QXmlStreamWriter"), (1.0, "Poco XMLWriter")], [(500.0, "")]),
     ("s.settings", "read a key", "vnKeyDatabase::getUserKey", [(10.0, "")], [(1.0, "QSettings::sync, value")]),
     ("s.settings", "set a key", "vnKeyDatabase::setUserKey", [(0.1, "")], [(1.0, "QSettings::setValue, sync")]),
+    ("s.document", "20 MB: parse", "vnXmlDom", [(1.0, "Poco DOMParser"), (1.0, "QDomDocument")], [(150.0, "")]),
+    ("s.document", "20 MB: parse and free", "vnXmlDom", [(1.0, "Poco DOMParser"), (1.0, "QDomDocument")], [(150.0, "")]),
+    ("s.document", "20 KB: parse and free", "vnXmlDom", [(1.0, "Poco DOMParser"), (1.0, "QDomDocument")], [(150.0, "")]),
+    ("s.document", "heap bytes", "vnXmlDom", [(12.0, ""), (1.0, "QDomDocument")], [(1.0, "Poco DOMParser")]),
+    ("s.document", "a path by place", "vnXmlDom", [(1.0, "Poco DOMParser")], [(0.5, "Poco DOMParser")]),
+    ("s.document", "a path by attribute", "vnXmlDom", [(1.0, "Poco DOMParser")], [(0.5, "Poco DOMParser")]),
+    ("s.document", "a path at any depth", "vnXmlDom", [(1.0, "Poco DOMParser")], [(0.5, "Poco DOMParser")]),
 
     ("r.words", "20 MB", "vn words", [(1.2, "plain program")], [(1.0, "plain program")]),
     ("r.words", "20 MB", "vn words, 1 thread", [(1.2, "plain program")], [(1.0, "plain program")]),

@@ -34,6 +34,7 @@
 #include <vnBase/vnURL.h>
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
+#include <vnBase/vnXmlDom.h>
 #include <vnBase/vnXmlSax.h>
 
 #include <gtest/gtest.h>
@@ -634,6 +635,28 @@ void useXml()
     }
 }
 
+void useDocument()
+{
+    std::string text = "<root one='a long value &amp; more than a few bytes' two='100%%'>";
+    for (int i = 0; i < 3; ++i)
+        text += "<child id='1'>a text that does not fit into any small buffer &amp; <b/> more</child>";
+    text += "<![CDATA[<>]]><!--k--><?include $(VN_NOT_SET)missing.xml?></root>";
+    const vnRefPointer<vnXmlDom> document(new vnXmlDom);
+    const vnRefPointer<vnSerializeAdapter> memory(
+        new vnSerializeAdapterMemory(text.data(), static_cast<unsigned int>(text.size())));
+    document->read(memory);
+    EXPECT_EQ(document->getError(), "");
+    auto* child = static_cast<vnXmlElement*>(document->findItem("root/child[last()]"));
+    EXPECT_EQ(child->getAttributeList().getCount(), 1u);
+    child->setAttribute("more", "%s", longText);
+    const vnRefPointer<vnXmlItem> added(new vnXmlCharData(longText));
+    document->addItem("root/new/path", added);
+    EXPECT_NE(document->asString(VN_XML_STRING_CHILDREN | VN_XML_STRING_DATA), "");
+    const vnRefPointer<vnSerializeAdapterQueue> to(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    document->write(to);
+    EXPECT_EQ(document->getError(), "");
+}
+
 struct Script
 {
     const char* name;
@@ -669,6 +692,7 @@ const Script scripts[] = {
     {"console", useConsole},
     {"file search", useFileSearch},
     {"xml", useXml},
+    {"xml document", useDocument},
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.

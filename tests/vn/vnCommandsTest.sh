@@ -244,6 +244,17 @@ check "objects of nothing" 0 "" objects empty
 printf '\1\2\3\4\0\0\0\x0b\0\0\0\0' > short
 check "an object of eleven bytes" 1 "" objects short
 
+printf '<a><b id="1">t</b><?include part.xml?></a>' > main.xml
+printf '<p><q/></p>' > part.xml
+printf '<a><b></a>' > wrong.xml
+declaration='<?xml version="1.0" encoding="utf-8" standalone="yes" ?>'
+check "a document" 0 "$declaration$line<a>$line"$'\t'"<b id=\"1\">t</b>$line"$'\t'"<?include part.xml?>$line</a>$line" \
+    xml main.xml
+check "an item" 0 "$line<q/>$line" xml main.xml //q
+check "an item of a document that is not included" 1 "" xml --no-include main.xml //q
+check "a text" 0 "t$line" xml main.xml "a/b[@id='1']/<char_data>"
+check "no item" 1 "" xml main.xml a/b/c
+check "no document" 1 "" xml wrong.xml
 check "a number on the wire" 0 "fc0200010c$line" value num 12
 check "a negative number" 0 "fc020001fb$line" value num -5
 check "no number" 1 "" value num text

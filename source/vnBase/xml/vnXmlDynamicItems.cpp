@@ -88,7 +88,10 @@ void vnXmlCustomData::write(vnXmlSax* sax)
 void vnXmlCustomData::debugData(const vnString& prefix)
 {
     vnXmlElement::debugData(prefix);
-    vnMessage::message(VN_MESSAGE_DEBUG, "%sCustom Data: %s", prefix, typeNameOf(m_data));
+    if (m_data)
+        vnMessage::message(VN_MESSAGE_DEBUG, "%sCustom Data: %s", prefix, typeNameOf(m_data));
+    else
+        vnMessage::message(VN_MESSAGE_DEBUG, "%sCustom Data: NULL", prefix);
 }
 
 vnString vnXmlCustomData::dataAsString(bool label)

@@ -13,16 +13,11 @@ vnString withSettings(const vnString& text)
 {
     if (text.find('$') == text.length())
         return text;
-    vnSerializeAdapterMemory adapter(const_cast<char*>(text.getString()), text.length());
-    adapter.ref(); // it stands on the stack, and the parser lets go of it
-    vnString expanded;
-    {
-        vnRegKeyExpandParser parser;
-        parser.setAdapter(&adapter);
-        expanded = parser.parse();
-    }
-    adapter.unrefNoDelete();
-    return expanded;
+    const vnRefPointer<vnSerializeAdapter> adapter(
+        new vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length())); // only read
+    vnRegKeyExpandParser parser;
+    parser.setAdapter(adapter);
+    return parser.parse();
 }
 
 bool isNamePart(char character)

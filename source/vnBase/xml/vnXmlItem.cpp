@@ -225,8 +225,16 @@ void vnXmlItem::mergeStandardReferencesAndText()
     {
         const unsigned int flags = item->m_flags;
         item->m_flags = static_cast<unsigned char>(flags & ~(VN_FLAG_MERGE | VN_FLAG_MERGE_BELOW));
-        if (flags & VN_FLAG_MERGE)
-            item->mergeChildren(joined);
+        try
+        {
+            if (flags & VN_FLAG_MERGE)
+                item->mergeChildren(joined);
+        }
+        catch (...)
+        {
+            item->markMerge(VN_FLAG_MERGE); // and so that what is left is found again
+            throw;
+        }
         if (item->m_flags & VN_FLAG_MERGE)
             item->markMerge(VN_FLAG_MERGE);
         const bool isBelow = (flags & VN_FLAG_MERGE_BELOW) && item->m_firstChild;
