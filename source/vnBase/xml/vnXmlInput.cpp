@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlInput.h"
 
+#include "vnXmlScan.h"
+
 #include <vnBase/vnMemory.h>
 
 #include <limits>
-
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 namespace
 {
@@ -471,34 +469,6 @@ bool vnXmlInput::acceptSlow(const char* text, unsigned int count, bool giveBack)
         m_parser.pushBackTokens(m_parser.getTokenPos() - begin);
     open();
     return isSame;
-}
-
-// As far as whole blocks hold nothing that ends the text, nor, in UTF-8, anything above 127.
-void vnXmlInput::skipBlocks([[maybe_unused]] vnXmlClass::Bit bit) noexcept
-{
-#ifdef __SSE2__
-    if (bit != vnXmlClass::CHAR_DATA && bit != vnXmlClass::DOUBLE_QUOTED && bit != vnXmlClass::SINGLE_QUOTED)
-        return;
-    const char ending = bit == vnXmlClass::CHAR_DATA ? ']' : bit == vnXmlClass::DOUBLE_QUOTED ? '"' : '\'';
-    const __m128i less = _mm_set1_epi8('<');
-    const __m128i ampersand = _mm_set1_epi8('&');
-    const __m128i third = _mm_set1_epi8(ending);
-    const __m128i high = _mm_set1_epi8(m_maxByte == 0x7F ? '\x80' : 0);
-    while (m_limit - m_next >= static_cast<std::ptrdiff_t>(VN_BLOCK))
-    {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_next));
-        const __m128i ends =
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, less), _mm_cmpeq_epi8(block, ampersand)),
-                         _mm_or_si128(_mm_cmpeq_epi8(block, third), _mm_and_si128(block, high)));
-        const int found = _mm_movemask_epi8(ends);
-        if (found != 0)
-        {
-            m_next += __builtin_ctz(static_cast<unsigned int>(found));
-            return;
-        }
-        m_next += VN_BLOCK;
-    }
-#endif
 }
 
 bool vnXmlInput::skipText(vnXmlClass::Bit bit, bool onlyChars)

@@ -206,7 +206,6 @@ private:
         m_next += decoded.size;
         m_extra += decoded.size - (decoded.character > 0xFFFF ? 2 : 1);
     }
-    void skipBlocks(vnXmlClass::Bit bit) noexcept;
     unsigned int getSizeLeft() const noexcept;
     bool refill();
     int peekSlow();

@@ -2,6 +2,7 @@
 #include "vnXmlText.h"
 
 #include "vnXmlInput.h"
+#include "vnXmlScan.h"
 
 #include <string>
 
@@ -208,10 +209,12 @@ bool isAllChars(std::string_view text) noexcept
 /// Whether all bytes are ASCII and of the class, which is enough for most texts.
 bool isSimple(std::string_view text, Bit bit) noexcept
 {
-    for (const char c : text)
-        if (!(utf8Table[static_cast<unsigned char>(c)] & bit))
-            return false;
-    return true;
+    const auto* next = reinterpret_cast<const unsigned char*>(text.data());
+    const unsigned char* end = next + text.size();
+    next = vnXmlSkipBlocks(next, end, bit, true);
+    while (next != end && (utf8Table[*next] & bit))
+        ++next;
+    return next == end;
 }
 
 bool has(std::string_view text, std::string_view part) noexcept
