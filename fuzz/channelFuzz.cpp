@@ -8,7 +8,6 @@
 #include <vnBase/vnObjectSender.h>
 
 #include <string>
-#include <vector>
 
 // A channel with any bytes ahead of a frame of ours: nothing is reported, and nothing but the end of the data
 // ends the receiver. With a frame behind what can't be taken for one, that frame arrives. The first byte
@@ -20,15 +19,15 @@ namespace
 // Lets go of each other what keeps each other alive.
 void breakCircles(vnObject* root)
 {
-    std::vector<vnRefPointer<vnObject>> found;
-    found.emplace_back(root);
-    for (std::size_t i = 0; i < found.size(); ++i)
+    vnDynamicArray<vnRefPointer<vnObject>> found;
+    found.append(vnRefPointer<vnObject>(root));
+    for (unsigned int i = 0; i < found.getSize(); ++i)
     {
         const vnRefPointer<vnObject> object(found[i].get());
         if (const vnUserDataDictionary* items = object->getUserDataDictionary())
             for (const auto& entry : *items)
                 if (entry.getValue()->isOfType(vnObject::getClassType()))
-                    found.emplace_back(static_cast<vnObject*>(entry.getValue()));
+                    found.append(vnRefPointer<vnObject>(static_cast<vnObject*>(entry.getValue())));
         object->removeAllUserData();
     }
 }
@@ -108,7 +107,7 @@ std::string ownFrame()
     vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     vnObjectSender sender("scene", queue);
     vnRefPointer<vnObject> object(new vnObject);
-    object->setAttribute("data", "n", vnDynamicTypeNum(77));
+    object->setAttribute("data", "n", 77.0);
     sender.sendObject(object);
     return contentOf(*queue);
 }
