@@ -36,12 +36,9 @@ const std::vector<vnCommand>& vnCommands()
          "    vn format '%-8s|%5d|%x' name 42 255\n",
          vnRunFormat},
         {"json", "[--strict] [--value] URL", "read JSON and write it again",
-         "Texts are read and written in the wide form of the library; --strict reads and writes exactly RFC "
-         "8259.\n"
-         "--value shows the value instead, a line each with its tag and text, indented by depth. At most 1 "
-         "GiB "
-         "is\n"
-         "read, and as much written.\n"
+         "Texts are read and written in the wide form of the library; --strict reads and writes exactly\n"
+         "RFC 8259. --value shows the value instead, a line each with its tag and text, indented by depth.\n"
+         "At most 1 GiB is read, and as much written.\n"
          "    vn json --strict settings.json\n",
          vnRunJson},
         {"key", "get|set|remove|list [--machine] [--password P] KEY [VALUE]", "read and change settings",
