@@ -352,12 +352,22 @@ int vnXmlInput::peekSlow()
     return lookAtUnit();
 }
 
+// Before tokens are taken from the adapter: what was read must not get lost for want of room.
+void vnXmlInput::makeRoom(unsigned int tokens)
+{
+    vnBasicParser& p = m_parser;
+    if (p.m_history.getSize() - p.m_historyEnd < tokens)
+        p.makeHistoryRoom(std::min(p.m_remembered, p.m_historyEnd), tokens);
+}
+
 // One byte that is a character of its own, where a look at the adapter tells so. Answers false otherwise.
 bool vnXmlInput::readByte(bool keep, int& character)
 {
     vnBasicParser& p = m_parser;
     if (m_maxByte < 0)
         return false;
+    if (keep)
+        makeRoom(1);
     vnSerializeAdapter& adapter = *p.m_adapter;
     const unsigned char byte = adapter.read();
     const bool isWhole = byte <= m_maxByte;
@@ -399,6 +409,8 @@ bool vnXmlInput::readWide(bool keep, int& character)
     vnBasicParser& p = m_parser;
     if (m_maxByte != 0x7F)
         return false;
+    if (keep)
+        makeRoom(2);
     vnSerializeAdapter& adapter = *p.m_adapter;
     unsigned char bytes[4] = {adapter.read()};
     unsigned int count = 1;

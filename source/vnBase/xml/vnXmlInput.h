@@ -201,6 +201,7 @@ private:
     void countLines(const unsigned char* begin, const unsigned char* end, unsigned int tokens) noexcept;
     void takeUtf8(const unsigned char* begin, const unsigned char* end);
     void remember(const unsigned char* begin, const unsigned char* end, unsigned int tokens);
+    void makeRoom(unsigned int tokens);
     void takeDecoded(const Decoded& decoded) noexcept
     {
         m_next += decoded.size;
