@@ -174,6 +174,30 @@ TEST(vnXmlDom, ReplacesTheTreeAndTheErrorByEachRead)
     EXPECT_TRUE(document.isOfType(vnXmlItem::getClassType()));
 }
 
+TEST(vnXmlDom, LeavesItsItemsToThoseWhoHoldThem)
+{
+    vnRefPointer<vnXmlDom> document(new vnXmlDom);
+    std::string text = "<a>";
+    for (int i = 0; i < 2000; ++i)
+        text +=
+            "<b id='" + std::to_string(i) + "'>a text of some length for " + std::to_string(i) + "<c/></b>";
+    vnReadText(*document, text + "</a>");
+    const vnRefPointer<vnXmlItem> first(document->findItem("a/b"));
+    const vnRefPointer<vnXmlItem> last(document->findItem("a/b[last()]"));
+    document->findItem("a")->removeChild(last);
+    vnXmlElement& element = static_cast<vnXmlElement&>(*first);
+    element.setAttribute("more", "%s", std::string(1000, 'x').c_str()); // there is no room behind it
+    element.removeAttribute("more");
+    element.setAttribute("more", "y");
+    vnRefPointer<vnXmlCustomData> custom(new vnXmlCustomData(static_cast<vnXmlElement&>(*last), nullptr));
+    document = nullptr;
+    EXPECT_EQ(vnShape(*first), "b[id=0][more=y]('a text of some length for 0'c)");
+    EXPECT_EQ(vnShape(*last), "b('a text of some length for 1999'c)"); // its attributes were taken over
+    EXPECT_EQ(vnShape(*custom), "b[id=1999]");
+    first->addChild(last);
+    EXPECT_EQ(first->childEntries(), 3u);
+}
+
 TEST(vnXmlDom, PutsValuesInThePlaceOfTheirElements)
 {
     class Document : public vnXmlDom

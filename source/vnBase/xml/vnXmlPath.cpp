@@ -36,28 +36,6 @@ vnInt64 countCalled(const vnXmlItem& parent, std::string_view name)
     return count;
 }
 
-// The place of the first child called `name` that is an element and has an attribute of which `isWanted` is
-// true, counted from 1; one more than there are children of this name for none.
-template <class Test>
-vnInt64 placeByAttribute(const vnXmlItem& parent, std::string_view name, std::string_view attribute,
-                         const Test& isWanted)
-{
-    vnInt64 place = 0;
-    bool isFound = false;
-    forEachCalled(parent, name,
-                  [&](vnXmlItem& child)
-                  {
-                      ++place;
-                      const vnXmlElement* element = vnXmlTree::asElement(&child);
-                      std::string_view value;
-                      isFound = element &&
-                                vnXmlAttributes::find(vnXmlTree::attributesOf(*element), attribute, value) &&
-                                isWanted(value);
-                      return !isFound;
-                  });
-    return isFound ? place : place + 1;
-}
-
 std::string_view withoutQuotes(std::string_view text)
 {
     constexpr const char* quotes = "\"'";
@@ -65,6 +43,39 @@ std::string_view withoutQuotes(std::string_view text)
     if (begin == text.npos)
         return {};
     return text.substr(begin, text.find_last_not_of(quotes) + 1 - begin);
+}
+
+// What stands behind the "@" in brackets: an attribute that is not empty, or that equals a value.
+class AttributeTest
+{
+public:
+    AttributeTest() = default;
+    explicit AttributeTest(std::string_view expression)
+    {
+        const std::size_t equals = expression.find('=');
+        m_name = expression.substr(0, equals);
+        m_hasValue = equals != expression.npos;
+        if (m_hasValue)
+            m_value = withoutQuotes(expression.substr(equals + 1));
+    }
+
+    bool isTrueOf(vnXmlItem& item) const
+    {
+        const vnXmlElement* element = vnXmlTree::asElement(&item);
+        std::string_view value;
+        return element && vnXmlAttributes::find(vnXmlTree::attributesOf(*element), m_name, value) &&
+               (m_hasValue ? value == m_value : !value.empty());
+    }
+
+private:
+    std::string_view m_name;
+    std::string_view m_value;
+    bool m_hasValue = false;
+};
+
+bool isAttributeTest(std::string_view expression)
+{
+    return expression.substr(0, 1) == "@";
 }
 
 vnInt64 evaluate(const vnXmlItem& parent, std::string_view name, std::string_view expression)
@@ -75,16 +86,18 @@ vnInt64 evaluate(const vnXmlItem& parent, std::string_view name, std::string_vie
         return static_cast<vnInt64>(
             static_cast<vnUInt64>(countCalled(parent, name)) +
             static_cast<vnUInt64>(vnXmlTree::makeString(expression.substr(last.size())).num()));
-    if (expression.empty() || expression.front() != '@')
+    if (!isAttributeTest(expression))
         return vnXmlTree::makeString(expression).num();
-    expression.remove_prefix(1);
-    const std::size_t equals = expression.find('=');
-    if (equals == expression.npos)
-        return placeByAttribute(parent, name, expression,
-                                [](std::string_view value) { return !value.empty(); });
-    const std::string_view wanted = withoutQuotes(expression.substr(equals + 1));
-    return placeByAttribute(parent, name, expression.substr(0, equals),
-                            [wanted](std::string_view value) { return value == wanted; });
+    const AttributeTest test(expression.substr(1));
+    vnInt64 place = 1; // one more than there are when none is like that
+    forEachCalled(parent, name,
+                  [&](vnXmlItem& child)
+                  {
+                      const bool isFound = test.isTrueOf(child);
+                      place += !isFound;
+                      return !isFound;
+                  });
+    return place;
 }
 
 // A search that stands in the children of an item.
@@ -95,6 +108,9 @@ struct Place
     vnXmlItem* child = nullptr; // the next one
     vnInt64 index = 0;
     vnInt64 count = 0;
+    AttributeTest test;
+    bool hasTest = false; // in the place of an index, so that the children are gone through once
+    bool isOver = false;  // the child that is meant was there
 };
 
 class Search
@@ -125,10 +141,21 @@ private:
     {
         if (!isCalled(child, place.step.name))
             return place.step.isAtAnyDepth ? searchIn(child, place.step.path) : nullptr;
-        ++place.count;
-        if (place.index != 0 && place.index != place.count)
+        if (!isMeant(place, child))
             return nullptr;
+        if (place.isOver && !place.step.isAtAnyDepth)
+            place.child = nullptr;
         return place.step.rest.empty() ? &child : searchIn(child, place.step.rest);
+    }
+
+    static bool isMeant(Place& place, vnXmlItem& child)
+    {
+        if (!place.hasTest && place.index == 0)
+            return true;
+        if (place.isOver)
+            return false;
+        place.isOver = place.hasTest ? place.test.isTrueOf(child) : ++place.count == place.index;
+        return place.isOver;
     }
 
     vnXmlItem* searchIn(vnXmlItem& item, std::string_view path)
@@ -161,8 +188,13 @@ private:
         else
             place.step = vnXmlStep(path);
         place.child = child;
-        place.index = place.step.hasIndex ? place.step.indexIn(item) : 0;
+        place.hasTest =
+            place.step.hasIndex && isAttributeTest(place.step.expression) && vnXmlTree::isOurs(item);
+        if (place.hasTest)
+            place.test = AttributeTest(place.step.expression.substr(1));
+        place.index = place.step.hasIndex && !place.hasTest ? place.step.indexIn(item) : 0;
         place.count = 0;
+        place.isOver = false;
         ++m_depth;
         return nullptr;
     }
