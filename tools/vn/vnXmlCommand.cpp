@@ -6,8 +6,8 @@
 
 void vnRunXml(vnArguments& arguments)
 {
-    const bool isEvents = arguments.takeFlag("events");
-    const bool readsIncluded = !arguments.takeFlag("no-include");
+    const bool isEvents = arguments.takeFlag("--events");
+    const bool readsIncluded = !arguments.takeFlag("--no-include");
     const std::vector<std::string> operands = arguments.takeOperands(1, isEvents ? 1 : 2);
     if (isEvents)
         vnShowXmlEvents(operands[0]); // which includes nothing
