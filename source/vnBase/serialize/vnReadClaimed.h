@@ -37,7 +37,7 @@ vnReadResult vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>
 /// Makes `bytes` `size` long; its capacity grows by its chunk, or by half of itself when that is more. False
 /// when there is no memory for that many: that is a matter of the size, and not the end of all memory, which
 /// throws `std::bad_alloc` as ever.
-bool vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size);
+[[nodiscard]] bool vnGrowTo(vnDynamicArray<unsigned char>& bytes, unsigned int size);
 
 /// Moves to an offset from the start that may be larger than what `seek` takes in its signed argument.
 bool vnSeekTo(vnSerializeAdapter& adapter, unsigned int offset);

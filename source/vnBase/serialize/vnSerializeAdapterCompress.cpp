@@ -143,7 +143,8 @@ private:
 
     unsigned char* makeRawRoom(unsigned int count)
     {
-        vnGrowTo(m_raw, vnCheckedSize(std::size_t{m_rawSize} + count));
+        if (!vnGrowTo(m_raw, vnCheckedSize(std::size_t{m_rawSize} + count)))
+            vnThrowBadAlloc(__FILE__, __LINE__);
         return m_raw.data() + m_rawSize;
     }
 

@@ -106,7 +106,8 @@ unsigned int vnSerializeAdapterPacket::append(const unsigned char* data, unsigne
     vnDynamicArray<unsigned char>& packet = openPacket();
     const unsigned int held = packet.getSize();
     const unsigned int fits = std::min(count, m_packetSize - held);
-    vnGrowTo(packet, held + fits);
+    if (!vnGrowTo(packet, held + fits))
+        vnThrowBadAlloc(__FILE__, __LINE__);
     std::memcpy(packet.data() + held, data, fits);
     m_total += fits;
     return fits;
