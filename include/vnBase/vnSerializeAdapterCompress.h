@@ -20,8 +20,9 @@
 /// When the target throws within a block, or memory is exhausted, what was taken of the block is put back in
 /// front of the target, and the next reading begins with it.
 ///
-/// A damaged block gives no bytes. All that the target held then is dropped, the error is set, and "Failed to
-/// uncompress data in ..." is posted as a warning unless the flags hold `VN_ADAPTER_SILENT`. Reading a single
+/// A damaged block gives no bytes. All that the target held then is dropped (of a channel behind a further
+/// adapter only what that one holds), the error is set, and "Failed to uncompress data in ..." is posted as a
+/// warning unless the flags hold `VN_ADAPTER_SILENT`. Reading a single
 /// byte when there is none throws `vnFatalError`; ask `hasData()` first.
 class VN_BASE_API vnSerializeAdapterCompress : public vnSerializeAdapterFilter
 {

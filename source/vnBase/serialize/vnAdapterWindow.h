@@ -23,6 +23,16 @@ public:
         adapter.m_readNext = to;
     }
 
+    /// How many bytes the adapter itself holds, pushed back or in the window: they come without its source.
+    static unsigned int held(const vnSerializeAdapter& adapter) noexcept
+    {
+        const auto open = (adapter.m_readEnd - adapter.m_readNext) + (adapter.m_heldEnd - adapter.m_heldNext);
+        return adapter.m_pushBack.getCount() + static_cast<unsigned int>(open);
+    }
+
+    /// Whether the class says that its length is an estimate.
+    static bool estimates(const vnSerializeAdapter& adapter) noexcept { return adapter.m_lengthIsEstimate; }
+
     /// The place for `count` bytes that are written next; null when the adapter lays none open. They count as
     /// written when all of them are there, by `wrote`.
     static unsigned char* place(const vnSerializeAdapter& adapter, std::size_t count) noexcept

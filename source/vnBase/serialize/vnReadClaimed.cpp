@@ -2,6 +2,11 @@
 #include "vnReadClaimed.h"
 
 #include "vnAdapterError.h"
+#include "vnAdapterWindow.h"
+
+#include <vnBase/vnSerializeAdapterMux.h>
+#include <vnBase/vnSerializeAdapterRandomAccess.h>
+#include <vnBase/vnSerializeAdapterZIP.h>
 
 #include <algorithm>
 #include <limits>
@@ -35,6 +40,20 @@ void keep(vnDynamicArray<unsigned char>& bytes, unsigned int count, unsigned int
     bytes.setSize(bytes.getSize() - count + got);
 }
 
+bool isChannel(const vnSerializeAdapter& adapter)
+{
+    return dynamic_cast<const vnSerializeAdapterMux*>(&adapter) != nullptr;
+}
+
+// The adapter that the bytes of this one come from while it is read; null where they are held as a whole.
+vnSerializeAdapter* targetOf(const vnSerializeAdapter& adapter)
+{
+    const auto* filter = dynamic_cast<const vnSerializeAdapterFilter*>(&adapter);
+    const bool holdsAll = dynamic_cast<const vnSerializeAdapterRandomAccess*>(&adapter) ||
+                          dynamic_cast<const vnSerializeAdapterZIP*>(&adapter);
+    return filter && !holdsAll ? filter->getAdapter() : nullptr;
+}
+
 void dropSpare(vnDynamicArray<unsigned char>& bytes)
 {
     if (bytes.getCapacity() - bytes.getSize() > std::max(bytes.getSize() / 2, VN_SPARE))
@@ -57,6 +76,24 @@ vnString vnReadError(vnSerializeAdapter& source, vnReadResult result)
     default:
         return vnString();
     }
+}
+
+bool vnTellsLength(const vnSerializeAdapter& source)
+{
+    for (const vnSerializeAdapter* next = &source; next; next = targetOf(*next))
+        if (vnAdapterWindow::estimates(*next) || isChannel(*next))
+            return false;
+    return true;
+}
+
+unsigned int vnBytesAtHand(vnSerializeAdapter& source)
+{
+    if (auto* channel = dynamic_cast<vnSerializeAdapterMux*>(&source))
+        return vnAdapterWindow::held(source) + channel->getQueued();
+    for (const vnSerializeAdapter* next = targetOf(source); next; next = targetOf(*next))
+        if (isChannel(*next))
+            return vnAdapterWindow::held(source); // what it makes of those behind it is not known
+    return source.length();
 }
 
 unsigned int vnReadSome(vnSerializeAdapter& source, unsigned char* data, unsigned int known)

@@ -16,6 +16,13 @@ enum class vnReadResult
 /// nothing did.
 vnString vnReadError(vnSerializeAdapter& source, vnReadResult result);
 
+/// Whether `length()` of the source is a number of bytes. It is none for a channel, and one of other bytes
+/// for what transforms them, also through adapters that pass the length of their target on.
+bool vnTellsLength(const vnSerializeAdapter& source);
+
+/// How many bytes can be read without waiting for a channel, as far as that is known.
+unsigned int vnBytesAtHand(vnSerializeAdapter& source);
+
 /// Reads what comes next, at most `known` bytes, where `known` is the length that the source tells. With 0 it
 /// has data and does not know how many, so that one byte is asked for: a larger block would wait until it is
 /// full. `data` has room for one byte at least. 0 when none came, or one together with an error.

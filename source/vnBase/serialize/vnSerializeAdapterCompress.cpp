@@ -190,12 +190,13 @@ struct QueueClearer
     vnQueue<unsigned char>& queue;
 };
 
-// Reads what the source holds now, which may be less than it claims. Answers how much came.
+// Reads what the source holds now, which may be less than it claims, and does not wait for a channel, whose
+// next bytes may be a good block. Answers how much came.
 vnUInt64 dropAll(vnSerializeAdapter& source)
 {
     unsigned char buffer[4096];
     vnUInt64 dropped = 0;
-    for (unsigned int left = source.length(); left > 0;)
+    for (unsigned int left = vnBytesAtHand(source); left > 0;)
     {
         const unsigned int step = std::min<unsigned int>(left, sizeof buffer);
         const unsigned int got = source.read(buffer, step);
