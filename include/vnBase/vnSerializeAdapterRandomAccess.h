@@ -33,8 +33,10 @@ public:
     static constexpr unsigned int VN_DEFAULT_MAX_GAP = 0xFFFFFFFFu;
 
     /// Reads all of `target` that its `length()` tells, or what comes of it; a target that is only for
-    /// reading is read to its end. Null sets the error, and so does a target that has data and gives none, or
-    /// more than `getMaxTargetSize()` or memory allow, of which nothing is kept.
+    /// reading is read to its end. So is one whose length is no number of the bytes to come: a channel, which
+    /// has to be ended for that, and what transforms the bytes of another one. Null sets the error, and so
+    /// does a target that has data and gives none, or more than `getMaxTargetSize()` or memory allow, of
+    /// which nothing is kept.
     explicit vnSerializeAdapterRandomAccess(vnSerializeAdapter* target);
     VN_TYPE(vnSerializeAdapterRandomAccess)
 

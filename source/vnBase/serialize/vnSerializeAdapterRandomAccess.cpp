@@ -17,15 +17,20 @@ namespace
 {
 constexpr unsigned int VN_NOWHERE = 0xFFFFFFFFu; // also what a seek answers that failed
 
+constexpr unsigned int VN_FIRST_CHUNK = 65536; // where the length is no number of bytes
+
 std::atomic<unsigned int> s_maxTargetSize{0xFFFFFFFFu};
 
 // Reads all that the target has.
 vnReadResult readTarget(vnSerializeAdapter& target, unsigned int length, vnDynamicArray<unsigned char>& bytes)
 {
     const unsigned int limit = s_maxTargetSize.load(std::memory_order_relaxed);
-    vnReadResult result = vnReadClaimed(target, std::min(length, limit), bytes);
+    const bool isTold = vnTellsLength(target);
+    vnReadResult result =
+        isTold ? vnReadClaimed(target, std::min(length, limit), bytes) : vnReadResult::Whole;
     // A pipe knows the length of what is there by now. One that is written as well may wait for this side.
-    if (result == vnReadResult::Whole && (length > limit || !target.supportAction(VN_SERIALIZE_OUTPUT)))
+    const bool goesOn = !isTold || length > limit || !target.supportAction(VN_SERIALIZE_OUTPUT);
+    if (result == vnReadResult::Whole && goesOn)
         result = vnReadAll(target, bytes, limit);
     if (result == vnReadResult::TooLong || result == vnReadResult::NoMemory)
         bytes.reallocate(0);
@@ -51,7 +56,7 @@ vnSerializeAdapterRandomAccess::vnSerializeAdapterRandomAccess(vnSerializeAdapte
     // What is only written is not read: its length is no promise, and what is written here goes behind it.
     const bool isRead = target->supportAction(VN_SERIALIZE_INPUT);
     const unsigned int length = isRead ? target->length() : 0;
-    m_data.setChunkSize(length); // at least 1
+    m_data.setChunkSize(vnTellsLength(*target) ? length : VN_FIRST_CHUNK); // at least 1
     const vnReadResult result = isRead ? readTarget(*target, length, m_data) : vnReadResult::Whole;
     m_data.setChunkSize(
         std::max(m_data.getSize(), 1u)); // of what came, if the length was no more than a claim
