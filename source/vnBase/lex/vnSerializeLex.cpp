@@ -17,20 +17,30 @@ constexpr unsigned char utf8Mark[3] = {0xEF, 0xBB, 0xBF};
 constexpr unsigned int VN_MARK_LITTLE = 0xFFFE; // as a big-endian reader sees it
 constexpr unsigned int VN_MARK_BIG = 0xFEFF;
 
-// A source that throws has lost none of them.
-void readMark(vnSerializeAdapter& adapter, unsigned char* mark, unsigned int size)
+// Answers whether there are so many bytes: a length may be an estimate. Of fewer, and of a source that
+// throws, none is lost.
+bool readMark(vnSerializeAdapter& adapter, unsigned char* mark, unsigned int size)
 {
     unsigned int count = 0;
     try
     {
-        for (; count < size; ++count)
-            mark[count] = adapter.read();
+        while (count < size && adapter.hasData())
+        {
+            const unsigned int got = adapter.read(mark + count, size - count);
+            if (got == 0)
+                break; // it ended meanwhile
+            count += got;
+        }
     }
     catch (...)
     {
         vnAdapterWindow::unread(adapter, mark, count);
         throw;
     }
+    if (count == size)
+        return true;
+    vnAdapterWindow::unread(adapter, mark, count);
+    return false;
 }
 
 unsigned char encodeUtf8(char16_t c, unsigned char* to)
@@ -332,13 +342,13 @@ void vnSerializeLex::setInteger(vnUInt64 magnitude, bool isNegative) noexcept
 }
 
 // Half a character is none: with a single byte left of 16-bit text, or of what may be read of it, the text
-// ends.
+// ends. A length alone does not tell that there is one: it may be an estimate.
 bool vnSerializeLex::hasCharacter(vnSerializeAdapter& adapter) const
 {
     const unsigned int size = getTokenSize();
     const auto open =
         static_cast<std::size_t>(vnAdapterWindow::end(adapter) - vnAdapterWindow::next(adapter));
-    return m_budget >= size && (open >= size || adapter.length() >= size);
+    return m_budget >= size && (open >= size || (adapter.length() >= size && adapter.hasData(size)));
 }
 
 void vnSerializeLex::detect(vnSerializeAdapter& adapter)
@@ -357,7 +367,8 @@ void vnSerializeLex::detect(vnSerializeAdapter& adapter)
 bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
 {
     unsigned char mark[2];
-    readMark(adapter, mark, sizeof mark);
+    if (!readMark(adapter, mark, sizeof mark))
+        return false;
     const unsigned int unit = mark[0] << 8 | mark[1];
     if (unit != VN_MARK_LITTLE && unit != VN_MARK_BIG)
     {
@@ -375,7 +386,8 @@ bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
 void vnSerializeLex::detectUtf8(vnSerializeAdapter& adapter)
 {
     unsigned char mark[sizeof utf8Mark];
-    readMark(adapter, mark, sizeof mark);
+    if (!readMark(adapter, mark, sizeof mark))
+        return;
     if (std::memcmp(mark, utf8Mark, sizeof mark) != 0)
     {
         vnAdapterWindow::unread(adapter, mark, sizeof mark);
