@@ -19,7 +19,7 @@ class vnZIPArchive;
 ///
 /// A member is unpacked as a whole when it is selected, so that seeking in it costs nothing; its checksum and
 /// its length are tested then. Memory grows by what comes out, not by what the archive claims. Members stored
-/// or deflated are read, also with data descriptors and Zip64 records, up to 4 GiB - 1; encrypted ones are
+/// or deflated are read, also with data descriptors and Zip64 records, up to 4 GiB - 2; encrypted ones are
 /// not. Names are compared byte by byte, in the case of their letters; of two of one name the first is found.
 ///
 /// Opened for anything but `VN_SERIALIZE_INPUT` it puts an archive without members, with `getComment()`, at
@@ -63,6 +63,10 @@ public:
     unsigned int seekZIP(int offset, vnOriginPos origin);
 
     unsigned char canSeek() override;
+
+    /// Any action, whatever the parent can be used for: members are in memory, and what is written is
+    /// dropped.
+    unsigned char supportAction(vnSerializeAction action) override;
 
     /// Seeks in the member.
     unsigned int seek(int offset, vnOriginPos origin) override;

@@ -123,6 +123,11 @@ unsigned char vnSerializeAdapterZIP::canSeek()
     return 1;
 }
 
+unsigned char vnSerializeAdapterZIP::supportAction(vnSerializeAction action)
+{
+    return vnSerializeAdapter::supportAction(action);
+}
+
 unsigned int vnSerializeAdapterZIP::seek(int offset, vnOriginPos origin)
 {
     settle();

@@ -21,6 +21,7 @@ constexpr unsigned int VN_COMMENT = 1000;
 constexpr unsigned int VN_MAX_COMMENT = 0xFFFF;
 constexpr unsigned int VN_MAX_NAME = 0xFFFF;
 constexpr unsigned int VN_FIRST_SIZE = 65536;
+constexpr vnUInt64 VN_LARGEST_FIRST = 16u << 20;
 constexpr unsigned int VN_MAX_READ = 1u << 30; // the result of a read is a signed int
 constexpr unsigned int VN_NONE = 0xFFFFFFFFu;
 constexpr unsigned int VN_ENCRYPTED = 1;
@@ -465,18 +466,18 @@ bool vnZIPArchive::isNamed(const Place& place, const vnString& name)
            std::memcmp(found.data(), name.getString(), name.length()) == 0;
 }
 
-// What most members come to at once; it depends on the bytes that are there, not on the claim.
+// What most members come to at once. The packed size is a claim too, so that it takes no more than some.
 unsigned int vnZIPArchive::firstSize() const
 {
     const vnUInt64 likely = std::max<vnUInt64>(VN_FIRST_SIZE, std::min(m_member.packedSize, m_size) * 4);
-    return static_cast<unsigned int>(std::min(m_member.size, likely));
+    return static_cast<unsigned int>(std::min({m_member.size, likely, VN_LARGEST_FIRST}));
 }
 
 // False when there are fewer bytes than the member claims, or they can't be unpacked.
 bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer)
 {
-    if (m_member.size > std::numeric_limits<unsigned int>::max())
-        return false;
+    if (m_member.size >= VN_NONE)
+        return false; // what 32 bits don't hold stands as this value
     if (m_member.method == 0 && m_member.size != m_member.packedSize)
         return false; // stored bytes are what they are packed to
     const auto claimed = static_cast<unsigned int>(m_member.size);
