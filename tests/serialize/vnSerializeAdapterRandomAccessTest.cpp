@@ -2,6 +2,7 @@
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -181,23 +182,9 @@ TEST(vnSerializeAdapterRandomAccess, TakesNoMemoryForALengthThatIsALie)
     EXPECT_EQ(recorder.take(), Lines{lostLine});
 }
 
-namespace
-{
-// Has no memory for large blocks.
-class SmallHeap : public vnMemoryManagerInterface
-{
-public:
-    SmallHeap() { vnMemoryControl::setMemoryManager(this); }
-    ~SmallHeap() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override { return size > (40u << 20) ? nullptr : std::malloc(size); }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
-};
-} // namespace
-
 TEST(vnSerializeAdapterRandomAccess, WhatMemoryDoesNotHoldIsAnError)
 {
-    const SmallHeap heap;
+    const SmallHeap heap(40u << 20);
     const vnRefPointer<Target> target(new Target("ab"));
     {
         const Adapter adapter(new vnSerializeAdapterRandomAccess(target));

@@ -3,6 +3,7 @@
 
 #include "../messages/vnMessageRecorder.h"
 #include "vnArchiveBytes.h"
+#include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -115,6 +116,40 @@ TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
         EXPECT_EQ(zip.length(), 0u) << error;
         EXPECT_TRUE(zip.setCurrentItem("empty")) << error; // the archive is usable all the same
     }
+}
+
+TEST(vnSerializeAdapterZIP, TakesLittleMemoryForAClaimAlone)
+{
+    // Both sizes in the directory claim 4 GiB - 16, or that 32 bits don't hold them, before 5 MB of archive.
+    const std::string large(5000000, 'x');
+    const Member behind{"large", large, 5000000, vnArchiveCRC(large), 0, 0};
+    for (const unsigned int claim : {0xFFFFFFF0u, 0xFFFFFFFFu})
+    {
+        std::string bytes = vnArchiveOf({letters, behind});
+        const std::size_t entry = bytes.find("PK\x01\x02");
+        std::string sizes;
+        vnPutNumber(sizes, claim, 4);
+        bytes.replace(entry + 20, 8, sizes + sizes);
+        bytes.replace(bytes.find("PK\x03\x04") + 18, 8, sizes + sizes);
+        const SmallHeap heap(64u << 20);
+        vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+        EXPECT_FALSE(zip.setCurrentItem("letters"));
+        EXPECT_EQ(zip.getError(), "Couldn't read current file letters in archive ");
+        EXPECT_LT(heap.getLargest(), claim == 0xFFFFFFFFu ? 1u << 20 : 17u << 20);
+        EXPECT_TRUE(zip.setCurrentItem("large"));
+        EXPECT_EQ(zip.length(), 5000000u);
+    }
+}
+
+TEST(vnSerializeAdapterZIP, SupportsAnyActionWhateverItsParentDoes)
+{
+    std::string bytes = vnArchiveOf({hello});
+    const vnTempFolder folder;
+    const Adapter file(new vnSerializeAdapterFile(folder.write("a.zip", bytes), VN_SERIALIZE_INPUT, 0, 0));
+    EXPECT_FALSE(file->supportAction(VN_SERIALIZE_OUTPUT));
+    vnSerializeAdapterZIP zip(file, VN_SERIALIZE_INPUT);
+    EXPECT_TRUE(zip.supportAction(VN_SERIALIZE_INPUT));
+    EXPECT_TRUE(zip.supportAction(VN_SERIALIZE_OUTPUT));
 }
 
 TEST(vnSerializeAdapterZIP, TruncationAtEachByteIsAnErrorOrTheMember)
