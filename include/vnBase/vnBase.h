@@ -30,8 +30,8 @@
 #include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnHalf.h>
 #include <vnBase/vnHostAddress.h>
-#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnJSON.h>
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnList.h>
 #include <vnBase/vnMath.h>
 #include <vnBase/vnMatrix.h>
@@ -66,9 +66,9 @@
 #include <vnBase/vnSerializeAdapter.h>
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterEncoder.h>
-#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterFilter.h>
 #include <vnBase/vnSerializeAdapterMemory.h>

@@ -314,9 +314,9 @@ public:
     /// Of "ref", when the value keeps the object alive; one that came from a stream gives null.
     vnReference* getReference() const;
 
-    /// The value as JSON text, and the value of a JSON text; see `vnJSON`, also for `strict`. A text that does
-    /// not fit a string, or that has no strict form, throws `vnFatalError`. A text that is no JSON gives an
-    /// error value.
+    /// The value as JSON text, and the value of a JSON text; see `vnJSON`, also for `strict`. A text that
+    /// does not fit a string, or that has no strict form, throws `vnFatalError`. A text that is no JSON gives
+    /// an error value.
     vnString asJSON(unsigned char strict = 0) const;
     static vnDynamicType fromJSON(const vnString& text, unsigned char strict = 0);
 

@@ -57,8 +57,8 @@ vnKeyFileResult vnReadKeyFile(const vnString& name, unsigned int limit, vnArray<
 class vnKeyFileLock
 {
 public:
-    /// Waits for the others, five seconds at most. Makes the folder of the file if need be. `name` becomes the
-    /// name of the file itself when it is that of a link.
+    /// Waits for the others, five seconds at most. Makes the folder of the file if need be. `name` becomes
+    /// the name of the file itself when it is that of a link.
     vnKeyFileLock(vnString& name, vnRegKeyHeader root);
     vnKeyFileLock(const vnKeyFileLock&) = delete;
     vnKeyFileLock& operator=(const vnKeyFileLock&) = delete;
