@@ -158,11 +158,12 @@ TEST(vnSerializeAdapterMux, ACopyThatWaitsEndsWithTheChannel)
     }
 }
 
-// By itself a reader looks for the end each 200 ms only, which many rounds add up.
+// By itself a reader looks for the end each 200 ms only, so that hardly any round would be quick. A busy
+// machine makes some of them slow.
 TEST(vnSerializeAdapterMux, TheEndWakesEachReader)
 {
-    const auto start = std::chrono::steady_clock::now();
-    for (int round = 0; round < 100; ++round)
+    int quick = 0;
+    for (int round = 0; round < 30; ++round)
     {
         vnSerializeAdapterMux mux;
         std::atomic<int> began{0};
@@ -181,13 +182,15 @@ TEST(vnSerializeAdapterMux, TheEndWakesEachReader)
             std::this_thread::yield();
         for (int i = 0; i < 20; ++i)
             std::this_thread::yield(); // they get the time to fall asleep
+        const auto start = std::chrono::steady_clock::now();
         mux.setActive(0);
         ASSERT_EQ(byte.wait_for(VN_LIMIT), std::future_status::ready);
         ASSERT_EQ(block.wait_for(VN_LIMIT), std::future_status::ready);
+        quick += std::chrono::steady_clock::now() - start < std::chrono::milliseconds(100);
         EXPECT_EQ(byte.get(), std::string(1, '\0'));
         EXPECT_EQ(block.get(), "");
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_GT(quick, 3);
 }
 
 TEST(vnSerializeAdapterMux, ReadersAndWritersLoseNothing)
