@@ -2,6 +2,7 @@
 #include "vnLexTestTools.h"
 
 #include <vnBase/vnStringTokenizer.h>
+#include <vnBase/vnUniqueString.h>
 
 #include <gtest/gtest.h>
 
@@ -49,6 +50,9 @@ TEST(vnStringTokenizer, MakesAnArrayOfTokens)
     EXPECT_TRUE(vnSerializeLex::checkLexToken(tokens, 0, VN_LEX_IDENTIFIER, vnDynamicType("set")));
     EXPECT_FALSE(vnSerializeLex::checkLexToken(tokens, 0, VN_LEX_IDENTIFIER, vnDynamicType("get")));
     EXPECT_FALSE(vnSerializeLex::checkLexToken(tokens, 0, VN_LEX_STRING, vnDynamicType("set")));
+    // An interned string is another value than the same text.
+    const vnDynamicType interned(vnString(vnUniqueString("set")));
+    EXPECT_FALSE(vnSerializeLex::checkLexToken(tokens, 0, VN_LEX_IDENTIFIER, interned));
     vnDynamicType value;
     EXPECT_TRUE(vnSerializeLex::checkLexToken(tokens, 2, VN_LEX_INTEGER, &value));
     EXPECT_EQ(value.getNumber(), 5.0);
