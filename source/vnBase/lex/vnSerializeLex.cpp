@@ -24,13 +24,8 @@ bool readMark(vnSerializeAdapter& adapter, unsigned char* mark, unsigned int siz
     unsigned int count = 0;
     try
     {
-        while (count < size && adapter.hasData())
-        {
-            const unsigned int got = adapter.read(mark + count, size - count);
-            if (got == 0)
-                break; // it ended meanwhile
-            count += got;
-        }
+        for (; count < size && adapter.hasData(); ++count)
+            mark[count] = adapter.read();
     }
     catch (...)
     {
