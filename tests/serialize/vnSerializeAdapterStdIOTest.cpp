@@ -3,6 +3,8 @@
 
 #include <vnBase/vnConsole.h>
 
+#include "../threads/vnThreadTestHelp.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -170,7 +172,15 @@ TEST(vnSerializeAdapterStdIO, CountsAWaitingKey)
     EXPECT_EQ(child.wait(), 0);
 }
 
-TEST(vnSerializeAdapterStdIO, LeavesTheTerminalAsItWasWhenASignalEndsIt)
+// ThreadSanitizer runs handlers outside of their signals, so that one that raises its signal again never
+// ends.
+#ifdef VN_UNDER_THREAD_SANITIZER
+#define VN_SIGNAL_TEST(name) TEST(vnSerializeAdapterStdIO, DISABLED_##name)
+#else
+#define VN_SIGNAL_TEST(name) TEST(vnSerializeAdapterStdIO, name)
+#endif
+
+VN_SIGNAL_TEST(LeavesTheTerminalAsItWasWhenASignalEndsIt)
 {
     for (int number : {SIGINT, SIGTERM, SIGHUP})
     {
@@ -184,7 +194,7 @@ TEST(vnSerializeAdapterStdIO, LeavesTheTerminalAsItWasWhenASignalEndsIt)
     }
 }
 
-TEST(vnSerializeAdapterStdIO, GivesTheTerminalBackWhileItIsStopped)
+VN_SIGNAL_TEST(GivesTheTerminalBackWhileItIsStopped)
 {
     Child child(answerKeysInUpperCase);
     child.receive("?");

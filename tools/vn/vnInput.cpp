@@ -12,7 +12,7 @@ std::string vnInnerURL(const std::string& url)
 {
     vnString base, path, name;
     vnSerializeAdapter::getURLBaseEncoding(url.c_str(), &base, &path, &name, nullptr, nullptr);
-    const std::string rest = path.getString() + std::string(name.getString());
+    std::string rest = path.getString() + std::string(name.getString());
     const auto behind = [&rest](std::size_t comma)
     { return comma == std::string::npos ? std::string() : rest.substr(comma + 1); };
     if (base == "rand:")

@@ -126,7 +126,7 @@ vnString absoluteFromEnvironment(const char* name)
 
 vnString homeFolder()
 {
-    const vnString home = absoluteFromEnvironment("HOME");
+    vnString home = absoluteFromEnvironment("HOME");
     if (!home.isEmpty())
         return home;
     char buffer[4096];
@@ -139,7 +139,7 @@ vnString homeFolder()
 
 vnString userFolder()
 {
-    const vnString folder = absoluteFromEnvironment("XDG_CONFIG_HOME");
+    vnString folder = absoluteFromEnvironment("XDG_CONFIG_HOME");
     if (!folder.isEmpty())
         return folder;
     const vnString home = homeFolder();

@@ -263,7 +263,8 @@ unsigned char vnObject::removeUserData(const vnString& name, vnUserData* data)
 {
     if (!m_userData)
         return 0;
-    const vnString kept(name); // the name may be the one that goes
+    // The name may be the one that goes.
+    const vnString kept(name); // NOLINT(performance-unnecessary-copy-initialization)
     if (data && !existUserData(kept, data))
         return 0; // holding what nobody holds would delete it
     const vnRefPointer<vnUserData> held(data ? data : m_userData->find(kept));

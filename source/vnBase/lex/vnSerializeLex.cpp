@@ -417,6 +417,7 @@ char16_t vnSerializeLex::readCharacter(vnSerializeAdapter& adapter, Raw& raw)
     if (isUnicode())
     {
         spend(1);
+        raw.bytes[1] = 0;
         readMore(adapter, raw);
         const bool isBig = (m_options & VN_LEX_BIG_ENDIAN) != 0;
         return static_cast<char16_t>(isBig ? raw.bytes[0] << 8 | raw.bytes[1]

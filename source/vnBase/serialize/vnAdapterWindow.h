@@ -33,13 +33,13 @@ public:
     /// Whether the class says that its length is an estimate.
     static bool estimates(const vnSerializeAdapter& adapter) noexcept { return adapter.m_lengthIsEstimate; }
 
-    /// The place for `count` bytes that are written next; null when the adapter lays none open. They count as
-    /// written when all of them are there, by `wrote`.
-    static unsigned char* place(const vnSerializeAdapter& adapter, std::size_t count) noexcept
+    /// Whether the adapter lays the place for `count` bytes that are written next open, at `place`. They
+    /// count as written when all of them are there, by `wrote`.
+    static bool hasPlace(const vnSerializeAdapter& adapter, std::size_t count) noexcept
     {
-        const auto open = static_cast<std::size_t>(adapter.m_writeEnd - adapter.m_writeNext);
-        return count < open ? adapter.m_writeNext : nullptr;
+        return count < static_cast<std::size_t>(adapter.m_writeEnd - adapter.m_writeNext);
     }
+    static unsigned char* place(const vnSerializeAdapter& adapter) noexcept { return adapter.m_writeNext; }
     static void wrote(vnSerializeAdapter& adapter, unsigned char* end) noexcept { adapter.m_writeNext = end; }
 
     /// Opens the window of a block of memory where it stands, unless there is one. Answers whether the window

@@ -54,9 +54,11 @@ extern "C" void vnConsoleAtExit()
 // A signal that ends the program does so once the terminal is as it was.
 extern "C" void vnConsoleOnEnd(int signal)
 {
+    const int error = errno;
     leaveKeyMode();
     ::signal(signal, SIG_DFL);
-    ::raise(signal);
+    ::raise(signal); // which waits for the end of this handler
+    errno = error;
 }
 
 // The shell gets its terminal as it was, and we take it again when we go on; in the background the next

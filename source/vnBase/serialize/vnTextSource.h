@@ -110,7 +110,7 @@ private:
     {
         const unsigned char* next = vnAdapterWindow::next(m_adapter);
         const auto isText = [terminator](unsigned char byte) { return byte > ' ' && byte != terminator; };
-        return vnAdapterWindow::end(m_adapter) - next >= static_cast<std::ptrdiff_t>(2 * m_characterSize) &&
+        return vnAdapterWindow::end(m_adapter) - next >= 2 * static_cast<std::ptrdiff_t>(m_characterSize) &&
                isText(next[0]) && isText(next[m_characterSize]);
     }
 

@@ -29,8 +29,8 @@ constexpr unsigned char asciiClassOf(int c)
 } // namespace
 
 #define VN_ROW(f, c)                                                                                         \
-    f(c), f(c + 1), f(c + 2), f(c + 3), f(c + 4), f(c + 5), f(c + 6), f(c + 7), f(c + 8), f(c + 9),          \
-        f(c + 10), f(c + 11), f(c + 12), f(c + 13), f(c + 14), f(c + 15)
+    f(c), f((c) + 1), f((c) + 2), f((c) + 3), f((c) + 4), f((c) + 5), f((c) + 6), f((c) + 7), f((c) + 8),    \
+        f((c) + 9), f((c) + 10), f((c) + 11), f((c) + 12), f((c) + 13), f((c) + 14), f((c) + 15)
 #define VN_TABLE(f)                                                                                          \
     VN_ROW(f, 0x00), VN_ROW(f, 0x10), VN_ROW(f, 0x20), VN_ROW(f, 0x30), VN_ROW(f, 0x40), VN_ROW(f, 0x50),    \
         VN_ROW(f, 0x60), VN_ROW(f, 0x70), VN_ROW(f, 0x80), VN_ROW(f, 0x90), VN_ROW(f, 0xA0),                 \

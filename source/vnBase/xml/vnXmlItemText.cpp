@@ -106,7 +106,7 @@ vnString vnXmlItem::headAsString(vnXmlStringFlags flags)
 
 vnString vnXmlItem::asString(vnXmlStringFlags flags)
 {
-    const vnString head = headAsString(flags);
+    vnString head = headAsString(flags);
     if (!(flags & VN_XML_STRING_CHILDREN) || !m_firstChild)
         return head;
     TextBuilder text((flags & VN_XML_STRING_BRACES) != 0);

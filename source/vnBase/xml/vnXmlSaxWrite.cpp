@@ -114,12 +114,12 @@ private:
     void putAll(const Texts&... texts)
     {
         const std::size_t size = (texts.size() + ...);
-        unsigned char* to = isWide() ? nullptr : vnAdapterWindow::place(*m_adapter, size);
-        if (!to)
+        if (isWide() || !vnAdapterWindow::hasPlace(*m_adapter, size))
         {
             (putOne(texts), ...);
             return;
         }
+        unsigned char* to = vnAdapterWindow::place(*m_adapter);
         ((to = std::copy(texts.begin(), texts.end(), to)), ...);
         vnAdapterWindow::wrote(*m_adapter, to);
     }
