@@ -36,7 +36,6 @@ void prepare(vnXmlDom& document, unsigned char settings)
 
 std::string written(vnXmlDom& document)
 {
-    document.setEncoding("utf-8");
     vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
     queue.ref();
     document.write(&queue);
