@@ -102,7 +102,8 @@ vnFile* createFile(int descriptor, bool append, unsigned int* size)
     const vnUInt64 bytes = S_ISREG(found.st_mode) ? static_cast<vnUInt64>(found.st_size) : 0;
     if (bytes > VN_MAX_SIZE)
         return refuse(EFBIG);
-    const bool canSeek = ::lseek(descriptor, 0, SEEK_CUR) >= 0 && !S_ISCHR(found.st_mode);
+    const bool canSeek =
+        S_ISREG(found.st_mode) || (!S_ISCHR(found.st_mode) && ::lseek(descriptor, 0, SEEK_CUR) >= 0);
     std::unique_ptr<vnFile> file(new vnFile);
     file->descriptor = descriptor;
     file->opensForAppend = file->appends = append;

@@ -17,7 +17,8 @@ vnType vnSerializeAdapterCompress::s_type(vnSerializeAdapter::getClassType(), "v
 
 namespace
 {
-constexpr unsigned int VN_INPUT_PIECE = 16384;
+// A block of the usual size comes in one piece: zlib keeps no window of what it yields in one call.
+constexpr unsigned int VN_INPUT_PIECE = 65536;
 constexpr unsigned int VN_OUTPUT_STEP = 65536;
 
 // What a reader keeps for the next block. It takes more for a large one, and gives that back.
@@ -160,7 +161,10 @@ private:
             const unsigned int room = nextStep();
             stream.next_out = room > 0 ? m_to.reserve(room) : &nowhere; // an address also for no bytes
             stream.avail_out = room;
-            result = inflate(&stream, Z_NO_FLUSH);
+            const bool isLast = room == m_size - m_done;
+            result = inflate(&stream, isLast ? Z_FINISH : Z_NO_FLUSH);
+            if (result == Z_BUF_ERROR && stream.avail_in == 0)
+                result = Z_OK; // the end of the block is yet to come
             commit(room - stream.avail_out);
         }
         return result;
