@@ -306,8 +306,13 @@ protected:
     unsigned char* getWriteNext() const noexcept { return m_writeNext; }
 
     /// For sources whose `length_imp` only estimates, and may count what yields nothing: `hasData()` asks
-    /// `hasData_imp` first then, which may make the length exact.
-    void setLengthIsEstimate() noexcept { m_lengthIsEstimate = true; }
+    /// `hasData_imp` then, and reads where more than a byte is asked for, unless `hasData_imp` makes the
+    /// length exact.
+    void setLengthIsEstimate(bool isExactWhenAsked = false) noexcept
+    {
+        m_lengthIsEstimate = true;
+        m_lengthIsExactWhenAsked = isExactWhenAsked;
+    }
 
 private:
     friend class vnAdapterWindow;
@@ -351,6 +356,7 @@ private:
     vnRefPointer<InstanceArray> m_instanceArray;
     unsigned int m_nextInstanceID = 0;
     bool m_lengthIsEstimate = false;
+    bool m_lengthIsExactWhenAsked = false;
 };
 
 /// A further URL scheme. An instance is registered under its scheme with the URL factory.

@@ -56,6 +56,11 @@ public:
     unsigned int getMaxGap() const noexcept { return m_maxGap; }
     void setMaxGap(unsigned int gap) noexcept { m_maxGap = gap; }
 
+    /// How long reading and writing may make the stream; what passes it is an error. Any length at the start,
+    /// so that a loop over blocks has to ask `hasData()`: reading makes the stream longer as well.
+    unsigned int getMaxSize() const noexcept { return m_maxSize; }
+    void setMaxSize(unsigned int size) noexcept { m_maxSize = size; }
+
     /// The most bytes that are read of a target, for all adapters made afterwards; a target that has more is
     /// an error. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: set it where URLs come
     /// from people who are not trusted, since a stream may have no end.
@@ -81,6 +86,7 @@ private:
     vnDynamicArray<unsigned char> m_data;
     vnInt64 m_position = 0; // while no window is open; one of them at most is, since they share it
     unsigned int m_maxGap = VN_DEFAULT_MAX_GAP;
+    unsigned int m_maxSize = 0xFFFFFFFFu;
     unsigned char m_isModified = 0;
     unsigned char m_isWhole = 0;        // the target was read without an error, as far as it is read at all
     unsigned int m_start = 0xFFFFFFFFu; // where the target was read from; this value if it stays where it is

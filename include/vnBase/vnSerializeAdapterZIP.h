@@ -52,6 +52,12 @@ public:
     /// member is selected. On output it only stores the name.
     unsigned char setCurrentItem(const vnString& name);
 
+    /// The most bytes that a member may hold, for all members selected afterwards; one that holds more can't
+    /// be read. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: set it where archives
+    /// come from people who are not trusted, since a few megabytes may unpack to gigabytes.
+    static unsigned int getMaxMemberSize() noexcept;
+    static void setMaxMemberSize(unsigned int size) noexcept;
+
     /// The comment of the whole archive, of which the first 1000 bytes are read.
     const vnString& getComment() const noexcept { return m_comment; }
     void setComment(const vnString& comment) { m_comment = comment; }

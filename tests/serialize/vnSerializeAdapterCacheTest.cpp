@@ -244,6 +244,28 @@ TEST_F(vnCacheTest, AnEndlessStreamIsAnErrorWhereALimitIsSet)
     vnSerializeAdapterCache::setMaxSizeOfStream(0xFFFFFFFFu);
 }
 
+TEST_F(vnCacheTest, CanBeUsedWhileAThreadEnds)
+{
+    struct Late
+    {
+        ~Late()
+        {
+            EXPECT_EQ(part("stream:seek at the end", 5, 2), "at");
+            EXPECT_EQ(part("stream:seek at the end", 8, 3), "the");
+            vnSerializeAdapterCache::resetCaches();
+        }
+    };
+    std::thread(
+        []
+        {
+            static thread_local Late late; // goes after what the thread keeps of the cache
+            static_cast<void>(late);
+            EXPECT_EQ(part("stream:seek at the end", 0, 4), "seek");
+        })
+        .join();
+    EXPECT_GE(streams->opened, 3u); // nothing is kept of a thread that is gone
+}
+
 TEST_F(vnCacheTest, DoesNotKeepAStreamThatBreaks)
 {
     for (unsigned int i = 1; i <= 2; ++i)

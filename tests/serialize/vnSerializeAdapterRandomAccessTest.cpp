@@ -166,6 +166,19 @@ TEST(vnSerializeAdapterRandomAccess, RefusesPlacesThatAreOutOfReach)
     EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 13u);
 }
 
+TEST(vnSerializeAdapterRandomAccess, ReadingEndsWhereALimitIsSet)
+{
+    auto* stream = new vnSerializeAdapterRandomAccess(Adapter(new Target("abcdefgh")));
+    const Adapter adapter(stream);
+    stream->setMaxSize(5); // less than is there takes nothing away
+    EXPECT_EQ(read(*adapter, 8), "abcdefgh");
+    EXPECT_EQ(read(*adapter, 1), "");
+    EXPECT_EQ(adapter->getError(), "Random Access Adapter moved outside size");
+    stream->setMaxSize(10);
+    EXPECT_EQ(read(*adapter, 2), std::string(2, '\0'));
+    EXPECT_EQ(read(*adapter, 1), "");
+}
+
 TEST(vnSerializeAdapterRandomAccess, TakesNoMemoryForALengthThatIsALie)
 {
     Recorder recorder;

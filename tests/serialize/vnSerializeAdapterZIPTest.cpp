@@ -141,6 +141,28 @@ TEST(vnSerializeAdapterZIP, TakesLittleMemoryForAClaimAlone)
     }
 }
 
+TEST(vnSerializeAdapterZIP, TakesNoMemoryForMembersBeyondTheLimitOrTheHeap)
+{
+    const std::string large(40000000, 'x');
+    std::string bytes = vnArchiveOf({letters, Member{"large", large, 40000000, vnArchiveCRC(large), 0, 0}});
+    vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+    {
+        const SmallHeap heap(32u << 20);
+        EXPECT_FALSE(zip.setCurrentItem("large"));
+        EXPECT_EQ(zip.getError(), "Couldn't read current file large in archive ");
+        EXPECT_TRUE(zip.setCurrentItem("letters"));
+    }
+    const auto opens = [&zip](unsigned int limit)
+    {
+        vnSerializeAdapterZIP::setMaxMemberSize(limit);
+        const bool isOpen = zip.setCurrentItem("large");
+        vnSerializeAdapterZIP::setMaxMemberSize(0xFFFFFFFFu);
+        return isOpen;
+    };
+    EXPECT_FALSE(opens(39999999));
+    EXPECT_TRUE(opens(40000000));
+}
+
 TEST(vnSerializeAdapterZIP, SupportsAnyActionWhateverItsParentDoes)
 {
     std::string bytes = vnArchiveOf({hello});

@@ -12,6 +12,7 @@
 #include <vnBase/vnSerializeAdapterPacket.h>
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 #include <vnBase/vnSerializeAdapterZIP.h>
+#include <vnBase/vnVarUInt64.h>
 
 #include <gtest/gtest.h>
 
@@ -70,6 +71,39 @@ TEST(vnSerializeAdapterCompress, ReportsDamageBehindAChannelWithoutWaiting)
         EXPECT_TRUE(adapter->hasError());
         writeText(writer, blockOf("good"));
         EXPECT_EQ(readAll(adapter, 4), "good");
+    }
+}
+
+TEST(vnSerializeAdapterCompress, TakesMemoryForALargeBlockAFewTimesOnly)
+{
+    const std::string plain = noise(2u << 20);
+    const auto size = static_cast<unsigned int>(plain.size());
+    unsigned char head[vnVarUInt64::VN_MAX_SIZE];
+    const std::string number(reinterpret_cast<char*>(head), vnVarUInt64::encode(size, head));
+    for (const std::string& block : {blockOf(plain), number + std::string(1, '\0') + plain})
+    {
+        const vnRefPointer<Portions> target(new Portions(block, 1000)); // in pieces of that size
+        SmallHeap heap(1u << 30);
+        const Adapter adapter(new vnSerializeAdapterCompress(target));
+        EXPECT_EQ(adapter->hasData(), 1);
+        EXPECT_LT(heap.getTotal(), vnUInt64{size} * 10); // of what is read and of what comes of it
+        EXPECT_TRUE(readAll(adapter, size) == plain);
+    }
+}
+
+TEST(vnSerializeAdapterEncoder, HasTheDataOfATargetThatOnlyEstimatesItsLength)
+{
+    const std::pair<Adapter, unsigned int> targets[] = {
+        {Adapter(new vnSerializeAdapterBase64Encoder(memoryWith("TQ==\n\n\n\n"))), 1},
+        {Adapter(new vnSerializeAdapterBase64Encoder(queueWith("\n\n"))), 0},
+        {Adapter(new vnSerializeAdapterCompress(queueWith(blockOf("ab") + blockOf("")))), 2},
+        {Adapter(new vnSerializeAdapterCompress(memoryWith(blockOf("")))), 0},
+    };
+    for (const auto& [target, count] : targets)
+    {
+        const Adapter adapter(new vnSerializeAdapterEncoder(target, 7));
+        EXPECT_EQ(adapter->hasData(count + 1), 0) << count;
+        EXPECT_EQ(readByByte(adapter).size(), count);
     }
 }
 

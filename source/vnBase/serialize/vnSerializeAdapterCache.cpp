@@ -3,6 +3,7 @@
 
 #include "vnAdapterError.h"
 #include "vnReadClaimed.h"
+#include "vnThreadSlot.h"
 
 #include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnRefDict.h>
@@ -156,10 +157,10 @@ public:
     vnRefPointer<vnSerializeAdapter> adapter;
 };
 
-CurrentSource& currentOfThread()
+// Null on a thread that is about to end: adapters made then open their streams anew.
+CurrentSource* currentOfThread()
 {
-    static thread_local CurrentSource current;
-    return current;
+    return vnThreadSlot<CurrentSource, vnSerializeAdapterCache>::get();
 }
 
 // Takes the thread's stream away while it is used, since opening or reading it may make further adapters of
@@ -169,11 +170,13 @@ class SourceLoan
 public:
     SourceLoan(const vnString& url, vnUInt64 flags, const vnString& password)
     {
-        CurrentSource& current = currentOfThread();
-        m_adapter = std::move(current.adapter);
-        if (m_adapter && current.url == url && !m_adapter->hasError())
-            return;
-        m_adapter = nullptr;
+        if (CurrentSource* current = currentOfThread())
+        {
+            m_adapter = std::move(current->adapter);
+            if (m_adapter && current->url == url && !m_adapter->hasError())
+                return;
+            m_adapter = nullptr;
+        }
         m_adapter = vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, flags, password, nullptr);
     }
 
@@ -182,9 +185,11 @@ public:
 
     void keep(const vnString& url)
     {
-        CurrentSource& current = currentOfThread();
-        current.url = url;
-        current.adapter = std::move(m_adapter);
+        CurrentSource* current = currentOfThread();
+        if (!current)
+            return;
+        current->url = url;
+        current->adapter = std::move(m_adapter);
     }
 
 private:
@@ -254,9 +259,11 @@ void vnSerializeAdapterCache::setMaxSizeOfStream(unsigned int size) noexcept
 void vnSerializeAdapterCache::resetCaches()
 {
     Cache::locked([](Cache& cache) { cache.clear(); });
-    CurrentSource& current = currentOfThread();
-    const vnRefPointer<vnSerializeAdapter> open(std::move(current.adapter)); // closed last: it may come here
-    current.url = vnString();
+    CurrentSource* current = currentOfThread();
+    if (!current)
+        return;
+    const vnRefPointer<vnSerializeAdapter> open(std::move(current->adapter)); // closed last: it may come here
+    current->url = vnString();
 }
 
 void vnSerializeAdapterCache::write_imp(unsigned char*, unsigned int)

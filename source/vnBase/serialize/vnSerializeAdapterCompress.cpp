@@ -79,8 +79,13 @@ private:
         return isWhole;
     }
 
-    // The room for the next bytes, in steps that grow with what came.
-    unsigned int nextStep() const { return std::min(m_size - m_done, std::max(m_done, VN_OUTPUT_STEP)); }
+    // The room for the next bytes: what there is, and then as much more as half of what came, so that a large
+    // block is not copied for each piece of it.
+    unsigned int nextRoom()
+    {
+        const unsigned int left = m_size - m_done;
+        return std::min(left, vnQueueRoom(m_to, m_done > 0 ? 1 : std::min(left, VN_OUTPUT_STEP)));
+    }
 
     bool readStored()
     {
@@ -88,8 +93,9 @@ private:
         {
             if (!m_source.hasData())
                 return false;
-            const unsigned int step = pieceOf(m_source, nextStep());
-            const unsigned int got = m_source.read(m_to.reserve(step), step);
+            const unsigned int room = nextRoom();
+            unsigned char* place = m_to.reserve(room);
+            const unsigned int got = m_source.read(place, pieceOf(m_source, room));
             commit(got);
             m_storedSize += got;
             if (got == 0)
@@ -158,7 +164,7 @@ private:
         int result = Z_OK;
         while (result == Z_OK && stream.avail_in > 0)
         {
-            const unsigned int room = nextStep();
+            const unsigned int room = nextRoom();
             stream.next_out = room > 0 ? m_to.reserve(room) : &nowhere; // an address also for no bytes
             stream.avail_out = room;
             const bool isLast = room == m_size - m_done;
@@ -215,7 +221,7 @@ vnUInt64 dropAll(vnSerializeAdapter& source)
 
 vnSerializeAdapterCompress::vnSerializeAdapterCompress(vnSerializeAdapter* target)
 {
-    setLengthIsEstimate();
+    setLengthIsEstimate(true); // a block is taken then
     holdTarget(target);
 }
 

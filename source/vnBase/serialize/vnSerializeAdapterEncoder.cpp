@@ -57,6 +57,7 @@ void unscramble(unsigned char* bytes, unsigned int count, vnUInt64& key, unsigne
 
 vnSerializeAdapterEncoder::vnSerializeAdapterEncoder(vnSerializeAdapter* target, vnUInt64 key) : m_key(key)
 {
+    setLengthIsEstimate(); // as exact as that of the target
     holdTarget(target);
 }
 

@@ -185,7 +185,7 @@ bool vnSerializeAdapterRandomAccess::reach(unsigned int count)
     const vnInt64 size = m_data.getSize();
     const vnInt64 end = m_position + count;
     const bool isNear = m_position >= 0 && m_position - size <= vnInt64{m_maxGap};
-    if (!isNear || end > std::numeric_limits<unsigned int>::max())
+    if (!isNear || end > std::max(size, vnInt64{m_maxSize}))
     {
         setError(vnTranslated("Random Access Adapter moved outside size"));
         return false;

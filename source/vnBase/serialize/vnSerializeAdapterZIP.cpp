@@ -7,10 +7,16 @@
 
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 
+#include <atomic>
 #include <exception>
 #include <new>
 
 vnType vnSerializeAdapterZIP::s_type(vnSerializeAdapterFilter::getClassType(), "vnSerializeAdapterZIP");
+
+namespace
+{
+std::atomic<unsigned int> s_maxMemberSize{0xFFFFFFFFu};
+}
 
 vnSerializeAdapterZIP::vnSerializeAdapterZIP(vnSerializeAdapter* parent, vnSerializeAction action)
     : m_action(action), m_member(nullptr, 0)
@@ -94,12 +100,22 @@ unsigned char vnSerializeAdapterZIP::setCurrentItem(const vnString& name)
         return refuseItem("Couldn't get current file info %s in archive %s", name);
     if (!m_archive->openMember())
         return refuseItem("Couldn't open current file %s in archive %s", name);
-    if (!m_archive->readMember(m_buffer))
+    if (!m_archive->readMember(m_buffer, getMaxMemberSize()))
         return refuseItem("Couldn't read current file %s in archive %s", name);
     m_currentItem = name;
     if (!m_buffer.isEmpty())
         m_member.reset(m_buffer.data(), m_buffer.getSize());
     return 1;
+}
+
+unsigned int vnSerializeAdapterZIP::getMaxMemberSize() noexcept
+{
+    return s_maxMemberSize.load(std::memory_order_relaxed);
+}
+
+void vnSerializeAdapterZIP::setMaxMemberSize(unsigned int size) noexcept
+{
+    s_maxMemberSize.store(size, std::memory_order_relaxed);
 }
 
 unsigned int vnSerializeAdapterZIP::readZIP(unsigned char* data, unsigned int count)
@@ -209,7 +225,7 @@ void vnSerializeAdapterZIP::dropItem()
 
 unsigned char vnSerializeAdapterZIP::refuseItem(const char* format, const vnString& name)
 {
-    m_buffer.setSize(0);
+    m_buffer = vnArray<unsigned char>(); // half of a large member may stand in it
     setError(vnString::formatString(vnTranslated(format), name, getURL()));
     return 0;
 }

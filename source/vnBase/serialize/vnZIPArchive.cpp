@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -59,6 +60,22 @@ std::pair<const unsigned char*, const unsigned char*> fieldOf(unsigned int id,
         next = end;
     }
     return {nullptr, nullptr};
+}
+
+// False when there is no memory for that many; a size that most programs have to spare throws.
+bool growTo(vnArray<unsigned char>& buffer, unsigned int size)
+{
+    try
+    {
+        buffer.setSize(size);
+        return true;
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (size < VN_LARGEST_FIRST)
+            throw;
+        return false;
+    }
 }
 
 vnUInt64 hashOf(const void* name, std::size_t size)
@@ -253,12 +270,12 @@ bool vnZIPArchive::openMember()
     return result == UNZ_OK;
 }
 
-bool vnZIPArchive::readMember(vnArray<unsigned char>& buffer)
+bool vnZIPArchive::readMember(vnArray<unsigned char>& buffer, unsigned int limit)
 {
     bool isWhole = false;
     try
     {
-        isWhole = unpack(buffer);
+        isWhole = unpack(buffer, limit);
     }
     catch (...)
     {
@@ -474,20 +491,21 @@ unsigned int vnZIPArchive::firstSize() const
 }
 
 // False when there are fewer bytes than the member claims, or they can't be unpacked.
-bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer)
+bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer, unsigned int limit)
 {
-    if (m_member.size >= VN_NONE)
-        return false; // what 32 bits don't hold stands as this value
+    if (m_member.size >= VN_NONE || m_member.size > limit)
+        return false; // what 32 bits don't hold stands as the former
     if (m_member.method == 0 && m_member.size != m_member.packedSize)
         return false; // stored bytes are what they are packed to
     const auto claimed = static_cast<unsigned int>(m_member.size);
     buffer.setSize(0);
-    buffer.setSize(firstSize());
+    if (!growTo(buffer, firstSize()))
+        return false;
     unsigned int done = 0;
     while (done < claimed)
     {
-        if (done == buffer.getSize())
-            buffer.setSize(done > claimed / 2 ? claimed : done * 2);
+        if (done == buffer.getSize() && !growTo(buffer, done > claimed / 2 ? claimed : done * 2))
+            return false;
         const int got = unzReadCurrentFile(m_reader, buffer.data() + done,
                                            std::min(buffer.getSize() - done, VN_MAX_READ));
         rethrow();

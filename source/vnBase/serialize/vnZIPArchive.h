@@ -43,8 +43,9 @@ public:
     bool readInfo();
     bool openMember();
 
-    /// Unpacks the member into `buffer`, which is as large as the member in the end, and closes it.
-    bool readMember(vnArray<unsigned char>& buffer);
+    /// Unpacks the member into `buffer`, which is as large as the member in the end, and closes it. False
+    /// for one that holds more than `limit` bytes, or more than there is memory for.
+    bool readMember(vnArray<unsigned char>& buffer, unsigned int limit);
 
 private:
     struct Callbacks;
@@ -97,7 +98,7 @@ private:
     vnString readCommentAtEnd();
     bool isNamed(const Place& place, const vnString& name);
     unsigned int firstSize() const;
-    bool unpack(vnArray<unsigned char>& buffer);
+    bool unpack(vnArray<unsigned char>& buffer, unsigned int limit);
 
     vnSerializeAdapterZIP& m_adapter;
     void* m_reader = nullptr;
