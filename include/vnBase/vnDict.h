@@ -83,16 +83,17 @@ public:
     {
         const unsigned int hash = key.hash();
         Entry* entry = m_pool.take(key, value, hash);
+        bool isEqual = false;
         try
         {
             prepareForOneMore();
+            isEqual = place(entry);
         }
         catch (...)
         {
             m_pool.give(entry);
             throw;
         }
-        const bool isEqual = place(entry);
         announce(entry);
         // An equal hash before it is all that is asked: the entry found first for this key may be another
         // one.
@@ -330,13 +331,22 @@ private:
     {
         m_pool.openDirectory();
         m_index.open(m_count + 1);
-        for (unsigned int i = 0; i < m_hashSize; ++i)
-            for (Entry* entry = m_buckets[i].m_head; entry; entry = entry->m_next)
-                m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+        try
+        {
+            for (unsigned int i = 0; i < m_hashSize; ++i)
+                for (Entry* entry = m_buckets[i].m_head; entry; entry = entry->m_next)
+                    m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+        }
+        catch (...)
+        {
+            m_index.close();
+            throw;
+        }
     }
 
     // Puts an entry where look-ups find it, and answers whether one of an equal hash may have been there.
-    bool place(Entry* entry) noexcept
+    // What it throws leaves the entry where it was.
+    bool place(Entry* entry)
     {
         if (!m_index.isOpen())
         {
@@ -345,9 +355,10 @@ private:
             m_wantsIndex = m_wantsIndex || passed >= VN_LONG_BUCKET;
             return isEqual;
         }
+        const bool isEqual = m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
         m_waiting.append(entry);
         m_isOrdered.store(false, std::memory_order_relaxed);
-        return m_index.insert(m_index.markOf(entry->m_key, entry->m_hash), entry->m_number);
+        return isEqual;
     }
 
     // The first entry of `key` that `accept` takes; null when there is none.

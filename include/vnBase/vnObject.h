@@ -46,7 +46,15 @@ public:
     VN_TYPE(vnAdapterSharedData)
     vnAdapterSharedData() noexcept = default;
     explicit vnAdapterSharedData(vnObject* object);
+
+    /// Holds the same object.
+    vnAdapterSharedData(const vnAdapterSharedData& other);
+    vnAdapterSharedData& operator=(const vnAdapterSharedData&) = delete;
     ~vnAdapterSharedData() noexcept(false) override;
+    vnReference* clone() const override { return new vnAdapterSharedData(*this); }
+
+    /// Takes a reference on `object`, whose record this is, once it is counted.
+    void hold(vnObject* object);
 
     unsigned int getInstanceID() const noexcept { return m_instanceID; }
     void setInstanceID(unsigned int id) noexcept { m_instanceID = id; }
@@ -86,7 +94,7 @@ private:
 /// `getMaxDepth`, sets the adapter's error; `readObject` then answers null. What it has made is delivered
 /// nowhere and leaves the table of the adapter, and loses its user data, so that no circle keeps it. `read`
 /// itself, called alone or inside of a class's own `read`, throws `vnWarningError`. An error that the adapter
-/// had before does not matter and comes back when there is no newer one.
+/// or one behind it in a stack had before does not matter, and comes back there when there is no newer one.
 /// A record that can't be right is "Corrupt Stream in %s!!": the error of the adapter, a Warning and a
 /// `vnFatalError`, which leaves `readObject`. An adapter with the flag `VN_ADAPTER_SILENT` posts no messages.
 ///
@@ -149,8 +157,7 @@ public:
     /// "Unknown Factory : %ld" once the outermost object is read; with `eatUnknown` it is skipped, without it
     /// the stream stays behind the chunk size.
     ///
-    /// The body is what the class reads, whatever the chunk size says. A class of one's own is not asked to,
-    /// though, when its record is larger than what a source that can seek has left: such a record is cut.
+    /// The body is what the class reads, whatever the chunk size says.
     ///
     /// Instances have numbers in the order of the stream. One above 65535 that leaves out more than there can
     /// have been in what was skipped here makes the stream a corrupt one; so whoever skips many objects
@@ -166,8 +173,9 @@ public:
     /// number of the instance; then the body. With `shareInstances` an object is stored once per adapter.
     ///
     /// The size of a record is found once per adapter and object. One taken before the object changed is
-    /// stale; `clearSharedRefs` of the adapter forgets it. Throws `vnWarningError` for objects nested deeper
-    /// than `getMaxDepth`, before anything is written unless they were sized one by one before.
+    /// stale; `clearSharedRefs` of the adapter forgets it. An object whose head could not be written counts
+    /// as not written. Throws `vnWarningError` for objects nested deeper than `getMaxDepth`, before anything
+    /// is written unless they were sized one by one before.
     static void writeObject(vnObject* object, vnSerializeAdapter* adapter, unsigned int totalSize,
                             const vnString& progressText, unsigned char shareInstances);
 
@@ -197,7 +205,8 @@ public:
     unsigned char existUserData(const vnString& name, const vnUserData* data = nullptr) const;
     unsigned char hasUserData() const noexcept { return m_userData != nullptr; }
 
-    /// Whether both have as many items, and each one here equals the first one of its name there.
+    /// Whether both have as many items, and for each one here the first one of its name there answers
+    /// `isEqualTo` with true.
     unsigned char hasSameUserData(const vnObject* other) const;
 
     /// Null when there is none.

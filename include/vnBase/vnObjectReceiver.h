@@ -27,9 +27,11 @@ class vnObject;
 /// again, 10 milliseconds apart and for as long as it is not stopped; without a URL it ends. What a stream
 /// throws ends that stream only.
 ///
-/// What it waits for it may wait for long, but it stops at once: on files, blocks of memory, sockets and
-/// `vnSerializeAdapterMux`, and on any other stream whose `length` tells what has come and whose `hasData`
-/// does not wait. On a named pipe or the console that is silent it stops when the other side acts.
+/// What it waits for it may wait for long, but it stops behind the frame at hand: on files, blocks of memory,
+/// sockets and `vnSerializeAdapterMux`, and on any other stream whose `length` tells what has come and whose
+/// `hasData` does not wait. On a named pipe or the console that is silent it stops when the other side acts.
+/// A frame is decoded as a whole, so for streams from outside `setMaxPlainSize` bounds that time as well.
+/// Stopped and run again it goes on where it was.
 ///
 /// Thread-safety: any thread. `onObject` runs on the thread of the receiver.
 class VN_BASE_API vnObjectReceiver : public vnThread
@@ -51,12 +53,14 @@ public:
     /// The name and the URL, each with a zero byte.
     virtual void write(vnSerializeAdapter* adapter);
 
-    /// Takes name and URL from the stream, opens that URL, and runs.
+    /// Takes name and URL from the stream, opens that URL, and runs. Only for streams of one's own: a URL may
+    /// name any file, and with "adapt:" and "mem:" any address of the process.
     virtual void read(vnSerializeAdapter* adapter);
     virtual unsigned int getDataSize(vnSerializeAdapter* adapter) const;
 
-    /// Opens `url` for input in place of the earlier stream, which is let go in every case. Answers whether
-    /// there is a stream now; a failure is posted as a message.
+    /// Opens `url` for input in place of the earlier stream, which is let go of first; the URL is that of the
+    /// receiver whatever comes of it. Answers whether there is a stream now; a failure is posted as a
+    /// message. A thread that runs waits for the new stream. Of two calls at once the later one decides.
     unsigned char openURL(const vnString& url);
 
     vnString getName() const;
@@ -85,16 +89,20 @@ private:
     {
         vnRefPointer<vnSerializeAdapter> adapter;
         vnString url;
-        unsigned int opening = 0; // how often one was opened
+        unsigned int opening = 0;   // the number of its exchange
+        bool isBeingOpened = false; // by `openURL`, on another thread
     };
+    class Opening;
 
     void process() override;
     Source getSource() const;
+    void keepTo(const Source& source);
     bool fetch(vnSerializeAdapter* adapter);
     unsigned char* makeRoom(unsigned int count);
+    void growTo(unsigned int size);
     void reopen(const Source& source);
-    bool exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
-                  const unsigned int* opening);
+    unsigned int exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
+                          const unsigned int* opening);
 
     bool takeBytes();
     bool stepThroughFrame();
@@ -117,16 +125,17 @@ private:
         VN_PAYLOAD
     };
 
-    mutable vnMutex m_mutex; // guards the next four
+    mutable vnMutex m_mutex; // guards the next five
     vnRefPointer<vnSerializeAdapter> m_adapter;
     vnString m_name;
     vnString m_url;
     unsigned int m_opening = 0;
+    unsigned int m_beingOpened = 0; // by so many calls of `openURL`
 
     vnDynamicArray<unsigned char> m_buffer; // what has come and is not used; kept between frames
     unsigned int m_begin = 0;
-    unsigned int m_lastOpening = ~0u; // of the stream whose bytes these are
-    unsigned int m_idle = 0;          // passes without a byte
+    unsigned int m_lastOpening = 0; // of the stream whose bytes these are, also from one run to the next
+    unsigned int m_idle = 0;        // passes without a byte
     Stage m_stage = VN_HUNT;
     vnString m_frameName;
     vnUInt64 m_checksum = 0;

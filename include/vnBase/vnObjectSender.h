@@ -30,12 +30,14 @@ public:
     /// The name and the URL, each with a zero byte.
     virtual void write(vnSerializeAdapter* adapter);
 
-    /// Takes name and URL from the stream and opens that URL.
+    /// Takes name and URL from the stream and opens that URL, for output. Only for streams of one's own: a
+    /// URL may name any file, which is emptied, and with "adapt:" and "mem:" any address of the process.
     virtual void read(vnSerializeAdapter* adapter);
     virtual unsigned int getDataSize(vnSerializeAdapter* adapter) const;
 
-    /// Opens `url` for output in place of the earlier stream, which is let go in every case. Answers whether
-    /// there is a stream now; a failure is posted as a message.
+    /// Opens `url` for output in place of the earlier stream, which is let go of first; the URL is that of
+    /// the sender whatever comes of it. Answers whether there is a stream now; a failure is posted as a
+    /// message.
     unsigned char openURL(const vnString& url);
 
     /// 0 without an object or without a stream, which writes nothing. A failure of the stream is not told:

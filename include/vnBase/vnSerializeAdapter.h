@@ -186,8 +186,9 @@ public:
     /// any.
     vnString getURL() const;
 
-    /// Makes tables and id counter of the shared instances copies of the other's. Of an adapter in front of
-    /// another one those of the adapter behind it are meant, on either side.
+    /// Makes tables and id counter of the shared instances copies of the other's. The instances are the same,
+    /// and what is noted of them is a copy: it is cloned where its `useDeepCopy()` answers 1. Of an adapter
+    /// in front of another one those of the adapter behind it are meant, on either side.
     void copySharedRefData(const vnSerializeAdapter& other);
 
     /// Opens a URL: a new adapter with the reference count 0 for the caller to hold, or null.
@@ -316,6 +317,7 @@ protected:
 
 private:
     friend class vnAdapterWindow;
+    friend class vnSkippedInstances;
     using InstanceDictionary = vnRefData<vnRefInstanceDictionary>;
     using InstanceArray = vnRefData<vnRefInstanceArray>;
 
@@ -355,6 +357,7 @@ private:
     vnRefPointer<InstanceDictionary> m_instanceDictionary; // its objects may throw when they go
     vnRefPointer<InstanceArray> m_instanceArray;
     unsigned int m_nextInstanceID = 0;
+    vnUInt64 m_skippedBytes = 0; // of records whose instances are missing in the array
     bool m_lengthIsEstimate = false;
     bool m_lengthIsExactWhenAsked = false;
 };

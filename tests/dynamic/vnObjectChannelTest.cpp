@@ -416,6 +416,22 @@ TEST(vnObjectReceiver, SurvivesExhaustedMemory)
     EXPECT_EQ(receivedFrom(bytes).size(), 2u);
 }
 
+TEST(vnObjectReceiver, HasTheNewURLAndNoStreamWhenOpeningThrows)
+{
+    const Scheme scheme("broken", new BrokenManager);
+    vnRefPointer<vnSerializeAdapterQueue> old(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    Receiver receiver(old);
+    EXPECT_THROW(receiver.openURL("broken:"), vnFatalError);
+    EXPECT_EQ(receiver.getURL(), "broken:");
+    EXPECT_EQ(old->getRef(), 1u);
+    EXPECT_EQ(receiver.chain(), 1); // ends at once
+    EXPECT_THROW(receiver.openURL("broken:"), std::bad_alloc);
+    EXPECT_EQ(receiver.openURL("broken:"), 1); // and runs with a stream once there is one
+    receiver.run(0);
+    EXPECT_TRUE(receiver.waitFor(2));
+    receiver.stop(1);
+}
+
 TEST(vnObjectReceiver, GoesOnWhenStreamsThrow)
 {
     const Scheme scheme("broken", new BrokenManager);
@@ -463,6 +479,42 @@ TEST(vnObjectReceiver, DeliversWhatAChannelHoldsAtItsEnd)
     Receiver receiver(mux);
     EXPECT_EQ(receiver.chain(), 1);
     EXPECT_EQ(receiver.numbers.size(), 1000u);
+}
+
+TEST(vnObjectReceiver, TakesWhatWasPushedBackOnAnOpenChannel)
+{
+    vnRefPointer<vnSerializeAdapterMux> mux(new vnSerializeAdapterMux);
+    const std::string frame = frameOf("scene", 1);
+    mux->pushBack(reinterpret_cast<const unsigned char*>(frame.data()),
+                  static_cast<unsigned int>(frame.size()));
+    Receiver receiver(mux);
+    receiver.run(0);
+    EXPECT_TRUE(receiver.waitFor(1));
+    receiver.stop(1);
+}
+
+TEST(vnObjectReceiver, GoesOnWhereItWasWhenItRunsAgain)
+{
+    class Stopping : public Receiver
+    {
+    public:
+        using Receiver::Receiver;
+        ~Stopping() noexcept(false) override { stop(1); }
+        void onObject(vnObject* object) override
+        {
+            Receiver::onObject(object);
+            if (numbers.size() == 3)
+                stop(0);
+        }
+    };
+    vnRefPointer<vnSerializeAdapterQueue> stream(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    for (int i = 0; i < 10; ++i)
+        writeTo(*stream, frameOf("scene", i));
+    Stopping receiver(stream);
+    EXPECT_EQ(receiver.chain(), 1);
+    EXPECT_EQ(receiver.numbers.size(), 3u);
+    EXPECT_EQ(receiver.chain(), 1);
+    EXPECT_EQ(receiver.numbers, (std::vector<double>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
 TEST(vnObjectReceiver, WaitsForTheRestOfAFrameReadyToStop)
@@ -554,6 +606,10 @@ TEST(vnObjectReceiver, OpensItsFileAgainAtTheEnd)
     Receiver receiver(nullptr, "another");
     receiver.read(&stored);
     EXPECT_EQ(receiver.getURL(), url);
+    EXPECT_TRUE(receiver.waitFor(3));
+    receiver.stop(1); // mostly between two openings
+    receiver.numbers.clear();
+    receiver.run(0);
     EXPECT_TRUE(receiver.waitFor(3));
     receiver.stop(1);
     for (double number : receiver.numbers)

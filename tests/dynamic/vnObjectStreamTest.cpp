@@ -6,6 +6,8 @@
 #include <vnBase/vnSerializeAdapterFilter.h>
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 
+#include <chrono>
+
 namespace
 {
 class Queue : public vnSerializeAdapterQueue
@@ -138,6 +140,92 @@ TEST(vnObjectStream, StoresAnObjectOncePerAdapter)
     queue.clearSharedRefs();
     target->clearSharedRefs();
     EXPECT_EQ(object->getRef(), 1u);
+
+    // Also when nobody held it yet as it was sized.
+    vnObject* fresh = new vnObject;
+    vnObject::getChunkSize(fresh, &queue);
+    object = fresh;
+    writeTo(queue, object);
+    EXPECT_EQ(object->getRef(), 2u);
+
+    // A copy of the tables knows the same objects, and notes on its own what is written from then on.
+    Queue copy;
+    copy.copySharedRefData(queue);
+    writeTo(copy, object);
+    EXPECT_EQ(copy.length(), 12u);
+    queue.clearSharedRefs();
+    vnObject::getChunkSize(object, &queue);
+    copy.copySharedRefData(queue);
+    writeTo(copy, object);
+    EXPECT_EQ(copy.length(), 12u + 16);
+    queue.clear();
+    writeTo(queue, object);
+    EXPECT_EQ(queue.length(), 16u);
+}
+
+TEST(vnObjectStream, RefersToNothingThatWasNotWritten)
+{
+    class Failing : public Queue
+    {
+    public:
+        int left = 0; // writes until one fails
+
+    protected:
+        void write_imp(unsigned char* data, unsigned int count) override
+        {
+            if (left-- == 0)
+                throw std::bad_alloc();
+            Queue::write_imp(data, count);
+            setWriteWindow(nullptr, nullptr);
+        }
+    };
+    vnRefPointer<Lamp> object(new Lamp(1));
+    object->left = new Lamp(2);
+    Failing queue;
+    EXPECT_THROW(writeTo(queue, object), std::bad_alloc);
+    EXPECT_EQ(queue.length(), 0u);
+    writeTo(queue, object->left); // it was sized with the other one
+    EXPECT_EQ(queue.length(), 28u);
+    writeTo(queue, object);
+    EXPECT_EQ(queue.length(), 28u + 36);
+}
+
+// They must not take a time that grows with the square of their number: streams from outside may hold any.
+TEST(vnObjectStream, BringsManyItemsOfOneNameBack)
+{
+    constexpr unsigned int count = 300000;
+    const Bytes number{count & 0xFF, count >> 8 & 0xFF, count >> 16, 0};
+    Bytes bytes = head(idOf("vnObject"), 0xFF, 0);
+    append(bytes, {2, 0, 0, 0});
+    Bytes attributes{'a', 0, 0xFE, 0xFF, 0xFF, 0xFF, 7, 0xCD, 0xBF, 0xFE};
+    append(attributes, number);
+    for (unsigned int i = 0; i < count; ++i)
+        append(attributes, {'n', 0, 0xFC, 2, 0, 1, static_cast<unsigned char>(i % 100)});
+    Bytes inner{'o', 0};
+    append(inner, head(idOf("vnObject"), 0xFF, 1));
+    append(inner, number);
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        append(inner, {'r', 0});
+        append(inner, head({0xFF, 0xFF, 0xFF, 0xFF}, 12, 1));
+    }
+    append(bytes, attributes);
+    append(bytes, inner);
+    Queue queue(bytes);
+    const auto start = std::chrono::steady_clock::now();
+    Object object(readFrom(queue));
+    ASSERT_TRUE(object);
+    EXPECT_EQ(object->getNumberOfAttributes("a"), count);
+    EXPECT_EQ(object->getAttribute("a", "n").getNumber(), 0);
+    auto* circle = static_cast<vnObject*>(object->getUserData("o"));
+    ASSERT_TRUE(circle);
+    EXPECT_EQ(circle->getUserDataDictionary()->getCount(), count);
+    for (unsigned int i = 0; i < count / 2; ++i)
+        object->removeAttribute("a", "n");
+    EXPECT_EQ(object->getAttribute("a", "n").getNumber(), count / 2 % 100);
+    circle->removeAllUserData();
+    object = nullptr;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)); // one is usual
 }
 
 TEST(vnObjectStream, BringsAGraphBackInItsShape)
@@ -273,7 +361,8 @@ TEST(vnObjectStream, SkipsWhatItDoesNotKnow)
     EXPECT_EQ(readFrom(large), nullptr);
     EXPECT_EQ(large.getError(), "Unknown Factory : -16"); // as a signed number
 
-    // What was skipped may have held objects, whose ids are missing then.
+    // What was skipped may have held objects, whose ids are missing then, also when what was written is
+    // forgotten.
     Bytes gap = head({1, 2, 3, 4}, 0, 0);
     gap[5] = 0x0C; // 65536 records
     gap.resize(0xC0000);
@@ -286,6 +375,8 @@ TEST(vnObjectStream, SkipsWhatItDoesNotKnow)
         append(record, {0, 0, 0, 0});
         put(behind, record);
         readFrom(behind);
+        EXPECT_TRUE(behind.getRefInstanceDictionary().isEmpty());
+        behind.clearSharedRefs();
         return readFrom(behind) != nullptr;
     };
     EXPECT_THROW(readBehind(1), vnFatalError);
@@ -349,16 +440,22 @@ TEST(vnObjectStream, RefusesLies)
     vnSerializeAdapterMemory stale(bytes.data(), static_cast<unsigned int>(bytes.size()));
     EXPECT_TRUE(Object(readFrom(stale)));
     EXPECT_EQ(stale.hasError(), 0);
-    // Another class is not asked for more than a source has that knows; one that may wait is read.
+    // Another class as well, where its source tells or its position does: the size decides nothing.
     Registered<Lamp> lamps;
     bytes = recordOf(Object(new Lamp(1)));
     bytes[7] += 1;
-    Queue waiting(bytes);
-    EXPECT_TRUE(Object(readFrom(waiting)));
-    vnSerializeAdapterMemory memory(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    EXPECT_EQ(readFrom(memory), nullptr);
-    EXPECT_EQ(memory.getError(), "Object ends within its body");
-    EXPECT_EQ(memory.length(), 0u);
+    for (const bool isCut : {false, true})
+    {
+        bytes.resize(bytes.size() - isCut);
+        Queue waiting(bytes);
+        EXPECT_EQ(bool(Object(readFrom(waiting))), !isCut);
+        vnSerializeAdapterMemory memory(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        EXPECT_EQ(bool(Object(readFrom(memory))), !isCut);
+        vnRefPointer<Queue> target(new Queue(bytes));
+        vnSerializeAdapterRandomAccess random(target); // which gives zeros behind its end
+        EXPECT_EQ(bool(Object(readFrom(random))), !isCut);
+        EXPECT_EQ(memory.length() + random.length(), 0u);
+    }
 
     // An identifier that reads as the mark of attributes is taken for it: the other words are no attributes.
     bytes = head(idOf("vnObject"), 34, 0);
@@ -387,6 +484,20 @@ TEST(vnObjectStream, PutsEarlierErrorsAside)
     memory.seek(30, VN_ORIGIN_SET);
     EXPECT_EQ(readFrom(memory), nullptr);
     EXPECT_EQ(memory.getError(), "Object ends within its head");
+
+    // Each adapter of a stack gets its own one back.
+    const Object held(new vnObject);
+    vnRefPointer<Queue> queue(new Queue(recordOf(held)));
+    vnRefPointer<Front> middle(new Front(queue));
+    Front front(middle);
+    queue->setError("disk");
+    front.setError("front");
+    EXPECT_TRUE(Object(readFrom(front)));
+    EXPECT_EQ(front.getError(), "front");
+    EXPECT_EQ(queue->getError(), "disk");
+    EXPECT_EQ(readFrom(front), nullptr); // at the end
+    EXPECT_EQ(front.getError(), "Object ends within its head");
+    EXPECT_EQ(middle->getError(), "disk");
 }
 
 TEST(vnObjectStream, LimitsTheDepth)
@@ -482,8 +593,28 @@ TEST(vnObjectStream, ReportsProgress)
     vnObject::writeObject(object, &queue, 200, "again", 1); // too soon
     Queue source({0, 0, 0, 0});
     vnObject::readObject(&source, 16, "read", 1);
+
+    // Objects within others report as well once it is time.
+    class Late : public vnObject
+    {
+    public:
+        void write(vnSerializeAdapter* adapter) override
+        {
+            auto* info = static_cast<vnSerializeAdapterProgressInfo*>(adapter->getAssociatedData());
+            info->setTime(info->getTime() - 1);
+            vnObject::write(adapter);
+        }
+    };
+    Object late(new Late);
+    late->addUserData("in", object);
+    queue.clear();
+    queue.clearSharedRefs();
+    vnObject::writeObject(late, &queue, 0, "", 1); // reports no more than what is within: 19 bytes are there
+    // More is left than there should be in all.
+    Queue longer(Bytes(50, 0));
+    vnObject::readObject(&longer, 16, "long", 1);
     vnProgress::setProgressInterface(before);
-    EXPECT_EQ(listener.lines, (Lines{"33write", "75read"}));
+    EXPECT_EQ(listener.lines, (Lines{"33write", "75read", "9write", "0long"}));
 }
 
 TEST(vnObjectStream, SurvivesExhaustedMemory)

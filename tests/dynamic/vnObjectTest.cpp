@@ -163,6 +163,16 @@ TEST(vnObject, ComparesUserDataByName)
     right.removeAllUserData();
     right.addUserData("u", new Plain);
     EXPECT_EQ(left.hasSameUserData(&right), 0);
+
+    // The other side is asked.
+    class Agreeing : public Plain
+    {
+        unsigned char isEqualTo(const vnUserData*) const override { return 1; }
+    };
+    left.removeAllUserData();
+    left.addUserData("u", new Agreeing);
+    EXPECT_EQ(left.hasSameUserData(&right), 0);
+    EXPECT_EQ(right.hasSameUserData(&left), 1);
 }
 
 TEST(vnUserDataAttributeContainer, RemovesAttributesBeforeItsLastOwnerLeaves)

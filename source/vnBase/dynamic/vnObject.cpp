@@ -324,7 +324,7 @@ unsigned char vnObject::hasSameUserData(const vnObject* other) const
     for (const auto& entry : *m_userData)
     {
         const vnUserData* there = other->getUserData(entry.getKey());
-        if (!there || !entry.getValue()->isEqualTo(there))
+        if (!there || !there->isEqualTo(entry.getValue())) // the other side answers, not the item here
             return 0;
     }
     return 1;

@@ -28,6 +28,30 @@ constexpr unsigned int vnAttributesMark = 0xFFFFFFFE; // in the place of an iden
 constexpr unsigned int vnReferenceMark = 0xFFFFFFFF;
 constexpr unsigned int vnObjectHeadSize = 12;
 
+/// The bytes of records that were read over, whose instances have ids all the same, beside the table of the
+/// instances that were read.
+class vnSkippedInstances
+{
+public:
+    static void add(vnSerializeAdapter& adapter, vnUInt64 bytes) noexcept { bytesOf(adapter) += bytes; }
+
+    /// Whether so many records may have been among the bytes. They are used up by that.
+    static bool takeOff(vnSerializeAdapter& adapter, vnUInt64 count) noexcept
+    {
+        vnUInt64& bytes = bytesOf(adapter);
+        if (count > bytes / vnObjectHeadSize)
+            return false;
+        bytes -= count * vnObjectHeadSize;
+        return true;
+    }
+
+private:
+    static vnUInt64& bytesOf(vnSerializeAdapter& adapter) noexcept
+    {
+        return const_cast<vnSerializeAdapter&>(adapter.getInstanceHolder()).m_skippedBytes;
+    }
+};
+
 /// The objects that one reading makes, and their places in the table of the adapter.
 class vnMadeObjects
 {
@@ -93,9 +117,9 @@ public:
     void testDepth() const;
     bool isTooDeep() const noexcept;
 
-    /// The outermost scope of a read puts an error that the adapter has aside first, since readers take any
-    /// for one of their own, and brings it back last, unless there is a newer one. The note of an unknown
-    /// class is set last as well.
+    /// The outermost scope of a read puts errors that the adapter and those behind it have aside first, since
+    /// readers take any for one of their own, and brings each back last, unless there is a newer one. The
+    /// note of an unknown class is set last as well.
     void beginRead(vnMadeObjects& made);
     void noteMade(unsigned int index, vnObject* object);
     void noteUnknown(unsigned int id);
@@ -107,6 +131,14 @@ public:
 private:
     using Sizes = std::unordered_map<const vnObject*, unsigned int>;
 
+    struct AdapterError
+    {
+        vnRefPointer<vnSerializeAdapter> adapter;
+        vnString error;
+    };
+
+    void restoreBehind();
+
     vnSerializeAdapter* m_adapter;
     vnObject* m_object;
     vnObjectScope* m_outer;
@@ -115,6 +147,7 @@ private:
     bool m_isWriting = false;
     vnMadeObjects* m_made = nullptr;
     vnString m_error; // the one to be
+    std::vector<AdapterError> m_behind;
     std::unique_ptr<Sizes> m_sizes;
 };
 

@@ -9,9 +9,12 @@
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterMux.h>
 
+#include <serialize/vnAdapterWindow.h>
+
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <utility>
 
 namespace
@@ -51,9 +54,10 @@ bool attempt(Step step)
 // come to its end and gives what is left whatever its length says.
 unsigned int bytesThere(vnSerializeAdapter* adapter)
 {
-    const unsigned int length = adapter->isOfType(vnSerializeAdapterMux::getClassType())
-                                    ? static_cast<vnSerializeAdapterMux*>(adapter)->getQueued()
-                                    : adapter->length();
+    const bool isMux = adapter->isOfType(vnSerializeAdapterMux::getClassType());
+    const unsigned int length =
+        isMux ? static_cast<vnSerializeAdapterMux*>(adapter)->getQueued() + vnAdapterWindow::held(*adapter)
+              : adapter->length();
     return length == 0 && !adapter->isActive() ? blockSize : length;
 }
 } // namespace
@@ -106,45 +110,66 @@ vnString vnObjectReceiver::getURL() const
     return m_url;
 }
 
+// Keeps the thread from opening the URL meanwhile: some sources have room for one reader.
+class vnObjectReceiver::Opening
+{
+public:
+    explicit Opening(vnObjectReceiver& receiver) : m_receiver(receiver)
+    {
+        vnBodyGuard guard(receiver.m_mutex);
+        ++receiver.m_beingOpened;
+    }
+    Opening(const Opening&) = delete;
+    Opening& operator=(const Opening&) = delete;
+    ~Opening()
+    {
+        vnBodyGuard guard(m_receiver.m_mutex);
+        --m_receiver.m_beingOpened;
+    }
+
+private:
+    vnObjectReceiver& m_receiver;
+};
+
 unsigned char vnObjectReceiver::openURL(const vnString& url)
 {
+    const Opening opening(*this);
+    const unsigned int number = exchange(url, nullptr, nullptr);
     const vnRefPointer<vnSerializeAdapter> adapter(
         vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, 0, vnString(), nullptr));
-    exchange(url, adapter, nullptr);
+    exchange(url, adapter, &number);
     return adapter != nullptr;
 }
 
 vnObjectReceiver::Source vnObjectReceiver::getSource() const
 {
     vnBodyGuard guard(m_mutex);
-    return {m_adapter, m_url, m_opening};
+    return {m_adapter, m_url, m_opening, m_beingOpened > 0};
 }
 
 // With `opening` only when nobody has opened another stream since. The old adapter goes without the lock,
-// since that may take its time.
-bool vnObjectReceiver::exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
-                                const unsigned int* opening)
+// since that may take its time. Answers the number of the exchange; 0 when there was none.
+unsigned int vnObjectReceiver::exchange(const vnString& url, const vnRefPointer<vnSerializeAdapter>& adapter,
+                                        const unsigned int* opening)
 {
     vnRefPointer<vnSerializeAdapter> old;
     vnBodyGuard guard(m_mutex);
     if (opening && *opening != m_opening)
-        return false;
+        return 0;
     old = m_adapter;
     m_adapter = adapter;
     m_url = url;
-    ++m_opening;
-    return true;
+    return ++m_opening;
 }
 
 // Opens the own URL again. The old stream goes first: some sources have room for one reader.
 void vnObjectReceiver::reopen(const Source& source)
 {
-    unsigned int opening = source.opening;
-    if (!exchange(source.url, nullptr, &opening))
-        return;
-    ++opening;
     vnDelayFunction(reconnectMilliseconds, nullptr);
     if (isStopping(0))
+        return; // with the old stream, at whose end the next run opens the URL
+    const unsigned int opening = exchange(source.url, nullptr, &source.opening);
+    if (opening == 0)
         return;
     const vnRefPointer<vnSerializeAdapter> adapter(vnSerializeAdapter::getURLAdapter(
         source.url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT, vnString(), nullptr));
@@ -153,19 +178,34 @@ void vnObjectReceiver::reopen(const Source& source)
 
 void vnObjectReceiver::process()
 {
-    if (!getSource().adapter)
+    if (const Source source = getSource(); source.adapter || source.isBeingOpened)
+        keepTo(source);
+    else
         return;
-    m_lastOpening = ~0u;
     while (!isStopping(0))
     {
+        if (stepThroughFrame()) // first what the last run has left
+        {
+            deliver();
+            continue;
+        }
         bool hasMore = true;
         if (!attempt([&] { return hasMore = takeBytes(), true; }))
             vnDelayFunction(reconnectMilliseconds, nullptr);
         if (!hasMore)
             return;
-        while (!isStopping(0) && stepThroughFrame())
-            deliver();
     }
+}
+
+// What was left of another stream is no part of this one.
+void vnObjectReceiver::keepTo(const Source& source)
+{
+    if (source.opening == m_lastOpening)
+        return;
+    m_lastOpening = source.opening;
+    m_buffer.clear();
+    m_begin = 0;
+    m_stage = VN_HUNT;
 }
 
 // Takes what the stream has, or opens it again at its end; false when it can't. A stream that fails has
@@ -173,17 +213,16 @@ void vnObjectReceiver::process()
 bool vnObjectReceiver::takeBytes()
 {
     Source source = getSource();
-    if (source.opening != m_lastOpening) // what was left of another stream is no part of this one
-    {
-        m_lastOpening = source.opening;
-        m_buffer.clear();
-        m_begin = 0;
-        m_stage = VN_HUNT;
-    }
+    keepTo(source);
     const unsigned int held = getCount();
     if (source.adapter && attempt([this, &source] { return fetch(source.adapter); }))
         return true;
     m_buffer.setSize(m_begin + held); // without the room for what did not come
+    if (source.isBeingOpened)
+    {
+        vnDelayFunction(reconnectMilliseconds, nullptr);
+        return true;
+    }
     if (source.url.isEmpty())
         return false;
     source.adapter = nullptr;
@@ -221,11 +260,21 @@ unsigned char* vnObjectReceiver::makeRoom(unsigned int count)
             std::memmove(m_buffer.data(), m_buffer.data() + m_begin, held);
         m_begin = 0;
         m_buffer.setSize(held);
-        // Twice as much at a time, so that a large frame is not copied again for each block.
-        m_buffer.setChunkSize(std::max(blockSize, m_buffer.getCapacity()));
+        growTo(held + count);
     }
     m_buffer.setSize(m_begin + held + count);
     return m_buffer.data() + m_begin + held;
+}
+
+// Twice as much at a time, so that a large frame is not copied again for each block.
+void vnObjectReceiver::growTo(unsigned int size)
+{
+    const unsigned int capacity = m_buffer.getCapacity();
+    if (size <= capacity)
+        return;
+    const vnUInt64 wanted = std::max<vnUInt64>({size, blockSize, 2 * vnUInt64{capacity}});
+    const vnUInt64 largest = std::numeric_limits<unsigned int>::max();
+    m_buffer.reallocate(static_cast<unsigned int>(std::min(wanted, largest)));
 }
 
 // For a stream that is alive and has nothing yet.

@@ -2,6 +2,7 @@
 #include <dynamic/vnObjectParts.h>
 
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnSerializeAdapterFilter.h>
 
 #include <serialize/vnAdapterError.h>
 
@@ -20,6 +21,13 @@ constexpr char unknownFormat[] = "Unknown Factory : %ld";
 std::atomic<unsigned int> s_maxDepth{VN_MAX_DEPTH};
 thread_local vnObjectScope* s_top = nullptr;
 thread_local vnObjectGraves* s_graves = nullptr;
+
+// The one in front of which `adapter` stands; null when there is none.
+vnSerializeAdapter* behind(vnSerializeAdapter* adapter)
+{
+    const auto* filter = dynamic_cast<const vnSerializeAdapterFilter*>(adapter);
+    return filter ? filter->getAdapter() : nullptr;
+}
 } // namespace
 
 unsigned int vnObject::getMaxDepth() noexcept
@@ -92,6 +100,10 @@ void vnObjectScope::beginRead(vnMadeObjects& made)
     if (!m_adapter->hasError())
         return;
     m_error = m_adapter->getError();
+    // Clearing an adapter clears those behind it.
+    for (vnSerializeAdapter* each = behind(m_adapter); each; each = behind(each))
+        if (each->hasError())
+            m_behind.push_back({vnRefPointer<vnSerializeAdapter>(each), each->getError()});
     m_adapter->setError(vnString());
 }
 
@@ -108,8 +120,27 @@ void vnObjectScope::noteUnknown(unsigned int id)
 
 void vnObjectScope::endRead()
 {
-    if (isOutermost() && !m_error.isEmpty() && !m_adapter->hasError())
+    if (!isOutermost() || m_error.isEmpty())
+        return;
+    const bool hasNewer = m_adapter->hasError();
+    if (!m_behind.empty())
+        restoreBehind();
+    if (!hasNewer && m_adapter->getError() != m_error)
         m_adapter->setError(m_error);
+}
+
+// From the last adapter of the stack on, as each tells the error of those behind it for its own.
+void vnObjectScope::restoreBehind()
+{
+    std::vector<AdapterError> restored = std::move(m_behind);
+    const auto hasNewer = [](const AdapterError& each) { return each.adapter->hasError(); };
+    restored.erase(std::remove_if(restored.begin(), restored.end(), hasNewer), restored.end());
+    for (; !restored.empty(); restored.pop_back())
+    {
+        const AdapterError& last = restored.back();
+        if (last.adapter->getError() != last.error)
+            last.adapter->setError(last.error);
+    }
 }
 
 void vnObjectScope::abandonRead()

@@ -9,6 +9,7 @@
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnStreamEnd.h>
 #include <serialize/vnAdapterError.h>
+#include <serialize/vnAdapterWindow.h>
 
 #include <algorithm>
 #include <utility>
@@ -28,33 +29,13 @@ constexpr unsigned int VN_FREE_INSTANCES = 65536;
 
 constexpr unsigned int VN_EAT_BLOCK = 4096;
 
-// What was skipped, whose records have ids as well. It stands in the table of the adapter's objects under the
-// address of its type.
-class SkippedRecords : public vnReference
-{
-public:
-    VN_TYPE(SkippedRecords)
-
-    // Whether so many records may have been among the bytes. They are used up by that.
-    bool hold(vnUInt64 count) noexcept
-    {
-        if (count > bytes / vnObjectHeadSize)
-            return false;
-        bytes -= count * vnObjectHeadSize;
-        return true;
-    }
-
-    vnUInt64 bytes = 0;
-};
-
-vnType SkippedRecords::s_type(vnReference::getClassType(), "vnSkippedRecords");
-
 // Records that were sized and not written, in the table of the adapter's objects under the address of its
 // type. The objects are only looked up there.
 class SizedRecords : public vnReference
 {
 public:
     VN_TYPE(SizedRecords)
+    vnReference* clone() const override { return new SizedRecords(*this); }
 
     std::vector<const vnObject*> objects;
 };
@@ -62,14 +43,13 @@ public:
 vnType SizedRecords::s_type(vnReference::getClassType(), "vnSizedRecords");
 
 // The one of the adapter; null when there is none and none is to be made.
-template <class T>
-T* noteOf(vnSerializeAdapter* adapter, bool isMade)
+SizedRecords* sizedOf(vnSerializeAdapter* adapter, bool isMade)
 {
-    const vnInstanceCompareInterface key(&T::s_type);
+    const vnInstanceCompareInterface key(&SizedRecords::s_type);
     vnReference* found = adapter->getRefInstanceDictionary().find(key);
     if (found || !isMade)
-        return static_cast<T*>(found);
-    const vnRefPointer<T> fresh(new T);
+        return static_cast<SizedRecords*>(found);
+    const vnRefPointer<SizedRecords> fresh(new SizedRecords);
     adapter->getRefInstanceDictionary().enter(key, fresh);
     return fresh;
 }
@@ -136,7 +116,7 @@ void setSize(vnAdapterSharedData& record, const vnObject* object, vnSerializeAda
     record.setChunkSize(vnCheckedSize(size + vnObjectHeadSize));
 }
 
-// A sizing that failed leaves records whose sizes count on others that are not there.
+// What failed leaves records whose sizes count on others that are not there.
 void forgetUnwritten(vnRefInstanceDictionary& records)
 {
     for (auto entry = records.begin(); entry.isValid();)
@@ -155,7 +135,7 @@ void forgetUnwritten(vnRefInstanceDictionary& records)
 // holds. What was sized and written in the same order keeps its sizes.
 void forgetSized(vnSerializeAdapter* adapter)
 {
-    SizedRecords* sized = noteOf<SizedRecords>(adapter, false);
+    SizedRecords* sized = sizedOf(adapter, false);
     if (!sized)
         return;
     for (const vnObject* object : sized->objects)
@@ -181,7 +161,7 @@ vnRefPointer<vnAdapterSharedData> createRecord(vnObject* object, vnSerializeAdap
         forgetSized(adapter);
     }
     if (!scope.isWriting())
-        noteOf<SizedRecords>(adapter, true)->objects.push_back(object);
+        sizedOf(adapter, true)->objects.push_back(object);
     if (isShared)
         adapter->getRefInstanceDictionary().enter(keyOf(object), record);
     try
@@ -219,8 +199,7 @@ bool isPossible(vnSerializeAdapter* adapter, unsigned int index, unsigned int kn
 {
     if (index <= known || index < VN_FREE_INSTANCES)
         return true;
-    SkippedRecords* skipped = noteOf<SkippedRecords>(adapter, false);
-    return skipped && skipped->hold(index - known);
+    return vnSkippedInstances::takeOff(*adapter, index - known);
 }
 
 vnRefPointer<vnReference>& instanceAt(vnSerializeAdapter* adapter, unsigned int index)
@@ -266,18 +245,29 @@ unsigned int discard(vnSerializeAdapter* adapter, unsigned int size)
     return done;
 }
 
-// The base class notices by itself when its body is cut. Any other one may take what it does not get for
-// zeros, so it is not asked to read what can't be all there; a size that is too large for the body counts as
-// that. Only sources that can seek are asked: others may still wait for what is to come, and would wait for
-// ever for what such a size claims too much. What is left of a record that is cut goes with it: who reads on
-// in spite of the error finds the end.
-void testWhole(vnSerializeAdapter* adapter, const vnObject* object, unsigned int bodySize)
+// Tells whether a class read more than there was. The base class notices by itself when its body is cut. Any
+// other one may take what it does not get for zeros, and a source that can seek may give them without an
+// error, but then its position is behind the end. A size that claims more than there is proves nothing: it
+// may just be stale.
+class EndOfData
 {
-    if (object->isExactType(vnObject::getClassType()) || !adapter->canSeek() || bodySize <= adapter->length())
-        return;
-    discard(adapter, bodySize);
-    vnFailObject(adapter, "Object ends within its body");
-}
+public:
+    EndOfData(vnSerializeAdapter* adapter, const vnObject* object, unsigned int bodySize) : m_adapter(adapter)
+    {
+        const bool isChecked = !object->isExactType(vnObject::getClassType()) && adapter->canSeek();
+        const unsigned int length = isChecked ? adapter->length() : 0;
+        if (isChecked && bodySize > length)
+            m_end = adapter->seek(0, VN_ORIGIN_CURRENT) + vnUInt64{length} -
+                    vnAdapterWindow::pushedBack(*adapter);
+    }
+    bool isPassed() const { return m_end != VN_NOWHERE && m_adapter->seek(0, VN_ORIGIN_CURRENT) > m_end; }
+
+private:
+    static constexpr vnUInt64 VN_NOWHERE = ~0ull;
+
+    vnSerializeAdapter* m_adapter;
+    vnUInt64 m_end = VN_NOWHERE; // not looked at
+};
 
 // The object stands in the table before its body is read, so that a circle back to it closes.
 vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* object,
@@ -295,9 +285,9 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
     scope.setObject(object);
     try
     {
-        testWhole(adapter, object, chunkSize - vnObjectHeadSize);
+        const EndOfData end(adapter, object, chunkSize - vnObjectHeadSize);
         object->read(adapter);
-        if (adapter->hasError())
+        if (adapter->hasError() || end.isPassed())
             vnFailObject(adapter, "Object ends within its body");
     }
     catch (...)
@@ -314,7 +304,7 @@ vnObject* readBody(vnSerializeAdapter* adapter, vnObjectScope& scope, vnObject* 
 void eat(vnSerializeAdapter* adapter, unsigned int size)
 {
     const unsigned int done = discard(adapter, size);
-    noteOf<SkippedRecords>(adapter, true)->bytes += done + 8u;
+    vnSkippedInstances::add(*adapter, done + 8u);
     if (!isSilent(adapter))
         vnMessage::message(VN_MESSAGE_WARNING, "Eater:%d", done);
     if (done < size)
@@ -343,11 +333,25 @@ vnObject* readRecord(vnSerializeAdapter* adapter, vnObjectScope& scope, unsigned
 } // namespace
 
 vnAdapterSharedData::vnAdapterSharedData(vnObject* object)
-    : m_object(object && object->getRef() ? object : nullptr)
+{
+    if (object)
+        hold(object);
+}
+
+// A copied pointer would hold a clone.
+vnAdapterSharedData::vnAdapterSharedData(const vnAdapterSharedData& other)
+    : vnReference(other), m_object(other.m_object.get()), m_instanceID(other.m_instanceID),
+      m_chunkSize(other.m_chunkSize), m_isWritten(other.m_isWritten)
 {
 }
 
 vnAdapterSharedData::~vnAdapterSharedData() noexcept(false) = default;
+
+void vnAdapterSharedData::hold(vnObject* object)
+{
+    if (!m_object && object->getRef() > 0)
+        m_object = object;
+}
 
 unsigned int vnObject::getChunkSize(vnObject* object, vnSerializeAdapter* adapter)
 {
@@ -359,8 +363,11 @@ unsigned int vnObject::getChunkSize(vnObject* object, vnSerializeAdapter* adapte
         scope.testDepth();
         return scope.sizeWithoutAdapter();
     }
-    if (findRecord(object, adapter))
+    if (vnAdapterSharedData* record = findRecord(object, adapter))
+    {
+        record->hold(object);
         return vnObjectHeadSize;
+    }
     return createRecord(object, adapter, true, false)->getChunkSize();
 }
 
@@ -375,7 +382,9 @@ void vnObject::writeObject(vnObject* object, vnSerializeAdapter* adapter, unsign
         return;
     }
     vnRefPointer<vnAdapterSharedData> record(findRecord(object, adapter));
-    if (!record)
+    if (record)
+        record->hold(object); // it may have been sized before anybody held it
+    else
         record = createRecord(object, adapter, shareInstances, true);
     if (record->isWritten())
     {
@@ -385,11 +394,21 @@ void vnObject::writeObject(vnObject* object, vnSerializeAdapter* adapter, unsign
     vnObjectScope scope(adapter, object);
     scope.testDepth();
     scope.setWriting();
-    record->setInstanceID(adapter->getNewSharedInstanceID());
-    record->setWritten(1);
-    writeHead(adapter, vnFactoryIdentifier(object->getType()), record->getChunkSize(),
-              record->getInstanceID());
-    object->write(adapter);
+    try
+    {
+        const unsigned int instance = adapter->getNewSharedInstanceID();
+        writeHead(adapter, vnFactoryIdentifier(object->getType()), record->getChunkSize(), instance);
+        // Behind the head: what is not on the stream must not be referred to.
+        record->setInstanceID(instance);
+        record->setWritten(1);
+        object->write(adapter);
+    }
+    catch (...)
+    {
+        if (scope.isOutermost())
+            forgetUnwritten(adapter->getRefInstanceDictionary());
+        throw;
+    }
 }
 
 vnObject* vnObject::readObject(vnSerializeAdapter* adapter, unsigned int totalSize,

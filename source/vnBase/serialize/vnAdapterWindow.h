@@ -30,6 +30,11 @@ public:
         return adapter.m_pushBack.getCount() + static_cast<unsigned int>(open);
     }
 
+    static unsigned int pushedBack(const vnSerializeAdapter& adapter) noexcept
+    {
+        return adapter.m_pushBack.getCount();
+    }
+
     /// Whether the class says that its length is an estimate.
     static bool estimates(const vnSerializeAdapter& adapter) noexcept { return adapter.m_lengthIsEstimate; }
 

@@ -23,6 +23,14 @@ constexpr unsigned int VN_PROBE_CHUNK = 65536;
 // The store takes no more than this ahead on a hint, whatever the hint claims: it grows by half of itself
 // anyway.
 constexpr unsigned int VN_LARGEST_CHUNK = 1048576;
+
+// What stands in a copy of the table for `note`. An instance that stands there itself is shared: a clone
+// would be another instance under the id of the first one.
+vnRefPointer<vnReference> copyOfNote(const vnInstanceCompareInterface& key, vnReference* note)
+{
+    const bool isCopied = note && note != key.getInstance() && note->useDeepCopy();
+    return vnRefPointer<vnReference>(isCopied ? note->clone() : note);
+}
 } // namespace
 
 vnSerializeAdapter::vnSerializeAdapter() = default;
@@ -192,14 +200,13 @@ void vnSerializeAdapter::copyInstances(const vnSerializeAdapter& other)
 {
     if (this == &other)
         return;
-    // The copies share the objects: a clone would be another object under the id of the first one.
     vnRefPointer<InstanceDictionary> dictionary;
     if (other.m_instanceDictionary)
     {
         const vnRefInstanceDictionary& source = other.m_instanceDictionary->getData();
         dictionary = new InstanceDictionary(vnRefInstanceDictionary(source.getHashSize()));
         for (const auto& entry : source)
-            dictionary->getData().enter(entry.getKey(), entry.getValue());
+            dictionary->getData().enter(entry.getKey(), copyOfNote(entry.getKey(), entry.getValue()));
     }
     vnRefPointer<InstanceArray> array;
     if (other.m_instanceArray)
@@ -213,6 +220,7 @@ void vnSerializeAdapter::copyInstances(const vnSerializeAdapter& other)
     m_instanceDictionary = std::move(dictionary);
     m_instanceArray = std::move(array);
     m_nextInstanceID = other.m_nextInstanceID;
+    m_skippedBytes = other.m_skippedBytes;
 }
 
 void vnSerializeAdapter::write_imp(unsigned char* data, unsigned int count)
