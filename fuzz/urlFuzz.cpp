@@ -3,11 +3,13 @@
 
 #include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnMessage.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnURL.h>
 
 #include <algorithm>
 
-// Any text as a URL: its parts are found without a fault and hold what they promise; attributes likewise.
+// Any text as a URL: its parts are found without a fault and hold what they promise; attributes likewise. One
+// from outside reaches nothing in the process, whatever stands within it.
 
 namespace
 {
@@ -59,6 +61,28 @@ void checkGlue(const Parts& parts)
     VN_FUZZ_CHECK(again.name == parts.name);
     VN_FUZZ_CHECK(again.attributes == parts.attributes);
 }
+
+// In the place of the schemes that must not be reached, or that reach more than the fuzzer should.
+class Gate : public vnSerializeURLManagerInterface
+{
+public:
+    explicit Gate(bool isOpen) : m_isOpen(isOpen) { ref(); }
+    vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
+                                      vnString*) override
+    {
+        VN_FUZZ_CHECK(m_isOpen);
+        return new vnSerializeAdapterQueue(VN_QUEUE_FIFO);
+    }
+
+private:
+    bool m_isOpen;
+};
+
+void openFromOutside(const vnString& url)
+{
+    const vnRefPointer<vnSerializeAdapter> adapter(
+        vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_UNTRUSTED | VN_ADAPTER_SILENT));
+}
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
@@ -67,6 +91,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     // What GUIDs stand for is split, too; the second one names itself.
     vnGuidStringDict::enter(vnGUID(1ull, 2), "http://host/cache:0,9,dir/file.txt?a=1");
     vnGuidStringDict::enter(vnGUID(3ull, 4), vnString("purl:prefix,") + vnString(vnGUID(3ull, 4).asString()));
+    vnGuidStringDict::enter(vnGUID(5ull, 6), "mem:1,8");
+    static Gate open(true), closed(false);
+    for (const char* scheme : {"file:", "http:", "udp:", "tcp:", "dummy:"})
+        vnSerializeAdapter::registerURLManager(scheme, &open);
+    for (const char* scheme : {"mem:", "adapt:", "con:", "pipe:", "psrv:"})
+        vnSerializeAdapter::registerURLManager(scheme, &closed);
     return 0;
 }
 
@@ -79,10 +109,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkGlue(parts);
     vnIsDirURL(url);
     const vnString value = vnSerializeAdapter::getURLAttributeValue(url.left(1), url, "none");
-    VN_FUZZ_CHECK(value.length() <= std::max<unsigned int>(url.length(), 4));
-
-    // Others would open files.
+    VN_FUZZ_CHECK(value.length() <=
+                  std::max<unsigned int>(url.length(), 4)); // Others would ask the managers as trusted ones.
     if (parts.base == "zip:" && !parts.valid)
         VN_FUZZ_CHECK(!vnURLExist(url));
+    openFromOutside(url);
+    openFromOutside(vnString("rand:") + url);
     return 0;
 }

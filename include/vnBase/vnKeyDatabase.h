@@ -56,7 +56,8 @@ public:
     static vnString getRegKey(vnRegKeyHeader header, vnString key, const vnString& name);
     static unsigned char existRegKey(vnRegKeyHeader header, vnString key, const vnString& name);
 
-    /// Answers 1 when the value is stored and neither a crash of the program nor of the system can undo it.
+    /// Answers 1 when the value is stored and neither a crash of the program nor of the system can undo it; 0
+    /// also when it is stored and a crash of the system might undo it, since its folder can't be read.
     /// While the system registry is disabled nothing can be set: the local registry is only read.
     static unsigned char setRegKey(vnRegKeyHeader header, vnString key, const vnString& name,
                                    const vnString& value);

@@ -32,8 +32,14 @@ enum vnOriginPos : unsigned int
 /// Bits of the adapter flags; their users name further ones.
 enum : vnUInt64
 {
-    VN_ADAPTER_SILENT = 0x1,       // no message on failure
-    VN_ADAPTER_NO_EXPANSION = 0x10 // input files: the name is used as it is
+    VN_ADAPTER_SILENT = 0x1,        // no message on failure
+    VN_ADAPTER_NO_EXPANSION = 0x10, // input files: the name is used as it is
+
+    /// The URL comes from outside, from a document for example: "mem:", "adapt:", "con:", "pipe:" and
+    /// "psrv:", which reach memory or channels of the process, are refused, also within other URLs and behind
+    /// GUIDs; input files must be regular ones, and "dummy:" has no bytes. Managers hand it on to the URLs
+    /// that they open.
+    VN_ADAPTER_UNTRUSTED = 0x100000000
 };
 
 /// The shared instances written to a stream: object to id.

@@ -17,13 +17,19 @@
 /// **Reading** replaces the tree; after an error the tree holds what was read before it. Attribute values are
 /// decoded: "&amp;" stands for "&", and what comes out is decoded again. Character references and
 /// other entities stay as they are. In a text "&amp;" and its like stand for their character, joined with
-/// the text around it, and other entities are items of their own. Character references in a text are lost.
+/// the text around it, and other entities are items of their own. Character references in a text are lost. A
+/// "%" in an attribute value begins a directive of a format, which has no arguments: see
+/// `vnXmlElement::setAttribute`.
 ///
 /// **Included documents.** `<?include other.xml?>` stands for a document of its own, which becomes an item
 /// called "other.xml" and is found relative to the including document. Settings in it ("$(KEY)") are
-/// replaced. URLs of the schemes "mem:", "adapt:", "con:", "pipe:" and "psrv:", which reach memory or
-/// channels of the process, are refused, with a warning. What cannot be opened is left out, with a message. A
-/// fault in an included document is an error of that document alone; passing a limit ends the reading of all.
+/// replaced. It is opened with `VN_ADAPTER_UNTRUSTED`: what reaches memory or channels of the process is
+/// refused. What cannot be opened is left out, with a message. A fault in an included document is an error of
+/// that document alone, which a Warning tells; so is one that nests too deep or makes no progress. What
+/// passes the limit of the size, or of documents that include one another, ends the reading of all.
+///
+/// **Size.** `setMaxDocumentSize` bounds what a document becomes: beside its tokens those of included
+/// documents are counted, 8,192 more for each of them, and what attribute values grow by as formats.
 ///
 /// **Writing** gives included documents as their instructions, unless `setWriteIncludedXml(1)`. With white
 /// space skipped the output is indented, otherwise texts stand exactly as they are.
@@ -97,7 +103,7 @@ private:
     vnXmlItem* addItemAt(vnXmlItem* item, unsigned int level);
     template <class Item, class... Args>
     Item* makeItem(const Args&... args);
-    void setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);
+    unsigned char setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value);
     unsigned char replaceElement(vnXmlItem* item, unsigned int level);
     unsigned char include(const vnString& data, unsigned int level);
     unsigned char readIncluded(vnXmlDom& included, vnSerializeAdapter* adapter, unsigned int level);
@@ -113,8 +119,6 @@ private:
     unsigned int m_maxIncludeDepth = VN_MAX_INCLUDE_DEPTH;
     vnXmlPool* m_pool = nullptr;     // while reading
     unsigned int m_includeDepth = 0; // of this document
-    unsigned int m_sizeLimit = 0;    // of this document and those that it includes
-    vnUInt64 m_includedTokens = 0;   // of the latter
     unsigned char m_hasPassedLimit = 0;
 };
 

@@ -49,8 +49,9 @@ inline vnXmlStringFlags operator|(vnXmlStringFlags left, vnXmlStringFlags right)
 /// "<char_data>", and so on. A path that begins with a single "/" finds nothing.
 ///
 /// **Depth.** All operations on a tree take a small, fixed part of the stack, however deep the tree is; only
-/// items of classes of your own, which may override an operation, are called recursively. What is called must
-/// not change the tree that an operation goes through. Children end before their parents do.
+/// items of classes of your own, which may override an operation, are called recursively, and documents in
+/// documents where they are written. What is called must not change the tree that an operation goes through.
+/// Children end before their parents do.
 ///
 /// Thread-safety: none; a tree belongs to one thread at a time. Several threads may use `findItem` while
 /// nothing is changed, nor walked with child iterators.
@@ -219,7 +220,8 @@ public:
 
     /// Appends an attribute, also when there is one of this name already, which then is the one that is
     /// found. The value is formatted with up to 16 arguments, see `vnString::format`: a "%" in it begins a
-    /// directive, also without arguments.
+    /// directive, also without arguments: a few bytes may become 65,535, and a "%s" posts a Warning for want
+    /// of its argument. "%%" is a percent sign.
     template <class... Args>
     void setAttribute(const vnString& name, const vnString& format, const Args&... args)
     {

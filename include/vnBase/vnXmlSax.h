@@ -235,6 +235,14 @@ public:
     /// left of the limits of `outer`.
     void useLimitsOf(const vnXmlSax& outer) noexcept;
 
+    /// For callbacks: counts tokens against the limit of the size that are not read, for what the document
+    /// makes grow by other means. Answers 1, or 0 with the error set when they pass it; the callback answers
+    /// the same.
+    unsigned char addToDocumentSize(vnUInt64 tokens);
+
+    /// How many tokens are left to the limit of the size; as good as any number when there is none.
+    vnUInt64 getDocumentSizeLeft() const noexcept;
+
     /// The operations of writing, for `onWrite`. A call out of order, or a text that may not stand where it
     /// is to be written, sets the error and throws `vnBasicParseException` with the value 3, which `write`
     /// catches.
@@ -407,7 +415,7 @@ private:
     unsigned int m_maxElementDepth = VN_MAX_ELEMENT_DEPTH;
     unsigned int m_maxIdleNotifications = 0;
     unsigned int m_maxDocumentSize = 0;
-    unsigned int m_documentBegin = 0;     // the token position where it is counted from
+    unsigned int m_documentBegin = 0;     // the token position that it is counted from
     unsigned int m_idleNotifications = 0; // since the token position was m_idlePosition
     unsigned int m_idlePosition = 0;
     AttributeSet m_noAttributes; // of levels that never were

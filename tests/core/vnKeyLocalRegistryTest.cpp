@@ -106,6 +106,10 @@ TEST_F(vnKeyLocalRegistryTest, TakesNoneThatHasAFault)
     for (int i = 0; i < 100000; ++i)
         deep += "<a>";
     EXPECT_FALSE(load(deep));
+    std::string large; // not the document, but what becomes of it
+    for (int i = 0; i < 300; ++i)
+        large += "<a b='%60000d'/>";
+    EXPECT_FALSE(load("<a>" + large + "</a>"));
 }
 
 TEST_F(vnKeyLocalRegistryTest, ReadsNoIncludedDocuments)

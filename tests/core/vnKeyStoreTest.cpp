@@ -254,6 +254,7 @@ TEST_F(vnKeyStoreTest, KeepsThePermissionsAndLinksOfItsFiles)
     EXPECT_EQ(modeOf(m_folder.path("config/vantorsdk")), 0700u);
     EXPECT_EQ(modeOf(m_folder.machineFile()), 0644u);
     EXPECT_EQ(modeOf(m_folder.path("system")), 0755u);
+    EXPECT_EQ(modeOf(m_folder.machineFile() + ".lock"), 0600u); // who can open it can hold up all others
     const std::string elsewhere = m_folder.path("elsewhere.keys");
     std::filesystem::rename(m_folder.userFile(), elsewhere);
     std::filesystem::create_symlink(elsewhere, m_folder.userFile());
@@ -263,6 +264,17 @@ TEST_F(vnKeyStoreTest, KeepsThePermissionsAndLinksOfItsFiles)
     EXPECT_EQ(modeOf(elsewhere), 0640u);
     EXPECT_EQ(user("k/a"), "1");
     EXPECT_EQ(user("k/b"), "2");
+    // A link to a link to a file that is not there yet.
+    std::filesystem::remove(elsewhere);
+    std::filesystem::create_symlink("to.keys", elsewhere);
+    EXPECT_TRUE(vnKeyDatabase::setUserKey("k/c", "3"));
+    EXPECT_TRUE(std::filesystem::is_symlink(elsewhere));
+    EXPECT_TRUE(std::filesystem::is_regular_file(m_folder.path("to.keys")));
+    EXPECT_EQ(user("k/c"), "3");
+    std::filesystem::remove(elsewhere);
+    std::filesystem::create_symlink(elsewhere, elsewhere);
+    EXPECT_FALSE(vnKeyDatabase::setUserKey("k/c", "4"));
+    EXPECT_EQ(errno, ELOOP);
 }
 
 TEST_F(vnKeyStoreTest, GivesWhatTheSuperuserMakesToTheOwnerOfTheFolder)
@@ -372,7 +384,15 @@ TEST_F(vnKeyStoreTest, ReadsWhileSomebodyHasTheLockAndWaitsToWrite)
     const std::string lock = m_folder.userFile() + ".lock";
     const int held = open(lock.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    std::thread others[5];
+    for (std::thread& other : others)
+        other = std::thread([] { EXPECT_FALSE(vnKeyDatabase::setUserKey("k/a", "2")); });
     EXPECT_FALSE(vnKeyDatabase::setUserKey("k/a", "2")); // in the end
+    for (std::thread& other : others)
+        other.join();
+    // Each of them waits its own five seconds, and not those of the others as well.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(25));
     std::atomic<bool> isSet{false};
     std::thread writer([&isSet] { isSet = vnKeyDatabase::setUserKey("k/a", "3"); });
     EXPECT_EQ(user("k/a"), "1");

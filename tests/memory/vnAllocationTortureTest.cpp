@@ -642,12 +642,22 @@ void useDocument()
     std::string text = "<root one='a long value &amp; more than a few bytes' two='100%%'>";
     for (int i = 0; i < 3; ++i)
         text += "<child id='1'>a text that does not fit into any small buffer &amp; <b/> more</child>";
-    text += "<![CDATA[<>]]><!--k--><?include $(VN_NOT_SET)missing.xml?></root>";
+    static const std::string path = testing::TempDir() + "vnAllocationDocument" + std::to_string(getpid());
+    std::ofstream(path) << "<part a='1'>of more than a few bytes &amp; more</part>";
+    text += "<![CDATA[<>]]><!--k--><?include $(VN_NOT_SET)missing.xml?><?include file:" + path + "?></root>";
     const vnRefPointer<vnXmlDom> document(new vnXmlDom);
+    document->setMaxDocumentSize(100000);
+    document->setMergeStandardReferences(0);
     const vnRefPointer<vnSerializeAdapter> memory(
         new vnSerializeAdapterMemory(text.data(), static_cast<unsigned int>(text.size())));
     document->read(memory);
+    std::filesystem::remove(path);
     EXPECT_EQ(document->getError(), "");
+    document->mergeStandardReferencesAndText();
+    document->resetAllChildIterators();
+    vnXMLDomIterator next(*document);
+    while (next())
+        EXPECT_EQ(next.getContextName().isFirst("/root"), 1);
     auto* child = static_cast<vnXmlElement*>(document->findItem("root/child[last()]"));
     EXPECT_EQ(child->getAttributeList().getCount(), 1u);
     child->setAttribute("more", "%s", longText);

@@ -17,6 +17,8 @@
 #include <cstdint>
 #include <thread>
 
+#include <sys/stat.h>
+
 namespace
 {
 using Adapter = vnRefPointer<vnSerializeAdapter>;
@@ -297,6 +299,44 @@ TEST(vnURLAdapter, TellsWhatFailed)
     };
     for (const auto& row : rows)
         EXPECT_EQ(failure(row.url), row.text) << row.url;
+}
+
+TEST(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
+{
+    const vnTempFolder folder;
+    const vnString file = folder.write("a.txt", "abc");
+    const vnString fifo = folder.path("fifo");
+    ASSERT_EQ(mkfifo(fifo, 0600), 0);
+    char bytes[] = "secret";
+    const vnString memory = urlOf("mem:", bytes) + ",6";
+    vnGUID guid;
+    guid.generate();
+    vnGuidStringDict::enter(guid, memory);
+    Manager odd("odd:"), ownMemory("mem:");
+    odd.forward = memory;
+    const vnString cached = vnString("cache:0,6,") + memory;
+    const Adapter trusted(open(cached)); // so that the cache has it
+    ASSERT_TRUE(trusted);
+
+    const auto openUntrusted = [](const vnString& url)
+    { return Adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_UNTRUSTED | 1)); };
+    for (const vnString& url :
+         {memory, urlOf("ADAPT:", trusted.get()), vnString("con:"), vnString("pipe:x"), vnString("psrv:x"),
+          vnString("rand:") + memory, vnString("zip:{") + memory + "},x", cached,
+          vnString("mecache:0,6,") + memory.left(2, 1), vnString("mecache:0,6cache:,") + memory.left(2, 1),
+          guid.asString(), vnString("rand:") + guid.asString(), vnString("odd:x"), fifo,
+          vnString("file:") + fifo, vnString("rand:") + fifo, vnString("/dev/tty"), vnString("/dev/zero"),
+          vnString("dummy:1")})
+        EXPECT_FALSE(openUntrusted(url)) << url;
+    EXPECT_EQ(ownMemory.asked, memory + ";"); // for the one that is trusted
+    for (const vnString& url :
+         {file, vnString("file:") + file, vnString("cache:0,-1,") + file, vnString("rand:file:") + file})
+    {
+        const Adapter adapter(openUntrusted(url));
+        ASSERT_TRUE(adapter) << url;
+        EXPECT_EQ(readAll(adapter), "abc") << url;
+    }
+    vnGuidStringDict::remove(guid);
 }
 
 TEST(vnURLAdapter, MakesNoFileOfASchemeThatItCanNotOpen)

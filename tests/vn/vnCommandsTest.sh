@@ -251,6 +251,8 @@ declaration='<?xml version="1.0" encoding="utf-8" standalone="yes" ?>'
 check "a document" 0 "$declaration$line<a>$line"$'\t'"<b id=\"1\">t</b>$line"$'\t'"<?include part.xml?>$line</a>$line" \
     xml main.xml
 check "an item" 0 "$line<q/>$line" xml main.xml //q
+check "a document that is included" 0 "$line<p>$line"$'\t'"<q/>$line</p>$line" xml main.xml a/part.xml
+check "the document as an item" 0 "$("$vn" xml main.xml)$line" xml main.xml a/..
 check "an item of a document that is not included" 1 "" xml --no-include main.xml //q
 check "a text" 0 "t$line" xml main.xml "a/b[@id='1']/<char_data>"
 check "no item" 1 "" xml main.xml a/b/c

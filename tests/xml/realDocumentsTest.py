@@ -83,6 +83,8 @@ def refusal(path, error):
         return "refers to a parameter entity"
     if re.search(r"<\?xml[^\s?]", text, re.I):
         return "an instruction whose target begins with xml"
+    if re.search(r"[>;]\]+<[A-Za-z_:]", text):
+        return "a text of ] alone before an element"
     if re.search(r"</?[^\s<>/!?]*[^\x00-\x7f]|\s[^\s<>=\"']*[^\x00-\x7f][^\s<>=\"']*\s*=\s*[\"']", text):
         return "a name with a character beyond the short lists"
     if "Too deep" in error:

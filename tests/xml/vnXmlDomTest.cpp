@@ -75,6 +75,26 @@ TEST(vnXmlDom, DecodesAttributesAsIfItBeganAnewWithEachResult)
     }
 }
 
+// A percent sign begins a directive, which is meant.
+TEST(vnXmlDom, CountsWhatAttributesGrowByAsFormats)
+{
+    EXPECT_EQ(vnShapeOf("<a b='100%% %d|%3d|'/>"), "a[b=100% 0|  0|]");
+    vnXmlDom document;
+    EXPECT_EQ(document.getDocumentSizeLeft(), ~vnUInt64{0});
+    const std::string text = "<a><b x='%60000d'/><b x='%60000d'/></a>";
+    for (const auto& [limit, error] : {std::pair<unsigned int, const char*>{119900, "Too large XML data"},
+                                       {60000, "Too large XML data"},
+                                       {121000, ""},
+                                       {0, ""}})
+    {
+        document.setMaxDocumentSize(limit);
+        vnReadText(document, text);
+        EXPECT_EQ(vnText(document.getError()), error) << limit;
+        EXPECT_EQ(document.getMaxDocumentSize(), limit);
+    }
+    EXPECT_EQ(static_cast<vnXmlElement&>(*document.findItem("a/b[2]")).getAttribute("x").length(), 60000);
+}
+
 TEST(vnXmlDom, KeepsTextsExactlyWhenWhiteSpaceCounts)
 {
     vnXmlDom document;

@@ -279,6 +279,12 @@ TEST(vnXmlItem, ShowsItselfAsText)
     for (int i = 0; i < 3; ++i)
         large->addChild(new vnXmlCharData(vnString::spaces(30001, 'y')));
     EXPECT_EQ(large->asString(VN_XML_STRING_CHILDREN | VN_XML_STRING_DATA).length(), 65535);
+    const vnRefPointer<vnXmlCustomData> custom(new vnXmlCustomData("c", nothing));
+    EXPECT_EQ(custom->asString(VN_XML_STRING_LABEL | VN_XML_STRING_DATA), "Custom:vnXmlObject");
+    custom->setAttribute("two", "xx"); // so that the limit is in the middle of a character
+    for (unsigned int i = 0; i < 100000; ++i)
+        custom->setAttribute("n", "\xC3\xA9");
+    EXPECT_EQ(custom->asString(VN_XML_STRING_ATTRIBUTES).length(), 65534);
 }
 
 TEST(vnXmlItem, DescribesATreeInDebugLines)
@@ -305,6 +311,23 @@ TEST(vnXmlItem, DescribesATreeInDebugLines)
                            "| | +-<!-- k -->\n"
                            "| | +-Children count:0\n");
     EXPECT_EQ(calls, "debug(+-,| ) ");
+    debug.lines.clear();
+    const vnRefPointer<vnXmlElement> others(new vnXmlElement("others"));
+    for (vnXmlItem* item : std::initializer_list<vnXmlItem*>{
+             new vnXmlPI("t", "d"), new vnXmlEntityReference("e"), new vnXmlCDATA("c"),
+             new vnXmlObject(nullptr, "o"), new vnXmlCustomData("n", nullptr),
+             new vnXmlCustomData("n", others)})
+    {
+        others->addChild(item);
+        item->debugOutput("", "", 0);
+    }
+    others->removeChildren(); // one of them holds it
+    EXPECT_EQ(debug.lines, "(vnXmlPI):<pi>\n+-Target   :t\n+-Data size:1\n+-[d]\n"
+                           "(vnXmlEntityReference):<entity_ref>\n+-Name:e\n"
+                           "(vnXmlCDATA):<cdata>\n+-CDATA size:1\n+-[c]\n"
+                           "(vnXmlObject):o\n+-vnObject:NULL\n"
+                           "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: NULL\n"
+                           "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: vnXmlElement\n");
 }
 
 TEST(vnXmlItem, CallsWhatOtherClassesOverride)
@@ -357,6 +380,13 @@ TEST(vnXmlItem, GoesThroughTreesOfAnyDepth)
     document = nullptr;
     EXPECT_EQ(held->getParent(), nullptr);
     EXPECT_EQ(vnShape(*held), "e('deep&')"); // what is held stays, with what is below it
+    // Items without tags, which only a program can make.
+    vnXmlDom untagged;
+    vnXmlItem* last = &untagged;
+    for (unsigned int i = 0; i < depth; ++i, last = last->findItem("i"))
+        last->addChild(new vnXmlItem("i"));
+    last->addChild(new vnXmlComment("k"));
+    EXPECT_EQ(vnWritten(untagged), "\n<!--k-->");
 }
 
 TEST(vnXmlItem, LetsGoOfAllChildrenWhenOneThrows)

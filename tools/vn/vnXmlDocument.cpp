@@ -20,11 +20,16 @@ protected:
     unsigned char read_imp() override { return 0; }
 };
 
-// Writes one item, without a declaration.
+// Writes one item, without a declaration. An included document that was asked for is not its instruction.
 class ItemWriter : public vnXmlSax
 {
 public:
-    explicit ItemWriter(vnXmlItem& item) : m_item(item) { setEncoding("none"); }
+    explicit ItemWriter(vnXmlItem& item) : m_item(item)
+    {
+        setEncoding("none");
+        if (auto* included = dynamic_cast<vnXmlDom*>(&item))
+            included->setWriteIncludedXml(1);
+    }
     void onWrite() override { m_item.write(this); }
 
 private:
@@ -69,11 +74,11 @@ void vnShowXmlDocument(const std::string& url, const std::string& path, bool rea
     document->read(source);
     vnCheckError(source);
     checkDocuments(*document);
-    if (path.empty())
-        return write(*document);
-    vnXmlItem* const item = document->findItem(path.c_str());
+    vnXmlItem* const item = path.empty() ? document.get() : document->findItem(path.c_str());
     if (!item)
         throw vnFailure("no item at " + path);
+    if (item == document.get())
+        return write(*document);
     ItemWriter writer(*item);
     write(writer);
 }

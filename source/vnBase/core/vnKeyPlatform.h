@@ -3,6 +3,7 @@
 
 #include <vnBase/vnArray.h>
 #include <vnBase/vnKeyDatabase.h>
+#include <vnBase/vnThreadID.h>
 
 // What the settings ask of the platform: where they are, how their files are read and replaced, and the
 // environment. A function that fails leaves the reason as the last system error of the thread.
@@ -57,8 +58,8 @@ vnKeyFileResult vnReadKeyFile(const vnString& name, unsigned int limit, vnArray<
 class vnKeyFileLock
 {
 public:
-    /// Waits for the others, five seconds at most. Makes the folder of the file if need be. `name` becomes
-    /// the name of the file itself when it is that of a link.
+    /// Waits for the others, threads of this process among them, five seconds at most. Makes the folder of
+    /// the file if need be. `name` becomes the name of the file itself when it is that of a link.
     vnKeyFileLock(vnString& name, vnRegKeyHeader root);
     vnKeyFileLock(const vnKeyFileLock&) = delete;
     vnKeyFileLock& operator=(const vnKeyFileLock&) = delete;
@@ -68,6 +69,7 @@ public:
     void release() noexcept;
 
 private:
+    vnKillGuard m_kept; // a thread that is killed must not leave the lock behind
     int m_descriptor = -1;
 };
 

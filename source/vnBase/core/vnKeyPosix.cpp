@@ -206,6 +206,23 @@ bool isBefore(const timespec& left, const timespec& right)
     return left.tv_sec != right.tv_sec ? left.tv_sec < right.tv_sec : left.tv_nsec < right.tv_nsec;
 }
 
+// Also to a file that is not there yet. False, with a system error, when they lead nowhere.
+bool followLinks(vnString& name)
+{
+    constexpr int most = 40; // as the system has it
+    char target[PATH_MAX];
+    for (int i = 0; i < most; ++i)
+    {
+        const ssize_t length = ::readlink(name, target, sizeof target);
+        if (length < 0)
+            return true;
+        const vnString to(target, static_cast<unsigned short>(length));
+        name = to.isFirst('/') ? to : folderOf(name) + "/" + to;
+    }
+    errno = ELOOP;
+    return false;
+}
+
 // Polls: the system has no wait for such a lock that ends.
 bool waitForLock(int descriptor, const timespec& deadline)
 {
@@ -221,14 +238,15 @@ bool waitForLock(int descriptor, const timespec& deadline)
     return true;
 }
 
-int openLock(const vnString& name, mode_t mode)
+// For nobody but its owner, also where anybody may read the settings: whoever can open the file can lock it.
+int openLock(const vnString& name)
 {
     for (;;)
     {
         const int there = openFile(name, O_RDWR | O_NOFOLLOW);
         if (there >= 0 || errno != ENOENT)
             return there;
-        const int made = openFile(name, O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, mode);
+        const int made = openFile(name, O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, 0600);
         if (made >= 0)
             giveToOwnerOfFolder(made, name);
         if (made >= 0 || errno != EEXIST)
@@ -369,15 +387,14 @@ vnKeyFileLock::vnKeyFileLock(vnString& name, vnRegKeyHeader root)
 {
     if (!makeFolder(folderOf(name), folderMode(root)))
         return;
-    char resolved[PATH_MAX];
-    if (::realpath(name, resolved))
-        name = resolved;
+    if (!followLinks(name))
+        return;
     const vnString lock = name + ".lock";
     timespec deadline = now(CLOCK_MONOTONIC);
     deadline.tv_sec += lockTimeoutSeconds;
     for (;;)
     {
-        Descriptor file(openLock(lock, fileMode(root)));
+        Descriptor file(openLock(lock));
         if (!file.isOpen() || !waitForLock(file.get(), deadline))
             return;
         // When somebody removed the file meanwhile, whoever came later has locked another.

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "core/vnKeyStore.h"
 
-#include "core/vnEternal.h"
-
-#include <vnBase/vnMutex.h>
-
 #include <cerrno>
 #include <utility>
 
@@ -14,14 +10,6 @@ bool fail(int error)
 {
     errno = error;
     return false;
-}
-
-// The threads of this process queue here, where they are woken, instead of polling for the lock of the file.
-// While it is held none of them is ended with that lock.
-const vnMutex& writerMutex()
-{
-    static vnEternal<vnMutex> mutex;
-    return mutex.value;
 }
 
 // The content of the file after the change. None, with a system error, when there can't be one; none and
@@ -95,7 +83,6 @@ bool vnChangeKeyStore(vnRegKeyHeader root, const vnString& key, const vnString& 
     vnKeyFileIdentity identity;
     if (!value && vnIdentifyKeyFile(file, identity) != VN_KEY_FILE_OK)
         return false; // and no folder is made
-    const vnBodyGuard guard(writerMutex());
     vnKeyFileLock lock(file, root);
     vnKeyDocument document;
     if (!lock.isHeld() || !vnReadKeyStore(file, document, identity))

@@ -30,6 +30,7 @@ bool vnReadKeyStore(const vnString& file, vnKeyDocument& document, vnKeyFileIden
 
 /// Makes the text the value of a stored setting, or with null removes it, and returns when that can't be lost
 /// any more. Answers false, with a system error, when it can't, and for removing what is not there; stored
-/// is then what was before. Any thread may call it; it takes turns with others in all processes, and holds
+/// is then what was before, unless only the last step failed: a change that is made and may be lost when the
+/// system crashes. Any thread may call it; it takes turns with others in all processes, and holds
 /// readers up by nothing.
 bool vnChangeKeyStore(vnRegKeyHeader root, const vnString& key, const vnString& name, const vnString* value);

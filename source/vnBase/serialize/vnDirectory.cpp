@@ -36,7 +36,7 @@ vnString searched(const vnString& list, const vnString& name)
         const vnString item(list.getString() + begin, static_cast<unsigned short>(end - begin));
         begin = end + 1u;
         vnString directory = item.stripWhiteSpace();
-        if (directory.isEmpty())
+        if (directory.isEmpty()) // names no directory, also not the root. That is meant
             continue;
         if (directory.isLast('/'))
             directory = directory.right(1, 1);

@@ -5,6 +5,10 @@
 
 // What the file adapter asks of the platform beyond the public functions.
 
+/// As `vnFileOpenRead`, for a name that is not trusted: what is no regular file is refused, without waiting
+/// for somebody at its other end.
+vnFile* vnFileOpenRegular(const vnString& name, unsigned int* size);
+
 /// 1 when the size of the file is known and bounds what can be read. A regular file of size 0 is no such
 /// file: the system's own files look like that and have content.
 unsigned char vnFileHasSize(vnFile* file);

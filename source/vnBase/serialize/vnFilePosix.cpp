@@ -156,6 +156,20 @@ vnFile* vnFileOpenRead(const vnString& name, unsigned int* size)
     return createFile(openDescriptor(name, O_RDONLY), false, size);
 }
 
+vnFile* vnFileOpenRegular(const vnString& name, unsigned int* size)
+{
+    // Stays without waiting: some of the system's own files look regular and have a reader wait.
+    const int descriptor = openDescriptor(name, O_RDONLY | O_NONBLOCK);
+    struct stat found;
+    if (descriptor >= 0 && ::fstat(descriptor, &found) == 0 && !S_ISREG(found.st_mode) &&
+        !S_ISDIR(found.st_mode)) // which has an error of its own
+    {
+        const DescriptorGuard guard(descriptor);
+        return refuse(EINVAL);
+    }
+    return createFile(descriptor, false, size);
+}
+
 vnFile* vnFileOpenWrite(const vnString& name, unsigned char append)
 {
     const int flags = O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);

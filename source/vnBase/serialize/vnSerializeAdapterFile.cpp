@@ -257,7 +257,8 @@ unsigned char vnSerializeAdapterFile::hasData_imp()
 
 void vnSerializeAdapterFile::openForInput()
 {
-    m_file.reset(vnFileOpenRead(m_fileName, &m_size));
+    const bool isTrusted = !(getAdapterFlags() & VN_ADAPTER_UNTRUSTED);
+    m_file.reset((isTrusted ? vnFileOpenRead : vnFileOpenRegular)(m_fileName, &m_size));
     if (m_file)
         m_isOpenEnded = !vnFileHasSize(m_file.get());
     else

@@ -11,7 +11,9 @@
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterZIP.h>
 
+#include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -47,9 +49,9 @@ unsigned char isAppending(const vnURLParts& parts)
 Created openFile(const vnURLParts& parts, const vnURLRequest& request)
 {
     // Deliberately without the flags of the caller, unlike a name without a scheme: the name is always looked
-    // up in the search path.
-    return vnOpenedAdapter(
-        new vnSerializeAdapterFile(parts.path + parts.name, request.action, isAppending(parts), 0));
+    // up in the search path. Whether it is trusted is no such flag.
+    return vnOpenedAdapter(new vnSerializeAdapterFile(
+        parts.path + parts.name, request.action, isAppending(parts), request.flags & VN_ADAPTER_UNTRUSTED));
 }
 
 Created openNameWithoutScheme(const vnURLParts& parts, const vnURLRequest& request)
@@ -61,6 +63,13 @@ Created openNameWithoutScheme(const vnURLParts& parts, const vnURLRequest& reque
         new vnSerializeAdapterFile(name, request.action, isAppending(parts), request.flags));
 }
 
+// What is in the cache may be there by way of a URL that was trusted.
+bool mayOpen(const vnString& url, const vnURLRequest& request)
+{
+    return request.isTrusted() || vnRefPointer<vnSerializeAdapter>(vnSerializeAdapter::getURLAdapter(
+                                      url, request.action, request.flags, request.password, nullptr));
+}
+
 Created openCache(const vnURLParts& parts, const vnURLRequest& request)
 {
     unsigned int offset = 0;
@@ -69,8 +78,12 @@ Created openCache(const vnURLParts& parts, const vnURLRequest& request)
     // The attributes stay this adapter's own: the URL within is opened without any.
     // A negative length says that it stands in the stream, and is everything where it does not.
     if (vnSerializeAdapterCache::parseCacheURL(parts.path + parts.name, offset, length, inner))
+    {
+        if (!mayOpen(inner, request))
+            return std::nullopt; // that was reported
         return vnOpenedAdapter(new vnSerializeAdapterCache(inner, offset, static_cast<unsigned int>(length),
                                                            length < 0, request.flags, request.password));
+    }
     request.report(VN_MESSAGE_WARNING, "Wrong syntax in (cache:offset,len,url) adapter arguments (%s)",
                    parts.text);
     return std::nullopt;
@@ -176,21 +189,42 @@ struct Scheme
 {
     std::string_view base;
     Created (*open)(const vnURLParts&, const vnURLRequest&);
+    bool reachesProcess = false; // its memory or its channels
 };
 
 constexpr Scheme schemes[] = {
-    {"file:", openFile},    {"cache:", openCache},  {"mem:", openMemory},  {"adapt:", openAdapter},
-    {"pipe:", openNothing}, {"psrv:", openNothing}, {"zip:", openZip},     {"con:", openConsole},
-    {"http:", openNothing}, {"udp:", openNothing},  {"tcp:", openNothing}, {"rand:", openRandomAccess},
+    {"file:", openFile},
+    {"cache:", openCache},
+    {"mem:", openMemory, true},
+    {"adapt:", openAdapter, true},
+    {"pipe:", openNothing, true},
+    {"psrv:", openNothing, true},
+    {"zip:", openZip},
+    {"con:", openConsole, true},
+    {"http:", openNothing},
+    {"udp:", openNothing},
+    {"tcp:", openNothing},
+    {"rand:", openRandomAccess},
 };
+
+const Scheme* schemeOf(const vnURLParts& parts)
+{
+    const std::string_view base = vnViewOf(parts.base);
+    const Scheme* const found = std::find_if(std::begin(schemes), std::end(schemes),
+                                             [base](const Scheme& scheme) { return scheme.base == base; });
+    return found == std::end(schemes) ? nullptr : found;
+}
 
 Created openByScheme(const vnURLParts& parts, const vnURLRequest& request)
 {
-    const std::string_view base = vnViewOf(parts.base);
-    for (const Scheme& scheme : schemes)
-        if (scheme.base == base)
-            return scheme.open(parts, request);
-    return openNameWithoutScheme(parts, request);
+    const Scheme* const scheme = schemeOf(parts);
+    return scheme ? scheme->open(parts, request) : openNameWithoutScheme(parts, request);
+}
+
+bool isRefused(const vnURLParts& parts, const vnURLRequest& request)
+{
+    const Scheme* const scheme = request.isTrusted() ? nullptr : schemeOf(parts);
+    return scheme && scheme->reachesProcess;
 }
 
 // The last adapter that was handed out by its address. A manager that opens an "adapt:" URL passes it on as a
@@ -294,6 +328,11 @@ vnOpenedAdapter vnOpenURL(const vnString& url, const vnURLRequest& request)
     parts.text = url;
     if (!resolveGUIDs(parts, request))
         return vnOpenedAdapter();
+    if (isRefused(parts, request)) // before the managers of such a scheme are asked
+    {
+        request.report(VN_MESSAGE_WARNING, "A URL from outside may not reach '%s'", parts.base);
+        return vnOpenedAdapter();
+    }
     if (vnOpenedAdapter opened = openByManager(parts, request))
         return checked(std::move(opened), parts, request);
     Created created = openByScheme(parts, request);

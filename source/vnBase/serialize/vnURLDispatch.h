@@ -20,6 +20,8 @@ struct vnURLRequest
             *error = vnString::formatString(vnTranslated(format), args...);
     }
 
+    bool isTrusted() const noexcept { return !(flags & VN_ADAPTER_UNTRUSTED); }
+
     vnSerializeAction action;
     vnUInt64 flags;
     const vnString& password;

@@ -50,6 +50,7 @@ public:
                                       const vnString& password, vnString* error) override
     {
         const vnURLRequest request{action, flags, password, error};
+        const vnUInt64 most = request.isTrusted() ? s_maxDummySize.load(std::memory_order_relaxed) : 0;
         vnURLInteger size;
         std::string_view text = vnViewOf(url);
         text.remove_prefix(std::min(text.find(':') + 1, text.size()));
@@ -58,7 +59,7 @@ public:
             request.report(VN_MESSAGE_WARNING, "Wrong syntax in (dummy:{size}) adapter arguments (%s)", url);
         else if (action != VN_SERIALIZE_INPUT)
             request.report(VN_MESSAGE_WARNING, "Can not open '%s' as output", url);
-        else if (size.magnitude > s_maxDummySize.load(std::memory_order_relaxed))
+        else if (size.magnitude > most)
             request.report(VN_MESSAGE_WARNING, "Too many bytes in (dummy:{size}) adapter arguments (%s)",
                            url);
         else

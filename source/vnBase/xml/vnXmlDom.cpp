@@ -42,8 +42,6 @@ void vnXmlDom::readTree(vnSerializeAdapter* adapter)
     delete std::exchange(m_pool, nullptr);
     m_pool = new vnXmlPool;
     m_hasPassedLimit = 0;
-    m_includedTokens = 0;
-    m_sizeLimit = getMaxDocumentSize();
     removeChildren();
     reset();
     vnXmlSax::read(adapter);
@@ -53,7 +51,6 @@ void vnXmlDom::readTree(vnSerializeAdapter* adapter)
 
 void vnXmlDom::endReading()
 {
-    setMaxDocumentSize(m_sizeLimit);
     delete std::exchange(m_pool, nullptr);
     for (unsigned int i = 0; i < m_itemStack.getSize(); ++i)
         m_itemStack[i] = nullptr;
@@ -102,20 +99,22 @@ unsigned char vnXmlDom::onAttribute(const vnString& name, const vnString& value,
         return 1;
     const std::string_view raw = vnXmlTree::viewOf(value);
     if (!std::memchr(raw.data(), '&', raw.size()))
-        setAttributeOf(*element, name, raw);
-    else
-        setAttributeOf(*element, name, vnXmlTree::viewOf(vnXmlDecodeAttribute(value)));
-    return 1;
+        return setAttributeOf(*element, name, raw);
+    return setAttributeOf(*element, name, vnXmlTree::viewOf(vnXmlDecodeAttribute(value)));
 }
 
-void vnXmlDom::setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value)
+unsigned char vnXmlDom::setAttributeOf(vnXmlElement& element, const vnString& name, std::string_view value)
 {
-    // A percent sign in a document begins a format directive, as it does for all who set attributes. That is
-    // meant.
-    if (std::memchr(value.data(), '%', value.size()))
-        element.setAttribute(name, vnXmlTree::makeString(value));
-    else
+    if (!std::memchr(value.data(), '%', value.size()))
+    {
         vnXmlAttributes::append(element.m_attributes, name, value, m_pool, &element + 1);
+        return 1;
+    }
+    // A percent sign in a document begins a format directive, as it does for all who set attributes. That is
+    // meant. A few bytes may become 65,535 that way.
+    const vnString text = vnString::formatString(vnXmlTree::makeString(value));
+    vnXmlAttributes::append(element.m_attributes, name, vnXmlTree::viewOf(text), m_pool, &element + 1);
+    return text.length() <= value.size() || addToDocumentSize(text.length() - value.size());
 }
 
 unsigned char vnXmlDom::onCharData(const vnString& text, unsigned int level)

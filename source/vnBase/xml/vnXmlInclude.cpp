@@ -1,68 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include "vnXmlTree.h"
+#include "vnXmlInput.h"
 
+#include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnMessage.h>
-#include <vnBase/vnRegKeyExpandParser.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
+#include <vnBase/vnSerializeAdapter.h>
+#include <vnBase/vnXmlDom.h>
 
 namespace
 {
-constexpr const char* tooLarge = "Too large XML data";
-
-vnString withSettings(const vnString& text)
-{
-    if (text.find('$') == text.length())
-        return text;
-    const vnRefPointer<vnSerializeAdapter> adapter(
-        new vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length())); // only read
-    vnRegKeyExpandParser parser;
-    parser.setAdapter(adapter);
-    return parser.parse();
-}
-
-bool isNamePart(char character)
-{
-    return (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9');
-}
-
-// Whether the scheme stands anywhere in the URL, also in a URL in it.
-bool hasScheme(std::string_view url, std::string_view scheme)
-{
-    for (std::size_t at = url.find(scheme); at != url.npos; at = url.find(scheme, at + 1))
-        if (at == 0 || !isNamePart(url[at - 1]))
-            return true;
-    return false;
-}
-
-// A "cache:" with its numbers goes to the front when a URL is opened, and what stood around it meets; that
-// must not make a scheme of two halves.
-vnString withoutCache(const vnString& url)
-{
-    constexpr std::string_view scheme = "cache:";
-    const std::string_view text = vnXmlTree::viewOf(url);
-    const std::size_t begin = text.rfind(scheme);
-    if (begin == text.npos)
-        return url;
-    std::size_t end = begin + scheme.size();
-    for (int commas = 0; end != text.size() && commas != 2; ++end)
-        commas += text[end] == ',';
-    return vnXmlTree::makeString(text.substr(0, begin)) + vnXmlTree::makeString(text.substr(end));
-}
-
-bool reachesProcess(const vnString& url)
-{
-    constexpr std::string_view schemes[] = {"mem:", "adapt:", "con:", "pipe:", "psrv:"};
-    vnString text = url.toLower();
-    for (unsigned int length = 0; length != text.length();)
-    {
-        for (const std::string_view scheme : schemes)
-            if (hasScheme(vnXmlTree::viewOf(text), scheme))
-                return true;
-        length = text.length();
-        text = withoutCache(text);
-    }
-    return false;
-}
+// What an included document takes is not told by its tokens alone: an empty one has buffers of this many
+// bytes.
+constexpr unsigned int VN_DOCUMENT_SIZE = 8192;
 
 // The URL of what is included by a document; empty when it is too long.
 vnString urlOf(const vnString& included, const vnSerializeAdapter& document)
@@ -74,6 +22,8 @@ vnString urlOf(const vnString& included, const vnSerializeAdapter& document)
         return included;
     const vnString& documentBase = document.getURLBase();
     const bool isFile = documentBase.isEmpty() || documentBase == "file:";
+    // Deliberately not below the folder of the document where a file is named from the root: nothing stands
+    // there.
     const vnString directory = isFile && path.isFirst('/') ? vnString() : document.getDefaultPath();
     if (documentBase.length() + directory.length() + included.length() >
         static_cast<int>(vnString::VN_MAX_LENGTH))
@@ -94,44 +44,43 @@ unsigned char vnXmlDom::include(const vnString& data, unsigned int level)
     vnSerializeAdapter* const own = getAdapter();
     if (!own)
         return 1; // nothing is read just now
-    const vnString name = withSettings(data.stripWhiteSpace());
+    const vnString name = vnRegKeyExpandedString(data.stripWhiteSpace());
     const vnString url = urlOf(name, *own);
     if (m_includeDepth >= m_maxIncludeDepth)
         return failLimit(vnString::formatString("Too deep nesting of included XML documents (%s)", url));
-    if (url.isEmpty() || reachesProcess(url))
+    if (url.isEmpty() && !name.isEmpty())
     {
-        vnMessage::message(VN_MESSAGE_WARNING, "An XML document may not include '%s'", name);
+        vnMessage::message(VN_MESSAGE_WARNING, "Too long URL of an included XML document (%s)", name);
         return 1;
     }
     const vnRefPointer<vnSerializeAdapter> adapter(
-        vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT));
+        vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_UNTRUSTED));
     if (!adapter)
         return 1; // which was told
     const vnRefPointer<vnXmlDom> included(new vnXmlDom);
     included->setName(name);
     included->setWriteIncludedXml(m_writeIncludedXml);
     included->useProgress(isUsingProgress());
-    return readIncluded(*included, adapter, level);
+    if (!readIncluded(*included, adapter, level))
+        return 0;
+    if (included->hasError())
+        vnMessage::message(VN_MESSAGE_WARNING, "Error in the included XML document '%s': %s", url,
+                           included->getError());
+    return 1;
 }
 
 unsigned char vnXmlDom::readIncluded(vnXmlDom& included, vnSerializeAdapter* adapter, unsigned int level)
 {
+    if (!addToDocumentSize(VN_DOCUMENT_SIZE))
+        return 0;
     included.m_includeDepth = m_includeDepth + 1;
     included.m_maxIncludeDepth = m_maxIncludeDepth;
     included.useLimitsOf(*this);
-    const vnUInt64 used = vnUInt64{getTokenPos()} + m_includedTokens;
-    if (m_sizeLimit && used >= m_sizeLimit)
-        return failLimit(tooLarge);
-    if (m_sizeLimit)
-        included.setMaxDocumentSize(static_cast<unsigned int>(m_sizeLimit - used));
+    const unsigned int limit = getMaxDocumentSize() ? static_cast<unsigned int>(getDocumentSizeLeft()) : 0;
+    included.setMaxDocumentSize(limit);
     included.read(adapter);
     addItemAt(&included, level);
-    if (included.m_hasPassedLimit || included.getError() == tooLarge)
+    if (included.m_hasPassedLimit || included.getError() == vnXmlInput::VN_TOO_LARGE)
         return failLimit(included.getError());
-    m_includedTokens += included.getTokenPos() + included.m_includedTokens;
-    if (m_sizeLimit && m_includedTokens >= m_sizeLimit)
-        return failLimit(tooLarge);
-    if (m_sizeLimit)
-        setMaxDocumentSize(static_cast<unsigned int>(m_sizeLimit - m_includedTokens));
-    return 1;
+    return !limit || addToDocumentSize(limit - included.getDocumentSizeLeft());
 }

@@ -331,7 +331,7 @@ bool vnXmlInput::refill()
     open();
     if (has && m_maxSize && getSizeLeft() == 0)
     {
-        m_parser.setError("Too large XML data");
+        m_parser.setError("%s", VN_TOO_LARGE);
         throw vnBasicParseException(0);
     }
     return has;

@@ -18,6 +18,7 @@ class vnXmlInput
 {
 public:
     static constexpr int VN_END = -1; // behind the last character
+    static constexpr const char* VN_TOO_LARGE = "Too large XML data";
 
     /// A character above 127 of UTF-8.
     struct Decoded
@@ -37,8 +38,9 @@ public:
         unsigned int serial;   // of the window
     };
 
-    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 is no limit.
-    vnXmlInput(vnBasicParser& parser, unsigned int sizeBegin, unsigned int maxSize) noexcept
+    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 is no limit. Both may change
+    /// while the input is closed.
+    vnXmlInput(vnBasicParser& parser, const unsigned int& sizeBegin, const unsigned int& maxSize) noexcept
         : m_parser(parser), m_cursor(parser), m_sizeBegin(sizeBegin), m_maxSize(maxSize)
     {
     }
@@ -235,7 +237,7 @@ private:
     const unsigned char* m_keptEnd = nullptr;
     const unsigned char* m_keptProgressAt = nullptr;
     const unsigned char* m_progressAt = nullptr; // where the progress may have changed
-    unsigned int m_sizeBegin;
-    unsigned int m_maxSize;
+    const unsigned int& m_sizeBegin;
+    const unsigned int& m_maxSize;
     vnDynamicArray<char> m_text{1024};
 };

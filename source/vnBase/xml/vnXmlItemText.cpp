@@ -58,11 +58,7 @@ public:
     {
         while (!m_opened.isEmpty())
             close();
-        unsigned int length = m_text.getSize();
-        if (isFull())
-            for (length = vnString::VN_MAX_LENGTH; length != 0 && (m_text[length] & 0xC0) == 0x80;)
-                --length; // no character is cut in two
-        return vnString(m_text.data(), static_cast<unsigned short>(length));
+        return vnXmlTree::cut({m_text.data(), m_text.getSize()});
     }
 
 private:

@@ -4,6 +4,8 @@
 
 #include <vnBase/vnMessage.h>
 
+#include <string>
+
 vnType vnXmlAttribute::s_type(vnReference::getClassType(), "vnXmlAttribute");
 vnType vnXmlElement::s_type(vnXmlItem::getClassType(), "vnXmlElement");
 vnType vnXmlCharData::s_type(vnXmlItem::getClassType(), "vnXmlCharData");
@@ -122,16 +124,16 @@ void vnXmlElement::debugData(const vnString& prefix)
 
 vnString vnXmlElement::attributesAsString()
 {
-    vnString text;
+    std::string text;
     vnXmlAttributes::View attribute;
-    for (vnXmlAttributes::Walk walk(m_attributes); walk.next(attribute);)
+    vnXmlAttributes::Walk walk(m_attributes);
+    while (text.size() <= vnString::VN_MAX_LENGTH && walk.next(attribute))
     {
-        const vnString name = vnXmlTree::makeString(attribute.name);
-        const vnString value = vnXmlTree::makeString(attribute.value);
-        text = text.isEmpty() ? vnString::formatString("%s=%s", name, value)
-                              : vnString::formatString("%s %s=%s", text, name, value);
+        if (!text.empty())
+            text += ' ';
+        text.append(attribute.name).append("=").append(attribute.value);
     }
-    return text;
+    return vnXmlTree::cut(text);
 }
 
 vnXmlCharData::vnXmlCharData(const vnString& text) : vnXmlItem("<char_data>"), m_data(text)

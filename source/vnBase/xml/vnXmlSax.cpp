@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "vnXmlInput.h"
 #include "vnXmlLevel.h"
 
 #include <vnBase/vnObject.h>
 #include <vnBase/vnSerializeAdapter.h>
 
 #include <algorithm>
+#include <limits>
 
 vnType vnXmlSax::s_type(nullptr, "vnXmlSax");
 
@@ -180,6 +182,25 @@ void vnXmlSax::useLimitsOf(const vnXmlSax& outer) noexcept
     m_maxIdleNotifications = outer.m_maxIdleNotifications;
     m_maxDocumentSize = outer.m_maxDocumentSize;
     m_documentBegin = outer.m_documentBegin;
+}
+
+vnUInt64 vnXmlSax::getDocumentSizeLeft() const noexcept
+{
+    if (m_maxDocumentSize == 0)
+        return std::numeric_limits<vnUInt64>::max();
+    return m_maxDocumentSize - std::min(getTokenPos() - m_documentBegin, m_maxDocumentSize);
+}
+
+unsigned char vnXmlSax::addToDocumentSize(vnUInt64 tokens)
+{
+    if (tokens >= getDocumentSizeLeft()) // the end of what is read just now must come, too
+    {
+        setError("%s", vnXmlInput::VN_TOO_LARGE);
+        return 0;
+    }
+    if (m_maxDocumentSize)
+        m_documentBegin -= static_cast<unsigned int>(tokens);
+    return 1;
 }
 
 void vnXmlSax::pushBack(vnSerializeAdapter*) {}

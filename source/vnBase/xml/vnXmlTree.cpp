@@ -15,17 +15,24 @@ void vnXmlTree::writeStart(vnXmlElement& element, vnXmlSax& sax)
 
 void vnXmlTree::writeChildren(vnXmlItem& top, vnXmlSax& sax)
 {
-    const auto leave = [&sax](vnXmlItem*) { sax.writeElementEnd(); };
+    const auto isExactly = [](const vnXmlItem& item, const std::type_info& type)
+    { return &typeid(item) == &type; };
+    const auto leave = [&](vnXmlItem* item)
+    {
+        if (isExactly(*item, typeid(vnXmlElement)))
+            sax.writeElementEnd();
+    };
     for (vnXmlItem* item = top.m_firstChild; item;)
     {
-        // Elements of classes of their own write themselves.
-        if (&typeid(*item) == &typeid(vnXmlElement))
-        {
+        const bool isElement = isExactly(*item, typeid(vnXmlElement));
+        if (isElement)
             writeStart(static_cast<vnXmlElement&>(*item), sax);
+        if (isElement || isExactly(*item, typeid(vnXmlItem)))
+        {
             item = next(item, &top, leave);
             continue;
         }
-        item->write(&sax);
+        item->write(&sax); // what is no element, and classes of their own
         item = behind(item, &top, leave);
     }
 }

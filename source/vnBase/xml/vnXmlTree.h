@@ -73,6 +73,15 @@ public:
             return {};
         return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
     }
+    /// The text up to what a string holds; no character is cut in two.
+    static vnString cut(std::string_view text)
+    {
+        std::size_t length = text.size();
+        if (length > vnString::VN_MAX_LENGTH)
+            for (length = vnString::VN_MAX_LENGTH; length != 0 && (text[length] & 0xC0) == 0x80;)
+                --length;
+        return makeString(text.substr(0, length));
+    }
     static vnString makeString(std::string_view text)
     {
         return vnString(text.data(), static_cast<unsigned short>(text.size()));
