@@ -111,5 +111,6 @@
 #include <vnBase/vnVector.h>
 #include <vnBase/vnVersion.h>
 #include <vnBase/vnXmlDom.h>
+#include <vnBase/vnXmlDynamicType.h>
 #include <vnBase/vnXmlItem.h>
 #include <vnBase/vnXmlSax.h>

@@ -184,6 +184,7 @@ public:
 
 private:
     friend class vnParserCursor;
+    friend class vnParserTakeover;
     friend class vnXmlInput;
 
     static constexpr unsigned int VN_MAX_BUFFER_SIZE = 50000;

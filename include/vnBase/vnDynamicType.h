@@ -314,6 +314,20 @@ public:
     /// Of "ref", when the value keeps the object alive; one that came from a stream gives null.
     vnReference* getReference() const;
 
+    /// The value as XML, an element "vnDyn" with the tag and the content; with `stripTags` what stands in it.
+    /// White space at both ends goes. With `dynOnly` the element is `name`, and so are those in a container.
+    /// docs/xml.md tells the forms. A text that does not fit a string throws `vnFatalError` ("... out of index
+    /// size"), and so does a value that can't be written.
+    vnString asString(unsigned char stripTags = 0, unsigned char dynOnly = 0,
+                      const vnString& name = vnString()) const;
+
+    /// The value of the tag `typeName` whose content is `text`, and that of an XML text. `ok`, which may be
+    /// null, receives whether there is one; otherwise the result is void. See `vnXml2DynamicType`.
+    static vnDynamicType fromString(const vnString& text, const vnString& typeName,
+                                    unsigned char* ok = nullptr, unsigned char dynOnly = 0);
+    static vnDynamicType fromXML(const vnString& text, unsigned char* ok = nullptr,
+                                 unsigned char dynOnly = 0);
+
     /// The value as JSON text, and the value of a JSON text; see `vnJSON`, also for `strict`. A text that
     /// does not fit a string, or that has no strict form, throws `vnFatalError`. A text that is no JSON gives
     /// an error value.

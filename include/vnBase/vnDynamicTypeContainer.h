@@ -120,6 +120,10 @@ public:
         return m_attributes ? m_attributes->getCount() : 0;
     }
 
+    /// The container as XML; see `vnDynamicType::asString`.
+    vnString asString(unsigned char stripTags = 0, unsigned char dynOnly = 0,
+                      const vnString& name = vnString()) const;
+
     /// The most attributes that a read accepts; 0, as at the start, for any number. For streams from outside.
     /// Copies take the limit over.
     void setReadLimit(unsigned int limit) noexcept { m_readLimit = limit; }

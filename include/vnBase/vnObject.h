@@ -222,6 +222,10 @@ public:
     void removeAllAttributes(const vnString& user);
     unsigned int getNumberOfAttributes(const vnString& user) const;
 
+    /// The object as XML, an element "vnObj" with the class and the record in base 64; with `stripTags` what
+    /// stands in it. A text that does not fit a string throws `vnFatalError`.
+    vnString asString(unsigned char stripTags = 0) const;
+
 private:
     vnUserDataDictionary& userData();
     void dropEmptyUserData();

@@ -97,6 +97,10 @@ public:
     /// of 8 MiB.
     static constexpr unsigned int VN_MAX_ELEMENT_DEPTH = 2048;
 
+    /// How deep values may stand in values at the start. Each level takes stack, and its bytes are copied
+    /// once more.
+    static constexpr unsigned int VN_MAX_VALUE_DEPTH = 200;
+
     vnXmlSax();
     ~vnXmlSax() noexcept(false) override;
 
@@ -137,7 +141,8 @@ public:
     virtual unsigned char onCDATA(const vnString& text, unsigned int level);
     virtual unsigned char onComment(const vnString& text, unsigned int level);
 
-    /// A dynamic value, an object, custom data in place of the content of an element.
+    /// A dynamic value, an object, custom data in place of the content of an element. An object of a class that
+    /// is not known is null.
     virtual unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level);
     virtual unsigned char onObject(vnObject* object, const vnString& name, unsigned int level);
     virtual unsigned char onCustomData(vnReference* data, const vnString& name, unsigned int level);
@@ -220,6 +225,11 @@ public:
     unsigned int getMaxElementDepth() const noexcept { return m_maxElementDepth; }
     void setMaxElementDepth(unsigned int depth) noexcept { m_maxElementDepth = depth; }
 
+    /// Values that stand in values deeper than this are neither read nor written, with the same error. A level
+    /// takes up to 4 KiB of stack.
+    unsigned int getMaxValueDepth() const noexcept { return m_maxValueDepth; }
+    void setMaxValueDepth(unsigned int depth) noexcept { m_maxValueDepth = depth; }
+
     /// How many notifications may come one after the other while nothing is read, before the parse ends with
     /// the error "No progress in XML data"; 0, the default, for any number. The text "]]>" in an element
     /// notifies without end.
@@ -230,6 +240,9 @@ public:
     /// default, for any number.
     unsigned int getMaxDocumentSize() const noexcept { return m_maxDocumentSize; }
     void setMaxDocumentSize(unsigned int tokens) noexcept { m_maxDocumentSize = tokens; }
+
+    /// How many tokens of the document were read.
+    unsigned int getDocumentPos() const noexcept { return getTokenPos() - m_documentBegin; }
 
     /// For a parser that goes on within an element of `outer` (`continueParsingFrom`): takes over what is
     /// left of the limits of `outer`.
@@ -270,9 +283,14 @@ public:
     /// Writes the text as it stands.
     void writeGenericString(const vnString& text);
 
-    /// An element with a value, an object or custom data. See vnXmlDynamicType.h.
+    /// An element with a value or an object, which gets the attribute `name` unless that is empty. No element
+    /// for a null object. A value with a time loses its tag: it reads back with its text. See
+    /// vnXmlDynamicType.h.
     void writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName);
     void writeObject(const vnObject* object, const vnString& name, const vnString& elementName);
+
+    /// What the interface of the element's name writes for the data, with `wrap` in an element of its own;
+    /// nothing for null, and where no interface is registered.
     void writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap);
 
     vnParseResult XML_read_01(); // document
@@ -376,6 +394,7 @@ public:
 private:
     friend class vnXmlReader;
     friend class vnXmlWriter;
+    friend class vnXmlValueDepth;
     struct Level;
 
     enum Flag : unsigned char
@@ -413,6 +432,8 @@ private:
     unsigned char m_writeState = 0;
     unsigned char m_isEmptyElement = 0;
     unsigned int m_maxElementDepth = VN_MAX_ELEMENT_DEPTH;
+    unsigned int m_maxValueDepth = VN_MAX_VALUE_DEPTH;
+    unsigned int m_valueDepth = 0; // of the values that are read or written just now
     unsigned int m_maxIdleNotifications = 0;
     unsigned int m_maxDocumentSize = 0;
     unsigned int m_documentBegin = 0;     // the token position that it is counted from

@@ -5,6 +5,7 @@
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeBinary.h>
 
+#include <dynamic/vnContainerBytes.h>
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
 #include <dynamic/vnDynamicWire.h>
@@ -18,8 +19,8 @@
 
 namespace
 {
-constexpr unsigned char magicBytes[] = {0x07, 0xCD, 0xBF, 0xFE}; // 0xFEBFCD07, little-endian
-constexpr unsigned int headSize = 8;
+constexpr auto& magicBytes = vnContainerBytes::magic;
+constexpr unsigned int headSize = vnContainerBytes::headSize;
 
 void writeWord(vnSerializeAdapter* adapter, unsigned int word)
 {

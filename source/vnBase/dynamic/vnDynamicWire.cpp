@@ -287,6 +287,18 @@ void vnDynamicWire::decode(vnDynamicType& value, const unsigned char*& from, con
     from = source.next();
 }
 
+unsigned int vnDynamicWire::decodeHead(vnDynamicTypeTag& tag, const unsigned char*& from,
+                                       const unsigned char* end)
+{
+    MemorySource source(from, end, nullptr);
+    const unsigned short refused = readTag(tag, source);
+    const vnUInt64 size = source.size();
+    from = source.next();
+    if (refused)
+        source.refuse(refused);
+    return refused ? 0 : static_cast<unsigned int>(std::min(size, static_cast<vnUInt64>(end - from)));
+}
+
 bool vnDynamicWire::skip(const unsigned char*& from, const unsigned char* end) noexcept
 {
     bool isWhole = true;

@@ -15,6 +15,9 @@ unsigned int vnFactoryIdentifier(const vnType* type);
 /// A new object, or null; a silent one posts nothing.
 vnObject* vnCreateFactoryObject(unsigned int id, bool isSilent);
 
+/// The error of an adapter whose object was skipped, as its class is not known.
+vnString vnUnknownFactoryError(unsigned int id);
+
 /// How an item of user data is stored.
 enum vnUserDataForm
 {

@@ -16,7 +16,6 @@ namespace
 {
 constexpr unsigned int VN_MAX_DEPTH =
     1000; // some hundred bytes of stack each, a few thousand with sanitizers
-constexpr char unknownFormat[] = "Unknown Factory : %ld";
 
 std::atomic<unsigned int> s_maxDepth{VN_MAX_DEPTH};
 thread_local vnObjectScope* s_top = nullptr;
@@ -29,6 +28,11 @@ vnSerializeAdapter* behind(vnSerializeAdapter* adapter)
     return filter ? filter->getAdapter() : nullptr;
 }
 } // namespace
+
+vnString vnUnknownFactoryError(unsigned int id)
+{
+    return vnString::formatString(vnTranslated("Unknown Factory : %ld"), id);
+}
 
 unsigned int vnObject::getMaxDepth() noexcept
 {
@@ -115,7 +119,7 @@ void vnObjectScope::noteMade(unsigned int index, vnObject* object)
 
 void vnObjectScope::noteUnknown(unsigned int id)
 {
-    m_root->m_error = vnString::formatString(vnTranslated(unknownFormat), id);
+    m_root->m_error = vnUnknownFactoryError(id);
 }
 
 void vnObjectScope::endRead()

@@ -10,8 +10,9 @@
 class vnTextAdapter : public vnSerializeAdapterMemory
 {
 public:
-    explicit vnTextAdapter(const vnString& text)
-        : vnSerializeAdapterMemory(const_cast<char*>(text.getString()), text.length()) // only read
+    explicit vnTextAdapter(const vnString& text) : vnTextAdapter(text.getString(), text.length()) {}
+    vnTextAdapter(const void* bytes, unsigned int size)
+        : vnSerializeAdapterMemory(const_cast<void*>(bytes), size) // only read
     {
     }
     void ref() override {}

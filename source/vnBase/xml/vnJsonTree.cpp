@@ -3,6 +3,7 @@
 
 #include <vnBase/vnVarUInt64.h>
 
+#include <dynamic/vnContainerBytes.h>
 #include <dynamic/vnDynamicBytes.h>
 #include <dynamic/vnDynamicTags.h>
 #include <dynamic/vnDynamicWire.h>
@@ -11,8 +12,6 @@
 
 namespace
 {
-constexpr unsigned int VN_CONTAINER_MAGIC = 0xFEBFCD07;
-constexpr unsigned int VN_CONTAINER_HEAD = 8;
 constexpr unsigned int VN_TAG_BYTES = 3; // the tags are interned
 constexpr unsigned int VN_SHORT_LIST = 12;
 
@@ -34,7 +33,10 @@ unsigned char* encodeHead(unsigned int count, bool isObject, unsigned char* to) 
     if (!isObject)
         return to + vnVarUInt64::encode(count, to);
     // A container that never had an attribute has no bytes at all.
-    return count ? vnDynamicBytes::put(vnDynamicBytes::put(to, VN_CONTAINER_MAGIC), count) : to;
+    if (count == 0)
+        return to;
+    std::memcpy(to, vnContainerBytes::magic, sizeof vnContainerBytes::magic);
+    return vnDynamicBytes::put(to + sizeof vnContainerBytes::magic, count);
 }
 
 // Lets a payload in the place of a value.
@@ -147,7 +149,7 @@ void vnJsonTree::close(unsigned int first, unsigned int begin, bool isObject)
     unsigned int count = m_open.getSize() - first;
     if (isObject)
         count = sortMembers(children, count);
-    std::size_t size = !isObject ? vnVarUInt64::sizeOf(count) : count ? VN_CONTAINER_HEAD : 0;
+    std::size_t size = !isObject ? vnVarUInt64::sizeOf(count) : count ? vnContainerBytes::headSize : 0;
     unsigned int height = 0;
     for (const vnJsonNode* at = children; at != children + count; ++at)
     {

@@ -2,9 +2,9 @@
 #include "vnJsonWriter.h"
 
 #include "vnJsonNumber.h"
-#include "vnJsonOtherText.h"
 #include "vnJsonText.h"
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnVarUInt64.h>
@@ -16,9 +16,6 @@
 
 namespace
 {
-constexpr unsigned char magic[] = {0x07, 0xCD, 0xBF, 0xFE};
-constexpr std::size_t VN_CONTAINER_HEAD = 8;
-
 // Lets a payload be read as a value, and texts be decoded.
 class Value : public vnDynamicType
 {
@@ -28,18 +25,6 @@ public:
     {
     }
 };
-
-// Moves over a value in its stream form; most have an interned tag and a payload of less than 128 bytes.
-void skipValue(const unsigned char*& at, const unsigned char* end)
-{
-    constexpr std::ptrdiff_t head = vnDynamicWire::escapeSize + 1;
-    const bool isPlain = end - at >= head && at[0] == vnDynamicWire::marker && (at[1] & at[2]) != 0xFF &&
-                         at[3] < 0x80 && end - at - head >= at[3];
-    if (isPlain)
-        at += head + at[3];
-    else
-        vnDynamicWire::skip(at, end);
-}
 
 int integerOf(const unsigned char* bytes, std::size_t size)
 {
@@ -152,7 +137,7 @@ void vnJsonWriter::putElement(Level& level)
     level.isFirst = false;
     --level.left;
     const Span value = level.rest;
-    skipValue(level.rest.begin, level.rest.end);
+    vnDynamicWire::skipQuickly(level.rest.begin, level.rest.end);
     putEncoded(Span{value.begin, level.rest.begin}, level.indent + 1);
 }
 
@@ -164,7 +149,7 @@ void vnJsonWriter::putMember(Level& level)
         m_output.put(',');
     level.isFirst = false;
     putName(Span{entry.name, entry.name + entry.nameLength}, indent + 1);
-    putEncoded(Span{entry.name + entry.nameLength + 1, entry.end}, indent + 2);
+    putEncoded(Span{entry.value(), entry.end}, indent + 2);
 }
 
 void vnJsonWriter::putName(Span name, unsigned int indent)
@@ -236,7 +221,14 @@ void vnJsonWriter::putEncoded(Span value, unsigned int indent)
 
 void vnJsonWriter::putOther(const vnDynamicType& value)
 {
-    putQuoted(spanOf(vnJsonOtherText(value)));
+    try
+    {
+        putQuoted(spanOf(value.asString(1, 1, vnString())));
+    }
+    catch (const vnFatalError& error)
+    {
+        fail("%s", error.getErrorString()); // its text is too long, or has no form
+    }
 }
 
 void vnJsonWriter::putValue(Kind kind, Span payload, unsigned int indent)
@@ -300,40 +292,19 @@ void vnJsonWriter::openContainer(Span payload, unsigned int indent)
     level->end = m_entries.getSize();
     // In the order of a container of one bucket, whatever the payload's.
     Entry* const entries = m_entries.data() + level->next;
-    const auto isBefore = [](const Entry& left, const Entry& right)
-    { return left.hash != right.hash ? left.hash < right.hash : left.name < right.name; };
-    if (!std::is_sorted(entries, m_entries.data() + level->end, isBefore))
-        std::sort(entries, m_entries.data() + level->end, isBefore);
+    if (!std::is_sorted(entries, m_entries.data() + level->end))
+        std::sort(entries, m_entries.data() + level->end);
     putLineStart(indent);
     m_output.put('{');
 }
 
 void vnJsonWriter::collectEntries(Span payload)
 {
-    if (payload.size() < VN_CONTAINER_HEAD || std::memcmp(payload.begin, magic, sizeof magic) != 0)
-        return; // reads as a container without attributes
-    const unsigned char* at = payload.begin + sizeof magic;
-    const unsigned int count = vnDynamicBytes::get<unsigned int>(at);
-    at += sizeof count;
-    for (unsigned int left = count; left > 0; --left)
-    {
-        const auto room = static_cast<std::size_t>(payload.end - at);
-        const void* const zero = room ? std::memchr(at, 0, room) : nullptr;
-        const unsigned char* const behind = zero ? static_cast<const unsigned char*>(zero) + 1 : payload.end;
-        if (behind == payload.end)
-        {
-            // The container itself says what is wrong.
-            vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size()))
-                .getData();
-            return;
-        }
-        const auto length = static_cast<unsigned int>(behind - 1 - at);
-        const char* const name = reinterpret_cast<const char*>(at);
-        Entry& entry = m_entries.push();
-        entry = Entry{length ? vnString::hash(name, length) : 0, length, at, behind};
-        skipValue(entry.end, payload.end);
-        at = entry.end;
-    }
+    const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
+                                                [this](const Entry& entry) { m_entries.push() = entry; });
+    if (!isWhole) // the container itself says what is wrong
+        vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size()))
+            .getData();
 }
 
 void vnJsonWriter::putText(Span payload)

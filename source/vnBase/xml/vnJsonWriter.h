@@ -6,6 +6,8 @@
 
 #include <vnBase/vnDynamicType.h>
 
+#include <dynamic/vnContainerBytes.h>
+
 /// Writes a value as JSON text straight from its payload, without taking nested values out of it. Nesting
 /// costs no stack.
 class vnJsonWriter
@@ -43,14 +45,7 @@ private:
         std::size_t size() const noexcept { return static_cast<std::size_t>(end - begin); }
     };
 
-    // An attribute of a container; its value stands behind the name and the zero byte.
-    struct Entry
-    {
-        unsigned int hash;
-        unsigned int nameLength;
-        const unsigned char* name;
-        const unsigned char* end; // of the value
-    };
+    using Entry = vnContainerBytes::Attribute;
 
     // An array or container that is being written.
     struct Level

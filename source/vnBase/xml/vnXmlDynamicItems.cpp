@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlTree.h"
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnObject.h>
 
@@ -37,9 +38,18 @@ void vnXmlDynamicType::debugData(const vnString& prefix)
     vnMessage::message(VN_MESSAGE_DEBUG, "%svnDynamicType:%s", prefix, dataAsString(false));
 }
 
+// A value whose text is too long for a string shows its tag.
 vnString vnXmlDynamicType::dataAsString(bool label)
 {
-    const vnString text = m_value.getDynamicType();
+    vnString text;
+    try
+    {
+        text = m_value.asString(1);
+    }
+    catch (const vnFatalError&)
+    {
+        text = m_value.getDynamicType();
+    }
     return label ? vnString::formatString("Dyn:%s", text) : text;
 }
 

@@ -18,19 +18,7 @@ bool equalIgnoringCase(std::string_view text, std::string_view lowerCase) noexce
 
 vnParseResult vnXmlReader::run(Production production)
 {
-    vnParseResult result;
-    try
-    {
-        m_input.open();
-        result = (this->*production)();
-    }
-    catch (...)
-    {
-        m_input.abandon();
-        throw;
-    }
-    m_input.close();
-    return result;
+    return runCall([&] { return (this->*production)(); });
 }
 
 vnParseResult vnXmlReader::fault(int line)

@@ -22,6 +22,25 @@ public:
 
     vnParseResult run(Production production);
 
+    /// The same for any function that uses this object.
+    template <class Call>
+    vnParseResult runCall(const Call& call)
+    {
+        vnParseResult result;
+        try
+        {
+            m_input.open();
+            result = call();
+        }
+        catch (...)
+        {
+            m_input.abandon();
+            throw;
+        }
+        m_input.close();
+        return result;
+    }
+
     vnParseResult read01();
     vnParseResult read02();
     vnParseResult read03();
@@ -109,6 +128,18 @@ public:
     vnParseResult read88();
     vnParseResult read89();
     vnParseResult readTestETag();
+
+    /// How the text of a value is read.
+    enum ValueText : unsigned int
+    {
+        VN_VALUE_TEXT = 0,
+        VN_VALUE_CALLS = 1,   // what begins with "function:" is asked for
+        VN_VALUE_MAY_END = 2, // no text is a text, when the end tag follows at once
+        VN_VALUE_LARGE = 4    // of any size
+    };
+
+    /// S, then CharData or CDSect, whose text goes to `text`.
+    vnParseResult readValueText(unsigned int mode, vnDynamicArray<char>& text, bool& isCDATA);
 
 private:
     using Mark = vnXmlInput::Mark;

@@ -179,6 +179,7 @@ vnXmlSax::AttributeSet& vnXmlSax::getAttributeSet(unsigned int level)
 void vnXmlSax::useLimitsOf(const vnXmlSax& outer) noexcept
 {
     m_maxElementDepth = outer.m_maxElementDepth - std::min(outer.m_level, outer.m_maxElementDepth);
+    m_maxValueDepth = outer.m_maxValueDepth - std::min(outer.m_valueDepth, outer.m_maxValueDepth);
     m_maxIdleNotifications = outer.m_maxIdleNotifications;
     m_maxDocumentSize = outer.m_maxDocumentSize;
     m_documentBegin = outer.m_documentBegin;

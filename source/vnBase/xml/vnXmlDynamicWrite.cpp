@@ -1,0 +1,401 @@
+// SPDX-License-Identifier: MIT
+#include <vnBase/vnXmlDynamicType.h>
+
+#include "vnXmlSpecial.h"
+
+#include <vnBase/vnBaseError.h>
+#include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnSerializeAdapterBCDEncoder.h>
+#include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnVarUInt64.h>
+
+#include <dynamic/vnContainerBytes.h>
+#include <dynamic/vnDynamicTags.h>
+
+#include <algorithm>
+
+namespace
+{
+constexpr unsigned int VN_TIME_SIZE = 8;
+
+[[noreturn]] void fail(vnXmlSax& sax, const vnString& error)
+{
+    sax.setError("%s", error);
+    throw vnBasicParseException(3);
+}
+
+// Numbers in attributes always have six decimals.
+vnString numberText(double number)
+{
+    return vnString::formatString("%.6f", number);
+}
+
+struct Span
+{
+    const unsigned char* begin;
+    const unsigned char* end;
+
+    unsigned int size() const noexcept { return static_cast<unsigned int>(end - begin); }
+};
+
+Span spanOf(const vnDynamicType& value)
+{
+    return {value.getPayload().begin(), value.getPayload().end()};
+}
+
+/// A value of its parts.
+class Value : public vnDynamicType
+{
+public:
+    Value(vnDynamicTypeTag&& tag, Span payload)
+        : vnDynamicType(std::move(tag), vnDynamicPayload(payload.begin, payload.size()))
+    {
+    }
+};
+
+/// Hands on what an encoder writes, and not its flush, which would empty a block of memory that is written.
+class Output : public vnSerializeAdapterFilter
+{
+public:
+    explicit Output(vnSerializeAdapter* target) { holdTarget(target); }
+    void flush() override {}
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override { getAdapter()->write(data, count); }
+    void write_imp(unsigned char byte) override { getAdapter()->write(byte); }
+    unsigned char read_imp() override { return 0; }
+};
+
+// The attribute, and the content through the encoder that it names.
+template <class Write>
+void writeEncoded(vnXmlSax& sax, const Write& write)
+{
+    const bool isBase64 = sax.useBase64() != 0;
+    sax.writeAttribute("encoding", isBase64 ? "b64" : "hex");
+    sax.beginElementContents();
+    const vnRefPointer<vnSerializeAdapter> output(new Output(sax.getAdapter()));
+    vnRefPointer<vnSerializeAdapter> encoder;
+    if (isBase64)
+        encoder = new vnSerializeAdapterBase64Encoder(output);
+    else
+        encoder = new vnSerializeAdapterBCDEncoder(output);
+    write(encoder.get());
+    encoder->flush();
+}
+
+/// Writes values from their stream form: those in arrays and containers are not taken out, which would make
+/// as many copies of the innermost bytes as there are levels.
+class ValueWriter
+{
+public:
+    explicit ValueWriter(vnXmlSax& sax) : m_sax(sax) {}
+
+    // The element of a value; `write` writes its content by the form of its tag.
+    template <class Write>
+    void writeElement(const vnString& name, const vnString& elementName, const vnString& tag, Span payload,
+                      const Write& write);
+
+    // The content of the current element in the built-in forms. They answer false when the tag has none.
+    bool writeText(const vnDynamicType& value);
+    bool writeItems(const vnString& tag, Span payload);
+
+private:
+    void writeElements(Span payload);
+    void writeAttributes(Span payload);
+    void writeAttribute(const vnContainerBytes::Attribute& attribute);
+    void writeContent(vnDynamicTypeTag&& tag, Span payload);
+
+    vnXmlSax& m_sax;
+};
+
+template <class Write>
+void ValueWriter::writeElement(const vnString& name, const vnString& elementName, const vnString& tag,
+                               Span payload, const Write& write)
+{
+    m_sax.writeElementStart(elementName);
+    if (!name.isEmpty())
+        m_sax.writeAttribute("name", name);
+    const vnXmlValueDepth depth(m_sax);
+    if (depth.isTooDeep())
+        fail(m_sax, vnXmlValueDepth::error);
+    if (vnIsDynamicTag(tag, VN_TAG_TTAG))
+    {
+        // No type is written, on purpose: such a value comes back as a text with its time.
+        const bool hasTime = payload.size() >= VN_TIME_SIZE;
+        const vnUInt64 time = hasTime ? vnDynamicBytes::get<vnUInt64>(payload.begin) : 0;
+        m_sax.writeAttribute("time", numberText(vnDynamicBytes::bitsOf<double>(time)));
+        const unsigned char* at = hasTime ? payload.begin + VN_TIME_SIZE : payload.end;
+        vnDynamicTypeTag inner;
+        const unsigned int size = vnDynamicWire::decodeHead(inner, at, payload.end);
+        writeContent(std::move(inner), {at, at + size});
+    }
+    else
+    {
+        m_sax.writeAttribute("type", tag);
+        write();
+    }
+    m_sax.writeElementEnd();
+}
+
+bool ValueWriter::writeText(const vnDynamicType& value)
+{
+    vnString text;
+    const vnString& tag = value.getDynamicType();
+    if (vnIsDynamicTag(tag, VN_TAG_STR))
+        text = value.getString(); // not escaped: that is meant, and who wants to read it again takes care
+    else if (vnIsDynamicTag(tag, VN_TAG_NUM))
+        text.format("%g", value.getNumber());
+    else if (vnIsDynamicTag(tag, VN_TAG_VOID))
+        text = tag;
+    else if (vnIsDynamicTag(tag, VN_TAG_LLNUM))
+        text.format("%lld", vnDynamicTypeInt64(value).getInt64());
+    else if (vnIsDynamicTag(tag, VN_TAG_GUID))
+        text = value.getString();
+    else if (vnIsDynamicTag(tag, VN_TAG_ERROR))
+        text = vnDynamicTypeError(value).getError();
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC2))
+    {
+        const auto v = value.getVec2();
+        text.format("{%g,%g}", v.x, v.y);
+    }
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC3))
+    {
+        const auto v = value.getVec3();
+        text.format("{%g,%g,%g}", v.x, v.y, v.z);
+    }
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC4))
+    {
+        const auto v = value.getVec4();
+        text.format("{%g,%g,%g,%g}", v.x, v.y, v.z, v.w);
+    }
+    else
+        return false;
+    m_sax.beginElementContents();
+    m_sax.writeGenericString(text);
+    return true;
+}
+
+bool ValueWriter::writeItems(const vnString& tag, Span payload)
+{
+    if (vnIsDynamicTag(tag, VN_TAG_ARRAY))
+        writeElements(payload);
+    else if (vnIsDynamicTag(tag, VN_TAG_CONT))
+        writeAttributes(payload);
+    else
+        return false;
+    return true;
+}
+
+void ValueWriter::writeElements(Span payload)
+{
+    // Counted, as the payload may claim more than it holds.
+    const vnUInt64 claimed = vnVarUInt64::decode(payload.begin, payload.end);
+    unsigned int count = 0;
+    for (const unsigned char* at = payload.begin; at != payload.end && count < claimed; ++count)
+        vnDynamicWire::skipQuickly(at, payload.end);
+    m_sax.writeAttribute("size", numberText(count));
+    m_sax.beginElementContents();
+    const vnString element(m_sax.useDynOnly() ? "item" : "vnDyn");
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        const unsigned char* at = payload.begin;
+        vnDynamicWire::skipQuickly(payload.begin, payload.end);
+        vnDynamicTypeTag tag;
+        const unsigned int size = vnDynamicWire::decodeHead(tag, at, payload.begin);
+        m_sax.writeElementStart(element);
+        m_sax.writeAttribute("type", tag.getText());
+        m_sax.writeAttribute("index", numberText(i));
+        const vnXmlValueDepth depth(m_sax);
+        if (depth.isTooDeep())
+            fail(m_sax, vnXmlValueDepth::error);
+        writeContent(std::move(tag), {at, at + size});
+        m_sax.writeElementEnd();
+    }
+}
+
+void ValueWriter::writeAttributes(Span payload)
+{
+    vnDynamicArray<vnContainerBytes::Attribute> attributes(64);
+    const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
+                                                [&](const vnContainerBytes::Attribute& attribute)
+                                                {
+                                                    attributes.setChunkSize(attributes.getSize() + 64);
+                                                    attributes.append(attribute);
+                                                });
+    if (!isWhole)
+        fail(m_sax, "Container ends within its attributes");
+    std::sort(attributes.begin(), attributes.end());
+    m_sax.beginElementContents();
+    for (const vnContainerBytes::Attribute& attribute : attributes)
+        writeAttribute(attribute);
+}
+
+void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
+{
+    const vnString name(reinterpret_cast<const char*>(attribute.name),
+                        static_cast<unsigned short>(attribute.nameLength));
+    const unsigned char* at = attribute.value();
+    vnDynamicTypeTag tag;
+    const unsigned int size = vnDynamicWire::decodeHead(tag, at, attribute.end);
+    const vnString text = tag.getText();
+    const Span payload{at, at + size};
+    const auto write = [&] { writeContent(std::move(tag), payload); };
+    if (m_sax.useDynOnly())
+        writeElement(vnString(), name, text, payload, write);
+    else
+        writeElement(name, "vnDyn", text, payload, write);
+}
+
+// By the form of the tag.
+void ValueWriter::writeContent(vnDynamicTypeTag&& tag, Span payload)
+{
+    const vnXmlForm<vnXmlDynamicTypeInterface> form(tag.getText());
+    if (!form.isBuiltin() || !writeItems(tag.getText(), payload))
+        form->write(&m_sax, Value(std::move(tag), payload));
+}
+
+/// Writes one thing as a document without a declaration.
+template <class Write>
+class Document : public vnXmlSax
+{
+public:
+    explicit Document(const Write& write) : m_write(write)
+    {
+        setEncoding("none");
+        setPlainOutput(1);
+        useProgress(0);
+    }
+    void onWrite() override { m_write(*this); }
+
+private:
+    const Write& m_write;
+};
+
+// Answers false with the error.
+template <class Write>
+bool writeDocument(vnDynamicArray<unsigned char>& out, vnUInt64 flags, vnString* error, const Write& write)
+{
+    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO, 100));
+    queue->setAdapterFlags(flags);
+    Document<Write> document(write);
+    document.write(queue);
+    queue->getQueueData(out);
+    if (error)
+        *error = document.getError();
+    return !document.hasError();
+}
+
+vnString textOf(const vnDynamicArray<unsigned char>& xml, bool stripTags)
+{
+    std::string_view text(reinterpret_cast<const char*>(xml.data()), xml.getSize());
+    if (stripTags)
+    {
+        const std::size_t begin = std::min(text.find('>'), text.size() - 1) + 1;
+        const std::size_t end = std::max(text.rfind('<'), begin);
+        text = text.substr(begin, end - begin);
+    }
+    return vnString(text.data(), static_cast<unsigned short>(text.size())).stripWhiteSpace();
+}
+} // namespace
+
+void vnXmlDynamicTypeInterface_builtin::write(vnXmlSax* sax, const vnDynamicType& value)
+{
+    ValueWriter writer(*sax);
+    if (writer.writeText(value) || writer.writeItems(value.getDynamicType(), spanOf(value)))
+        return;
+    writeEncoded(*sax, [&](vnSerializeAdapter* encoder) { vnDynamicWire::write(value, encoder); });
+}
+
+void vnXmlObjectInterface_builtin::write(vnXmlSax* sax, const vnObject* object)
+{
+    try
+    {
+        writeEncoded(*sax,
+                     [&](vnSerializeAdapter* encoder)
+                     {
+                         // Writing changes nothing that can be seen of an object, though it is not const.
+                         vnObject::writeObject(const_cast<vnObject*>(object), encoder, 0, vnString(), 1);
+                     });
+    }
+    catch (const vnBaseError& error)
+    {
+        fail(*sax, error.getErrorString());
+    }
+}
+
+void vnXmlSax::writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName)
+{
+    const vnString& tag = value.getDynamicType();
+    ValueWriter(*this).writeElement(name, elementName, tag, spanOf(value), [&]
+                                    { vnXmlForm<vnXmlDynamicTypeInterface>(tag)->write(this, value); });
+}
+
+void vnXmlSax::writeObject(const vnObject* object, const vnString& name, const vnString& elementName)
+{
+    if (!object)
+        return;
+    writeElementStart(elementName);
+    if (!name.isEmpty())
+        writeAttribute("name", name);
+    const vnString type(object->getTypeName());
+    writeAttribute("type", type);
+    vnXmlForm<vnXmlObjectInterface>(type)->write(this, object);
+    writeElementEnd();
+}
+
+void vnXmlSax::writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap)
+{
+    const auto interface = vnXmlCustomDataInterface::getCustomDataInterface(elementName);
+    if (!interface || !data)
+        return;
+    if (wrap)
+        writeElementStart(elementName);
+    interface->write(this, data);
+    if (wrap)
+        writeElementEnd();
+}
+
+unsigned char vnDynamicType2Xml(const vnDynamicType& value, vnDynamicArray<unsigned char>& out,
+                                unsigned char utf16, unsigned char dynOnly, const vnString& elementName,
+                                vnString* error)
+{
+    const auto write = [&](vnXmlSax& sax)
+    {
+        if (utf16)
+            sax.setEncoding("utf-16"); // for who asks; there is no declaration
+        sax.useBase64(0);
+        sax.useDynOnly(dynOnly);
+        sax.writeDynamicType(value, vnString(), dynOnly ? elementName : vnString("vnDyn"));
+    };
+    return writeDocument(out, utf16 ? vnUInt64{VN_ADAPTER_UNICODE} : 0, error, write);
+}
+
+vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly, const vnString& name) const
+{
+    vnDynamicArray<unsigned char> xml;
+    vnString error;
+    if (!vnDynamicType2Xml(*this, xml, 0, dynOnly, name, &error))
+        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString: %s", error);
+    if (xml.getSize() > vnString::VN_MAX_LENGTH)
+        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString out of index size");
+    return textOf(xml, stripTags);
+}
+
+vnString vnDynamicTypeContainer::asString(unsigned char stripTags, unsigned char dynOnly,
+                                          const vnString& name) const
+{
+    return vnDynamicTypeCustom<vnDynamicTypeContainer>(*this).asString(stripTags, dynOnly, name);
+}
+
+vnString vnObject::asString(unsigned char stripTags) const
+{
+    vnDynamicArray<unsigned char> xml;
+    vnString error;
+    const auto write = [this](vnXmlSax& sax) { sax.writeObject(this, vnString(), "vnObj"); };
+    if (!writeDocument(xml, 0, &error, write))
+        vnExceptionThrows::vnThrowFatal("vnObject::asString: %s", error);
+    if (xml.getSize() > vnString::VN_MAX_LENGTH)
+        vnExceptionThrows::vnThrowFatal("vnObject::asString out of index size");
+    return textOf(xml, stripTags);
+}
