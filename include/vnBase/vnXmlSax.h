@@ -141,8 +141,8 @@ public:
     virtual unsigned char onCDATA(const vnString& text, unsigned int level);
     virtual unsigned char onComment(const vnString& text, unsigned int level);
 
-    /// A dynamic value, an object, custom data in place of the content of an element. An object of a class that
-    /// is not known is null.
+    /// A dynamic value, an object, custom data in place of the content of an element. An object of a class
+    /// that is not known is null.
     virtual unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level);
     virtual unsigned char onObject(vnObject* object, const vnString& name, unsigned int level);
     virtual unsigned char onCustomData(vnReference* data, const vnString& name, unsigned int level);
@@ -225,8 +225,8 @@ public:
     unsigned int getMaxElementDepth() const noexcept { return m_maxElementDepth; }
     void setMaxElementDepth(unsigned int depth) noexcept { m_maxElementDepth = depth; }
 
-    /// Values that stand in values deeper than this are neither read nor written, with the same error. A level
-    /// takes up to 4 KiB of stack.
+    /// Values that stand in values deeper than this are neither read nor written, with the same error. A
+    /// level takes up to 4 KiB of stack.
     unsigned int getMaxValueDepth() const noexcept { return m_maxValueDepth; }
     void setMaxValueDepth(unsigned int depth) noexcept { m_maxValueDepth = depth; }
 

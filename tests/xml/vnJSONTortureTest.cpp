@@ -3,6 +3,7 @@
 #include <vnBase/vnJSON.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnXmlDynamicType.h>
 
 #include <gtest/gtest.h>
 
@@ -67,11 +68,36 @@ void useJSON(const std::string& text)
         EXPECT_FALSE(vnDynamicType::fromJSON("{\"a\":[1,}").asJSON().isEmpty());
     }
 }
-} // namespace
 
-TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
+// Values and objects through XML, with gaps, names that come twice, calls and bytes.
+void useXml()
 {
-    const std::string text = makeText();
+    const std::string text =
+        "<vnDyn type='array' size='4'><vnDyn index='2'>function:" + std::string(100, 'x') +
+        "</vnDyn><vnDyn type='cont'><vnDyn name='a' type='vec3'>{1,2,3}</vnDyn><vnDyn name='a'>" +
+        std::string(100, 'y') + "</vnDyn><vnDyn name='b' type='chain' encoding='hex'>FC0C0000</vnDyn>" +
+        "</vnDyn><x>text that is long enough</x></vnDyn>";
+    unsigned char ok = 0;
+    const vnDynamicType value = vnXml2DynamicType(text.data(), static_cast<unsigned int>(text.size()), &ok);
+    EXPECT_TRUE(ok);
+    EXPECT_TRUE(vnDynamicType::fromXML(value.asString()) == value);
+    vnDynamicArray<unsigned char> wide;
+    EXPECT_TRUE(vnDynamicType2Xml(value, wide, 1, 1, "value"));
+    vnRefPointer<vnObject> object(new vnObject);
+    object->setAttribute("a name that is too long for any small buffer", "a", value);
+    const vnString xml = object->asString();
+    vnXmlSax reader;
+    reader.useProgress(0);
+    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(xml.getString()), xml.length());
+    reader.read(queue);
+    EXPECT_FALSE(reader.hasError());
+}
+
+// Each allocation of `use` fails once, alone or with all that follow.
+template <class Use>
+void torture(const Use& use)
+{
     FailingManager manager;
     // The texts of errors stay in a ring, each place of which takes memory when it is first used.
     constexpr int places = 300;
@@ -82,7 +108,7 @@ TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
     {
         manager.failsOn = failsOn;
         for (int i = 0; i < 20; ++i)
-            useJSON(text); // what is kept for good stands now
+            use(); // what is kept for good stands now
         const int before = manager.alive;
         unsigned int failing = 0;
         for (bool isReached = true; isReached;)
@@ -92,7 +118,7 @@ TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
             bool failed = false;
             try
             {
-                useJSON(text);
+                use();
             }
             catch (const std::bad_alloc&)
             {
@@ -107,4 +133,16 @@ TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
         EXPECT_GT(failing, 30u);
     }
     testing::internal::GetCapturedStderr();
+}
+} // namespace
+
+TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
+{
+    const std::string text = makeText();
+    torture([&] { useJSON(text); });
+}
+
+TEST(vnJSONTorture, EndsInBadAllocOrSuccessForXmlValues)
+{
+    torture(useXml);
 }

@@ -288,8 +288,9 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
 
 TEST(vnXmlDynamicType, TellsValuesWithinADocument)
 {
-    const Told told("<doc>\n<vnDyn name='a'>function:f</vnDyn><x><vnDyn type='array' name='b'><!-- function: -->"
-                    "<vnDyn type='num'>function:g</vnDyn>\n</vnDyn></x></doc>");
+    const Told told(
+        "<doc>\n<vnDyn name='a'>function:f</vnDyn><x><vnDyn type='array' name='b'><!-- function: -->"
+        "<vnDyn type='num'>function:g</vnDyn>\n</vnDyn></x></doc>");
     EXPECT_FALSE(told.hasError()) << told.getError();
     // Within an array the level counts on.
     EXPECT_EQ(told.log, "2 function f\n2 value a\n4 function g\n3 value b\n");
@@ -356,7 +357,8 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         EXPECT_EQ(ok, std::string(text) == "<vnDyn>a</vnDin>") << text; // whose value is whole
     }
     const std::string zero(1, '\0');
-    EXPECT_EQ(errorOf("<vnDyn type='cont'><vnDyn name='a" + zero + "b'>a</vnDyn></vnDyn>"), "Zero byte in 'name' attribute in container");
+    EXPECT_EQ(errorOf("<vnDyn type='cont'><vnDyn name='a" + zero + "b'>a</vnDyn></vnDyn>"),
+              "Zero byte in 'name' attribute in container");
     EXPECT_EQ(errorOf("<vnDyn>" + std::string(65536, 'x') + "</vnDyn>"), "Too large 'CharData' is notified");
     EXPECT_EQ(errorOf("<a><![CDATA[" + std::string(65536, 'x') + "]]></a>", 1),
               "Too large 'CData' is notified");
@@ -376,7 +378,8 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
 TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
 {
     const std::string text =
-        "<vnDyn type='array' size='5'><vnDyn>a text</vnDyn><vnDyn type='cont'><vnDyn name='x' type='num'>12</vnDyn>"
+        "<vnDyn type='array' size='5'><vnDyn>a text</vnDyn><vnDyn type='cont'><vnDyn name='x' "
+        "type='num'>12</vnDyn>"
         "</vnDyn><vnDyn type='chain' encoding='hex'>FC0C0000</vnDyn><!-- c --><vnDyn><![CDATA[x]]></vnDyn>"
         "<vnDyn type='vec3'>{1,2,3}</vnDyn></vnDyn>";
     const vnDynamicType whole = read(text);
@@ -389,8 +392,7 @@ TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
         sliced.read(source);
         EXPECT_TRUE(sliced.hasError()) << cut;
         unsigned char ok = 1;
-        const vnDynamicType value =
-            vnXml2DynamicType(cut.data(), static_cast<unsigned int>(cut.size()), &ok);
+        const vnDynamicType value = vnXml2DynamicType(cut.data(), static_cast<unsigned int>(cut.size()), &ok);
         EXPECT_EQ(ok, text.size() - size <= valueEnd.size() - 2) << cut; // "</" ends the array
         EXPECT_TRUE(value == (ok ? whole : vnDynamicType())) << cut;
     }
@@ -420,9 +422,9 @@ TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
 TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
 {
     std::vector<vnDynamicType> elements(20000, vnDynamicType("a text"));
-    const vnDynamicType value = vnDynamicTypeTimeTagged(
-        1, vnDynamicTypeArray(
-               vnArray<vnDynamicType>(elements.data(), static_cast<unsigned int>(elements.size()))));
+    const vnDynamicType value =
+        vnDynamicTypeTimeTagged(1, vnDynamicTypeArray(vnArray<vnDynamicType>(
+                                       elements.data(), static_cast<unsigned int>(elements.size()))));
     const std::string text = written(
         [&](vnXmlSax& sax)
         {
@@ -584,9 +586,10 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(Values::getDynamicTypeInterface("celsius").get(), celsius.get());
     EXPECT_TRUE(read("<vnDyn type='celsius' degrees='21.5'/>") == vnDynamicType(21.5));
     EXPECT_FALSE(Told("<x><vnDyn type='celsius'>2<y/></vnDyn></x>").hasError()); // content of an element
-    EXPECT_EQ(arrayOf({1.0, vnDynamicTypeTimeTagged(0, 2.0)}).asString(1),
-              R"(<vnDyn type="num" index="0.000000" degrees="1"/>)"
-              R"(<vnDyn type="ttag" index="1.000000" encoding="hex">FC13000D0000000000000000FC02000102</vnDyn>)");
+    EXPECT_EQ(
+        arrayOf({1.0, vnDynamicTypeTimeTagged(0, 2.0)}).asString(1),
+        R"(<vnDyn type="num" index="0.000000" degrees="1"/>)"
+        R"(<vnDyn type="ttag" index="1.000000" encoding="hex">FC13000D0000000000000000FC02000102</vnDyn>)");
     EXPECT_EQ(vnDynamicTypeTimeTagged(0, 2.0).asString(), R"(<vnDyn time="0.000000" degrees="2"/>)");
     celsius->ref();
     Values::unregisterDynamicTypeInterface(celsius);

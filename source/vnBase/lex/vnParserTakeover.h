@@ -39,8 +39,10 @@ public:
             // Out of memory for what is remembered, of which nothing is kept then.
         }
         moveState(m_outer, m_inner);
-        if (m_outer.m_error.isEmpty())
-            m_outer.m_error = std::move(m_inner.m_error);
+        if (m_inner.m_error.isEmpty())
+            return;
+        m_outer.m_error = std::move(m_inner.m_error);
+        m_inner.m_error.clear();
     }
 
 private:

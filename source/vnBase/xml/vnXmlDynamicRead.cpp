@@ -200,10 +200,19 @@ public:
     vnDynamicType result;
 };
 
+// Objects that stand in a document whose value is asked for are nobody's, and those in a circle would stay.
+void dropObjects(vnSerializeAdapter& adapter)
+{
+    for (const vnRefPointer<vnReference>& instance : adapter.getRefInstanceArray())
+        if (instance && instance->isOfType(vnObject::getClassType()))
+            static_cast<vnObject*>(instance.get())->removeAllUserData();
+}
+
 vnDynamicType readValue(XmlAttributeReader& reader, const void* data, unsigned int size, unsigned char* ok)
 {
     vnTextAdapter adapter(data, size);
     reader.read(&adapter);
+    dropObjects(adapter);
     if (ok)
         *ok = reader.found;
     return std::move(reader.result);
@@ -215,7 +224,7 @@ vnParseResult readItems(vnXmlSax& sax, vnDynamicType& value, const Args&... args
     Parser parser(sax);
     if (parser.read(args..., value))
         return VN_PARSE_OK;
-    if (!sax.hasError())
+    if (parser.hasError()) // that it found behind the items
         sax.setError("%s", parser.getError());
     return VN_PARSE_ERROR;
 }
@@ -457,8 +466,7 @@ vnParseResult vnXmlSax::XML_read_91()
             setError("%s", vnXmlValueDepth::error);
             return VN_PARSE_ERROR;
         }
-        const vnParseResult result =
-            vnXmlForm<vnXmlDynamicTypeInterface>(type)->read(this, type, value);
+        const vnParseResult result = vnXmlForm<vnXmlDynamicTypeInterface>(type)->read(this, type, value);
         if (result != VN_PARSE_OK)
             return checked(*this, result);
     }

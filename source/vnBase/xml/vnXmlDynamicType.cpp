@@ -209,8 +209,8 @@ void vnXmlDynamicTypeInterface::unregisterDynamicTypeInterface(vnXmlDynamicTypeI
     remove(interface);
 }
 
-vnRefPointer<vnXmlDynamicTypeInterface> vnXmlDynamicTypeInterface::getDynamicTypeInterface(
-    const vnString& tag)
+vnRefPointer<vnXmlDynamicTypeInterface>
+vnXmlDynamicTypeInterface::getDynamicTypeInterface(const vnString& tag)
 {
     return findOrBuiltin<vnXmlDynamicTypeInterface>(tag);
 }
@@ -251,8 +251,8 @@ void vnXmlCustomDataInterface::unregisterCustomDataInterface(vnXmlCustomDataInte
     remove(interface);
 }
 
-vnRefPointer<vnXmlCustomDataInterface> vnXmlCustomDataInterface::getCustomDataInterface(
-    const vnString& elementName)
+vnRefPointer<vnXmlCustomDataInterface>
+vnXmlCustomDataInterface::getCustomDataInterface(const vnString& elementName)
 {
     return findOrBuiltin<vnXmlCustomDataInterface>(elementName);
 }

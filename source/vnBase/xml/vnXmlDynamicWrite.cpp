@@ -327,8 +327,8 @@ void vnXmlObjectInterface_builtin::write(vnXmlSax* sax, const vnObject* object)
 void vnXmlSax::writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName)
 {
     const vnString& tag = value.getDynamicType();
-    ValueWriter(*this).writeElement(name, elementName, tag, spanOf(value), [&]
-                                    { vnXmlForm<vnXmlDynamicTypeInterface>(tag)->write(this, value); });
+    ValueWriter(*this).writeElement(name, elementName, tag, spanOf(value),
+                                    [&] { vnXmlForm<vnXmlDynamicTypeInterface>(tag)->write(this, value); });
 }
 
 void vnXmlSax::writeObject(const vnObject* object, const vnString& name, const vnString& elementName)

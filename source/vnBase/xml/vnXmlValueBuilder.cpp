@@ -70,8 +70,8 @@ void vnXmlValueBuilder::uniteIndexes()
     std::sort(begin, end,
               [](const Entry& left, const Entry& right)
               { return left.key != right.key ? left.key < right.key : left.order > right.order; });
-    Entry* const kept = std::unique(begin, end, [](const Entry& left, const Entry& right)
-                                    { return left.key == right.key; });
+    Entry* const kept =
+        std::unique(begin, end, [](const Entry& left, const Entry& right) { return left.key == right.key; });
     m_entries.cut(static_cast<unsigned int>(kept - begin));
 }
 
