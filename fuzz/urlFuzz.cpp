@@ -109,8 +109,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkGlue(parts);
     vnIsDirURL(url);
     const vnString value = vnSerializeAdapter::getURLAttributeValue(url.left(1), url, "none");
-    VN_FUZZ_CHECK(value.length() <=
-                  std::max<unsigned int>(url.length(), 4)); // Others would ask the managers as trusted ones.
+    VN_FUZZ_CHECK(value.length() <= std::max<unsigned int>(url.length(), 4));
+    // Others would ask the managers as trusted ones.
     if (parts.base == "zip:" && !parts.valid)
         VN_FUZZ_CHECK(!vnURLExist(url));
     openFromOutside(url);

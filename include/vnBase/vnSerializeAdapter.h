@@ -178,7 +178,8 @@ public:
     unsigned int length();
 
     /// Whether at least `count` bytes can be read. A source that does not know its length is probed by
-    /// reading them and pushing them back; that may block as its reading does.
+    /// reading them and pushing them back; that may block as its reading does. One that only estimates its
+    /// length knows about the next byte, and goes by the estimate for more.
     unsigned char hasData(unsigned int count = 1)
     {
         return count <= static_cast<std::size_t>(m_readEnd - m_readNext) || probe(count);
@@ -313,13 +314,8 @@ protected:
     unsigned char* getWriteNext() const noexcept { return m_writeNext; }
 
     /// For sources whose `length_imp` only estimates, and may count what yields nothing: `hasData()` asks
-    /// `hasData_imp` then, and reads where more than a byte is asked for, unless `hasData_imp` makes the
-    /// length exact.
-    void setLengthIsEstimate(bool isExactWhenAsked = false) noexcept
-    {
-        m_lengthIsEstimate = true;
-        m_lengthIsExactWhenAsked = isExactWhenAsked;
-    }
+    /// `hasData_imp` first then, which may make the length exact.
+    void setLengthIsEstimate(bool isEstimate = true) noexcept { m_lengthIsEstimate = isEstimate; }
 
 private:
     friend class vnAdapterWindow;
@@ -365,7 +361,6 @@ private:
     unsigned int m_nextInstanceID = 0;
     vnUInt64 m_skippedBytes = 0; // of records whose instances are missing in the array
     bool m_lengthIsEstimate = false;
-    bool m_lengthIsExactWhenAsked = false;
 };
 
 /// A further URL scheme. An instance is registered under its scheme with the URL factory.

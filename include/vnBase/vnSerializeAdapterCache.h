@@ -68,9 +68,9 @@ protected:
 private:
     using Block = vnRefPointer<vnCacheData>;
 
-    bool shareCached(const vnString& url, unsigned int offset, unsigned int length);
+    bool shareCached(const vnString& key, unsigned int offset, unsigned int length);
     void readPart(vnSerializeAdapter& source, unsigned int length, unsigned char readLength);
-    void cacheWhole(vnSerializeAdapter& source, const vnString& url, unsigned int offset,
+    void cacheWhole(vnSerializeAdapter& source, const vnString& key, unsigned int offset,
                     unsigned int length);
     void serve(unsigned int offset, unsigned int length);
 

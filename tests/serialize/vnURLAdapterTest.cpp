@@ -131,7 +131,7 @@ TEST(vnURLAdapter, HandsFlagsAndPasswordOn)
 {
     const vnTempFolder folder;
     const vnString path = folder.write("a.txt", "abc");
-    const vnUInt64 flags = 0x100000000 | VN_ADAPTER_NO_EXPANSION;
+    const vnUInt64 flags = 0x200000000 | VN_ADAPTER_NO_EXPANSION;
     const Adapter adapter(vnSerializeAdapter::getURLAdapter(path, VN_SERIALIZE_INPUT, flags, "secret"));
     EXPECT_EQ(adapter->getAdapterFlags(), flags);
     EXPECT_EQ(adapter->getPassword(), "secret");
@@ -336,6 +336,10 @@ TEST(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
         ASSERT_TRUE(adapter) << url;
         EXPECT_EQ(readAll(adapter), "abc") << url;
     }
+    // What is cached is read, whatever it is opened for.
+    Adapter(vnSerializeAdapter::getURLAdapter(vnString("cache:0,2,") + file, VN_SERIALIZE_OUTPUT,
+                                              VN_ADAPTER_UNTRUSTED | 1));
+    EXPECT_EQ(readAll(openUntrusted(file)), "abc");
     vnGuidStringDict::remove(guid);
 }
 
@@ -455,10 +459,10 @@ TEST(vnURLAdapter, TellsManagersWhatWasAsked)
     vnString error;
     manager.answer = new Counted;
     const Adapter adapter(vnSerializeAdapter::getURLAdapter(
-        "myscheme:a", VN_SERIALIZE_OUTPUT, 0x100000000 | VN_ADAPTER_SILENT, "secret", &error));
+        "myscheme:a", VN_SERIALIZE_OUTPUT, 0x200000000 | VN_ADAPTER_SILENT, "secret", &error));
     EXPECT_TRUE(adapter);
     EXPECT_EQ(manager.action, VN_SERIALIZE_OUTPUT);
-    EXPECT_EQ(manager.flags, 0x100000000 | VN_ADAPTER_SILENT);
+    EXPECT_EQ(manager.flags, 0x200000000 | VN_ADAPTER_SILENT);
     EXPECT_EQ(manager.password, "secret");
     EXPECT_EQ(manager.error, &error);
     // What stood in front of the scheme has moved.

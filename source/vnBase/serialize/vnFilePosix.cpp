@@ -158,6 +158,10 @@ vnFile* vnFileOpenRead(const vnString& name, unsigned int* size)
 
 vnFile* vnFileOpenRegular(const vnString& name, unsigned int* size)
 {
+    // Opening another kind may wake a writer or start a device, which is too late to refuse it.
+    struct stat there;
+    if (status(name, there) && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode))
+        return refuse(EINVAL);
     // Stays without waiting: some of the system's own files look regular and have a reader wait.
     const int descriptor = openDescriptor(name, O_RDONLY | O_NONBLOCK);
     struct stat found;

@@ -310,13 +310,8 @@ unsigned int vnSerializeAdapter::skip(unsigned int count)
 
 unsigned char vnSerializeAdapter::probe(unsigned int count)
 {
-    if (m_lengthIsEstimate && count > m_pushBack.getCount())
-    {
-        if (!hasData_imp())
-            return 0;
-        if (!m_lengthIsExactWhenAsked && count > 1)
-            return probeByReading(count);
-    }
+    if (m_lengthIsEstimate && count > m_pushBack.getCount() && !hasData_imp())
+        return 0;
     if (count <= length())
         return 1;
     return count == 1 ? hasData_imp() : probeByReading(count);

@@ -153,7 +153,7 @@ public:
         }
     }
 
-    vnString url;
+    vnString key;
     vnRefPointer<vnSerializeAdapter> adapter;
 };
 
@@ -168,12 +168,12 @@ CurrentSource* currentOfThread()
 class SourceLoan
 {
 public:
-    SourceLoan(const vnString& url, vnUInt64 flags, const vnString& password)
+    SourceLoan(const vnString& key, const vnString& url, vnUInt64 flags, const vnString& password)
     {
         if (CurrentSource* current = currentOfThread())
         {
             m_adapter = std::move(current->adapter);
-            if (m_adapter && current->url == url && !m_adapter->hasError())
+            if (m_adapter && current->key == key && !m_adapter->hasError())
                 return;
             m_adapter = nullptr;
         }
@@ -183,18 +183,24 @@ public:
     explicit operator bool() const noexcept { return m_adapter.get() != nullptr; }
     vnSerializeAdapter& get() const noexcept { return *m_adapter; }
 
-    void keep(const vnString& url)
+    void keep(const vnString& key)
     {
         CurrentSource* current = currentOfThread();
         if (!current)
             return;
-        current->url = url;
+        current->key = key;
         current->adapter = std::move(m_adapter);
     }
 
 private:
     vnRefPointer<vnSerializeAdapter> m_adapter;
 };
+
+// What the stream of a URL is kept under. One that is not trusted gets nothing that a trusted one has opened.
+vnString keyOf(const vnString& url, vnUInt64 flags)
+{
+    return flags & VN_ADAPTER_UNTRUSTED ? vnString(" ") + url : url;
+}
 
 // The length in front of a part; `length` where there is none.
 unsigned int readLengthOf(vnSerializeAdapter& source, unsigned int length)
@@ -212,9 +218,10 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
                                                  vnUInt64 flags, const vnString& password)
     : vnSerializeAdapterMemory(nullptr, 0)
 {
-    if (shareCached(url, offset, length))
+    const vnString key = keyOf(url, flags);
+    if (shareCached(key, offset, length))
         return;
-    SourceLoan source(url, flags, password);
+    SourceLoan source(key, url, flags, password);
     if (!source)
     {
         setError(vnTranslated("Failed to open URL:") + url);
@@ -222,13 +229,13 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
     }
     if (!source.get().canSeek())
     {
-        cacheWhole(source.get(), url, offset, length);
+        cacheWhole(source.get(), key, offset, length);
         return;
     }
     source.get().setSeekMode(1);
     if (vnSeekTo(source.get(), offset))
         readPart(source.get(), length, readLength);
-    source.keep(url);
+    source.keep(key);
 }
 
 vnSerializeAdapterCache::~vnSerializeAdapterCache() noexcept(false)
@@ -263,7 +270,7 @@ void vnSerializeAdapterCache::resetCaches()
     if (!current)
         return;
     const vnRefPointer<vnSerializeAdapter> open(std::move(current->adapter)); // closed last: it may come here
-    current->url = vnString();
+    current->key = vnString();
 }
 
 void vnSerializeAdapterCache::write_imp(unsigned char*, unsigned int)
@@ -276,9 +283,9 @@ void vnSerializeAdapterCache::write_imp(unsigned char)
     write_imp(nullptr, 1);
 }
 
-bool vnSerializeAdapterCache::shareCached(const vnString& url, unsigned int offset, unsigned int length)
+bool vnSerializeAdapterCache::shareCached(const vnString& key, unsigned int offset, unsigned int length)
 {
-    Cache::locked([&](Cache& cache) { m_block = cache.find(url); });
+    Cache::locked([&](Cache& cache) { m_block = cache.find(key); });
     if (!m_block)
         return false;
     serve(offset, length);
@@ -298,7 +305,7 @@ void vnSerializeAdapterCache::readPart(vnSerializeAdapter& source, unsigned int 
     serve(0, length);
 }
 
-void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnString& url, unsigned int offset,
+void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnString& key, unsigned int offset,
                                          unsigned int length)
 {
     Block block(new vnCacheData);
@@ -308,7 +315,7 @@ void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnStr
     Cache::locked(
         [&](Cache& cache)
         {
-            m_block = cache.enter(url, block);
+            m_block = cache.enter(key, block);
             letGo(block);
         });
     if (!m_block)

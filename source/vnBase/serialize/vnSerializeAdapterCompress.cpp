@@ -221,7 +221,7 @@ vnUInt64 dropAll(vnSerializeAdapter& source)
 
 vnSerializeAdapterCompress::vnSerializeAdapterCompress(vnSerializeAdapter* target)
 {
-    setLengthIsEstimate(true); // a block is taken then
+    setLengthIsEstimate();
     holdTarget(target);
 }
 

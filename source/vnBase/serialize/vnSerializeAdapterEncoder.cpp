@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapterEncoder.h>
 
+#include "vnAdapterWindow.h"
+
 #include <algorithm>
 
 vnType vnSerializeAdapterEncoder::s_type(vnSerializeAdapter::getClassType(), "vnSerializeAdapterEncoder");
@@ -57,8 +59,8 @@ void unscramble(unsigned char* bytes, unsigned int count, vnUInt64& key, unsigne
 
 vnSerializeAdapterEncoder::vnSerializeAdapterEncoder(vnSerializeAdapter* target, vnUInt64 key) : m_key(key)
 {
-    setLengthIsEstimate(); // as exact as that of the target
     holdTarget(target);
+    setLengthIsEstimate(target && vnAdapterWindow::estimates(*target));
 }
 
 vnSerializeAdapterEncoder::~vnSerializeAdapterEncoder() noexcept(false) = default;
@@ -68,6 +70,7 @@ void vnSerializeAdapterEncoder::setAdapter(vnSerializeAdapter* target, vnUInt64 
     m_key = key;
     m_previous = 0;
     startAnew(target);
+    setLengthIsEstimate(target && vnAdapterWindow::estimates(*target));
 }
 
 void vnSerializeAdapterEncoder::flush()

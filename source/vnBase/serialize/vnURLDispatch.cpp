@@ -63,13 +63,6 @@ Created openNameWithoutScheme(const vnURLParts& parts, const vnURLRequest& reque
         new vnSerializeAdapterFile(name, request.action, isAppending(parts), request.flags));
 }
 
-// What is in the cache may be there by way of a URL that was trusted.
-bool mayOpen(const vnString& url, const vnURLRequest& request)
-{
-    return request.isTrusted() || vnRefPointer<vnSerializeAdapter>(vnSerializeAdapter::getURLAdapter(
-                                      url, request.action, request.flags, request.password, nullptr));
-}
-
 Created openCache(const vnURLParts& parts, const vnURLRequest& request)
 {
     unsigned int offset = 0;
@@ -78,12 +71,8 @@ Created openCache(const vnURLParts& parts, const vnURLRequest& request)
     // The attributes stay this adapter's own: the URL within is opened without any.
     // A negative length says that it stands in the stream, and is everything where it does not.
     if (vnSerializeAdapterCache::parseCacheURL(parts.path + parts.name, offset, length, inner))
-    {
-        if (!mayOpen(inner, request))
-            return std::nullopt; // that was reported
         return vnOpenedAdapter(new vnSerializeAdapterCache(inner, offset, static_cast<unsigned int>(length),
                                                            length < 0, request.flags, request.password));
-    }
     request.report(VN_MESSAGE_WARNING, "Wrong syntax in (cache:offset,len,url) adapter arguments (%s)",
                    parts.text);
     return std::nullopt;
@@ -246,10 +235,17 @@ vnOpenedAdapter ask(vnSerializeURLManagerInterface& manager, const vnURLParts& p
 
 vnOpenedAdapter openByManager(const vnURLParts& parts, const vnURLRequest& request)
 {
-    vnRefPointer<vnSerializeURLManagerInterface> manager; // it may unregister itself when it is asked
-    while ((manager = vnSerializeAdapter::getURLManager(parts.base, manager)))
+    vnRefPointer<vnSerializeURLManagerInterface> manager(
+        vnSerializeAdapter::getURLManager(parts.base, nullptr));
+    while (manager)
+    {
+        // Found before, since a manager may unregister itself when it is asked.
+        const vnRefPointer<vnSerializeURLManagerInterface> next(
+            vnSerializeAdapter::getURLManager(parts.base, manager));
         if (vnOpenedAdapter opened = ask(*manager, parts, request))
             return opened;
+        manager = next;
+    }
     return vnOpenedAdapter();
 }
 

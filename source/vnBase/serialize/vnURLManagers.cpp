@@ -11,24 +11,36 @@
 #include <algorithm>
 #include <atomic>
 #include <limits>
+#include <new>
 
 namespace
 {
 constexpr const char* VN_DUMMY_BASE = "dummy:";
 constexpr unsigned int VN_RANDOM_BLOCK = 4096;
+constexpr unsigned int VN_LARGE = 16u << 20; // what most programs have to spare
 
 std::atomic<unsigned int> s_maxDummySize{std::numeric_limits<unsigned int>::max()};
 
+// Null for so many bytes that memory does not hold them.
 vnSerializeAdapter* createRandomBytes(unsigned int size)
 {
     vnOpenedAdapter opened(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     unsigned char block[VN_RANDOM_BLOCK];
-    for (unsigned int left = size; left > 0;)
+    try
     {
-        const unsigned int count = std::min(left, VN_RANDOM_BLOCK);
-        std::generate_n(block, count, [] { return static_cast<unsigned char>(vnRandomUInt32()); });
-        opened->write(block, count);
-        left -= count;
+        for (unsigned int left = size; left > 0;)
+        {
+            const unsigned int count = std::min(left, VN_RANDOM_BLOCK);
+            std::generate_n(block, count, [] { return static_cast<unsigned char>(vnRandomUInt32()); });
+            opened->write(block, count);
+            left -= count;
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (size < VN_LARGE)
+            throw;
+        return nullptr;
     }
     return opened.release();
 }
@@ -62,8 +74,10 @@ public:
         else if (size.magnitude > most)
             request.report(VN_MESSAGE_WARNING, "Too many bytes in (dummy:{size}) adapter arguments (%s)",
                            url);
+        else if (vnSerializeAdapter* made = createRandomBytes(static_cast<unsigned int>(size.magnitude)))
+            return made;
         else
-            return createRandomBytes(static_cast<unsigned int>(size.magnitude));
+            request.report(VN_MESSAGE_WARNING, "No memory for (dummy:{size}) adapter arguments (%s)", url);
         return nullptr;
     }
 };
