@@ -58,12 +58,12 @@ TEST(vnXmlSax, NotifiesADocument)
 {
     EXPECT_EQ(vnRecord(sample), "0 Version [1.0]\n"
                                 "0 Encoding [UTF-8]\n"
-                                "0 Standalone no\n"
+                                "0 Standalone [0]\n"
                                 "0 Comment [ head ]\n"
-                                "0 PI [go] [there]\n"
+                                "0 ProcessingInstruction [go] [there]\n"
                                 "1 ElementStart [doc]\n"
                                 "1 Attribute [id] [1]\n"
-                                "1 EntityInAttribute [amp]\n"
+                                "1 EntityReference [amp] [1]\n"
                                 "1 Attribute [b] [x &amp; y]\n"
                                 "1 CharData [text]\n"
                                 "2 ElementStart [a]\n"
@@ -71,13 +71,13 @@ TEST(vnXmlSax, NotifiesADocument)
                                 "2 ElementStart [b]\n"
                                 "2 Attribute [encoding] [hex]\n"
                                 "2 CharData [one ]\n"
-                                "2 Entity [lt]\n"
+                                "2 EntityReference [lt] [0]\n"
                                 "2 CharData [ two]\n"
                                 "2 ElementEnd [b]\n"
                                 "1 CDATA [<&]\n"
                                 "1 CharData [ ]\n"
                                 "1 Comment [c]\n"
-                                "1 PI [pi] []\n"
+                                "1 ProcessingInstruction [pi] []\n"
                                 "1 ElementEnd [doc]\n");
 }
 
@@ -111,7 +111,7 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<!DOCTYPE a PUBLIC 'p' 'x' ><a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
         {"<a b=\"1\" b=\"2\"/>",
          "1 ElementStart [a]\n1 Attribute [b] [1]\n1 Attribute [b] [2]\n1 ElementEnd [a]\n"},
-        {"<a>&unknown;</a>", "1 ElementStart [a]\n1 Entity [unknown]\n1 ElementEnd [a]\n"},
+        {"<a>&unknown;</a>", "1 ElementStart [a]\n1 EntityReference [unknown] [0]\n1 ElementEnd [a]\n"},
         // Character references are told to nobody.
         {"<a>x&#65;&#x4a;y</a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData [y]\n1 ElementEnd [a]\n"},
         // What begins with "function:" is replaced.
@@ -120,7 +120,7 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
          "1 Function [g]\n1 CharData [<g>]\n1 ElementEnd [a]\n"},
         // A text of "]" counts as none, and only the next turn would look for an element.
         {"<a>]</a>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
-        {"<a>]]&b;</a>", "1 ElementStart [a]\n1 Entity [b]\n1 ElementEnd [a]\n"},
+        {"<a>]]&b;</a>", "1 ElementStart [a]\n1 EntityReference [b] [0]\n1 ElementEnd [a]\n"},
         {"<a>]<!--b--></a>", "1 ElementStart [a]\n1 Comment [b]\n1 ElementEnd [a]\n"},
         {"<a>x]]<b/>]x</a>", "1 ElementStart [a]\n1 CharData [x]]]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
                              "1 CharData []x]\n1 ElementEnd [a]\n"},
@@ -132,7 +132,7 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<a>x", "1 ElementStart [a]\n1 CharData [x]\nerror Adapter out of Data\n"},
         {"", "error Adapter out of Data\n"},
         {"<!DOCTYPE a [<!-- c --><?p q?>]><a/>",
-         "0 Comment [ c ]\n0 PI [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
+         "0 Comment [ c ]\n0 ProcessingInstruction [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
         // Names end where the short classes end; what is in them works.
         {"<\xC3\xA9t\xC3\xA9 \xC4\xB1-\xCC\x80='\xE4\xB8\x80'/>",
          "1 ElementStart [\xC3\xA9t\xC3\xA9]\n1 Attribute [\xC4\xB1-\xCC\x80] [\xE4\xB8\x80]\n"
@@ -240,7 +240,7 @@ TEST(vnXmlSax, ReadsTheSameFromEveryAdapter)
         for (const unsigned int mask : {VN_XML_ALL_ITEMS, VN_XML_DEFAULT_ITEMS})
         {
             const std::string expected = vnRecord(document, mask);
-            EXPECT_EQ(recordFrom(new vnTrickleAdapter(document), mask), expected) << document;
+            EXPECT_EQ(recordFrom(new vnByteAdapter(document), mask), expected) << document;
             for (std::size_t slice = 1; slice < 9; ++slice)
                 EXPECT_EQ(recordFrom(new vnSlicedAdapter(document, slice), mask), expected)
                     << slice << " bytes a window: " << document;
@@ -256,7 +256,7 @@ TEST(vnXmlSax, EndsAtEveryTruncation)
         const std::string part = document.substr(0, size);
         const std::string expected = vnRecord(part);
         EXPECT_NE(expected.find("error "), std::string::npos) << part;
-        EXPECT_EQ(recordFrom(new vnTrickleAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
+        EXPECT_EQ(recordFrom(new vnByteAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
         EXPECT_EQ(recordFrom(new vnSlicedAdapter(part, 3), VN_XML_DEFAULT_ITEMS), expected) << part;
     }
 }
@@ -293,7 +293,7 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
                 const std::string document = row.before + text + row.behind;
                 if (way == 0)
                     return vnRecord(document);
-                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnTrickleAdapter(document))
+                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnByteAdapter(document))
                                            : new vnSlicedAdapter(document, 1000),
                                   VN_XML_DEFAULT_ITEMS);
             };
@@ -387,7 +387,7 @@ TEST(vnXmlSax, BoundsWhatDocumentsMayDo)
             vnXmlRecorder sized(VN_XML_ELEMENT);
             // The characters of the document, each of one token.
             sized.setMaxDocumentSize(static_cast<unsigned int>(document.size()) - 100 - isLarge);
-            vnRefPointer<vnSerializeAdapter> adapter(new vnTrickleAdapter(document));
+            vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
             if (way == 1)
                 adapter = new vnSlicedAdapter(document, 50);
             if (way < 2)
@@ -499,7 +499,7 @@ TEST(vnXmlSax, OffersEveryProduction)
     for (const Row& row : rows)
     {
         vnXmlSax sax;
-        sax.setAdapter(new vnTrickleAdapter(row.text));
+        sax.setAdapter(new vnByteAdapter(row.text));
         const vnParseResult result = (sax.*row.production)();
         EXPECT_EQ(result, row.taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH)
             << row.text << sax.getError().getString();
