@@ -353,6 +353,22 @@ TEST(vnXmlSax, TellsAttributesOfEveryLevel)
     EXPECT_FALSE(recorder.hasAttribute(1, "y"));
     EXPECT_EQ(recorder.getAttribute(0xFFFFFFFF, "y"), "");
     EXPECT_EQ(recorder.getAttributeSet(0xFFFFFFFF).getCount(), 0u);
+    // Attributes are entered as they come into a set that is in use.
+    vnXmlSax::AttributeSet* inUse = nullptr;
+    told.clear();
+    recorder.decide = [&](const std::string& line)
+    {
+        if (line == "1 ElementStart [a]")
+        {
+            inUse = &recorder.getCurrentAttributeSet();
+            inUse->enter("z", new vnRefData<vnString, vnReference>("default"));
+        }
+        told += std::to_string(inUse->getCount()) + recorder.getAttribute(1, "z").getString() + " ";
+        return true;
+    };
+    vnReadText(recorder, "<a x='1' y='2'/>");
+    vnReadText(recorder, "<a/>");
+    EXPECT_EQ(told, "1default 3default 1default 1default ");
 }
 
 TEST(vnXmlSax, TakesTheEncodingOfBinaryContentFromTheElement)

@@ -673,17 +673,19 @@ vnParseResult vnXmlReader::setAttribute(Level& level)
     if (m_value.size() > VN_MAX_TEXT)
         return tooLarge("Attribute");
     if (isFunction(m_value))
-        level.addValue(callFunction(m_value));
+    {
+        const vnString value = callFunction(m_value);
+        level.addValue({value.getString(), value.length()});
+    }
     else
         level.addValue(m_value);
     const unsigned int index = level.getAttributeCount() - 1;
     if (equalIgnoringCase(level.getRawAttributeName(index), "encoding"))
     {
-        const vnString& value = level.getAttributeValue(index);
-        const std::string_view text(value.getString(), value.length());
-        if (equalIgnoringCase(text, "b64"))
+        const std::string_view value = level.getRawAttributeValue(index);
+        if (equalIgnoringCase(value, "b64"))
             m_sax.setFlag(vnXmlSax::VN_FLAG_ENCODING_BASE64, true);
-        else if (equalIgnoringCase(text, "hex"))
+        else if (equalIgnoringCase(value, "hex"))
             m_sax.setFlag(vnXmlSax::VN_FLAG_ENCODING_HEX, true);
     }
     if (wants(VN_XML_ATTRIBUTE))
