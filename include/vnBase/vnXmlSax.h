@@ -153,7 +153,10 @@ public:
     /// ignored.
     void write(vnSerializeAdapter* adapter) override;
 
-    /// Reads a document from its start to the end of the data. Null is ignored.
+    /// Reads a document from its start to the end of the data. Null is ignored. Several can be read one after
+    /// the other: each has an encoding of its own, and leaves behind what `useUtf8` and `useUnicode` have
+    /// set. Line, column and token position go on counting unless `reset` is called in between, and the
+    /// progress goes on naming the first document unless `setProgressMessage("")` is.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Does nothing: a document is not kept.
@@ -387,6 +390,7 @@ private:
     {
         m_flags = static_cast<unsigned char>(on ? m_flags | flag : m_flags & ~flag);
     }
+    void skipMark();
     void writeDeclaration();
     Level& getLevel(unsigned int level)
     {

@@ -268,6 +268,46 @@ TEST(vnXmlSax, ReadsTextOf16Bits)
                             "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n1 ElementEnd [a]\n";
     EXPECT_EQ(vnRecord(utf16(document, false)), expected);
     EXPECT_EQ(vnRecord(utf16(document, true)), expected);
+    // What was written to an adapter can be read from it: it knows of 16-bit text, and the mark is in front.
+    class Copy : public vnXmlSax
+    {
+        void onWrite() override { writeCharDataElement("a", "\xE4\xB8\x80"); }
+    } copy;
+    copy.setEncoding("utf-16");
+    const vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    copy.write(queue.get());
+    vnXmlRecorder recorder(VN_XML_CHAR_DATA);
+    recorder.read(queue.get());
+    EXPECT_EQ(recorder.getResult(), "1 CharData [\xE4\xB8\x80]\n");
+}
+
+TEST(vnXmlSax, LooksForTheEncodingOfEachDocument)
+{
+    const std::pair<std::string, const char*> documents[] = {
+        {"\xEF\xBB\xBF<a>\xC3\xA9</a>", "1 CharData [\xC3\xA9]\n"},
+        {utf16(u"<a>\xE9</a>", false), "1 CharData [\xC3\xA9]\n"},
+        {"<?xml version='1.0' encoding='latin1'?><a>\xE9</a>", "1 CharData [\xE9]\n"},
+        {utf16(u"<a>\xE9</a>", true), "1 CharData [\xC3\xA9]\n"},
+        {"<\xC3\xA9>\xC3\xA9</\xC3\xA9>", "1 CharData [\xC3\xA9]\n"},
+    };
+    vnXmlRecorder recorder(VN_XML_CHAR_DATA);
+    for (const auto& first : documents)
+        for (const auto& second : documents)
+            for (const auto& [document, expected] : {first, second})
+            {
+                recorder.log.clear();
+                vnReadText(recorder, document);
+                EXPECT_EQ(recorder.getResult(), expected) << first.first << second.first;
+            }
+    // What was set before holds for all that say nothing.
+    recorder.useUtf8(0);
+    for (const auto& [document, expected] : documents)
+    {
+        recorder.log.clear();
+        vnReadText(recorder, document);
+        vnReadText(recorder, "<a>\xFF</a>");
+        EXPECT_NE(recorder.log.find("1 CharData [\xFF]\n"), std::string::npos) << document;
+    }
 }
 
 TEST(vnXmlSax, RefusesTextsThatNoStringHolds)

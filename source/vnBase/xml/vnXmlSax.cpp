@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "vnXmlInput.h"
 #include "vnXmlLevel.h"
 
 #include <vnBase/vnObject.h>
@@ -294,10 +295,18 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     m_flags = static_cast<unsigned char>(
         (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
         VN_FLAG_NOTIFYING);
-    m_documentBegin = getTokenPos();
     m_idleNotifications = 0;
+    // What this document says of its encoding is not for the next one, which has a mark of its own.
+    const vnXmlInput::Encoding encoding(*this);
+    const auto end = [&]
+    {
+        setAdapter(nullptr);
+        encoding.restore(*this);
+    };
     try
     {
+        skipMark();
+        m_documentBegin = getTokenPos();
         if (XML_read_01() == VN_PARSE_OK)
             reportProgress(1);
     }
@@ -307,8 +316,16 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     }
     catch (...)
     {
-        setAdapter(nullptr);
+        end();
         throw;
     }
-    setAdapter(nullptr);
+    end();
+}
+
+// Where the adapter tells of 16-bit text nobody looks for its mark, which is there when the text was written
+// to it before.
+void vnXmlSax::skipMark()
+{
+    if ((getAdapter()->getAdapterFlags() & VN_ADAPTER_UNICODE) && checkTokens(u"\xFEFF", 1, 0))
+        setColumn(getColumn() - 1);
 }
