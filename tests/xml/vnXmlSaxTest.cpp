@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlTestTools.h"
 
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -85,6 +86,8 @@ TEST(vnXmlSax, NotifiesWhatTheMaskHolds)
 {
     const char document[] = "<a x='1'><b>t<c/></b></a>";
     EXPECT_EQ(vnRecord(document, 0), "");
+    // Functions are called all the same.
+    EXPECT_EQ(vnRecord("<a b='function:f'>function:g</a>", 0), "1 Function [f]\n1 Function [g]\n");
     EXPECT_EQ(vnRecord(document, VN_XML_ELEMENT_ATTRIBUTE_END | VN_XML_ELEMENT_CONTENTS |
                                      VN_XML_ELEMENT_CONTENTS_START | VN_XML_ELEMENT_CONTENTS_END),
               "1 ElementAttributeEnd [a]\n"
@@ -118,10 +121,12 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<a b='function:f x'>function:g</a>",
          "1 ElementStart [a]\n1 Function [f x]\n1 Attribute [b] [<f x>]\n"
          "1 Function [g]\n1 CharData [<g>]\n1 ElementEnd [a]\n"},
-        // A text of "]" counts as none, and only the next turn would look for an element.
+        // A text of "]" counts as none.
         {"<a>]</a>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
         {"<a>]]&b;</a>", "1 ElementStart [a]\n1 EntityReference [b] [0]\n1 ElementEnd [a]\n"},
         {"<a>]<!--b--></a>", "1 ElementStart [a]\n1 Comment [b]\n1 ElementEnd [a]\n"},
+        {"<a>]<b/>]]<b></b></a>", "1 ElementStart [a]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
+                                  "2 ElementStart [b]\n2 ElementEnd [b]\n1 ElementEnd [a]\n"},
         {"<a>x]]<b/>]x</a>", "1 ElementStart [a]\n1 CharData [x]]]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
                              "1 CharData []x]\n1 ElementEnd [a]\n"},
         {"<a>x]]></a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData []\n1 CharData []\n1 CharData []\n1 "
@@ -176,7 +181,6 @@ TEST(vnXmlSax, TellsFaultsOfTheSyntax)
                                  "<a>&#;</a>",
                                  "<a>&#xg;</a>",
                                  "<a>& </a>",
-                                 "<a>]<b/></a>",
                                  "x",
                                  "<a><!x></a>",
                                  "<a></a",
@@ -348,6 +352,46 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
               "1 ElementContents [a] [" + most + "]\n");
     // Outside of the root the length of a comment is taken modulo 65536.
     EXPECT_EQ(vnRecord("<!--" + std::string(65536, 'x') + "--><a/>", VN_XML_COMMENT), "0 Comment []\n");
+    vnXmlRecorder recorder(VN_XML_COMMENT);
+    recorder.setMaxBufferSize(200000);
+    vnReadText(recorder, "<!--" + std::string(65539, 'x') + "--><a/>");
+    EXPECT_EQ(recorder.getResult(), "0 Comment [xxx]\n");
+    // It must fit all the same.
+    EXPECT_EQ(vnRecord("<!--" + wide + "--><a/>", VN_XML_COMMENT), "error Too large 'Comment' is notified\n");
+    // No call, wherever the last of what is remembered begins; and an instruction that nobody is told of.
+    EXPECT_EQ(vnRecord("<a>xfunction:" + std::string(65527, 'y') + "</a>", VN_XML_ELEMENT),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+    EXPECT_EQ(vnRecord("<?" + most + "x " + wide + "?><a/>", VN_XML_ELEMENT),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+}
+
+TEST(vnXmlSax, ReportsItsProgress)
+{
+    struct Bar : vnProgressInterface
+    {
+        ~Bar() noexcept(false) override { vnProgress::setProgressInterface(nullptr); }
+        void onProgress(unsigned char percent, const char* banner) override
+        {
+            EXPECT_EQ(std::string(banner).find("Reading XML data from "), 0u);
+            told.push_back(percent);
+        }
+        std::vector<int> told;
+    };
+    std::vector<int> expected(101);
+    std::iota(expected.begin(), expected.end(), 0);
+    const std::string document = "<a>" + repeated("<b>text</b>", 1000) + "</a>";
+    for (const std::size_t slice : {0, 1, 7, 20000})
+    {
+        Bar bar;
+        vnProgress::setProgressInterface(&bar);
+        vnXmlRecorder recorder;
+        recorder.useProgress(1);
+        vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
+        if (slice)
+            adapter = new vnSlicedAdapter(document, slice);
+        recorder.read(adapter.get());
+        EXPECT_EQ(bar.told, expected) << slice;
+    }
 }
 
 TEST(vnXmlSax, StopsWhereACallbackSaysSo)

@@ -56,9 +56,11 @@ public:
         unsigned int serial;   // of the window
     };
 
-    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 is no limit.
+    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 stands for as many as positions
+    /// can tell apart.
     vnXmlInput(vnBasicParser& parser, unsigned int sizeBegin, unsigned int maxSize) noexcept
-        : m_parser(parser), m_cursor(parser), m_sizeBegin(sizeBegin), m_maxSize(maxSize)
+        : m_parser(parser), m_cursor(parser), m_sizeBegin(sizeBegin),
+          m_maxSize(maxSize ? maxSize : 0xFFFFFFFFu)
     {
     }
 
@@ -192,9 +194,9 @@ public:
     {
         if (begin.serial == m_serial && getPosition() - begin.position <= m_cursor.getMaxBack())
             return {reinterpret_cast<const char*>(begin.next), static_cast<std::size_t>(m_next - begin.next)};
-        return getOldText(begin.position);
+        return getOldText(begin.position, getPosition() - begin.position);
     }
-    std::string_view getOldText(unsigned int position);
+    std::string_view getOldText(unsigned int position, unsigned int count);
 
     /// Reports the progress when it changed.
     void reportProgress()
