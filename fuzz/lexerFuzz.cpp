@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "../tests/lex/vnByteAdapter.h"
 #include "vnFuzzInput.h"
 
 #include <vnBase/vnMessage.h>
@@ -13,27 +14,6 @@
 
 namespace
 {
-// The same bytes, one by one.
-class Bytes : public vnSerializeAdapter
-{
-public:
-    explicit Bytes(const std::string& text) : m_text(text) {}
-
-protected:
-    using vnSerializeAdapter::read_imp;
-    using vnSerializeAdapter::write_imp;
-    void write_imp(unsigned char) override {}
-    unsigned char read_imp() override
-    {
-        return m_next < m_text.size() ? static_cast<unsigned char>(m_text[m_next++]) : 0;
-    }
-    unsigned int length_imp() override { return static_cast<unsigned int>(m_text.size() - m_next); }
-
-private:
-    const std::string& m_text;
-    std::size_t m_next = 0;
-};
-
 void set(vnSerializeLex& lex, vnUInt64 settings)
 {
     const auto bit = [settings](unsigned int i) { return static_cast<unsigned char>(settings >> i & 1); };
@@ -106,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string actions = input.shortText();
     std::string text = input.rest();
     vnSerializeAdapterMemory memory(text.data(), static_cast<unsigned int>(text.size()));
-    Bytes bytes(text);
+    vnByteAdapter bytes(text);
     const auto detects = [settings](unsigned int i) { return static_cast<unsigned char>(settings >> i & 1); };
     vnSerializeLex inWindow(detects(16), detects(17)), byByte(detects(16), detects(17));
     set(inWindow, settings);

@@ -68,7 +68,8 @@ enum vnXmlItemType : unsigned int
 ///
 /// **Texts.** One notified char data, CDATA section or comment holds at most 65,535 tokens, whose UTF-8 form
 /// must fit in 65,535 bytes; the parser remembers 65,536 tokens (`setMaxBufferSize`). Larger texts are
-/// refused. A token is a byte or a unit of 16 bits: a character above U+FFFF is two.
+/// refused when they are notified, and larger names of elements and attributes and values of attributes
+/// always. A token is a byte or a unit of 16 bits: a character above U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
 /// as one character a byte.
@@ -158,7 +159,10 @@ public:
     /// ignored.
     void write(vnSerializeAdapter* adapter) override;
 
-    /// Reads a document from its start to the end of the data. Null is ignored.
+    /// Reads a document from its start to the end of the data. Null is ignored. Several can be read one after
+    /// the other: each has an encoding of its own, and leaves behind what `useUtf8` and `useUnicode` have
+    /// set. Line, column and token position go on counting unless `reset` is called in between, and the
+    /// progress goes on naming the first document unless `setProgressMessage("")` is.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Does nothing: a document is not kept.
@@ -237,7 +241,7 @@ public:
     void setMaxIdleNotifications(unsigned int count) noexcept { m_maxIdleNotifications = count; }
 
     /// How many tokens a document may have, before the parse ends with the error "Too large XML data"; 0, the
-    /// default, for any number.
+    /// default, for as many as 32 bits count.
     unsigned int getMaxDocumentSize() const noexcept { return m_maxDocumentSize; }
     void setMaxDocumentSize(unsigned int tokens) noexcept { m_maxDocumentSize = tokens; }
 
@@ -414,6 +418,7 @@ private:
     {
         m_flags = static_cast<unsigned char>(on ? m_flags | flag : m_flags & ~flag);
     }
+    void skipMark();
     void writeDeclaration();
     Level& getLevel(unsigned int level)
     {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vnByteAdapter.h"
+
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeLex.h>
 
@@ -8,32 +10,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-
-/// Gives its bytes one by one and lays nothing open, so that each token is read character by character.
-class ByteAdapter : public vnSerializeAdapter
-{
-public:
-    explicit ByteAdapter(std::string bytes) : m_bytes(std::move(bytes)) {}
-
-protected:
-    using vnSerializeAdapter::read_imp;
-    using vnSerializeAdapter::write_imp;
-    void write_imp(unsigned char) override {}
-    unsigned char read_imp() override
-    {
-        if (m_next == m_bytes.size())
-        {
-            setError("read beyond the end");
-            return 0;
-        }
-        return static_cast<unsigned char>(m_bytes[m_next++]);
-    }
-    unsigned int length_imp() override { return static_cast<unsigned int>(m_bytes.size() - m_next); }
-
-private:
-    std::string m_bytes;
-    std::size_t m_next = 0;
-};
 
 /// Has laid open all its bytes.
 class WindowAdapter : public vnSerializeAdapterMemory

@@ -27,7 +27,7 @@ void expectTokens(
         vnSerializeLex byBytes, inWindow;
         set(byBytes);
         set(inWindow);
-        ByteAdapter bytes(row.text);
+        vnByteAdapter bytes(row.text);
         WindowAdapter window(row.text);
         EXPECT_EQ(tokensOf(byBytes, bytes), row.tokens) << row.text;
         EXPECT_EQ(tokensOf(inWindow, window), row.tokens) << "in the window: " << row.text;
@@ -49,10 +49,10 @@ public:
 };
 
 // Fails once before each of its bytes, and once when it is asked for more of them.
-class FailingAdapter : public ByteAdapter
+class FailingAdapter : public vnByteAdapter
 {
 public:
-    explicit FailingAdapter(const std::string& bytes) : ByteAdapter(bytes) {}
+    explicit FailingAdapter(const std::string& bytes) : vnByteAdapter(bytes) {}
 
 protected:
     unsigned char read_imp() override
@@ -60,7 +60,7 @@ protected:
         m_isBroken = !m_isBroken;
         if (m_isBroken)
             throw 1;
-        return ByteAdapter::read_imp();
+        return vnByteAdapter::read_imp();
     }
 
 private:
@@ -68,10 +68,10 @@ private:
 };
 
 // Has data, but can't say how much.
-class EndlessAdapter : public ByteAdapter
+class EndlessAdapter : public vnByteAdapter
 {
 public:
-    using ByteAdapter::ByteAdapter;
+    using vnByteAdapter::vnByteAdapter;
 
 protected:
     unsigned char hasData_imp() override { return 1; }
@@ -140,7 +140,7 @@ TEST(vnSerializeLex, ReadsTheNearestDouble)
     for (const auto& [text, value] : cases)
     {
         vnSerializeLex lex;
-        ByteAdapter adapter(text);
+        vnByteAdapter adapter(text);
         lex.read(&adapter);
         EXPECT_EQ(lex.getDataType(), VN_LEX_REAL) << text;
         EXPECT_EQ(lex.getData().getNumber(), value) << text;
@@ -149,7 +149,7 @@ TEST(vnSerializeLex, ReadsTheNearestDouble)
     for (const std::string& one : {"0." + zeros + "1e2001", "1" + zeros + "e-2000", "1" + zeros + "1e-2001"})
     {
         vnSerializeLex lex;
-        ByteAdapter adapter(one);
+        vnByteAdapter adapter(one);
         lex.read(&adapter);
         EXPECT_EQ(lex.getData().getNumber(), 1.0) << one.substr(0, 3);
     }
@@ -237,9 +237,9 @@ TEST(vnSerializeLex, CutsStringsAndSets)
 TEST(vnSerializeLex, FindsTheMarksOfAStream)
 {
     vnSerializeLex first(1, 1);
-    ByteAdapter little(std::string("\xFF\xFE"
-                                   "a\0 \0\xE9\0b\0",
-                                   10));
+    vnByteAdapter little(std::string("\xFF\xFE"
+                                     "a\0 \0\xE9\0b\0",
+                                     10));
     first.read(&little);
     EXPECT_EQ(tokenText(first), "ia");
     EXPECT_EQ(little.getAdapterFlags(), 2u);
@@ -250,7 +250,7 @@ TEST(vnSerializeLex, FindsTheMarksOfAStream)
 
     vnSerializeLex big(1, 1);
     big.useUtf8(1); // the mark knows better
-    ByteAdapter bigBytes(std::string("\xFE\xFF\0a\0 \0b", 8));
+    vnByteAdapter bigBytes(std::string("\xFE\xFF\0a\0 \0b", 8));
     big.read(&bigBytes);
     EXPECT_EQ(tokenText(big), "ia");
     EXPECT_FALSE(big.isUtf8());
@@ -264,20 +264,20 @@ TEST(vnSerializeLex, FindsTheMarksOfAStream)
     EXPECT_TRUE(utf8.isUtf8());
 
     vnSerializeLex none(1, 1);
-    ByteAdapter unmarked("ab c");
+    vnByteAdapter unmarked("ab c");
     EXPECT_EQ(tokensOf(none, unmarked), "iab|w32|ic");
     EXPECT_EQ(unmarked.getAdapterFlags(), 0u);
 
     for (const std::string part : {"\xEF\xBBx", "\xFFx", "\xFE\xFEx"})
     {
         vnSerializeLex partly(1, 1); // which is no mark
-        ByteAdapter adapter(part + ";");
+        vnByteAdapter adapter(part + ";");
         EXPECT_EQ(tokensOf(partly, adapter), "i" + part + "|t59");
     }
     for (const char* mark : {"\xFF\xFE", "\xFE\xFF", "\xEF\xBB\xBF"})
     {
         vnSerializeLex only(1, 1);
-        ByteAdapter adapter(mark);
+        vnByteAdapter adapter(mark);
         EXPECT_EQ(tokensOf(only, adapter), "");
         EXPECT_EQ(adapter.length(), 0u);
     }
@@ -298,7 +298,7 @@ TEST(vnSerializeLex, ReadsAFaultOfUtf8AsNulAndGoesOn)
     }
     vnSerializeLex lex;
     lex.useUtf8(1);
-    ByteAdapter adapter("ab\xC3 c");
+    vnByteAdapter adapter("ab\xC3 c");
     lex.read(&adapter);
     EXPECT_EQ(tokenText(lex), "iab");
     EXPECT_EQ(adapter.length(), 3u); // the fault is given back whole
@@ -310,7 +310,7 @@ TEST(vnSerializeLex, CutsLongTextsBetweenCharacters)
 {
     vnSerializeLex lex;
     lex.useUtf8(1);
-    ByteAdapter adapter(std::string(65534, 'a') + "\xE2\x82\xAC");
+    vnByteAdapter adapter(std::string(65534, 'a') + "\xE2\x82\xAC");
     lex.read(&adapter);
     EXPECT_EQ(lex.getData().getString().length(), 65534u);
     EXPECT_EQ(lex.getScannedBuffer().length(), 65534u);
@@ -329,7 +329,7 @@ TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
     };
     vnSerializeLex lex;
     lex.useUtf8(1);
-    ByteAdapter adapter("ab\xC3(c");
+    vnByteAdapter adapter("ab\xC3(c");
     {
         const Throwing throwing;
         EXPECT_THROW(lex.read(&adapter), int);
@@ -377,7 +377,7 @@ TEST(vnSerializeLex, EndsWhereASourceCanNotTellItsLength)
 TEST(vnSerializeLex, CopiesItsToken)
 {
     vnSerializeLex lex;
-    ByteAdapter adapter("first second");
+    vnByteAdapter adapter("first second");
     lex.read(&adapter);
     const vnSerializeLex copy(std::move(lex)); // a move copies
     EXPECT_EQ(copy.getData().getString(), "first");
@@ -387,7 +387,7 @@ TEST(vnSerializeLex, CopiesItsToken)
 TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
 {
     vnSerializeLex lex;
-    ByteAdapter adapter("abc def");
+    vnByteAdapter adapter("abc def");
     lex.setMaxScanTokens(0);
     lex.read(&adapter);
     EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
@@ -406,7 +406,7 @@ TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
     vnSerializeLex wide;
     wide.useUnicode(1);
     wide.setMaxScanTokens(3); // half a character is none
-    ByteAdapter units(std::string("\0a\0b", 4));
+    vnByteAdapter units(std::string("\0a\0b", 4));
     EXPECT_EQ(tokensOf(wide, units), "ia");
     EXPECT_EQ(units.length(), 2u);
 
@@ -415,7 +415,7 @@ TEST(vnSerializeLex, StopsWhenTheBudgetIsSpent)
     vnSerializeLex utf8;
     utf8.useUtf8(1);
     utf8.setMaxScanTokens(3);
-    ByteAdapter accented("ab\xC3\xA9z");
+    vnByteAdapter accented("ab\xC3\xA9z");
     EXPECT_EQ(tokensOf(utf8, accented), "iab\xC3\xA9");
     EXPECT_EQ(accented.length(), 1u);
     EXPECT_EQ(warnings.count, 0);
@@ -472,7 +472,7 @@ TEST(vnSerializeLex, HandlesSingleCharacters)
 {
     vnSerializeLex lex;
     lex.useUtf8(1);
-    ByteAdapter adapter("\xE2\x82\xACx");
+    vnByteAdapter adapter("\xE2\x82\xACx");
     EXPECT_EQ(lex.getLexToken(&adapter), u'\x20AC');
     lex.pushBack(&adapter, u'\x20AC');
     EXPECT_EQ(adapter.length(), 4u);
@@ -527,7 +527,7 @@ TEST(vnSerializeLex, WritesTokensAndTheMarkBeforeTheFirst)
     lex.write(&out);
     lex.useUnicode(0);
     lex.useStrings(1);
-    ByteAdapter in("ab+\"c d\"12 ");
+    vnByteAdapter in("ab+\"c d\"12 ");
     for (lex.read(&in); lex.getDataType() != VN_LEX_NONE; lex.read(&in))
         lex.write(&out);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(block), out.getCurrentPos()), "\xFF\xFE"
@@ -545,7 +545,7 @@ TEST(vnSerializeLex, WritesTokensAndTheMarkBeforeTheFirst)
     unmarked.useUnicode(0);
     unmarked.useStrings(1);
     unmarked.useSet(1);
-    ByteAdapter others("'a'[b]/*c*/'d");
+    vnByteAdapter others("'a'[b]/*c*/'d");
     for (unmarked.read(&others); unmarked.getDataType() != VN_LEX_NONE; unmarked.read(&others))
         unmarked.write(&nothing);
     EXPECT_EQ(nothing.getCurrentPos(), 0u);
@@ -557,7 +557,7 @@ TEST(vnSerializeLex, KeepsTheBytesOfATextTooLongForAString)
     text += "\xE2\x82\xACzz";
     vnSerializeLex lex;
     lex.useUtf8(1);
-    ByteAdapter adapter(text + ";");
+    vnByteAdapter adapter(text + ";");
     lex.read(&adapter);
     EXPECT_EQ(lex.getData().getString().length(), 65534); // no part of a character, and nothing behind it
     lex.pushBack(&adapter);
@@ -605,7 +605,7 @@ TEST(vnSerializeLex, ReadsTheSameInAWindowAsByteByByte)
         std::string text;
         for (unsigned int i = random() % 24; i > 0; --i)
             text += pieces[random() % std::size(pieces)];
-        ByteAdapter bytes(text);
+        vnByteAdapter bytes(text);
         WindowAdapter window(text);
         vnSerializeLex byBytes, inWindow;
         const unsigned int budget = random() % 4 ? 1000 : random() % 30;

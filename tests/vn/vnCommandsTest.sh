@@ -257,6 +257,27 @@ check "an item of a document that is not included" 1 "" xml --no-include main.xm
 check "a text" 0 "t$line" xml main.xml "a/b[@id='1']/<char_data>"
 check "no item" 1 "" xml main.xml a/b/c
 check "no document" 1 "" xml wrong.xml
+check "the notifications of a document" 0 "1 ElementStart \"a\"
+1 ElementAttributeEnd \"a\"
+1 ElementContentsStart \"a\"
+2 ElementStart \"b\"
+2 Attribute \"id\" \"1\"
+2 ElementAttributeEnd \"b\"
+2 ElementContentsStart \"b\"
+2 CharData \"t\"
+2 ElementContents \"b\" \"t\"
+2 ElementContentsEnd \"b\"
+2 ElementEnd \"b\"
+1 ProcessingInstruction \"include\" \"part.xml\"
+1 ElementContents \"a\" \"<b id=\\\"1\\\">t</b><?include part.xml?>\"
+1 ElementContentsEnd \"a\"
+1 ElementEnd \"a\"
+" xml --events main.xml
+printf '<a>]]></a>' > endless.xml
+check "notifications without end" 1 "1 ElementStart \"a\"
+1 ElementAttributeEnd \"a\"
+1 ElementContentsStart \"a\"
+$(yes '1 CharData ""' | head -999)$line" xml --events endless.xml
 check "a number on the wire" 0 "fc0200010c$line" value num 12
 check "a negative number" 0 "fc020001fb$line" value num -5
 check "no number" 1 "" value num text

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlTestTools.h"
 
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -58,12 +59,12 @@ TEST(vnXmlSax, NotifiesADocument)
 {
     EXPECT_EQ(vnRecord(sample), "0 Version [1.0]\n"
                                 "0 Encoding [UTF-8]\n"
-                                "0 Standalone no\n"
+                                "0 Standalone [0]\n"
                                 "0 Comment [ head ]\n"
-                                "0 PI [go] [there]\n"
+                                "0 ProcessingInstruction [go] [there]\n"
                                 "1 ElementStart [doc]\n"
                                 "1 Attribute [id] [1]\n"
-                                "1 EntityInAttribute [amp]\n"
+                                "1 EntityReference [amp] [1]\n"
                                 "1 Attribute [b] [x &amp; y]\n"
                                 "1 CharData [text]\n"
                                 "2 ElementStart [a]\n"
@@ -71,13 +72,13 @@ TEST(vnXmlSax, NotifiesADocument)
                                 "2 ElementStart [b]\n"
                                 "2 Attribute [encoding] [hex]\n"
                                 "2 CharData [one ]\n"
-                                "2 Entity [lt]\n"
+                                "2 EntityReference [lt] [0]\n"
                                 "2 CharData [ two]\n"
                                 "2 ElementEnd [b]\n"
                                 "1 CDATA [<&]\n"
                                 "1 CharData [ ]\n"
                                 "1 Comment [c]\n"
-                                "1 PI [pi] []\n"
+                                "1 ProcessingInstruction [pi] []\n"
                                 "1 ElementEnd [doc]\n");
 }
 
@@ -85,6 +86,8 @@ TEST(vnXmlSax, NotifiesWhatTheMaskHolds)
 {
     const char document[] = "<a x='1'><b>t<c/></b></a>";
     EXPECT_EQ(vnRecord(document, 0), "");
+    // Functions are called all the same.
+    EXPECT_EQ(vnRecord("<a b='function:f'>function:g</a>", 0), "1 Function [f]\n1 Function [g]\n");
     EXPECT_EQ(vnRecord(document, VN_XML_ELEMENT_ATTRIBUTE_END | VN_XML_ELEMENT_CONTENTS |
                                      VN_XML_ELEMENT_CONTENTS_START | VN_XML_ELEMENT_CONTENTS_END),
               "1 ElementAttributeEnd [a]\n"
@@ -111,17 +114,19 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<!DOCTYPE a PUBLIC 'p' 'x' ><a/>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
         {"<a b=\"1\" b=\"2\"/>",
          "1 ElementStart [a]\n1 Attribute [b] [1]\n1 Attribute [b] [2]\n1 ElementEnd [a]\n"},
-        {"<a>&unknown;</a>", "1 ElementStart [a]\n1 Entity [unknown]\n1 ElementEnd [a]\n"},
+        {"<a>&unknown;</a>", "1 ElementStart [a]\n1 EntityReference [unknown] [0]\n1 ElementEnd [a]\n"},
         // Character references are told to nobody.
         {"<a>x&#65;&#x4a;y</a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData [y]\n1 ElementEnd [a]\n"},
         // What begins with "function:" is replaced.
         {"<a b='function:f x'>function:g</a>",
          "1 ElementStart [a]\n1 Function [f x]\n1 Attribute [b] [<f x>]\n"
          "1 Function [g]\n1 CharData [<g>]\n1 ElementEnd [a]\n"},
-        // A text of "]" counts as none, and only the next turn would look for an element.
+        // A text of "]" counts as none.
         {"<a>]</a>", "1 ElementStart [a]\n1 ElementEnd [a]\n"},
-        {"<a>]]&b;</a>", "1 ElementStart [a]\n1 Entity [b]\n1 ElementEnd [a]\n"},
+        {"<a>]]&b;</a>", "1 ElementStart [a]\n1 EntityReference [b] [0]\n1 ElementEnd [a]\n"},
         {"<a>]<!--b--></a>", "1 ElementStart [a]\n1 Comment [b]\n1 ElementEnd [a]\n"},
+        {"<a>]<b/>]]<b></b></a>", "1 ElementStart [a]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
+                                  "2 ElementStart [b]\n2 ElementEnd [b]\n1 ElementEnd [a]\n"},
         {"<a>x]]<b/>]x</a>", "1 ElementStart [a]\n1 CharData [x]]]\n2 ElementStart [b]\n2 ElementEnd [b]\n"
                              "1 CharData []x]\n1 ElementEnd [a]\n"},
         {"<a>x]]></a>", "1 ElementStart [a]\n1 CharData [x]\n1 CharData []\n1 CharData []\n1 CharData []\n1 "
@@ -132,7 +137,7 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<a>x", "1 ElementStart [a]\n1 CharData [x]\nerror Adapter out of Data\n"},
         {"", "error Adapter out of Data\n"},
         {"<!DOCTYPE a [<!-- c --><?p q?>]><a/>",
-         "0 Comment [ c ]\n0 PI [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
+         "0 Comment [ c ]\n0 ProcessingInstruction [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
         // Names end where the short classes end; what is in them works.
         {"<\xC3\xA9t\xC3\xA9 \xC4\xB1-\xCC\x80='\xE4\xB8\x80'/>",
          "1 ElementStart [\xC3\xA9t\xC3\xA9]\n1 Attribute [\xC4\xB1-\xCC\x80] [\xE4\xB8\x80]\n"
@@ -176,7 +181,6 @@ TEST(vnXmlSax, TellsFaultsOfTheSyntax)
                                  "<a>&#;</a>",
                                  "<a>&#xg;</a>",
                                  "<a>& </a>",
-                                 "<a>]<b/></a>",
                                  "x",
                                  "<a><!x></a>",
                                  "<a></a",
@@ -240,7 +244,7 @@ TEST(vnXmlSax, ReadsTheSameFromEveryAdapter)
         for (const unsigned int mask : {VN_XML_ALL_ITEMS, VN_XML_DEFAULT_ITEMS})
         {
             const std::string expected = vnRecord(document, mask);
-            EXPECT_EQ(recordFrom(new vnTrickleAdapter(document), mask), expected) << document;
+            EXPECT_EQ(recordFrom(new vnByteAdapter(document), mask), expected) << document;
             for (std::size_t slice = 1; slice < 9; ++slice)
                 EXPECT_EQ(recordFrom(new vnSlicedAdapter(document, slice), mask), expected)
                     << slice << " bytes a window: " << document;
@@ -256,7 +260,7 @@ TEST(vnXmlSax, EndsAtEveryTruncation)
         const std::string part = document.substr(0, size);
         const std::string expected = vnRecord(part);
         EXPECT_NE(expected.find("error "), std::string::npos) << part;
-        EXPECT_EQ(recordFrom(new vnTrickleAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
+        EXPECT_EQ(recordFrom(new vnByteAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
         EXPECT_EQ(recordFrom(new vnSlicedAdapter(part, 3), VN_XML_DEFAULT_ITEMS), expected) << part;
     }
 }
@@ -268,6 +272,46 @@ TEST(vnXmlSax, ReadsTextOf16Bits)
                             "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n1 ElementEnd [a]\n";
     EXPECT_EQ(vnRecord(utf16(document, false)), expected);
     EXPECT_EQ(vnRecord(utf16(document, true)), expected);
+    // What was written to an adapter can be read from it: it knows of 16-bit text, and the mark is in front.
+    class Copy : public vnXmlSax
+    {
+        void onWrite() override { writeCharDataElement("a", "\xE4\xB8\x80"); }
+    } copy;
+    copy.setEncoding("utf-16");
+    const vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    copy.write(queue.get());
+    vnXmlRecorder recorder(VN_XML_CHAR_DATA);
+    recorder.read(queue.get());
+    EXPECT_EQ(recorder.getResult(), "1 CharData [\xE4\xB8\x80]\n");
+}
+
+TEST(vnXmlSax, LooksForTheEncodingOfEachDocument)
+{
+    const std::pair<std::string, const char*> documents[] = {
+        {"\xEF\xBB\xBF<a>\xC3\xA9</a>", "1 CharData [\xC3\xA9]\n"},
+        {utf16(u"<a>\xE9</a>", false), "1 CharData [\xC3\xA9]\n"},
+        {"<?xml version='1.0' encoding='latin1'?><a>\xE9</a>", "1 CharData [\xE9]\n"},
+        {utf16(u"<a>\xE9</a>", true), "1 CharData [\xC3\xA9]\n"},
+        {"<\xC3\xA9>\xC3\xA9</\xC3\xA9>", "1 CharData [\xC3\xA9]\n"},
+    };
+    vnXmlRecorder recorder(VN_XML_CHAR_DATA);
+    for (const auto& first : documents)
+        for (const auto& second : documents)
+            for (const auto& [document, expected] : {first, second})
+            {
+                recorder.log.clear();
+                vnReadText(recorder, document);
+                EXPECT_EQ(recorder.getResult(), expected) << first.first << second.first;
+            }
+    // What was set before holds for all that say nothing.
+    recorder.useUtf8(0);
+    for (const auto& [document, expected] : documents)
+    {
+        recorder.log.clear();
+        vnReadText(recorder, document);
+        vnReadText(recorder, "<a>\xFF</a>");
+        EXPECT_NE(recorder.log.find("1 CharData [\xFF]\n"), std::string::npos) << document;
+    }
 }
 
 TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
@@ -293,7 +337,7 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
                 const std::string document = row.before + text + row.behind;
                 if (way == 0)
                     return vnRecord(document);
-                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnTrickleAdapter(document))
+                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnByteAdapter(document))
                                            : new vnSlicedAdapter(document, 1000),
                                   VN_XML_DEFAULT_ITEMS);
             };
@@ -308,6 +352,46 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
               "1 ElementContents [a] [" + most + "]\n");
     // Outside of the root the length of a comment is taken modulo 65536.
     EXPECT_EQ(vnRecord("<!--" + std::string(65536, 'x') + "--><a/>", VN_XML_COMMENT), "0 Comment []\n");
+    vnXmlRecorder recorder(VN_XML_COMMENT);
+    recorder.setMaxBufferSize(200000);
+    vnReadText(recorder, "<!--" + std::string(65539, 'x') + "--><a/>");
+    EXPECT_EQ(recorder.getResult(), "0 Comment [xxx]\n");
+    // It must fit all the same.
+    EXPECT_EQ(vnRecord("<!--" + wide + "--><a/>", VN_XML_COMMENT), "error Too large 'Comment' is notified\n");
+    // No call, wherever the last of what is remembered begins; and an instruction that nobody is told of.
+    EXPECT_EQ(vnRecord("<a>xfunction:" + std::string(65527, 'y') + "</a>", VN_XML_ELEMENT),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+    EXPECT_EQ(vnRecord("<?" + most + "x " + wide + "?><a/>", VN_XML_ELEMENT),
+              "1 ElementStart [a]\n1 ElementEnd [a]\n");
+}
+
+TEST(vnXmlSax, ReportsItsProgress)
+{
+    struct Bar : vnProgressInterface
+    {
+        ~Bar() noexcept(false) override { vnProgress::setProgressInterface(nullptr); }
+        void onProgress(unsigned char percent, const char* banner) override
+        {
+            EXPECT_EQ(std::string(banner).find("Reading XML data from "), 0u);
+            told.push_back(percent);
+        }
+        std::vector<int> told;
+    };
+    std::vector<int> expected(101);
+    std::iota(expected.begin(), expected.end(), 0);
+    const std::string document = "<a>" + repeated("<b>text</b>", 1000) + "</a>";
+    for (const std::size_t slice : {0, 1, 7, 20000})
+    {
+        Bar bar;
+        vnProgress::setProgressInterface(&bar);
+        vnXmlRecorder recorder;
+        recorder.useProgress(1);
+        vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
+        if (slice)
+            adapter = new vnSlicedAdapter(document, slice);
+        recorder.read(adapter.get());
+        EXPECT_EQ(bar.told, expected) << slice;
+    }
 }
 
 TEST(vnXmlSax, StopsWhereACallbackSaysSo)
@@ -353,6 +437,22 @@ TEST(vnXmlSax, TellsAttributesOfEveryLevel)
     EXPECT_FALSE(recorder.hasAttribute(1, "y"));
     EXPECT_EQ(recorder.getAttribute(0xFFFFFFFF, "y"), "");
     EXPECT_EQ(recorder.getAttributeSet(0xFFFFFFFF).getCount(), 0u);
+    // Attributes are entered as they come into a set that is in use.
+    vnXmlSax::AttributeSet* inUse = nullptr;
+    told.clear();
+    recorder.decide = [&](const std::string& line)
+    {
+        if (line == "1 ElementStart [a]")
+        {
+            inUse = &recorder.getCurrentAttributeSet();
+            inUse->enter("z", new vnRefData<vnString, vnReference>("default"));
+        }
+        told += std::to_string(inUse->getCount()) + recorder.getAttribute(1, "z").getString() + " ";
+        return true;
+    };
+    vnReadText(recorder, "<a x='1' y='2'/>");
+    vnReadText(recorder, "<a/>");
+    EXPECT_EQ(told, "1default 3default 1default 1default ");
 }
 
 TEST(vnXmlSax, TakesTheEncodingOfBinaryContentFromTheElement)
@@ -387,7 +487,7 @@ TEST(vnXmlSax, BoundsWhatDocumentsMayDo)
             vnXmlRecorder sized(VN_XML_ELEMENT);
             // The characters of the document, each of one token.
             sized.setMaxDocumentSize(static_cast<unsigned int>(document.size()) - 100 - isLarge);
-            vnRefPointer<vnSerializeAdapter> adapter(new vnTrickleAdapter(document));
+            vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
             if (way == 1)
                 adapter = new vnSlicedAdapter(document, 50);
             if (way < 2)
@@ -499,7 +599,7 @@ TEST(vnXmlSax, OffersEveryProduction)
     for (const Row& row : rows)
     {
         vnXmlSax sax;
-        sax.setAdapter(new vnTrickleAdapter(row.text));
+        sax.setAdapter(new vnByteAdapter(row.text));
         const vnParseResult result = (sax.*row.production)();
         EXPECT_EQ(result, row.taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH)
             << row.text << sax.getError().getString();

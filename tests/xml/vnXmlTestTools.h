@@ -1,32 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "../../tools/vn/vnXmlNotifications.h"
+#include "../lex/vnByteAdapter.h"
+
 #include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnXmlSax.h>
 
 #include <functional>
 #include <string>
-
-/// Gives one byte after the other: nothing stands in a window.
-class vnTrickleAdapter : public vnSerializeAdapter
-{
-public:
-    explicit vnTrickleAdapter(std::string data) : m_data(std::move(data)) {}
-
-protected:
-    using vnSerializeAdapter::read_imp;
-    using vnSerializeAdapter::write_imp;
-    void write_imp(unsigned char) override {}
-    unsigned char read_imp() override
-    {
-        return m_next < m_data.size() ? static_cast<unsigned char>(m_data[m_next++]) : 0;
-    }
-    unsigned int length_imp() override { return static_cast<unsigned int>(m_data.size() - m_next); }
-
-private:
-    std::string m_data;
-    std::size_t m_next = 0;
-};
 
 /// Lays a few bytes open at a time, so that every text runs over the ends of windows.
 class vnSlicedAdapter : public vnSerializeAdapter
@@ -65,7 +46,7 @@ private:
 };
 
 /// Writes down every notification, one a line.
-class vnXmlRecorder : public vnXmlSax
+class vnXmlRecorder : public vnXmlNotifications
 {
 public:
     explicit vnXmlRecorder(unsigned int mask = VN_XML_DEFAULT_ITEMS)
@@ -85,74 +66,18 @@ public:
     std::string log;
     std::function<bool(const std::string& line)> decide; // of each notification whether to go on
 
-    unsigned char onVersion(const vnString& version) override { return add("Version", 0, {&version}); }
-    unsigned char onEncoding(const vnString& encoding) override { return add("Encoding", 0, {&encoding}); }
-    unsigned char onStandalone(unsigned char standalone) override
-    {
-        return add(standalone ? "Standalone yes" : "Standalone no", 0, {});
-    }
-    unsigned char onElementStart(const vnString& name, unsigned int level) override
-    {
-        return add("ElementStart", level, {&name});
-    }
-    unsigned char onElementAttributeEnd(const vnString& name, unsigned int level) override
-    {
-        return add("ElementAttributeEnd", level, {&name});
-    }
-    unsigned char onElementContents(const vnString& name, const vnString& contents,
-                                    unsigned int level) override
-    {
-        return add("ElementContents", level, {&name, &contents});
-    }
-    unsigned char onElementContentsStart(const vnString& name, unsigned int level) override
-    {
-        return add("ElementContentsStart", level, {&name});
-    }
-    unsigned char onElementContentsEnd(const vnString& name, unsigned int level) override
-    {
-        return add("ElementContentsEnd", level, {&name});
-    }
-    unsigned char onElementEnd(const vnString& name, unsigned int level) override
-    {
-        return add("ElementEnd", level, {&name});
-    }
-    unsigned char onAttribute(const vnString& name, const vnString& value, unsigned int level) override
-    {
-        return add("Attribute", level, {&name, &value});
-    }
-    unsigned char onCharData(const vnString& text, unsigned int level) override
-    {
-        return add("CharData", level, {&text});
-    }
-    unsigned char onEntityReference(const vnString& name, unsigned int level,
-                                    unsigned char inAttribute) override
-    {
-        return add(inAttribute ? "EntityInAttribute" : "Entity", level, {&name});
-    }
-    unsigned char onProcessingInstruction(const vnString& target, const vnString& data,
-                                          unsigned int level) override
-    {
-        return add("PI", level, {&target, &data});
-    }
-    unsigned char onCDATA(const vnString& text, unsigned int level) override
-    {
-        return add("CDATA", level, {&text});
-    }
-    unsigned char onComment(const vnString& text, unsigned int level) override
-    {
-        return add("Comment", level, {&text});
-    }
     vnString onFunction(const vnString& name, unsigned int level) override
     {
-        add("Function", level, {&name});
+        onNotification("Function", level, {&name});
         return vnString("<") + name + ">";
     }
 
 private:
-    unsigned char add(const char* what, unsigned int level, std::initializer_list<const vnString*> texts)
+    unsigned char onNotification(const char* what, unsigned int level,
+                                 std::initializer_list<const vnString*> arguments) override
     {
         std::string line = std::to_string(level) + " " + what;
-        for (const vnString* text : texts)
+        for (const vnString* text : arguments)
             line += " [" + std::string(text->getString(), text->length()) + "]";
         log += line + "\n";
         return !decide || decide(line);

@@ -3,16 +3,12 @@
 
 #include "vnStandardStreams.h"
 #include "vnTool.h"
-
-#include <vnBase/vnObject.h>
-#include <vnBase/vnXmlSax.h>
-
-#include <initializer_list>
+#include "vnXmlNotifications.h"
 
 namespace
 {
 /// Shows every notification: the level, the name of the callback without "on", the arguments in quotes.
-class Events : public vnXmlSax
+class Events : public vnXmlNotifications
 {
 public:
     Events()
@@ -22,92 +18,12 @@ public:
         setMaxDocumentSize(1u << 30);
     }
 
-    unsigned char onVersion(const vnString& version) override { return show("Version", 0, {&version}); }
-    unsigned char onEncoding(const vnString& encoding) override { return show("Encoding", 0, {&encoding}); }
-    unsigned char onStandalone(unsigned char standalone) override
-    {
-        const vnString value(standalone ? "1" : "0");
-        return show("Standalone", 0, {&value});
-    }
-    unsigned char onElementStart(const vnString& name, unsigned int level) override
-    {
-        return show("ElementStart", level, {&name});
-    }
-    unsigned char onElementAttributeEnd(const vnString& name, unsigned int level) override
-    {
-        return show("ElementAttributeEnd", level, {&name});
-    }
-    unsigned char onElementContents(const vnString& name, const vnString& contents,
-                                    unsigned int level) override
-    {
-        return show("ElementContents", level, {&name, &contents});
-    }
-    unsigned char onElementContentsStart(const vnString& name, unsigned int level) override
-    {
-        return show("ElementContentsStart", level, {&name});
-    }
-    unsigned char onElementContentsEnd(const vnString& name, unsigned int level) override
-    {
-        return show("ElementContentsEnd", level, {&name});
-    }
-    unsigned char onElementEnd(const vnString& name, unsigned int level) override
-    {
-        return show("ElementEnd", level, {&name});
-    }
-    unsigned char onAttribute(const vnString& name, const vnString& value, unsigned int level) override
-    {
-        return show("Attribute", level, {&name, &value});
-    }
-    unsigned char onCharData(const vnString& text, unsigned int level) override
-    {
-        return show("CharData", level, {&text});
-    }
-    unsigned char onEntityReference(const vnString& name, unsigned int level,
-                                    unsigned char inAttribute) override
-    {
-        const vnString value(inAttribute ? "1" : "0");
-        return show("EntityReference", level, {&name, &value});
-    }
-    unsigned char onProcessingInstruction(const vnString& target, const vnString& data,
-                                          unsigned int level) override
-    {
-        return show("ProcessingInstruction", level, {&target, &data});
-    }
-    unsigned char onCDATA(const vnString& text, unsigned int level) override
-    {
-        return show("CDATA", level, {&text});
-    }
-    unsigned char onComment(const vnString& text, unsigned int level) override
-    {
-        return show("Comment", level, {&text});
-    }
-    // Values and objects are shown by their types.
-    unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override
-    {
-        return show("DynamicType", level, {&value.getDynamicType(), &name});
-    }
-    unsigned char onObject(vnObject* object, const vnString& name, unsigned int level) override
-    {
-        const vnString type(object ? object->getTypeName() : "");
-        return show("Object", level, {&type, &name});
-    }
-    unsigned char onCustomData(vnReference* data, const vnString& name, unsigned int level) override
-    {
-        const vnString type(data ? data->getTypeName() : "");
-        return show("CustomData", level, {&type, &name});
-    }
-    vnString onFunction(const vnString& name, unsigned int level) override
-    {
-        show("Function", level, {&name});
-        return vnXmlSax::onFunction(name, level);
-    }
-
 private:
-    static unsigned char show(const char* what, unsigned int level,
-                              std::initializer_list<const vnString*> texts)
+    unsigned char onNotification(const char* what, unsigned int level,
+                                 std::initializer_list<const vnString*> arguments) override
     {
         std::string line = std::to_string(level) + " " + what;
-        for (const vnString* text : texts)
+        for (const vnString* text : arguments)
         {
             line += " \"";
             append(line, *text);

@@ -9,6 +9,8 @@
 
 namespace
 {
+constexpr int firstLine = 3000; // as in the sources of the reader
+
 constexpr bool isHighSurrogate(int c) noexcept
 {
     return c >= 0xD800 && c <= 0xDBFF;
@@ -165,9 +167,8 @@ void vnXmlInput::openWindow()
 {
     m_base = m_parser.getTokenPos();
     m_begin = m_next = m_cursor.next();
-    m_limit = m_end = m_cursor.end();
-    if (m_maxSize)
-        m_limit = m_begin + std::min<std::size_t>(static_cast<std::size_t>(m_end - m_begin), getSizeLeft());
+    m_end = m_cursor.end();
+    m_limit = m_begin + std::min<std::size_t>(static_cast<std::size_t>(m_end - m_begin), getSizeLeft());
 }
 
 void vnXmlInput::abandon() noexcept
@@ -320,8 +321,9 @@ void vnXmlInput::remember(const unsigned char* begin, const unsigned char* end, 
 
 unsigned int vnXmlInput::getSizeLeft() const noexcept
 {
+    const unsigned int most = m_maxSize > 0 ? m_maxSize : 0xFFFFFFFFu;
     const unsigned int read = getPosition() - m_sizeBegin;
-    return read < m_maxSize ? m_maxSize - read : 0;
+    return read < most ? most - read : 0;
 }
 
 bool vnXmlInput::refill()
@@ -329,7 +331,7 @@ bool vnXmlInput::refill()
     close();
     const bool has = m_cursor.hasData();
     open();
-    if (has && m_maxSize && getSizeLeft() == 0)
+    if (has && getSizeLeft() == 0)
     {
         m_parser.setError("%s", VN_TOO_LARGE);
         throw vnBasicParseException(0);
@@ -524,17 +526,16 @@ void vnXmlInput::moveTo(const Mark& mark)
     if (count > m_parser.m_remembered)
     {
         // Only white space without end stands between a place to go back to and a fault.
-        m_parser.setError("%s", vnGenerateDebugString("vnXML", __LINE__, VN_BASE_VERSION_TEXT));
+        m_parser.setError("%s", vnGenerateDebugString("vnXML", firstLine + __LINE__, VN_BASE_VERSION_TEXT));
         throw vnBasicParseException(0);
     }
     m_parser.pushBackTokens(count);
     open();
 }
 
-std::string_view vnXmlInput::getOldText(unsigned int position)
+std::string_view vnXmlInput::getOldText(unsigned int position, unsigned int count)
 {
     close();
-    unsigned int count = m_parser.getTokenPos() - position;
     const char16_t* from = m_parser.findHistory(position, count);
     const bool isByteText = m_parser.isByteText();
     m_text.setSize(3 * count); // the most that a token takes

@@ -29,6 +29,25 @@ public:
 
     static Decoded decode(const unsigned char* next, const unsigned char* end) noexcept;
 
+    /// How a parser reads characters, as it is now.
+    class Encoding
+    {
+    public:
+        explicit Encoding(const vnBasicParser& parser)
+            : m_lexer(parser.m_lexer), m_isDetected(parser.m_isDetected)
+        {
+        }
+        void restore(vnBasicParser& parser) const
+        {
+            parser.m_lexer = m_lexer;
+            parser.m_isDetected = m_isDetected;
+        }
+
+    private:
+        vnSerializeLex m_lexer;
+        bool m_isDetected;
+    };
+
     /// A place in the input.
     struct Mark
     {
@@ -38,8 +57,8 @@ public:
         unsigned int serial;   // of the window
     };
 
-    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 is no limit. Both may change
-    /// while the input is closed.
+    /// At most `maxSize` tokens are read from the position `sizeBegin` on; 0 stands for as many as positions
+    /// can tell apart. Both may change while the input is closed.
     vnXmlInput(vnBasicParser& parser, const unsigned int& sizeBegin, const unsigned int& maxSize) noexcept
         : m_parser(parser), m_cursor(parser), m_sizeBegin(sizeBegin), m_maxSize(maxSize)
     {
@@ -175,9 +194,9 @@ public:
     {
         if (begin.serial == m_serial && getPosition() - begin.position <= m_cursor.getMaxBack())
             return {reinterpret_cast<const char*>(begin.next), static_cast<std::size_t>(m_next - begin.next)};
-        return getOldText(begin.position);
+        return getOldText(begin.position, getPosition() - begin.position);
     }
-    std::string_view getOldText(unsigned int position);
+    std::string_view getOldText(unsigned int position, unsigned int count);
 
     /// Reports the progress when it changed.
     void reportProgress()

@@ -17,8 +17,6 @@ struct vnXmlSax::Level : vnSharedMemory
     /// there behind the second.
     void addName(std::string_view attributeName);
     void addValue(std::string_view value);
-    void addValue(vnString&& value);
-    std::string_view getNewName() const noexcept { return textAt(m_newName, m_text.getSize() - m_newName); }
 
     std::string_view getRawName() const noexcept { return {m_text.data(), m_nameLength}; }
 
@@ -33,10 +31,16 @@ struct vnXmlSax::Level : vnSharedMemory
     {
         return textAt(m_attributes.data()[index].nameBegin, m_attributes.data()[index].nameLength);
     }
-    unsigned int getAttributeCount() const noexcept { return m_count; }
+    std::string_view getRawAttributeValue(unsigned int index) const noexcept
+    {
+        return textAt(m_attributes.data()[index].valueBegin, m_attributes.data()[index].valueLength);
+    }
+    unsigned int getAttributeCount() const noexcept { return m_attributes.getSize(); }
 
     /// Null when there is none of this name.
     const vnString* findAttribute(const vnString& name);
+
+    /// From now on it is kept as the attributes come, so that what its user does to it counts.
     AttributeSet& getSet();
 
     unsigned int contentsBegin = 0; // as a token position
@@ -48,12 +52,15 @@ private:
         unsigned int nameLength = 0;
         unsigned int valueBegin = 0;
         unsigned int valueLength = 0;
-        bool hasValue = false; // the string is made
-        vnString name;         // perhaps of an attribute before: asked for by getAttributeName
+    };
+    struct Strings
+    {
+        vnString name;
         vnString value;
     };
 
-    Attribute& newAttribute();
+    Strings& stringsOf(unsigned int index);
+    void enter(unsigned int index);
     void append(std::string_view text);
     static void make(vnString& string, std::string_view text);
     std::string_view textAt(unsigned int begin, unsigned int length) const noexcept
@@ -67,7 +74,7 @@ private:
     unsigned int m_newName = 0; // where the name of an attribute begins whose value comes
     vnString m_name;            // perhaps of the element before
     vnDynamicArray<Attribute> m_attributes{8};
-    unsigned int m_count = 0; // of m_attributes that are this element's
+    vnDynamicArray<Strings> m_strings{8}; // of the first attributes; perhaps of an element before
     AttributeSet m_set;
     bool m_hasSet = true; // it holds the attributes
 };

@@ -7,6 +7,7 @@ using namespace vnXmlClass;
 
 namespace
 {
+constexpr int firstLine = 0;
 constexpr std::string_view functionPrefix = "function:";
 
 bool equalIgnoringCase(std::string_view text, std::string_view lowerCase) noexcept
@@ -186,10 +187,7 @@ vnParseResult vnXmlReader::read26()
 
 vnParseResult vnXmlReader::read27()
 {
-    if (takeSpace())
-        return VN_PARSE_OK;
-    const vnParseResult result = comment(Comment::OUTSIDE);
-    return result == VN_PARSE_NO_MATCH ? read16() : result;
+    return firstOf({&vnXmlReader::read03, &vnXmlReader::commentOutside, &vnXmlReader::read16});
 }
 
 vnParseResult vnXmlReader::read32()
@@ -274,21 +272,19 @@ vnXmlReader::Content vnXmlReader::readItem()
     clearEncodingFlags();
     const int c = m_input.need();
     if (c == '<')
-        return m_input.isNext("</") ? Content::END : readMarkup(true);
+        return m_input.isNext("</") ? Content::END : readMarkup();
     if (c == '&')
         return itemOf(read67());
     const Mark begin = m_input.getMark();
-    if (read14() == VN_PARSE_OK)
-        return itemOf(notifyCharData(begin));
-    // "]" and nothing else was taken, and is told to nobody. That is meant. No element is looked for behind
-    // it: only the next turn would do that.
-    return m_input.peek() == '<' ? readMarkup(false) : itemOf(read67());
+    // Without a match "]" and nothing else was taken, and is told to nobody. That is meant. Anything may
+    // follow.
+    return read14() == VN_PARSE_OK ? itemOf(notifyCharData(begin)) : Content::ITEM;
 }
 
-vnXmlReader::Content vnXmlReader::readMarkup(bool isElementTried)
+vnXmlReader::Content vnXmlReader::readMarkup()
 {
     bool isOpen = false;
-    vnParseResult result = isElementTried ? openElement(isOpen) : VN_PARSE_NO_MATCH;
+    vnParseResult result = openElement(isOpen);
     if (result == VN_PARSE_NO_MATCH)
         result = cdata(true);
     if (result == VN_PARSE_NO_MATCH)
@@ -324,7 +320,8 @@ vnParseResult vnXmlReader::read14()
 vnParseResult vnXmlReader::notifyCharData(const Mark& begin)
 {
     const unsigned int tokens = m_input.getPosition() - begin.position;
-    const std::string_view raw = m_input.getText(begin);
+    const bool isLarge = tokens > VN_MAX_TEXT; // too large for a call, too
+    const std::string_view raw = isLarge ? std::string_view() : m_input.getText(begin);
     const bool isCall = isFunction(raw);
     if (!wants(VN_XML_CHAR_DATA) && !isCall)
     {
@@ -333,7 +330,7 @@ vnParseResult vnXmlReader::notifyCharData(const Mark& begin)
             failIdle();
         return VN_PARSE_OK;
     }
-    if (tokens > VN_MAX_TEXT || raw.size() > VN_MAX_TEXT)
+    if (isLarge || raw.size() > VN_MAX_TEXT)
         return tooLarge("CharData");
     const vnString text = isCall ? callFunction(raw) : makeString(raw);
     if (wants(VN_XML_CHAR_DATA))
@@ -412,19 +409,14 @@ vnParseResult vnXmlReader::comment(Comment use)
         return VN_PARSE_OK;
     }
     const unsigned int tokens = m_input.getPosition() - begin.position;
-    const std::string_view raw = m_input.getText(begin);
-    vnString text;
-    if (tokens <= VN_MAX_TEXT && raw.size() <= VN_MAX_TEXT)
-        text = makeString(raw);
-    else if (use == Comment::CONTENT)
+    const bool isLarge = tokens > VN_MAX_TEXT;
+    // Outside of the root their number is not tested, but taken modulo 65536. That is meant.
+    const std::string_view raw = isLarge
+                                     ? m_input.getOldText(begin.position, static_cast<unsigned short>(tokens))
+                                     : m_input.getText(begin);
+    if (raw.size() > VN_MAX_TEXT || (isLarge && use == Comment::CONTENT))
         return tooLarge("Comment");
-    else
-    {
-        // Outside of the root nothing is tested, and the length is taken modulo 65536. That is meant.
-        m_input.close();
-        text = m_sax.getTokenData(begin.position, static_cast<unsigned short>(tokens));
-        m_input.open();
-    }
+    const vnString text = makeString(raw);
     m_input.accept("-->");
     notify([&] { return m_sax.onComment(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -442,10 +434,10 @@ vnParseResult vnXmlReader::read16()
         return VN_PARSE_NO_MATCH;
     }
     const bool isTold = wants(VN_XML_PROCESSING_INSTRUCTION);
-    const std::string_view rawTarget = m_input.getText(name);
+    const std::string_view rawTarget = isTold ? m_input.getText(name) : std::string_view();
     if (rawTarget.size() > VN_MAX_TEXT)
         return tooLarge("PI");
-    const vnString target = isTold ? makeString(rawTarget) : vnString();
+    const vnString target = makeString(rawTarget);
     vnString data;
     if (takeSpace())
     {
@@ -550,9 +542,10 @@ vnParseResult vnXmlReader::closeElement()
 
 void vnXmlReader::notifyContents(Level& level)
 {
-    if (m_input.getPosition() - level.contentsBegin >= m_sax.getMaxBufferSize())
+    const unsigned int tokens = m_input.getPosition() - level.contentsBegin;
+    if (tokens >= m_sax.getMaxBufferSize())
         return;
-    const std::string_view raw = m_input.getOldText(level.contentsBegin);
+    const std::string_view raw = m_input.getOldText(level.contentsBegin, tokens);
     if (raw.size() > VN_MAX_TEXT)
         return;
     const vnString text = makeString(raw);
@@ -661,17 +654,19 @@ vnParseResult vnXmlReader::setAttribute(Level& level)
     if (m_value.size() > VN_MAX_TEXT)
         return tooLarge("Attribute");
     if (isFunction(m_value))
-        level.addValue(callFunction(m_value));
+    {
+        const vnString value = callFunction(m_value);
+        level.addValue({value.getString(), value.length()});
+    }
     else
         level.addValue(m_value);
     const unsigned int index = level.getAttributeCount() - 1;
     if (equalIgnoringCase(level.getRawAttributeName(index), "encoding"))
     {
-        const vnString& value = level.getAttributeValue(index);
-        const std::string_view text(value.getString(), value.length());
-        if (equalIgnoringCase(text, "b64"))
+        const std::string_view value = level.getRawAttributeValue(index);
+        if (equalIgnoringCase(value, "b64"))
             m_sax.setFlag(vnXmlSax::VN_FLAG_ENCODING_BASE64, true);
-        else if (equalIgnoringCase(text, "hex"))
+        else if (equalIgnoringCase(value, "hex"))
             m_sax.setFlag(vnXmlSax::VN_FLAG_ENCODING_HEX, true);
     }
     if (wants(VN_XML_ATTRIBUTE))

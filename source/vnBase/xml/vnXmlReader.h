@@ -6,8 +6,11 @@
 
 #include <vnBase/vnMemory.h>
 
-/// Sets the error to this place of the source and is the result of a production.
-#define VN_XML_FAULT() fault(__LINE__)
+#include <initializer_list>
+
+/// Sets the error to this place of the source and is the result of a production. The sources of the reader
+/// are one to whoever reads the error: each has lines of its own from its `firstLine` on.
+#define VN_XML_FAULT() fault(firstLine + __LINE__)
 
 /// The productions of a reader while one of them runs. Each `readNN` is the production of that number; see
 /// `vnXmlSax`. Before a callback everything is told to the reader, so that it may do what it wants.
@@ -211,6 +214,7 @@ private:
     bool takeSpace();
     bool takeName();
     bool acceptWord(const char* word);
+    vnParseResult firstOf(std::initializer_list<Production> productions);
     vnParseResult listOf(Production item);
     vnParseResult prefixedCode(char letter);
     vnParseResult declaration(const char* keyword, Production text, vnString& value);
@@ -230,10 +234,11 @@ private:
     vnParseResult readMiscs();
     vnParseResult readContents(unsigned int level);
     Content readItem();
-    Content readMarkup(bool isElementTried);
+    Content readMarkup();
     vnParseResult notifyCharData(const Mark& begin);
     vnParseResult cdata(bool isContent);
     vnParseResult comment(Comment use);
+    vnParseResult commentOutside() { return comment(Comment::OUTSIDE); }
     vnParseResult setAttribute(Level& level);
     vnParseResult openElement(bool& isOpen);
     Special specialOf(const Level& level) const;

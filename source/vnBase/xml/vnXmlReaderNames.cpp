@@ -3,6 +3,11 @@
 
 using namespace vnXmlClass;
 
+namespace
+{
+constexpr int firstLine = 2000;
+}
+
 bool vnXmlReader::takeSpace()
 {
     if (!isSpace(m_input.need()))
@@ -42,6 +47,16 @@ bool vnXmlReader::acceptWord(const char* word)
             return false;
         }
     return true;
+}
+
+// What the first one answers that matches, or finds a fault.
+vnParseResult vnXmlReader::firstOf(std::initializer_list<Production> productions)
+{
+    vnParseResult result = VN_PARSE_NO_MATCH;
+    for (const Production* next = productions.begin();
+         next != productions.end() && result == VN_PARSE_NO_MATCH; ++next)
+        result = (this->**next)();
+    return result;
 }
 
 // One or more, with S between them.
@@ -178,10 +193,7 @@ vnParseResult vnXmlReader::read33()
 
 vnParseResult vnXmlReader::read34()
 {
-    vnParseResult result = read35();
-    if (result == VN_PARSE_NO_MATCH)
-        result = read36();
-    return result == VN_PARSE_NO_MATCH ? read37() : result;
+    return firstOf({&vnXmlReader::read35, &vnXmlReader::read36, &vnXmlReader::read37});
 }
 
 vnParseResult vnXmlReader::read35()

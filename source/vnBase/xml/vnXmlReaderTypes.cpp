@@ -3,6 +3,11 @@
 
 using namespace vnXmlClass;
 
+namespace
+{
+constexpr int firstLine = 1000;
+}
+
 // The document type: its syntax is read, and nothing of it is kept.
 
 vnParseResult vnXmlReader::read28()
@@ -16,18 +21,12 @@ vnParseResult vnXmlReader::read28()
     takeSpace();
     if (m_input.accept('['))
     {
-        for (;;)
+        for (vnParseResult result = VN_PARSE_OK; result == VN_PARSE_OK;)
         {
             m_input.reportProgress();
-            vnParseResult result = read29();
-            if (result == VN_PARSE_NO_MATCH)
-                result = read69();
-            if (result == VN_PARSE_NO_MATCH)
-                result = read03();
+            result = firstOf({&vnXmlReader::read29, &vnXmlReader::read69, &vnXmlReader::read03});
             if (result == VN_PARSE_ERROR)
                 return result;
-            if (result == VN_PARSE_NO_MATCH)
-                break;
         }
         if (!m_input.accept(']'))
             return VN_XML_FAULT();
@@ -38,18 +37,10 @@ vnParseResult vnXmlReader::read28()
 
 vnParseResult vnXmlReader::read29()
 {
-    static constexpr Production productions[] = {&vnXmlReader::read45, &vnXmlReader::read52,
-                                                 &vnXmlReader::read71, &vnXmlReader::read72,
-                                                 &vnXmlReader::read82, &vnXmlReader::read16};
     if (m_input.need() != '<')
         return VN_PARSE_NO_MATCH;
-    for (const Production production : productions)
-    {
-        const vnParseResult result = (this->*production)();
-        if (result != VN_PARSE_NO_MATCH)
-            return result;
-    }
-    return comment(Comment::OUTSIDE);
+    return firstOf({&vnXmlReader::read45, &vnXmlReader::read52, &vnXmlReader::read71, &vnXmlReader::read72,
+                    &vnXmlReader::read82, &vnXmlReader::read16, &vnXmlReader::commentOutside});
 }
 
 vnParseResult vnXmlReader::read30()
@@ -61,20 +52,13 @@ vnParseResult vnXmlReader::read30()
 
 vnParseResult vnXmlReader::read31()
 {
-    while (m_input.hasData())
+    for (vnParseResult result = VN_PARSE_OK; result == VN_PARSE_OK && m_input.hasData();)
     {
         m_input.reportProgress();
-        vnParseResult result = read29();
-        if (result == VN_PARSE_NO_MATCH)
-            result = read61();
-        if (result == VN_PARSE_NO_MATCH)
-            result = read69();
-        if (result == VN_PARSE_NO_MATCH)
-            result = read03();
+        result =
+            firstOf({&vnXmlReader::read29, &vnXmlReader::read61, &vnXmlReader::read69, &vnXmlReader::read03});
         if (result == VN_PARSE_ERROR)
             return result;
-        if (result == VN_PARSE_NO_MATCH)
-            break;
     }
     return VN_PARSE_OK;
 }
@@ -259,10 +243,7 @@ vnParseResult vnXmlReader::read53()
 
 vnParseResult vnXmlReader::read54()
 {
-    vnParseResult result = read55();
-    if (result == VN_PARSE_NO_MATCH)
-        result = read56();
-    return result == VN_PARSE_NO_MATCH ? read57() : result;
+    return firstOf({&vnXmlReader::read55, &vnXmlReader::read56, &vnXmlReader::read57});
 }
 
 vnParseResult vnXmlReader::read55()
@@ -282,8 +263,7 @@ vnParseResult vnXmlReader::read56()
 
 vnParseResult vnXmlReader::read57()
 {
-    const vnParseResult result = read58();
-    return result == VN_PARSE_NO_MATCH ? read59() : result;
+    return firstOf({&vnXmlReader::read58, &vnXmlReader::read59});
 }
 
 vnParseResult vnXmlReader::read58()
@@ -334,8 +314,7 @@ vnParseResult vnXmlReader::read60()
 
 vnParseResult vnXmlReader::read61()
 {
-    const vnParseResult result = read62();
-    return result == VN_PARSE_NO_MATCH ? read63() : result;
+    return firstOf({&vnXmlReader::read62, &vnXmlReader::read63});
 }
 
 vnParseResult vnXmlReader::read62()
@@ -413,8 +392,7 @@ vnParseResult vnXmlReader::read69()
 
 vnParseResult vnXmlReader::read70()
 {
-    const vnParseResult result = read71();
-    return result == VN_PARSE_NO_MATCH ? read72() : result;
+    return firstOf({&vnXmlReader::read71, &vnXmlReader::read72});
 }
 
 vnParseResult vnXmlReader::read71()
@@ -500,9 +478,7 @@ vnParseResult vnXmlReader::read82()
         return VN_PARSE_NO_MATCH;
     if (!takeSpace() || !takeName() || !takeSpace())
         return VN_XML_FAULT();
-    vnParseResult result = read75();
-    if (result == VN_PARSE_NO_MATCH)
-        result = read83();
+    const vnParseResult result = firstOf({&vnXmlReader::read75, &vnXmlReader::read83});
     if (result != VN_PARSE_OK)
         return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     takeSpace();

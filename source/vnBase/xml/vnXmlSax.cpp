@@ -32,7 +32,9 @@ void vnXmlSax::Level::start(std::string_view elementName, unsigned int tokens)
     append(elementName);
     m_nameLength = m_text.getSize();
     m_nameExtra = m_nameLength - tokens;
-    m_count = 0;
+    m_attributes.clear();
+    if (m_hasSet)
+        m_set.clear();
     m_hasSet = false;
 }
 
@@ -44,34 +46,16 @@ void vnXmlSax::Level::addName(std::string_view attributeName)
 
 void vnXmlSax::Level::addValue(std::string_view value)
 {
-    Attribute& attribute = newAttribute();
-    attribute.valueBegin = m_text.getSize();
-    attribute.valueLength = static_cast<unsigned int>(value.size());
-    attribute.hasValue = false;
-    append(value);
-    ++m_count;
-}
-
-void vnXmlSax::Level::addValue(vnString&& value)
-{
-    Attribute& attribute = newAttribute();
-    attribute.value = std::move(value);
-    attribute.hasValue = true;
-    ++m_count;
-}
-
-vnXmlSax::Level::Attribute& vnXmlSax::Level::newAttribute()
-{
-    if (m_count == m_attributes.getSize())
-    {
-        m_attributes.setChunkSize(std::max(8u, m_count));
-        m_attributes.setSize(m_count + 1);
-    }
-    Attribute& attribute = m_attributes.data()[m_count];
+    Attribute attribute;
     attribute.nameBegin = m_newName;
     attribute.nameLength = m_text.getSize() - m_newName;
-    m_hasSet = false;
-    return attribute;
+    attribute.valueBegin = m_text.getSize();
+    attribute.valueLength = static_cast<unsigned int>(value.size());
+    append(value);
+    m_attributes.setChunkSize(std::max(8u, m_attributes.getSize()));
+    m_attributes.append(attribute);
+    if (m_hasSet)
+        enter(m_attributes.getSize() - 1);
 }
 
 const vnString& vnXmlSax::Level::getName()
@@ -80,20 +64,29 @@ const vnString& vnXmlSax::Level::getName()
     return m_name;
 }
 
+// For all attributes at once, so that a string that is asked for does not move others.
+vnXmlSax::Level::Strings& vnXmlSax::Level::stringsOf(unsigned int index)
+{
+    if (m_strings.getSize() <= index)
+    {
+        m_strings.setChunkSize(std::max(8u, m_strings.getSize()));
+        m_strings.setSize(m_attributes.getSize());
+    }
+    return m_strings.data()[index];
+}
+
 const vnString& vnXmlSax::Level::getAttributeName(unsigned int index)
 {
-    Attribute& attribute = m_attributes.data()[index];
-    make(attribute.name, textAt(attribute.nameBegin, attribute.nameLength));
-    return attribute.name;
+    vnString& name = stringsOf(index).name;
+    make(name, getRawAttributeName(index));
+    return name;
 }
 
 const vnString& vnXmlSax::Level::getAttributeValue(unsigned int index)
 {
-    Attribute& attribute = m_attributes.data()[index];
-    if (!attribute.hasValue)
-        make(attribute.value, textAt(attribute.valueBegin, attribute.valueLength));
-    attribute.hasValue = true;
-    return attribute.value;
+    vnString& value = stringsOf(index).value;
+    make(value, getRawAttributeValue(index));
+    return value;
 }
 
 const vnString* vnXmlSax::Level::findAttribute(const vnString& name)
@@ -104,23 +97,26 @@ const vnString* vnXmlSax::Level::findAttribute(const vnString& name)
         return value ? &value->getData() : nullptr;
     }
     const std::string_view wanted(name.getString(), name.length());
-    for (unsigned int i = 0; i < m_count; ++i)
-        if (textAt(m_attributes.data()[i].nameBegin, m_attributes.data()[i].nameLength) == wanted)
+    for (unsigned int i = 0; i < getAttributeCount(); ++i)
+        if (getRawAttributeName(i) == wanted)
             return &getAttributeValue(i);
     return nullptr;
+}
+
+void vnXmlSax::Level::enter(unsigned int index)
+{
+    vnRefPointer<vnRefData<vnString, vnReference>> value(
+        new vnRefData<vnString, vnReference>(getAttributeValue(index)));
+    m_set.enter(getAttributeName(index), value.get());
 }
 
 vnXmlSax::AttributeSet& vnXmlSax::Level::getSet()
 {
     if (m_hasSet)
         return m_set;
-    m_set.clear();
-    for (unsigned int i = 0; i < m_count; ++i)
-    {
-        vnRefPointer<vnRefData<vnString, vnReference>> value(
-            new vnRefData<vnString, vnReference>(getAttributeValue(i)));
-        m_set.enter(getAttributeName(i), value.get());
-    }
+    m_set.clear(); // of what is there when the memory ended
+    for (unsigned int i = 0; i < getAttributeCount(); ++i)
+        enter(i);
     m_hasSet = true;
     return m_set;
 }
@@ -313,6 +309,13 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     if (!adapter)
         return;
     const vnRefPointer<vnSerializeAdapter> held(adapter);
+    // What this document says of its encoding is not for the next one, which has a mark of its own.
+    const vnXmlInput::Encoding encoding(*this);
+    const auto end = [&]
+    {
+        setAdapter(nullptr);
+        encoding.restore(*this);
+    };
     try
     {
         setAdapter(adapter);
@@ -322,8 +325,9 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
         m_flags = static_cast<unsigned char>(
             (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
             VN_FLAG_NOTIFYING);
-        m_documentBegin = getTokenPos();
         m_idleNotifications = 0;
+        skipMark();
+        m_documentBegin = getTokenPos();
         if (XML_read_01() == VN_PARSE_OK)
             reportProgress(1);
     }
@@ -333,8 +337,16 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     }
     catch (...)
     {
-        setAdapter(nullptr);
+        end();
         throw;
     }
-    setAdapter(nullptr);
+    end();
+}
+
+// Where the adapter tells of 16-bit text nobody looks for its mark, which is there when the text was written
+// to it before.
+void vnXmlSax::skipMark()
+{
+    if ((getAdapter()->getAdapterFlags() & VN_ADAPTER_UNICODE) && checkTokens(u"\xFEFF", 1, 0))
+        setColumn(getColumn() - 1);
 }

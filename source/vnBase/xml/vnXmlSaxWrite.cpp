@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "core/vnUtfScan.h"
 #include "serialize/vnAdapterWindow.h"
-#include "vnXmlInput.h"
 #include "vnXmlLevel.h"
 #include "vnXmlText.h"
 
@@ -13,8 +13,8 @@
 
 namespace
 {
-/// What was written last. 2 stands for itself: it is accepted where an element starts, for subclasses, and
-/// nothing here sets it.
+/// What was written last. 2 stands for itself: it is accepted where an element starts, and nothing sets it.
+/// No state forbids an element, so that the error for it only guards what may be added here.
 enum State : unsigned char
 {
     VN_STATE_START = 0,
@@ -42,6 +42,19 @@ std::string_view viewOf(const vnString& text) noexcept
 bool isUtf16(std::string_view encoding) noexcept
 {
     return encoding == "utf-16";
+}
+
+/// As `vnString::isAsciiString` decides, for a text without a NUL behind it.
+bool isUtf8(std::string_view text) noexcept
+{
+    for (std::size_t i = vnUtf::plainLength(text.data(), text.size()); i < text.size();)
+    {
+        const unsigned char size = vnUtf::leadSize(vnUtf::byteAt(text.data(), i));
+        if (size == 0 || size > text.size() - i || vnUtf::sequenceSize(text.data() + i) == 0)
+            return false;
+        i += size;
+    }
+    return true;
 }
 
 /// Whether a reference that every reader knows stands at the start of the text.
@@ -102,7 +115,14 @@ public:
             putOne(tabs);
         putOne(tabs.substr(0, level));
     }
-    void putCharData(std::string_view text);
+    void putCharData(std::string_view text)
+    {
+        if (vnXmlText::isSimpleCharData(text))
+            put(text);
+        else
+            putReferences(text);
+        setState(VN_STATE_CONTENTS);
+    }
     void setState(State state) noexcept { m_sax.m_writeState = state; }
     bool isInTag() const noexcept
     {
@@ -124,6 +144,7 @@ private:
         vnAdapterWindow::wrote(*m_adapter, to);
     }
     bool isWide() const noexcept { return (m_adapter->getAdapterFlags() & VN_ADAPTER_UNICODE) != 0; }
+    void putReferences(std::string_view text);
     void putOne(std::string_view text)
     {
         if (isWide())
@@ -138,34 +159,34 @@ private:
     vnSerializeAdapter* m_adapter;
 };
 
-// Little-endian, as the mark says.
+// Little-endian, as the mark says. A text that is no UTF-8 is one of 8 bits a character, as in formats.
 void vnXmlWriter::putWide(std::string_view text)
 {
     constexpr unsigned int VN_BLOCK = 512;
     unsigned char bytes[VN_BLOCK];
     unsigned int count = 0;
-    const auto unit = [&](int c)
+    const auto unit = [&](unsigned int c)
     {
         bytes[count++] = static_cast<unsigned char>(c);
         bytes[count++] = static_cast<unsigned char>(c >> 8);
     };
-    const auto* next = reinterpret_cast<const unsigned char*>(text.data());
-    const unsigned char* end = next + text.size();
+    const bool isWhole = isUtf8(text);
+    const char* next = text.data();
+    const char* end = next + text.size();
     while (next != end)
     {
-        vnXmlInput::Decoded c{*next, 1};
-        if (*next >= 0x80)
-            c = vnXmlInput::decode(next, end);
-        if (c.size == 0)
-            c = {0xFFFD, 1}; // no character: the one that stands for such
-        if (c.character > 0xFFFF)
+        const unsigned char size = isWhole ? vnUtf::leadSize(vnUtf::byteAt(next, 0)) : 1;
+        unsigned int c = vnUtf::decode(next, size);
+        if (c > 0x10FFFF)
+            c = 0xFFFD; // no character: the one that stands for such
+        if (c > 0xFFFF)
         {
-            unit(0xD800 + ((c.character - 0x10000) >> 10));
-            unit(0xDC00 + ((c.character - 0x10000) & 0x3FF));
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
         }
         else
-            unit(c.character);
-        next += c.size;
+            unit(c);
+        next += size;
         if (next == end || count > VN_BLOCK - 4)
         {
             m_adapter->write(bytes, count);
@@ -174,17 +195,12 @@ void vnXmlWriter::putWide(std::string_view text)
     }
 }
 
-// The part in front of the first character that is searched for, the character as a reference, the part
-// behind it, until a part is fit. A text that is fit goes out as it is, ">" and quotes as well. The places
-// are kept, so that a text is searched once for each character.
-void vnXmlWriter::putCharData(std::string_view text)
+// The part in front of the first character that is searched for, the character as a reference, and so on with
+// the part behind it, until that is fit. A text that is fit goes out as it is, ">" and quotes as well. The
+// places are kept, so that a text is searched once for each character.
+void vnXmlWriter::putReferences(std::string_view text)
 {
-    if (vnXmlText::isCharData(text))
-    {
-        put(text);
-        setState(VN_STATE_CONTENTS);
-        return;
-    }
+    const std::size_t markupEnd = vnXmlText::behindMarkup(text);
     std::array<std::size_t, std::size(escapes)> found{};
     std::size_t begin = 0;
     const auto find = [&](unsigned int i)
@@ -193,27 +209,20 @@ void vnXmlWriter::putCharData(std::string_view text)
             found[i] = std::min(text.find(escapes[i].character, begin), text.size());
         return found[i];
     };
-    std::size_t markup = vnXmlText::findMarkup(text, begin);
-    while (begin < text.size())
+    while (begin < markupEnd)
     {
-        if (markup < begin)
-            markup = vnXmlText::findMarkup(text, begin);
-        if (markup == std::string_view::npos && vnXmlText::isCharData(text.substr(begin)))
-        {
-            put(text.substr(begin));
-            setState(VN_STATE_CONTENTS);
-            return;
-        }
         unsigned int i = 0;
         while (i < std::size(escapes) && find(i) == text.size())
             ++i;
         if (i == std::size(escapes))
             fail("CharData is malformed");
-        putCharData(text.substr(begin, found[i] - begin));
+        if (found[i] > begin)
+            putCharData(text.substr(begin, found[i] - begin));
         put("&", escapes[i].name, ";");
         setState(VN_STATE_CONTENTS);
         begin = found[i] + 1;
     }
+    put(text.substr(begin));
 }
 
 void vnXmlSax::write(vnSerializeAdapter* adapter)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlText.h"
 
+#include "core/vnUtfScan.h"
 #include "vnXmlInput.h"
 #include "vnXmlScan.h"
 
@@ -15,12 +16,18 @@ bool isPlain(std::string_view text) noexcept
 {
     const auto* next = reinterpret_cast<const unsigned char*>(text.data());
     const unsigned char* end = next + text.size();
-    while (next != end)
+    const auto skipAscii = [&] {
+        next += vnUtf::plainLength(reinterpret_cast<const char*>(next), static_cast<std::size_t>(end - next));
+    };
+    for (skipAscii(); next != end; skipAscii())
     {
-        const unsigned int size = *next < 0x80 ? 1 : vnXmlInput::decode(next, end).size;
-        if (size == 0)
-            return false;
-        next += size;
+        do
+        {
+            const unsigned int size = vnXmlInput::decode(next, end).size;
+            if (size == 0)
+                return false;
+            next += size;
+        } while (next != end && *next >= 0x80);
     }
     return true;
 }
@@ -43,8 +50,8 @@ void append(std::string& text, int c)
         text += static_cast<char>(0x80 | (c & 0x3F));
 }
 
-/// One token, as the lexical reader makes it of bytes that are no UTF-8: forms that are too long read as
-/// what they stand for, and a wrong byte ends the character, which is 0.
+/// One token, as the lexical reader makes it of any bytes: forms that are too long read as what they stand
+/// for, and a wrong byte ends the character, which is 0.
 struct Token
 {
     int character;
@@ -53,6 +60,12 @@ struct Token
 Token tokenOf(const unsigned char* next, const unsigned char* end) noexcept
 {
     const int lead = *next;
+    if (lead >= 0xF0)
+    {
+        const vnXmlInput::Decoded decoded = vnXmlInput::decode(next, end);
+        if (decoded.size)
+            return {decoded.character, decoded.size};
+    }
     const unsigned int size = lead < 0x80 || lead < 0xC0 || lead >= 0xF0 ? 1 : lead < 0xE0 ? 2 : 3;
     if (size == 1)
         return {lead < 0x80 ? lead : 0, 1};
@@ -94,23 +107,9 @@ Tokens readTokens(std::string_view text)
     Tokens tokens;
     while (next != end)
     {
-        const vnXmlInput::Decoded decoded = vnXmlInput::decode(next, end);
-        const Token token = decoded.size ? Token{decoded.character, decoded.size} : tokenOf(next, end);
+        const Token token = tokenOf(next, end);
         tokens.add(token.character);
         next += token.size;
-    }
-    return tokens;
-}
-
-/// Of 16-bit text.
-Tokens readUnits(std::string_view text, bool isBigEndian)
-{
-    Tokens tokens;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
-    {
-        const int first = static_cast<unsigned char>(text[i]);
-        const int second = static_cast<unsigned char>(text[i + 1]);
-        tokens.add(isBigEndian ? first << 8 | second : second << 8 | first);
     }
     return tokens;
 }
@@ -151,9 +150,7 @@ public:
     {
         if (m_next == m_end)
             return false;
-        // Four bytes are the one form that tokenOf does not read.
-        const Token next =
-            *m_next < 0xF0 ? tokenOf(m_next, m_end) : Token{vnXmlInput::decode(m_next, m_end).character, 4};
+        const Token next = tokenOf(m_next, m_end);
         if (!isWanted(next.character))
             return false;
         m_next += next.size;
@@ -217,6 +214,20 @@ bool isSimple(std::string_view text, Bit bit) noexcept
     return next == end;
 }
 
+/// Behind the start of the last "<", "&" or "]]>"; 0 when there is none.
+std::size_t behindMarkupBytes(std::string_view text) noexcept
+{
+    std::size_t end = text.size();
+    for (; end > 0; --end)
+    {
+        const char c = text[end - 1];
+        if (!(byteTable[static_cast<unsigned char>(c)] & CHAR_DATA) &&
+            (c != ']' || text.substr(end - 1, 3) == "]]>"))
+            break;
+    }
+    return end;
+}
+
 bool has(std::string_view text, std::string_view part) noexcept
 {
     return text.find(part) != std::string_view::npos;
@@ -227,44 +238,30 @@ bool vnXmlText::isAttribute(std::string_view text)
 {
     if (isSimple(text, SINGLE_QUOTED))
         return true;
-    return isRead(text, "'",
-                  [](std::string_view tokens)
-                  {
-                      Walk walk(tokens);
-                      for (walk.skip(SINGLE_QUOTED); !walk.isAtEnd(); walk.skip(SINGLE_QUOTED))
-                          if (!walk.accept('&') || !takeReference(walk))
-                              return false;
-                      return true;
-                  });
-}
-
-bool vnXmlText::isCharData(std::string_view text)
-{
-    if (isSimple(text, CHAR_DATA))
-        return true;
     const auto test = [](std::string_view tokens)
     {
         Walk walk(tokens);
-        for (walk.skip(CHAR_DATA); !walk.isAtEnd(); walk.skip(CHAR_DATA))
-            if (walk.rest().substr(0, 3) == "]]>" || !walk.accept(']'))
+        for (walk.skip(SINGLE_QUOTED); !walk.isAtEnd(); walk.skip(SINGLE_QUOTED))
+            if (!walk.accept('&') || !takeReference(walk))
                 return false;
         return true;
     };
-    // Where nothing stands in front of the text, its first bytes may be a mark of other characters.
-    const std::string_view mark = text.substr(0, 2);
-    if (mark == "\xFF\xFE" || mark == "\xFE\xFF")
-        return test(readUnits(text.substr(2), mark == "\xFE\xFF").getText());
-    return isRead(text, "", test);
+    return test(text) && (isPlain(text) || isRead(text, "'", test));
 }
 
-std::size_t vnXmlText::findMarkup(std::string_view text, std::size_t begin)
+bool vnXmlText::isSimpleCharData(std::string_view text)
 {
-    const auto isAscii = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) < 0x80; };
-    for (std::size_t at = begin; at < text.size(); ++at)
-        if ((text[at] == '<' || text[at] == '&') && (at < 1 || isAscii(at - 1)) &&
-            (at < 2 || isAscii(at - 2)) && isAscii(0))
-            return at;
-    return std::string_view::npos;
+    return isSimple(text, CHAR_DATA);
+}
+
+// Two bytes at its start that could be a mark of 16-bit text are taken as they are in other places: as a mark
+// they would let markup behind them out as it stands.
+std::size_t vnXmlText::behindMarkup(std::string_view text)
+{
+    const std::size_t begin = behindMarkupBytes(text);
+    const std::string_view rest = text.substr(begin);
+    // What is too long a form of markup cannot be written as a reference: no part with it is fit.
+    return isPlain(rest) || behindMarkupBytes(readTokens(rest).getText()) == 0 ? begin : text.size();
 }
 
 bool vnXmlText::isCDATA(std::string_view text)

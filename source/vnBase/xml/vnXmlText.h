@@ -1,21 +1,25 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 /// Whether a text is what a production of the reader reads, from its start to its end. The answers are those
-/// of the production over the bytes of the text, without a parser.
+/// of the production over the bytes of the text, without a parser. In char data and attribute values a "<" or
+/// "&" also counts where an accented letter of a text of 8 bits a character takes it along: such texts are
+/// written into documents of 8 bits a character, where it would be markup.
 namespace vnXmlText
 {
 bool isAttribute(std::string_view text); // between single quotes, 10
-bool isCharData(std::string_view text);  // 14
+bool isCDATA(std::string_view text);     // between its marks, 18
+bool isComment(std::string_view text);   // between its marks, 15
+bool isPI(std::string_view text);        // between its marks, 16
+bool isEntity(std::string_view name);    // between "&" and ";", 68
 
-/// The first "<" or "&" from `begin` on that no character which is not whole may have taken: a text with one
-/// is no char data for sure. `npos` if there is none.
-std::size_t findMarkup(std::string_view text, std::size_t begin);
+/// Whether all bytes are ASCII and no markup, which is enough for most char data.
+bool isSimpleCharData(std::string_view text);
 
-bool isCDATA(std::string_view text);   // between its marks, 18
-bool isComment(std::string_view text); // between its marks, 15
-bool isPI(std::string_view text);      // between its marks, 16
-bool isEntity(std::string_view name);  // between "&" and ";", 68
+/// Behind the last markup of a text: from there on, and from every ASCII character behind, it is char data,
+/// 14; from a place before it is not.
+std::size_t behindMarkup(std::string_view text);
 } // namespace vnXmlText
