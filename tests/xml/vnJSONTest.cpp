@@ -5,11 +5,13 @@
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnVarUInt64.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -77,6 +79,28 @@ private:
     std::size_t m_at = 0;
 };
 
+// All that is in the queue.
+std::string take(vnSerializeAdapterQueue& queue)
+{
+    std::string text(queue.length(), 0);
+    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return text;
+}
+
+// A value as only a stream holds it.
+vnDynamicType fromPayload(const char* tag, std::string_view payload)
+{
+    vnSerializeAdapterQueue stream(VN_QUEUE_FIFO);
+    stream.write(reinterpret_cast<const unsigned char*>(tag),
+                 static_cast<unsigned int>(std::strlen(tag)) + 1);
+    vnVarUInt64(payload.size()).write(&stream);
+    stream.write(reinterpret_cast<const unsigned char*>(payload.data()),
+                 static_cast<unsigned int>(payload.size()));
+    vnDynamicType value;
+    value.read(&stream);
+    return value;
+}
+
 std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt64 flags = 0)
 {
     vnJSON json;
@@ -86,9 +110,7 @@ std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt
     queue.setAdapterFlags(flags);
     json.write(&queue);
     EXPECT_EQ(std::string(json.getError()), "");
-    std::string text(queue.length(), 0);
-    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
-    return text;
+    return take(queue);
 }
 
 const char* const sample =
@@ -308,6 +330,7 @@ TEST(vnJSON, WritesWideText)
 {
     const std::string text = written(arrayOf({"\xC3\xA9\xF0\x9F\x98\x80"}), 0, 2);
     EXPECT_EQ(text, std::string("[\0\"\0\xE9\0\x3D\xD8\0\xDE\"\0]\0", 14));
+    EXPECT_EQ(written("\xFC?\xC3", 0, 2), std::string("\"\0\xFC\0\\\0?\0\xC3\0\"\0", 12)); // no UTF-8
     // Characters that lie across the blocks of the writer stay whole.
     for (unsigned int shift = 0; shift < 4; ++shift)
     {
@@ -435,6 +458,13 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
     json.setData("123456789");
     json.write(&queue);
     EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
+    // Of any kind, and in any depth.
+    json.reset();
+    json.setData(vnDynamicTypeArray(vnArray<vnDynamicType>(100000)));
+    queue.clear();
+    json.write(&queue);
+    EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
+    EXPECT_LT(queue.length(), 30u);
     const std::string longest(65535, 'x');
     EXPECT_EQ(readText('"' + longest + '"').getString().length(), 65535);
     for (const unsigned char strict : {0, 1})
@@ -446,11 +476,43 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
 
 TEST(vnJSON, RefusesADamagedContainer)
 {
-    vnDynamicType value;
-    const char bytes[] = "cont\0\x0C\x07\xCD\xBF\xFE\2\0\0\0a\0\xFC\2\0\1\5"; // one of two attributes
-    vnSerializeAdapterMemory adapter(const_cast<char*>(bytes), sizeof bytes - 1);
-    value.read(&adapter);
-    EXPECT_THROW(value.asJSON(), vnWarningError);
+    using namespace std::literals;
+    const std::string_view payloads[] = {
+        "\x07\xCD\xBF\xFE"sv,                             // without a count
+        "\x07\xCD\xBF\xFE\1\0\0"sv,                       // with a part of one
+        "\x07\xCD\xBF\xFE\2\0\0\0a\0\xFC\2\0\1\5"sv,      // one of two attributes
+        "\x07\xCD\xBF\xFE\1\0\0\0a"sv,                    // a name without an end
+        "\x07\xCD\xBF\xFE\1\0\0\0a\0\xFC\2\0\10\0\0\0"sv, // three of the eight bytes of a number
+        "\x07\xCD\xBF\xFE\1\0\0\0a\0\xFC\0\0\xFF"sv,      // a size without an end
+    };
+    for (const std::string_view payload : payloads)
+    {
+        EXPECT_THROW(fromPayload("cont", payload).asJSON(), vnWarningError) << payload.size();
+        EXPECT_THROW(arrayOf({fromPayload("cont", payload)}).asJSON(), vnWarningError) << payload.size();
+    }
+    EXPECT_EQ(written(fromPayload("cont", "\x07\xCD\xBF")), "\n{\n}"); // has never had an attribute
+}
+
+// Only streams hold such texts.
+TEST(vnJSON, CutsTextsThatNoReaderTakes)
+{
+    using namespace std::literals;
+    const std::string text(70000, 'x');
+    const std::string name = std::string(65536, 'a') + "bc";
+    const std::string head("\x07\xCD\xBF\xFE\1\0\0\0", 8);
+    const std::pair<vnDynamicType, std::string> cases[] = {
+        {fromPayload("str", text), '"' + text.substr(0, 65535) + '"'},
+        {fromPayload("str", "\xFC\xFF\xFF" + text), '"' + text.substr(0, 65535) + '"'},
+        {fromPayload("cont", head + name + "\0\xFC\2\0\1\5"s), "\n{\n\t\"bc\":\t5.000000\n}"},
+    };
+    for (const auto& [value, expected] : cases)
+    {
+        vnJSON json;
+        vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+        json.writeValue(&queue, value);
+        EXPECT_EQ(json.getError(), "A text is longer than 65535 bytes");
+        EXPECT_TRUE(take(queue) == expected);
+    }
 }
 
 TEST(vnJSON, IsUsedAgain)

@@ -29,16 +29,17 @@ public:
     }
 };
 
-// Moves over a value in its stream form; most have an interned tag and a payload of less than 128 bytes.
-void skipValue(const unsigned char*& at, const unsigned char* end)
+// Moves over a value in its stream form, and answers whether all of it was there. Most have an interned tag
+// and a payload of less than 128 bytes.
+bool skipValue(const unsigned char*& at, const unsigned char* end)
 {
     constexpr std::ptrdiff_t head = vnDynamicWire::escapeSize + 1;
     const bool isPlain = end - at >= head && at[0] == vnDynamicWire::marker && (at[1] & at[2]) != 0xFF &&
                          at[3] < 0x80 && end - at - head >= at[3];
-    if (isPlain)
-        at += head + at[3];
-    else
-        vnDynamicWire::skip(at, end);
+    if (!isPlain)
+        return vnDynamicWire::skip(at, end);
+    at += head + at[3];
+    return true;
 }
 
 int integerOf(const unsigned char* bytes, std::size_t size)
@@ -118,6 +119,11 @@ vnJsonWriter::Kind vnJsonWriter::kindOf(const char* tag, std::size_t length)
 
 void vnJsonWriter::putNext()
 {
+    if (m_output.isFull())
+    {
+        m_isStopped = true;
+        return;
+    }
     Level& level = m_levels.top();
     if (level.isArray)
     {
@@ -241,8 +247,6 @@ void vnJsonWriter::putOther(const vnDynamicType& value)
 
 void vnJsonWriter::putValue(Kind kind, Span payload, unsigned int indent)
 {
-    if (m_output.isFull())
-        m_isStopped = true;
     switch (kind)
     {
     case TEXT:
@@ -310,30 +314,45 @@ void vnJsonWriter::openContainer(Span payload, unsigned int indent)
 
 void vnJsonWriter::collectEntries(Span payload)
 {
-    if (payload.size() < VN_CONTAINER_HEAD || std::memcmp(payload.begin, magic, sizeof magic) != 0)
+    if (payload.size() < sizeof magic || std::memcmp(payload.begin, magic, sizeof magic) != 0)
         return; // reads as a container without attributes
     const unsigned char* at = payload.begin + sizeof magic;
-    const unsigned int count = vnDynamicBytes::get<unsigned int>(at);
-    at += sizeof count;
-    for (unsigned int left = count; left > 0; --left)
+    bool isWhole = payload.size() >= VN_CONTAINER_HEAD;
+    unsigned int left = 0;
+    if (isWhole)
     {
-        const auto room = static_cast<std::size_t>(payload.end - at);
-        const void* const zero = room ? std::memchr(at, 0, room) : nullptr;
-        const unsigned char* const behind = zero ? static_cast<const unsigned char*>(zero) + 1 : payload.end;
-        if (behind == payload.end)
-        {
-            // The container itself says what is wrong.
-            vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size()))
-                .getData();
-            return;
-        }
-        const auto length = static_cast<unsigned int>(behind - 1 - at);
-        const char* const name = reinterpret_cast<const char*>(at);
-        Entry& entry = m_entries.push();
-        entry = Entry{length ? vnString::hash(name, length) : 0, length, at, behind};
-        skipValue(entry.end, payload.end);
-        at = entry.end;
+        left = vnDynamicBytes::get<unsigned int>(at);
+        at += sizeof left;
     }
+    for (; isWhole && left > 0; --left)
+        isWhole = collectEntry(at, payload.end);
+    if (isWhole)
+        return;
+    // The container itself says what is wrong.
+    vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size())).getData();
+    fail("A container is damaged");
+}
+
+// Answers whether all of the attribute was there.
+bool vnJsonWriter::collectEntry(const unsigned char*& at, const unsigned char* end)
+{
+    const auto room = static_cast<std::size_t>(end - at);
+    const void* const zero = room ? std::memchr(at, 0, room) : nullptr;
+    if (!zero)
+        return false;
+    const auto* const nameEnd = static_cast<const unsigned char*>(zero);
+    auto length = static_cast<unsigned int>(nameEnd - at);
+    if (length > vnString::VN_MAX_LENGTH)
+    {
+        failForLength();
+        length %= vnString::VN_MAX_LENGTH + 1; // the container reads the end of such a name
+    }
+    const unsigned char* const name = nameEnd - length;
+    const unsigned int hash = length ? vnString::hash(reinterpret_cast<const char*>(name), length) : 0;
+    at = nameEnd + 1;
+    const bool isWhole = skipValue(at, end);
+    m_entries.push() = Entry{hash, length, name, at};
+    return isWhole;
 }
 
 void vnJsonWriter::putText(Span payload)
@@ -366,6 +385,11 @@ void vnJsonWriter::putPlainText(Span text)
 
 void vnJsonWriter::putQuoted(Span text)
 {
+    if (text.size() > vnString::VN_MAX_LENGTH)
+    {
+        failForLength();
+        text.end = text.begin + vnString::VN_MAX_LENGTH; // where `getString` ends it
+    }
     m_output.put('"');
     if (!m_isStrict)
         putEscaped<false>(text);
@@ -444,6 +468,12 @@ void vnJsonWriter::putInt64(Span payload)
     char* const to = reinterpret_cast<char*>(m_output.reserve(vnJsonNumber::VN_MAX_WRITTEN));
     char* const end = vnJsonNumber::writeInteger(to, static_cast<vnInt64>(bits));
     m_output.advance(reinterpret_cast<unsigned char*>(end));
+}
+
+// No text of a value is longer, and no reader takes a longer one.
+void vnJsonWriter::failForLength()
+{
+    fail("A text is longer than %d bytes", vnString::VN_MAX_LENGTH);
 }
 
 template <class... Args>
