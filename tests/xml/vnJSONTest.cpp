@@ -3,6 +3,7 @@
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnVarUInt64.h>
@@ -520,10 +521,81 @@ TEST(vnJSON, IsUsedAgain)
     vnJSON json;
     EXPECT_EQ(errorOf(readText("[1", 0, &json)), "Adapter out of Data");
     EXPECT_EQ(errorOf(readText("1", 0, &json)), "Adapter out of Data"); // until it is reset
+    EXPECT_NE(errorOf(readText("1 2 x", 0, &json)), "no error");
     json.reset();
+    EXPECT_TRUE(json.getData() == arrayOf({1.0, 2.0})); // what stood before the fault
     EXPECT_TRUE(readText("[2]", 0, &json) == arrayOf({2.0}));
     json.setData("x");
     EXPECT_TRUE(json.getData() == "x");
     json.read(nullptr);
     EXPECT_TRUE(json.getData() == "x");
+}
+
+TEST(vnJSON, LooksForTheMarkOfEachText)
+{
+    const std::string plain = "[2]", utf8 = "\xEF\xBB\xBF[2]", little("\xFF\xFE[\0002\0]\0", 8),
+                      big("\xFE\xFF\0[\0002\0]", 8);
+    vnJSON json;
+    for (const std::string& first : {plain, utf8, little, big})
+        for (const std::string& second : {plain, utf8, little, big})
+        {
+            EXPECT_TRUE(readText(first, 0, &json) == arrayOf({2.0})) << first;
+            EXPECT_TRUE(readText(second, 0, &json) == arrayOf({2.0})) << first << " before " << second;
+        }
+    EXPECT_EQ(errorOf(readText(little, 1, &json)), "The text is not UTF-8");
+    json.reset();
+    EXPECT_EQ(errorOf(readText(plain, 1, &json)), "no error");
+    json.useUnicode(1, 0); // what the user says of texts without a mark stays
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_TRUE(readText(big, 0, &json) == arrayOf({2.0}));
+        EXPECT_TRUE(readText(little.substr(2), 0, &json) == arrayOf({2.0}));
+    }
+}
+
+TEST(vnJSON, LetsGoOfAnInputThatFails)
+{
+    class Broken : public vnSerializeAdapter
+    {
+    protected:
+        void write_imp(unsigned char) override {}
+        unsigned char read_imp() override { return 0; }
+        unsigned int length_imp() override { throw 1; }
+    };
+    vnJSON json;
+    const vnRefPointer<vnSerializeAdapter> broken(new Broken);
+    EXPECT_THROW(json.read(broken), int);
+    EXPECT_EQ(json.getAdapter(), nullptr);
+}
+
+TEST(vnJSON, ReportsItsProgress)
+{
+    class Listener : public vnProgressInterface
+    {
+    public:
+        ~Listener() noexcept(false) override { deactivateProgressInterface(); }
+        void onProgress(unsigned char percent, const char* banner) override
+        {
+            reports += std::to_string(percent) + " " + banner + "\n";
+        }
+        std::string reports;
+    };
+    const auto reportsOf = [](const char* text, const char* message)
+    {
+        Listener listener;
+        vnProgress::setProgressInterface(&listener);
+        vnJSON json;
+        json.setProgressMessage("%s", message);
+        vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterMemory(
+            const_cast<char*>(text), static_cast<unsigned int>(std::strlen(text))));
+        adapter->setURLBase("scheme:");
+        adapter->setName("name");
+        json.read(adapter);
+        vnProgress::setProgressInterface(nullptr);
+        return listener.reports;
+    };
+    const std::string banner = "Reading JSON data from scheme:name\n";
+    EXPECT_EQ(reportsOf("[1][2]", ""), "0 " + banner + "50 " + banner + "100 " + banner);
+    EXPECT_EQ(reportsOf("[1][2", ""), "0 " + banner + "60 " + banner); // no end where there is none
+    EXPECT_EQ(reportsOf("1", "mine"), "0 mine\n100 mine\n");
 }
