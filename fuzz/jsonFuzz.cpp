@@ -17,6 +17,7 @@ namespace
 {
 constexpr unsigned int maxSize = 1u << 20;
 constexpr unsigned int maxDepth = 100;
+constexpr unsigned int maxMember = 1u << 20; // what one may take in its written form: two texts, all escaped
 
 vnDynamicType readFrom(vnSerializeAdapter* source, unsigned char strict)
 {
@@ -48,6 +49,7 @@ bool write(const vnDynamicType& value, unsigned char strict, vnUInt64 flags, std
     queue.setAdapterFlags(flags);
     json.write(&queue);
     text.resize(queue.length());
+    VN_FUZZ_CHECK(text.size() <= (flags ? 2 : 1) * static_cast<std::size_t>(maxSize + maxMember));
     queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
     return !json.hasError();
 }

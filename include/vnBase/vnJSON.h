@@ -32,13 +32,15 @@
 /// In both modes a text of more than 65535 bytes is an error, and so is a NUL within a key. Of members with
 /// one name the last one counts.
 ///
-/// The text is read as bytes, behind a mark as UTF-16. Input that is not in memory is read block by block as
+/// The text is read as bytes, or as UTF-16 behind a mark; each text has its own mark, and `useUnicode` is for
+/// those without. Input that is not in memory is read block by block as
 /// it comes; the adapter is left behind the last value, or at the fault. All that was read is in memory as
 /// values then, in some three times the bytes of the text while it is read.
 ///
 /// Errors: `hasError` and `getError`, where the text names the place in the source that refused, or says why;
-/// `getLine` and `getColumn` say where in the input. As with any parser they stay until `reset`. A container
-/// whose bytes are damaged throws `vnWarningError` when it is written.
+/// `getLine` and `getColumn` say where in the input. As with any parser they stay until `reset`; the values
+/// before a fault stay until the next `read`. A container whose bytes are damaged throws `vnWarningError`
+/// when it is written.
 ///
 /// Thread-safety: none; an instance belongs to one thread at a time.
 class VN_BASE_API vnJSON : public vnBasicParser, public vnSerializeData, public vnTypeInterface
@@ -73,7 +75,8 @@ public:
     /// `getError` if there is one, or with "Empty Result" when there is no value.
     vnDynamicType getData() const;
 
-    /// The same, which leaves this object without a value: large ones are not copied.
+    /// The same, which leaves this object without a value, also when it has an error: large ones are not
+    /// copied.
     vnDynamicType takeData();
 
     /// Writes a value that need not be set before.
@@ -87,9 +90,10 @@ public:
     void setMaxDepth(unsigned int depth) noexcept { m_maxDepth = depth ? depth : 1; }
     unsigned int getMaxDepth() const noexcept { return m_maxDepth; }
 
-    /// How many characters one `read` may take, and how many bytes of text one `write` may make; 0, as at the
-    /// start, for any number. For input from outside: a stream may never end, and the indentation of a deep
-    /// document takes many times its bytes.
+    /// How many characters one `read` may take, and how many bytes of UTF-8, also when UTF-16 is written, one
+    /// `write` may make; 0, as at the start, for any number. The value that goes beyond may still be written.
+    /// For input from outside: a stream may never end, and the indentation of a deep document takes many
+    /// times its bytes.
     void setMaxSize(unsigned int size) noexcept { m_maxSize = size; }
     unsigned int getMaxSize() const noexcept { return m_maxSize; }
 

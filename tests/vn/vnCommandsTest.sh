@@ -357,6 +357,14 @@ check "json" 0 "$line{$line$tab\"\":$tab[[0.500000]],$line$tab\"list\":$tab[1.00
 check "strict json" 0 "[1,\"a\\u0001\"]$line" json --strict - < <(printf '[1, "a\\u0001"]')
 check "the value of json" 0 "array$line  0: cont$line    \"a\": str \"x\"$line  1: llnum 2$line" \
     json --strict --value - < <(printf '[{"a":"x"},2]')
+check "a value that only the wide form has" 0 "array$line  0: num <inf>$line" json --value - < <(printf '[1e400]')
+# With a copy of the innermost texts for each level above them there would be no room.
+text=$(printf '%060000d' 0)
+{ printf '[%.0s' {1..900}; printf "\"$text\",%.0s" {1..20}; printf '5'; printf ']%.0s' {1..900}; } > json
+if (ulimit -v 500000 && "$vn" version) > /dev/null 2>&1; then
+    last=$( (ulimit -v 500000 && "$vn" json --value json) | tail -n 1)
+    [[ $last == *'  20: num 5' ]] || { echo "many levels: ended with <$last>"; failures=$((failures + 1)); }
+fi
 check "wrong json" 1 "" json --strict - < <(printf '[1,]')
 check "no json" 1 "" json - < <(printf ' ')
 check "json of nothing" 2 "" json

@@ -3,13 +3,16 @@
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
+#include <vnBase/vnVarUInt64.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -77,6 +80,28 @@ private:
     std::size_t m_at = 0;
 };
 
+// All that is in the queue.
+std::string take(vnSerializeAdapterQueue& queue)
+{
+    std::string text(queue.length(), 0);
+    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return text;
+}
+
+// A value as only a stream holds it.
+vnDynamicType fromPayload(const char* tag, std::string_view payload)
+{
+    vnSerializeAdapterQueue stream(VN_QUEUE_FIFO);
+    stream.write(reinterpret_cast<const unsigned char*>(tag),
+                 static_cast<unsigned int>(std::strlen(tag)) + 1);
+    vnVarUInt64(payload.size()).write(&stream);
+    stream.write(reinterpret_cast<const unsigned char*>(payload.data()),
+                 static_cast<unsigned int>(payload.size()));
+    vnDynamicType value;
+    value.read(&stream);
+    return value;
+}
+
 std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt64 flags = 0)
 {
     vnJSON json;
@@ -86,9 +111,7 @@ std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt
     queue.setAdapterFlags(flags);
     json.write(&queue);
     EXPECT_EQ(std::string(json.getError()), "");
-    std::string text(queue.length(), 0);
-    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
-    return text;
+    return take(queue);
 }
 
 const char* const sample =
@@ -269,6 +292,11 @@ TEST(vnJSON, WritesItsOwnLayout)
         {1.0, "1.000000"},
         {-1.5, "-1.500000"},
         {1e20, "1.000000e20"},
+        {999999999999999.9, "999999999999999.875000"},
+        {-1e18, "-1000000000000000000.000000"},
+        {1e-9, "0.000000"},
+        {1e-10, "1.000000e-10"}, // as the format engine has it
+        {-4.625e-11, "-4.625000e-11"},
         {"true", "true"},
         {"True", "\"True\""},
         {"a\"b\\c'?\n\t\x01\xC3\xA9/", "\"a\\\"b\\\\c\\'\\?\\n\\t\x01\xC3\xA9/\""},
@@ -303,6 +331,7 @@ TEST(vnJSON, WritesWideText)
 {
     const std::string text = written(arrayOf({"\xC3\xA9\xF0\x9F\x98\x80"}), 0, 2);
     EXPECT_EQ(text, std::string("[\0\"\0\xE9\0\x3D\xD8\0\xDE\"\0]\0", 14));
+    EXPECT_EQ(written("\xFC?\xC3", 0, 2), std::string("\"\0\xFC\0\\\0?\0\xC3\0\"\0", 12)); // no UTF-8
     // Characters that lie across the blocks of the writer stay whole.
     for (unsigned int shift = 0; shift < 4; ++shift)
     {
@@ -430,6 +459,13 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
     json.setData("123456789");
     json.write(&queue);
     EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
+    // Of any kind, and in any depth.
+    json.reset();
+    json.setData(vnDynamicTypeArray(vnArray<vnDynamicType>(100000)));
+    queue.clear();
+    json.write(&queue);
+    EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
+    EXPECT_LT(queue.length(), 30u);
     const std::string longest(65535, 'x');
     EXPECT_EQ(readText('"' + longest + '"').getString().length(), 65535);
     for (const unsigned char strict : {0, 1})
@@ -441,11 +477,43 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
 
 TEST(vnJSON, RefusesADamagedContainer)
 {
-    vnDynamicType value;
-    const char bytes[] = "cont\0\x0C\x07\xCD\xBF\xFE\2\0\0\0a\0\xFC\2\0\1\5"; // one of two attributes
-    vnSerializeAdapterMemory adapter(const_cast<char*>(bytes), sizeof bytes - 1);
-    value.read(&adapter);
-    EXPECT_THROW(value.asJSON(), vnWarningError);
+    using namespace std::literals;
+    const std::string_view payloads[] = {
+        "\x07\xCD\xBF\xFE"sv,                             // without a count
+        "\x07\xCD\xBF\xFE\1\0\0"sv,                       // with a part of one
+        "\x07\xCD\xBF\xFE\2\0\0\0a\0\xFC\2\0\1\5"sv,      // one of two attributes
+        "\x07\xCD\xBF\xFE\1\0\0\0a"sv,                    // a name without an end
+        "\x07\xCD\xBF\xFE\1\0\0\0a\0\xFC\2\0\10\0\0\0"sv, // three of the eight bytes of a number
+        "\x07\xCD\xBF\xFE\1\0\0\0a\0\xFC\0\0\xFF"sv,      // a size without an end
+    };
+    for (const std::string_view payload : payloads)
+    {
+        EXPECT_THROW(fromPayload("cont", payload).asJSON(), vnWarningError) << payload.size();
+        EXPECT_THROW(arrayOf({fromPayload("cont", payload)}).asJSON(), vnWarningError) << payload.size();
+    }
+    EXPECT_EQ(written(fromPayload("cont", "\x07\xCD\xBF")), "\n{\n}"); // has never had an attribute
+}
+
+// Only streams hold such texts.
+TEST(vnJSON, CutsTextsThatNoReaderTakes)
+{
+    using namespace std::literals;
+    const std::string text(70000, 'x');
+    const std::string name = std::string(65536, 'a') + "bc";
+    const std::string head("\x07\xCD\xBF\xFE\1\0\0\0", 8);
+    const std::pair<vnDynamicType, std::string> cases[] = {
+        {fromPayload("str", text), '"' + text.substr(0, 65535) + '"'},
+        {fromPayload("str", "\xFC\xFF\xFF" + text), '"' + text.substr(0, 65535) + '"'},
+        {fromPayload("cont", head + name + "\0\xFC\2\0\1\5"s), "\n{\n\t\"bc\":\t5.000000\n}"},
+    };
+    for (const auto& [value, expected] : cases)
+    {
+        vnJSON json;
+        vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+        json.writeValue(&queue, value);
+        EXPECT_EQ(json.getError(), "A text is longer than 65535 bytes");
+        EXPECT_TRUE(take(queue) == expected);
+    }
 }
 
 TEST(vnJSON, IsUsedAgain)
@@ -453,10 +521,81 @@ TEST(vnJSON, IsUsedAgain)
     vnJSON json;
     EXPECT_EQ(errorOf(readText("[1", 0, &json)), "Adapter out of Data");
     EXPECT_EQ(errorOf(readText("1", 0, &json)), "Adapter out of Data"); // until it is reset
+    EXPECT_NE(errorOf(readText("1 2 x", 0, &json)), "no error");
     json.reset();
+    EXPECT_TRUE(json.getData() == arrayOf({1.0, 2.0})); // what stood before the fault
     EXPECT_TRUE(readText("[2]", 0, &json) == arrayOf({2.0}));
     json.setData("x");
     EXPECT_TRUE(json.getData() == "x");
     json.read(nullptr);
     EXPECT_TRUE(json.getData() == "x");
+}
+
+TEST(vnJSON, LooksForTheMarkOfEachText)
+{
+    const std::string plain = "[2]", utf8 = "\xEF\xBB\xBF[2]", little("\xFF\xFE[\0002\0]\0", 8),
+                      big("\xFE\xFF\0[\0002\0]", 8);
+    vnJSON json;
+    for (const std::string& first : {plain, utf8, little, big})
+        for (const std::string& second : {plain, utf8, little, big})
+        {
+            EXPECT_TRUE(readText(first, 0, &json) == arrayOf({2.0})) << first;
+            EXPECT_TRUE(readText(second, 0, &json) == arrayOf({2.0})) << first << " before " << second;
+        }
+    EXPECT_EQ(errorOf(readText(little, 1, &json)), "The text is not UTF-8");
+    json.reset();
+    EXPECT_EQ(errorOf(readText(plain, 1, &json)), "no error");
+    json.useUnicode(1, 0); // what the user says of texts without a mark stays
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_TRUE(readText(big, 0, &json) == arrayOf({2.0}));
+        EXPECT_TRUE(readText(little.substr(2), 0, &json) == arrayOf({2.0}));
+    }
+}
+
+TEST(vnJSON, LetsGoOfAnInputThatFails)
+{
+    class Broken : public vnSerializeAdapter
+    {
+    protected:
+        void write_imp(unsigned char) override {}
+        unsigned char read_imp() override { return 0; }
+        unsigned int length_imp() override { throw 1; }
+    };
+    vnJSON json;
+    const vnRefPointer<vnSerializeAdapter> broken(new Broken);
+    EXPECT_THROW(json.read(broken), int);
+    EXPECT_EQ(json.getAdapter(), nullptr);
+}
+
+TEST(vnJSON, ReportsItsProgress)
+{
+    class Listener : public vnProgressInterface
+    {
+    public:
+        ~Listener() noexcept(false) override { deactivateProgressInterface(); }
+        void onProgress(unsigned char percent, const char* banner) override
+        {
+            reports += std::to_string(percent) + " " + banner + "\n";
+        }
+        std::string reports;
+    };
+    const auto reportsOf = [](const char* text, const char* message)
+    {
+        Listener listener;
+        vnProgress::setProgressInterface(&listener);
+        vnJSON json;
+        json.setProgressMessage("%s", message);
+        vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterMemory(
+            const_cast<char*>(text), static_cast<unsigned int>(std::strlen(text))));
+        adapter->setURLBase("scheme:");
+        adapter->setName("name");
+        json.read(adapter);
+        vnProgress::setProgressInterface(nullptr);
+        return listener.reports;
+    };
+    const std::string banner = "Reading JSON data from scheme:name\n";
+    EXPECT_EQ(reportsOf("[1][2]", ""), "0 " + banner + "50 " + banner + "100 " + banner);
+    EXPECT_EQ(reportsOf("[1][2", ""), "0 " + banner + "60 " + banner); // no end where there is none
+    EXPECT_EQ(reportsOf("1", "mine"), "0 mine\n100 mine\n");
 }

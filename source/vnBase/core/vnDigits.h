@@ -65,6 +65,12 @@ char* writeReal(char* to, double value, int precision, int significant, int sign
 /// `value` times 10 to the power of `exponent`, also where that power is outside the table of vnPow10.
 double scaled(double value, int exponent) noexcept;
 
+/// Where "%f" gives way to the exponent form. A NaN needs none.
+constexpr bool needsExponent(double magnitude) noexcept
+{
+    return magnitude > 1e18 || (magnitude < 1e-9 && magnitude != 0.0);
+}
+
 /// The largest value that is written in fixed notation, 2^64.
 constexpr double VN_MAX_FIXED = 18446744073709551616.0;
 } // namespace vnDigits

@@ -17,10 +17,6 @@ constexpr int noPrecision = -1;
 constexpr int significantDigits = 15;
 constexpr vnUInt64 largestSigned = 0x7FFFFFFFFFFFFFFFull;
 
-// Outside of these, fixed notation gives way to the exponent form.
-constexpr double largestFixed = 1e18;
-constexpr double smallestFixed = 1e-9;
-
 // Up to here signed, unsigned and real arguments print the same digits.
 constexpr vnInt64 smallNumber = 0x0FFFFFFFFFFFFFFF;
 
@@ -93,11 +89,6 @@ double realOf(const vnArgument& argument, unsigned int size)
     if (size != 2)
         return value;
     return roundedToFloat(value);
-}
-
-bool needsExponent(double magnitude)
-{
-    return magnitude > largestFixed || (magnitude < smallestFixed && magnitude != 0.0);
 }
 
 // A message is formatted too, and the translation of one may hold the very fault that it tells of: what is
@@ -625,11 +616,11 @@ void Formatter::convertReal(char letter, const Directive& directive, double magn
     const unsigned int size = NumberText::spaceFor(precision);
     char* const space = precision > NumberText::VN_NEARBY_PRECISION ? m_out.numberSpace(2 * size) : nullptr;
     NumberText text(precision, space);
-    if (magnitude == 0.0 || (letter == 'f' && !needsExponent(magnitude)))
+    if (magnitude == 0.0 || (letter == 'f' && !vnDigits::needsExponent(magnitude)))
     {
         text.writeFixed(magnitude);
     }
-    else if (letter != 'g' || needsExponent(magnitude))
+    else if (letter != 'g' || vnDigits::needsExponent(magnitude))
     {
         text.writeExponent(magnitude);
     }

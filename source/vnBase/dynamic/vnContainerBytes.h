@@ -29,13 +29,17 @@ struct Attribute
     }
 };
 
-/// Calls `use` with each attribute. Answers false when the bytes end before the last one. Bytes that don't
-/// begin with the magic word are a container without attributes.
+/// Calls `use` with each attribute. Answers false when the bytes end before the end of the last one, which may
+/// have been told then. Bytes that don't begin with the magic word are a container without attributes. Of a
+/// name that no string holds the last bytes count.
 template <class Use>
 bool walk(const unsigned char* begin, const unsigned char* end, const Use& use)
 {
-    if (static_cast<std::size_t>(end - begin) < headSize || std::memcmp(begin, magic, sizeof magic) != 0)
+    const auto size = static_cast<std::size_t>(end - begin);
+    if (size < sizeof magic || std::memcmp(begin, magic, sizeof magic) != 0)
         return true;
+    if (size < headSize)
+        return false;
     const unsigned char* at = begin + headSize;
     for (auto left = vnDynamicBytes::get<unsigned int>(begin + sizeof magic); left > 0; --left)
     {
@@ -44,11 +48,13 @@ bool walk(const unsigned char* begin, const unsigned char* end, const Use& use)
         const unsigned char* next = zero ? static_cast<const unsigned char*>(zero) + 1 : end;
         if (next == end)
             return false;
-        const auto length = static_cast<unsigned int>(next - 1 - at);
-        const char* const name = reinterpret_cast<const char*>(at);
-        const unsigned int hash = length ? vnString::hash(name, length) : 0;
-        vnDynamicWire::skipQuickly(next, end);
-        use(Attribute{hash, length, at, next});
+        const auto length = static_cast<unsigned int>(next - 1 - at) % (vnString::VN_MAX_LENGTH + 1u);
+        const unsigned char* const name = next - 1 - length;
+        const unsigned int hash = length ? vnString::hash(reinterpret_cast<const char*>(name), length) : 0;
+        const bool isWhole = vnDynamicWire::skipQuickly(next, end);
+        use(Attribute{hash, length, name, next});
+        if (!isWhole)
+            return false;
         at = next;
     }
     return true;

@@ -34,15 +34,15 @@ public:
     static bool skip(const unsigned char*& from, const unsigned char* end) noexcept;
 
     /// The same for values most of which have an interned tag and a payload of less than 128 bytes.
-    static void skipQuickly(const unsigned char*& from, const unsigned char* end) noexcept
+    static bool skipQuickly(const unsigned char*& from, const unsigned char* end) noexcept
     {
         constexpr std::ptrdiff_t head = escapeSize + 1;
         const bool isPlain = end - from >= head && from[0] == marker && (from[1] & from[2]) != 0xFF &&
                              from[3] < 0x80 && end - from - head >= from[3];
-        if (isPlain)
-            from += head + from[3];
-        else
-            skip(from, end);
+        if (!isPlain)
+            return skip(from, end);
+        from += head + from[3];
+        return true;
     }
 
     /// Reads what stands before the payload of a value, and moves `from` there. Answers the size of the

@@ -17,6 +17,26 @@ class vnParserCursor
 public:
     explicit vnParserCursor(vnBasicParser& parser) noexcept : m_parser(parser) {}
 
+    /// How a parser reads characters, as it is now: what a mark says holds for one document, while the
+    /// parser goes on.
+    class Encoding
+    {
+    public:
+        explicit Encoding(const vnBasicParser& parser)
+            : m_lexer(parser.m_lexer), m_isDetected(parser.m_isDetected)
+        {
+        }
+        void restore(vnBasicParser& parser) const
+        {
+            parser.m_lexer = m_lexer;
+            parser.m_isDetected = m_isDetected;
+        }
+
+    private:
+        vnSerializeLex m_lexer;
+        bool m_isDetected;
+    };
+
     /// How a byte of the window is read. The values are bits, for tables of what a set holds.
     enum Mode : unsigned char
     {

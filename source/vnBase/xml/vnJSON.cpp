@@ -13,20 +13,22 @@ vnType vnJSON::s_type(nullptr, "vnJSON");
 
 namespace
 {
-// Lets go of the input however the reading ends, which takes no memory.
+// Lets go of the input, and of what its mark said, however the reading ends, which takes no memory.
 class InputScope
 {
 public:
-    InputScope(vnBasicParser& parser, vnSerializeAdapter* adapter) : m_parser(parser)
-    {
-        parser.setAdapter(adapter);
-    }
+    explicit InputScope(vnBasicParser& parser) : m_parser(parser), m_encoding(parser) {}
     InputScope(const InputScope&) = delete;
     InputScope& operator=(const InputScope&) = delete;
-    ~InputScope() noexcept(false) { vnParserCursor(m_parser).dropInput(); }
+    ~InputScope() noexcept(false)
+    {
+        m_encoding.restore(m_parser);
+        vnParserCursor(m_parser).dropInput();
+    }
 
 private:
     vnBasicParser& m_parser;
+    const vnParserCursor::Encoding m_encoding;
 };
 } // namespace
 
@@ -57,9 +59,10 @@ void vnJSON::read(vnSerializeAdapter* adapter)
 {
     if (!adapter)
         return;
-    const InputScope input(*this, adapter);
+    const InputScope input(*this);
+    setAdapter(adapter);
     if (!hasProgressMessage())
-        setProgressMessage("Reading JSON data from %s", adapter->getName());
+        setProgressMessage("Reading JSON data from %s", adapter->getURL());
     m_results.reallocate(0);
     vnJsonReader reader(*this, m_isStrict, m_maxDepth, m_maxSize);
     try

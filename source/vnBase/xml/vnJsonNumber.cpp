@@ -165,15 +165,15 @@ vnJsonNumber::Result vnJsonNumber::read(const unsigned char*& next, const unsign
 char* vnJsonNumber::writeFixed(char* to, double value)
 {
     constexpr unsigned int decimals = 6;
-    constexpr double limit = 1e15; // far below where the format engine turns to exponents
-    if (!(std::fabs(value) < limit))
+    const double magnitude = std::fabs(value);
+    if (vnDigits::needsExponent(magnitude) || std::isnan(magnitude))
     {
         const vnString text = vnString::formatString("%.6f", value);
         return std::copy_n(text.getString(), std::min<unsigned int>(text.length(), VN_MAX_WRITTEN), to);
     }
     if (value < 0)
         *to++ = '-';
-    return vnDigits::writeFixed(to, std::fabs(value), decimals);
+    return vnDigits::writeFixed(to, magnitude, decimals);
 }
 
 char* vnJsonNumber::writeFixed(char* to, int value)

@@ -30,7 +30,8 @@ unsigned int sizeAt(const unsigned char* at, const unsigned char* end)
     return size ? size : 1;
 }
 
-// A character above U+FFFF as a pair; a byte that is no UTF-8 as the character of its code.
+// A character above U+FFFF as a pair. A byte that is no UTF-8 as the character of its code, and not, as with
+// wide strings elsewhere, as the end of the text: nothing is to be lost.
 unsigned char* putCharacter(unsigned char* to, const unsigned char* at, unsigned int size)
 {
     if (size == 1)

@@ -103,6 +103,11 @@ vnJsonWriter::Kind vnJsonWriter::kindOf(const char* tag, std::size_t length)
 
 void vnJsonWriter::putNext()
 {
+    if (m_output.isFull())
+    {
+        m_isStopped = true;
+        return;
+    }
     Level& level = m_levels.top();
     if (level.isArray)
     {
@@ -233,8 +238,6 @@ void vnJsonWriter::putOther(const vnDynamicType& value)
 
 void vnJsonWriter::putValue(Kind kind, Span payload, unsigned int indent)
 {
-    if (m_output.isFull())
-        m_isStopped = true;
     switch (kind)
     {
     case TEXT:
@@ -300,11 +303,19 @@ void vnJsonWriter::openContainer(Span payload, unsigned int indent)
 
 void vnJsonWriter::collectEntries(Span payload)
 {
-    const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
-                                                [this](const Entry& entry) { m_entries.push() = entry; });
-    if (!isWhole) // the container itself says what is wrong
-        vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size()))
-            .getData();
+    const unsigned char* next = payload.begin + vnContainerBytes::headSize;
+    const auto take = [this, &next](const Entry& entry)
+    {
+        if (entry.name != next) // there is more in front of it
+            failForLength();
+        next = entry.end;
+        m_entries.push() = entry;
+    };
+    if (vnContainerBytes::walk(payload.begin, payload.end, take))
+        return;
+    // The container itself says what is wrong.
+    vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size())).getData();
+    fail("A container is damaged");
 }
 
 void vnJsonWriter::putText(Span payload)
@@ -337,6 +348,11 @@ void vnJsonWriter::putPlainText(Span text)
 
 void vnJsonWriter::putQuoted(Span text)
 {
+    if (text.size() > vnString::VN_MAX_LENGTH)
+    {
+        failForLength();
+        text.end = text.begin + vnString::VN_MAX_LENGTH; // where `getString` ends it
+    }
     m_output.put('"');
     if (!m_isStrict)
         putEscaped<false>(text);
@@ -415,6 +431,12 @@ void vnJsonWriter::putInt64(Span payload)
     char* const to = reinterpret_cast<char*>(m_output.reserve(vnJsonNumber::VN_MAX_WRITTEN));
     char* const end = vnJsonNumber::writeInteger(to, static_cast<vnInt64>(bits));
     m_output.advance(reinterpret_cast<unsigned char*>(end));
+}
+
+// No text of a value is longer, and no reader takes a longer one.
+void vnJsonWriter::failForLength()
+{
+    fail("A text is longer than %d bytes", vnString::VN_MAX_LENGTH);
 }
 
 template <class... Args>

@@ -13,17 +13,18 @@
 class vnJsonWriter
 {
 public:
-    /// `maxSize` is how many bytes of text may be written; 0 for any number.
+    /// `maxSize` is how many bytes of text may be written, but for the end of the value that passes it; 0 for
+    /// any number.
     vnJsonWriter(vnSerializeAdapter& adapter, bool isStrict, unsigned int maxDepth, unsigned int maxSize)
         : m_output(adapter, maxSize), m_isStrict(isStrict), m_maxDepth(maxDepth), m_maxSize(maxSize)
     {
     }
 
-    /// A payload that ends within the attributes of a container throws `vnWarningError`.
+    /// A payload that ends within the count or the attributes of a container throws `vnWarningError`.
     void write(const vnDynamicType& value);
 
-    /// What could not be written as it is; empty for nothing. Where the text was too deep or too long the
-    /// rest of it is missing.
+    /// What could not be written as it is; empty for nothing. Where all of the text was too deep or too long
+    /// the rest of it is missing; a single text that is too long is cut.
     const vnString& getError() const noexcept { return m_error; }
 
 private:
@@ -75,6 +76,7 @@ private:
     void openArray(Span payload, unsigned int indent);
     void openContainer(Span payload, unsigned int indent);
     void collectEntries(Span payload);
+    bool collectEntry(const unsigned char*& at, const unsigned char* end);
     void putText(Span payload);
     void putPlainText(Span text);
     void putQuoted(Span text);
@@ -85,6 +87,7 @@ private:
     void putNumber(Span payload);
     char* putReal(char* to, double value);
     void putInt64(Span payload);
+    void failForLength();
     template <class... Args>
     void fail(const char* format, const Args&... args);
 
