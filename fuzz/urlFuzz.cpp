@@ -66,7 +66,7 @@ void checkGlue(const Parts& parts)
 class Gate : public vnSerializeURLManagerInterface
 {
 public:
-    explicit Gate(bool isOpen) : m_isOpen(isOpen) { ref(); }
+    explicit Gate(bool isOpen) : m_isOpen(isOpen) {}
     vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
                                       vnString*) override
     {
@@ -92,11 +92,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     vnGuidStringDict::enter(vnGUID(1ull, 2), "http://host/cache:0,9,dir/file.txt?a=1");
     vnGuidStringDict::enter(vnGUID(3ull, 4), vnString("purl:prefix,") + vnString(vnGUID(3ull, 4).asString()));
     vnGuidStringDict::enter(vnGUID(5ull, 6), "mem:1,8");
-    static Gate open(true), closed(false);
+    auto* const open = new Gate(true); // the registry holds them
+    auto* const closed = new Gate(false);
     for (const char* scheme : {"file:", "http:", "udp:", "tcp:", "dummy:"})
-        vnSerializeAdapter::registerURLManager(scheme, &open);
+        vnSerializeAdapter::registerURLManager(scheme, open);
     for (const char* scheme : {"mem:", "adapt:", "con:", "pipe:", "psrv:"})
-        vnSerializeAdapter::registerURLManager(scheme, &closed);
+        vnSerializeAdapter::registerURLManager(scheme, closed);
     return 0;
 }
 

@@ -5,6 +5,8 @@
 #include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnThreadID.h>
 
+#include <optional>
+
 // What the settings ask of the platform: where they are, how their files are read and replaced, and the
 // environment. A function that fails leaves the reason as the last system error of the thread.
 
@@ -69,8 +71,8 @@ public:
     void release() noexcept;
 
 private:
-    vnKillGuard m_kept; // a thread that is killed must not leave the lock behind
     int m_descriptor = -1;
+    std::optional<vnKillGuard> m_kept; // while it is held: a thread that is killed must not leave it behind
 };
 
 /// Replaces the file, or makes it; the caller holds its lock. Whoever reads finds all of the old or all of

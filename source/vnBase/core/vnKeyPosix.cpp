@@ -223,11 +223,15 @@ bool followLinks(vnString& name)
     return false;
 }
 
-// Polls: the system has no wait for such a lock that ends.
-bool waitForLock(int descriptor, const timespec& deadline)
+// Polls: the system has no wait for such a lock that ends. Only from the lock on the thread must go on.
+bool waitForLock(int descriptor, const timespec& deadline, std::optional<vnKillGuard>& kept)
 {
-    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0)
+    for (;;)
     {
+        kept.emplace();
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+            return true;
+        kept.reset();
         if (errno == EINTR)
             continue;
         if (errno != EWOULDBLOCK || !isBefore(now(CLOCK_MONOTONIC), deadline))
@@ -235,7 +239,6 @@ bool waitForLock(int descriptor, const timespec& deadline)
         const timespec pause{0, lockPauseNanoseconds};
         ::nanosleep(&pause, nullptr);
     }
-    return true;
 }
 
 // For nobody but its owner, also where anybody may read the settings: whoever can open the file can lock it.
@@ -395,7 +398,7 @@ vnKeyFileLock::vnKeyFileLock(vnString& name, vnRegKeyHeader root)
     for (;;)
     {
         Descriptor file(openLock(lock));
-        if (!file.isOpen() || !waitForLock(file.get(), deadline))
+        if (!file.isOpen() || !waitForLock(file.get(), deadline, m_kept))
             return;
         // When somebody removed the file meanwhile, whoever came later has locked another.
         if (isCurrent(file.get(), lock))
@@ -414,6 +417,7 @@ void vnKeyFileLock::release() noexcept
     // A child that was forked meanwhile has the file open, too, and would keep the lock.
     if (file.isOpen())
         ::flock(file.get(), LOCK_UN);
+    m_kept.reset();
 }
 
 bool vnReplaceKeyFile(const vnString& name, vnRegKeyHeader root, const vnArray<unsigned char>& bytes)
