@@ -102,32 +102,28 @@ private:
 };
 
 template <class Write>
-std::string written(const Write& write, std::string* error = nullptr)
+std::string written(const Write& write)
 {
     const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     Writer<Write> writer(write);
     writer.write(queue);
-    if (error)
-        *error = writer.getError().getString();
     std::string text(queue->length(), '\0');
     queue->read(reinterpret_cast<unsigned char*>(text.data()), queue->length());
     return text;
 }
 
-std::string nested(const std::string& start, const std::string& end, unsigned int depth,
-                   const std::string& inner)
+const std::string arrayStart = "<vnDyn type=\"array\">";
+const std::string valueEnd = "</vnDyn>";
+
+std::string nestedArrays(unsigned int depth)
 {
     std::string text;
     for (unsigned int i = 0; i < depth; ++i)
-        text += start;
-    text += inner;
+        text += arrayStart;
     for (unsigned int i = 0; i < depth; ++i)
-        text += end;
+        text += valueEnd;
     return text;
 }
-
-const std::string arrayStart = "<vnDyn type=\"array\">";
-const std::string valueEnd = "</vnDyn>";
 
 const char guidText[] = "{6BA7B810-9DAD-11D1-80B4-00C04FD430C8}";
 } // namespace
@@ -406,9 +402,9 @@ TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
 {
     constexpr unsigned int max = vnXmlSax::VN_MAX_VALUE_DEPTH;
     const char error[] = "Too deep nesting in XML data";
-    EXPECT_EQ(errorOf(nested(arrayStart, valueEnd, 100000, "")), error);
-    EXPECT_EQ(errorOf(nested(arrayStart, valueEnd, max + 1, "")), error);
-    const vnDynamicType deepest = read(nested(arrayStart, valueEnd, max, ""));
+    EXPECT_EQ(errorOf(nestedArrays(100000)), error);
+    EXPECT_EQ(errorOf(nestedArrays(max + 1)), error);
+    const vnDynamicType deepest = read(nestedArrays(max));
     EXPECT_TRUE(read(deepest.asString().getString()) == deepest);
     EXPECT_THROW(arrayOf({deepest}).asString(), vnFatalError);
     EXPECT_THROW(containerOf({{"a", deepest}}).asString(), vnFatalError);

@@ -48,8 +48,13 @@ void checkDocuments(vnXmlDom& document)
     document.resetAllChildIterators();
     vnXMLDomIterator next(document);
     while (vnXmlItem* item = next())
+    {
+        const std::string name = item->getName().getString();
         if (auto* included = dynamic_cast<vnXmlDom*>(item); included && included->hasError())
-            throw vnFailure(std::string(included->getName().getString()) + ": " + placeOf(*included));
+            throw vnFailure(name + ": " + placeOf(*included));
+        if (auto* object = dynamic_cast<vnXmlObject*>(item); object && !object->getObject())
+            throw vnFailure("the class of the object '" + name + "' is not known");
+    }
     if (document.hasError())
         throw vnFailure(placeOf(document));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlDynamicType.h>
 
+#include "vnJsonBlock.h"
 #include "vnXmlSpecial.h"
 
 #include <vnBase/vnBaseError.h>
@@ -216,19 +217,16 @@ void ValueWriter::writeElements(Span payload)
 
 void ValueWriter::writeAttributes(Span payload)
 {
-    vnDynamicArray<vnContainerBytes::Attribute> attributes(64);
+    vnJsonBlock<vnContainerBytes::Attribute> attributes;
     const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
                                                 [&](const vnContainerBytes::Attribute& attribute)
-                                                {
-                                                    attributes.setChunkSize(attributes.getSize() + 64);
-                                                    attributes.append(attribute);
-                                                });
+                                                { attributes.push() = attribute; });
     if (!isWhole)
         fail(m_sax, "Container ends within its attributes");
-    std::sort(attributes.begin(), attributes.end());
+    std::sort(attributes.data(), attributes.data() + attributes.getSize());
     m_sax.beginElementContents();
-    for (const vnContainerBytes::Attribute& attribute : attributes)
-        writeAttribute(attribute);
+    for (unsigned int i = 0; i < attributes.getSize(); ++i)
+        writeAttribute(attributes[i]);
 }
 
 void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
