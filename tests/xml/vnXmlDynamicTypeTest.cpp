@@ -393,7 +393,7 @@ TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
         EXPECT_TRUE(value == (ok ? whole : vnDynamicType())) << cut;
     }
     Told trickled;
-    trickled.read(vnRefPointer<vnSerializeAdapter>(new vnTrickleAdapter(text)));
+    trickled.read(vnRefPointer<vnSerializeAdapter>(new vnByteAdapter(text)));
     EXPECT_FALSE(trickled.hasError()) << trickled.getError();
     EXPECT_TRUE(trickled.values.at(0) == whole);
 }

@@ -76,7 +76,6 @@ private:
     void openArray(Span payload, unsigned int indent);
     void openContainer(Span payload, unsigned int indent);
     void collectEntries(Span payload);
-    bool collectEntry(const unsigned char*& at, const unsigned char* end);
     void putText(Span payload);
     void putPlainText(Span text);
     void putQuoted(Span text);

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlReader.h"
 
+namespace
+{
+constexpr int firstLine = 4000;
+}
+
 vnParseResult vnXmlReader::readValueText(unsigned int mode, vnDynamicArray<char>& text, bool& isCDATA)
 {
     takeSpace();
