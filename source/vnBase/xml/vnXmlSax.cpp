@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "lex/vnParserCursor.h"
 #include "vnXmlLevel.h"
 
 #include <vnBase/vnObject.h>
@@ -312,8 +313,16 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     }
     catch (...)
     {
-        setAdapter(nullptr);
+        vnParserCursor(*this).dropInput(); // which takes no memory
         throw;
     }
-    setAdapter(nullptr);
+    try
+    {
+        setAdapter(nullptr);
+    }
+    catch (...)
+    {
+        vnParserCursor(*this).dropInput(); // out of memory for what is remembered
+        throw;
+    }
 }
