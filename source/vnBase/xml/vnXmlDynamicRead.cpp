@@ -55,7 +55,8 @@ public:
     }
 
 protected:
-    /// Elements and comments, with space behind each, as far as they go.
+    /// Elements and comments, with space behind each, up to the end tag. What is not read so far as that is
+    /// no value: one that is told would lack what follows.
     bool readItems()
     {
         const vnParserTakeover takeover(*this, m_outer);
@@ -67,8 +68,10 @@ protected:
             vnParseResult result = XML_read_39();
             if (result == VN_PARSE_NO_MATCH)
                 result = XML_read_15();
-            if (result != VN_PARSE_OK)
-                return result == VN_PARSE_NO_MATCH;
+            if (result == VN_PARSE_NO_MATCH)
+                return vnXmlReader(*this).run(&vnXmlReader::readValueEnd) == VN_PARSE_OK;
+            if (result == VN_PARSE_ERROR)
+                return false;
         }
     }
     unsigned char fail(const char* error)

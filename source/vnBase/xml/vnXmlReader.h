@@ -144,6 +144,9 @@ public:
     /// S, then CharData or CDSect, whose text goes to `text`.
     vnParseResult readValueText(unsigned int mode, vnDynamicArray<char>& text, bool& isCDATA);
 
+    /// Takes nothing, where an end tag follows; anything else is a fault.
+    vnParseResult readValueEnd();
+
 private:
     using Mark = vnXmlInput::Mark;
     using Level = vnXmlSax::Level;

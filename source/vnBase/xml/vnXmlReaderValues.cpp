@@ -46,3 +46,11 @@ vnParseResult vnXmlReader::readValueText(unsigned int mode, vnDynamicArray<char>
         m_input.accept("]]>"); // which is there
     return VN_PARSE_OK;
 }
+
+vnParseResult vnXmlReader::readValueEnd()
+{
+    if (m_input.isNext("</"))
+        return VN_PARSE_OK;
+    m_input.need();
+    return VN_XML_FAULT();
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlSax.h>
 
+#include "lex/vnParserCursor.h"
 #include "vnXmlInput.h"
 #include "vnXmlLevel.h"
 
@@ -313,7 +314,15 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     const vnXmlInput::Encoding encoding(*this);
     const auto end = [&]
     {
-        setAdapter(nullptr);
+        try
+        {
+            setAdapter(nullptr);
+        }
+        catch (...)
+        {
+            vnParserCursor(*this).dropInput(); // out of memory for what is remembered
+            throw;
+        }
         encoding.restore(*this);
     };
     try
@@ -337,7 +346,8 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     }
     catch (...)
     {
-        end();
+        vnParserCursor(*this).dropInput(); // which takes no memory
+        encoding.restore(*this);
         throw;
     }
     end();
