@@ -298,8 +298,9 @@ TEST(vnXmlDynamicType, TellsValuesWithinADocument)
     // All that is remembered is there again behind an array, and so is the place.
     const std::string array = "<vnDyn type='array'>\n<vnDyn>a</vnDyn><!-- - -->\n</vnDyn>";
     EXPECT_EQ(vnRecord("<x>" + array + "y</x>", VN_XML_ELEMENT_CONTENTS),
-              "2 ElementContents [vnDyn] [\n<vnDyn>a</vnDyn><!-- - -->\n]\n1 ElementContents [x] [" + array +
-                  "y]\n");
+              "2 DynamicType [array] []\n2 ElementContents [vnDyn] [\n<vnDyn>a</vnDyn><!-- - -->\n]\n1 "
+              "ElementContents [x] [" +
+                  array + "y]\n");
     const Told faulty("<x>" + array + "\n  <y/ ></x>");
     EXPECT_EQ(faulty.getLine(), 3u);
     EXPECT_EQ(faulty.values.size(), 1u);

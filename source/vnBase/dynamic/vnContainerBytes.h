@@ -29,9 +29,9 @@ struct Attribute
     }
 };
 
-/// Calls `use` with each attribute. Answers false when the bytes end before the end of the last one, which may
-/// have been told then. Bytes that don't begin with the magic word are a container without attributes. Of a
-/// name that no string holds the last bytes count.
+/// Calls `use` with each attribute. Answers false when the bytes end before the end of the last one, which
+/// may have been told then. Bytes that don't begin with the magic word are a container without attributes. Of
+/// a name that no string holds the last bytes count.
 template <class Use>
 bool walk(const unsigned char* begin, const unsigned char* end, const Use& use)
 {
