@@ -29,25 +29,6 @@ public:
 
     static Decoded decode(const unsigned char* next, const unsigned char* end) noexcept;
 
-    /// How a parser reads characters, as it is now.
-    class Encoding
-    {
-    public:
-        explicit Encoding(const vnBasicParser& parser)
-            : m_lexer(parser.m_lexer), m_isDetected(parser.m_isDetected)
-        {
-        }
-        void restore(vnBasicParser& parser) const
-        {
-            parser.m_lexer = m_lexer;
-            parser.m_isDetected = m_isDetected;
-        }
-
-    private:
-        vnSerializeLex m_lexer;
-        bool m_isDetected;
-    };
-
     /// A place in the input.
     struct Mark
     {

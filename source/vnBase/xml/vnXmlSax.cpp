@@ -311,7 +311,7 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
         return;
     const vnRefPointer<vnSerializeAdapter> held(adapter);
     // What this document says of its encoding is not for the next one, which has a mark of its own.
-    const vnXmlInput::Encoding encoding(*this);
+    const vnParserCursor::Encoding encoding(*this);
     const auto end = [&]
     {
         try
