@@ -211,9 +211,13 @@ void dropObjects(vnSerializeAdapter& adapter)
             static_cast<vnObject*>(instance.get())->removeAllUserData();
 }
 
-vnDynamicType readValue(XmlAttributeReader& reader, const void* data, unsigned int size, unsigned char* ok)
+vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsigned char* ok,
+                        unsigned char dynOnly)
 {
     vnTextAdapter adapter(data, size);
+    XmlAttributeReader reader(dynOnly);
+    if (isWide)
+        reader.useUnicode(1, 0);
     reader.read(&adapter);
     dropObjects(adapter);
     if (ok)
@@ -506,23 +510,19 @@ vnParseResult vnXmlSax::XML_read_93()
 
 vnDynamicType vnXml2DynamicType(const vnArray<unsigned char>& data, unsigned char* ok, unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    return readValue(reader, data.data(), data.getSize(), ok);
+    return readValue(data.data(), data.getSize(), false, ok, dynOnly);
 }
 
 vnDynamicType vnXml2DynamicType(const char* text, unsigned int length, unsigned char* ok,
                                 unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    return readValue(reader, text, text ? length : 0, ok);
+    return readValue(text, text ? length : 0, false, ok, dynOnly);
 }
 
 vnDynamicType vnXml2DynamicType(const char16_t* text, unsigned int length, unsigned char* ok,
                                 unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    reader.useUnicode(1, 0);
-    return readValue(reader, text, text ? vnCheckedSize(length, sizeof *text) : 0, ok);
+    return readValue(text, text ? vnCheckedSize(length, sizeof *text) : 0, true, ok, dynOnly);
 }
 
 vnDynamicType vnDynamicType::fromXML(const vnString& text, unsigned char* ok, unsigned char dynOnly)

@@ -293,17 +293,17 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
     if (!adapter)
         return;
     const vnRefPointer<vnSerializeAdapter> held(adapter);
-    setAdapter(adapter);
-    if (!hasProgressMessage())
-        setProgressMessage("Reading XML data from %s", adapter->getURL());
-    m_level = 0;
-    m_flags = static_cast<unsigned char>(
-        (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
-        VN_FLAG_NOTIFYING);
-    m_documentBegin = getTokenPos();
-    m_idleNotifications = 0;
     try
     {
+        setAdapter(adapter);
+        if (!hasProgressMessage())
+            setProgressMessage("Reading XML data from %s", adapter->getURL());
+        m_level = 0;
+        m_flags = static_cast<unsigned char>(
+            (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
+            VN_FLAG_NOTIFYING);
+        m_documentBegin = getTokenPos();
+        m_idleNotifications = 0;
         if (XML_read_01() == VN_PARSE_OK)
             reportProgress(1);
     }
