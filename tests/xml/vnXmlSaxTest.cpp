@@ -594,7 +594,8 @@ TEST(vnXmlSax, OffersEveryProduction)
         {&vnXmlSax::XML_read_88, "\xD9\xA0", 1},
         {&vnXmlSax::XML_read_89, "\xC2\xB7", 1},
         {&vnXmlSax::XML_read_Test_ETag, "<a>", 0},
-        {&vnXmlSax::XML_read_91, "x<", 1},
+        {&vnXmlSax::XML_read_91, "x</a>", 1},
+        {&vnXmlSax::XML_read_93, "x", 0},
     };
     for (const Row& row : rows)
     {

@@ -90,7 +90,7 @@ public:
     using ItemParser::ItemParser;
 
     // What has no index goes behind the elements that `size` promised, too.
-    bool read(const vnString& size, vnDynamicType& value)
+    bool readElements(const vnString& size, vnDynamicType& value)
     {
         if (!takeNumber(size, m_size) || !readItems() || !hasRoomFor(m_size))
             return false;
@@ -151,7 +151,7 @@ class DynamicContainerParser : public ItemParser
 public:
     using ItemParser::ItemParser;
 
-    bool read(vnDynamicType& value)
+    bool readAttributes(vnDynamicType& value)
     {
         if (!readItems())
             return false;
@@ -211,9 +211,13 @@ void dropObjects(vnSerializeAdapter& adapter)
             static_cast<vnObject*>(instance.get())->removeAllUserData();
 }
 
-vnDynamicType readValue(XmlAttributeReader& reader, const void* data, unsigned int size, unsigned char* ok)
+vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsigned char* ok,
+                        unsigned char dynOnly)
 {
     vnTextAdapter adapter(data, size);
+    XmlAttributeReader reader(dynOnly);
+    if (isWide)
+        reader.useUnicode(1, 0);
     reader.read(&adapter);
     dropObjects(adapter);
     if (ok)
@@ -221,15 +225,24 @@ vnDynamicType readValue(XmlAttributeReader& reader, const void* data, unsigned i
     return std::move(reader.result);
 }
 
-template <class Parser, class... Args>
-vnParseResult readItems(vnXmlSax& sax, vnDynamicType& value, const Args&... args)
+// What the parser found behind the items is not told to the reader yet.
+vnParseResult finish(vnXmlSax& sax, const ItemParser& parser, bool isRead)
 {
-    Parser parser(sax);
-    if (parser.read(args..., value))
-        return VN_PARSE_OK;
-    if (parser.hasError()) // that it found behind the items
+    if (!isRead && parser.hasError())
         sax.setError("%s", parser.getError());
-    return VN_PARSE_ERROR;
+    return isRead ? VN_PARSE_OK : VN_PARSE_ERROR;
+}
+
+vnParseResult readArray(vnXmlSax& sax, vnDynamicType& value)
+{
+    DynamicArrayParser parser(sax);
+    return finish(sax, parser, parser.readElements(sax.getCurrentAttribute("size"), value));
+}
+
+vnParseResult readContainer(vnXmlSax& sax, vnDynamicType& value)
+{
+    DynamicContainerParser parser(sax);
+    return finish(sax, parser, parser.readAttributes(value));
 }
 
 bool isVector(vnDynamicTag tag) noexcept
@@ -433,9 +446,9 @@ vnParseResult vnXmlDynamicTypeInterface_builtin::read(vnXmlSax* sax, const vnStr
                                                       vnDynamicType& value)
 {
     if (vnIsDynamicTag(type, VN_TAG_ARRAY))
-        return readItems<DynamicArrayParser>(*sax, value, sax->getCurrentAttribute("size"));
+        return readArray(*sax, value);
     if (vnIsDynamicTag(type, VN_TAG_CONT))
-        return readItems<DynamicContainerParser>(*sax, value);
+        return readContainer(*sax, value);
     for (const vnDynamicTag tag : {VN_TAG_STR, VN_TAG_NUM, VN_TAG_LLNUM, VN_TAG_VOID, VN_TAG_GUID,
                                    VN_TAG_VEC2, VN_TAG_VEC3, VN_TAG_VEC4, VN_TAG_ERROR})
         if (vnIsDynamicTag(type, tag))
@@ -506,23 +519,19 @@ vnParseResult vnXmlSax::XML_read_93()
 
 vnDynamicType vnXml2DynamicType(const vnArray<unsigned char>& data, unsigned char* ok, unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    return readValue(reader, data.data(), data.getSize(), ok);
+    return readValue(data.data(), data.getSize(), false, ok, dynOnly);
 }
 
 vnDynamicType vnXml2DynamicType(const char* text, unsigned int length, unsigned char* ok,
                                 unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    return readValue(reader, text, text ? length : 0, ok);
+    return readValue(text, text ? length : 0, false, ok, dynOnly);
 }
 
 vnDynamicType vnXml2DynamicType(const char16_t* text, unsigned int length, unsigned char* ok,
                                 unsigned char dynOnly)
 {
-    XmlAttributeReader reader(dynOnly);
-    reader.useUnicode(1, 0);
-    return readValue(reader, text, text ? vnCheckedSize(length, sizeof *text) : 0, ok);
+    return readValue(text, text ? vnCheckedSize(length, sizeof *text) : 0, true, ok, dynOnly);
 }
 
 vnDynamicType vnDynamicType::fromXML(const vnString& text, unsigned char* ok, unsigned char dynOnly)
