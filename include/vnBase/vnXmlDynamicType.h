@@ -119,6 +119,7 @@ class VN_BASE_API vnXmlDynamicTypeInterface_builtin : public vnXmlDynamicTypeInt
 {
 public:
     VN_TYPE(vnXmlDynamicTypeInterface_builtin)
+    ~vnXmlDynamicTypeInterface_builtin() noexcept(false) override;
     vnParseResult read(vnXmlSax* sax, const vnString& type, vnDynamicType& value) override;
 
     /// A damaged container, and values nested deeper than `vnXmlSax::getMaxValueDepth`, set the error of the
@@ -133,6 +134,7 @@ class VN_BASE_API vnXmlObjectInterface_builtin : public vnXmlObjectInterface
 {
 public:
     VN_TYPE(vnXmlObjectInterface_builtin)
+    ~vnXmlObjectInterface_builtin() noexcept(false) override;
     vnParseResult read(vnXmlSax* sax, const vnString& type, vnRefPointer<vnObject>& object) override;
     void write(vnXmlSax* sax, const vnObject* object) override;
 };

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # usage: vnCommandsTest.sh VN FOLDER
-# Runs the commands of vn and compares what they print and how they end.
+# Runs the commands of vn in a folder of its own below FOLDER, and compares what they print and how they end.
 set -uo pipefail
 export LC_ALL=C
-vn=$1
-rm -rf "$2" && mkdir -p "$2" && cd "$2" || exit 1
+vn=$(realpath "$1") || exit 1
+work=$2/vnCommandsTest
+rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0
 
 # check WHAT EXIT-CODE EXPECTED-OUTPUT ARGUMENTS...: standard output must be exactly this, and a failure says why on

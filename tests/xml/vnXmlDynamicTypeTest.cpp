@@ -32,6 +32,12 @@ vnDynamicType containerOf(std::initializer_list<std::pair<const char*, vnDynamic
     return vnDynamicTypeCustom<Container>(container);
 }
 
+// Only of a class without heirs a container may know how to destroy it.
+struct HeldObject final : vnRefPointer<vnObject>
+{
+    using vnRefPointer<vnObject>::vnRefPointer;
+};
+
 /// Collects what is told of values, objects and custom data, and the error.
 class Told : public vnXmlSax
 {
@@ -46,7 +52,7 @@ public:
     }
 
     std::vector<vnDynamicType> values;
-    std::vector<vnRefPointer<vnObject>> objects;
+    std::vector<HeldObject> objects;
     std::string log;
 
     unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override

@@ -225,9 +225,10 @@ TEST(vnXmlSaxWrite, TakesTimeThatGrowsWithTheText)
                                                         {bracketed + "]]>", 32000 * 7 + 6}};
     const auto start = std::chrono::steady_clock::now();
     for (const std::string& beginning : beginnings)
-        for (const auto& [text, size] : rows)
-            EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCharData(stringOf(beginning + text)); }).size(),
-                      beginning.size() + size);
+        for (const auto& row : rows)
+            EXPECT_EQ(
+                written([&](vnXmlSax& sax) { sax.writeCharData(stringOf(beginning + row.first)); }).size(),
+                beginning.size() + row.second);
     // It takes milliseconds.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
 }

@@ -19,6 +19,9 @@ vnType vnXmlDynamicTypeInterface_builtin::s_type(vnXmlDynamicTypeInterface::getC
 vnType vnXmlObjectInterface_builtin::s_type(vnXmlObjectInterface::getClassType(),
                                             "vnXmlObjectInterface_builtin");
 
+vnXmlDynamicTypeInterface_builtin::~vnXmlDynamicTypeInterface_builtin() noexcept(false) = default;
+vnXmlObjectInterface_builtin::~vnXmlObjectInterface_builtin() noexcept(false) = default;
+
 namespace
 {
 // An object that is never destroyed, since other statics may read and write late. It holds itself.
