@@ -66,8 +66,9 @@ struct vnLexTokenData
 /// Bytes that a token did not need are left to the adapter, or given back to it, so that others can go on
 /// where the token ended.
 ///
-/// The input ends where the adapter has nothing: for a source that is still being written to, such as a pipe,
-/// that is where its writer pauses, and a token may be cut there.
+/// The input ends where the adapter has no more (`hasData`), whatever its length tells: a pipe is read to its
+/// end, and waited for while its writer pauses. Of a source that may still get data and answers without
+/// waiting, the end is where it has none now, and a token may be cut there.
 ///
 /// Memory: a token takes what its bytes take. `setMaxScanTokens` bounds what is read from a stream from
 /// outside. Exhausted memory throws `std::bad_alloc`.
@@ -264,7 +265,6 @@ private:
     bool hasCharacter(vnSerializeAdapter& adapter) const;
     void detect(vnSerializeAdapter& adapter);
     bool detectUnicode(vnSerializeAdapter& adapter);
-    void detectUtf8(vnSerializeAdapter& adapter);
     Raw encode(char16_t character) const noexcept;
     static void warnOfFault();
     char16_t readCharacter(vnSerializeAdapter& adapter, Raw& raw);
