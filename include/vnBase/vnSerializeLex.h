@@ -81,7 +81,8 @@ public:
     vnSerializeLex(const vnSerializeLex&) = default;
     vnSerializeLex& operator=(const vnSerializeLex&) = default;
 
-    /// Reads the next token.
+    /// Reads the next token. When the source throws, or what else is called meanwhile, the bytes of the token
+    /// are given back first.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Writes the current token: a character as one byte, an identifier or a string as its text without

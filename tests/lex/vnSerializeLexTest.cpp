@@ -337,7 +337,7 @@ TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
         const Throwing throwing;
         EXPECT_THROW(lex.read(&adapter), int);
     }
-    lex.pushBack(&adapter);
+    EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
     EXPECT_EQ(allOf(adapter), "ab\xC3(c");
 }
 
@@ -365,6 +365,20 @@ TEST(vnSerializeLex, LosesNothingWhenItsSourceThrows)
             }
         EXPECT_EQ(characters, u"a\x20AC");
     }
+    vnSerializeLex lex;
+    FailingAdapter adapter("alpha beta");
+    lex.setMaxScanTokens(10);
+    std::string tokens;
+    for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
+        try
+        {
+            lex.read(&adapter);
+            tokens += tokenText(lex) + "|";
+        }
+        catch (int)
+        {
+        }
+    EXPECT_EQ(tokens, "ialpha|w32|ibeta|");
 }
 
 TEST(vnSerializeLex, ReadsWhatIsThereWhateverTheLengthTells)
