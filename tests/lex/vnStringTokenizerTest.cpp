@@ -41,6 +41,10 @@ TEST(vnStringTokenizer, ReadsWhatIsPutInFront)
                            "a"));
     EXPECT_EQ(wide.getTokenData(1).data, vnDynamicType("\xE2\x82\xAC"
                                                        "ab"));
+    wide.pushBack(vnString("a\xE9"
+                           "b")); // no UTF-8
+    EXPECT_EQ(wide.getTokenData(1).data, vnDynamicType("a\xC3\xA9"
+                                                       "b"));
 }
 
 TEST(vnStringTokenizer, MakesAnArrayOfTokens)
