@@ -8,7 +8,7 @@
 
 #include <cstring>
 
-/// The kinds of tokens: single bits, so that a token can be tested against a mask.
+/// The kinds of tokens: single bits, so that a token can be tested against a mask of some, joined with `|`.
 enum vnLexDataType : unsigned int
 {
     VN_LEX_NONE = 0,             // no token: the end of the input
@@ -24,6 +24,11 @@ enum vnLexDataType : unsigned int
     VN_LEX_ERROR = 0x200,        // a code of `vnLexError`
     VN_LEX_SET = 0x400           // the text between square brackets
 };
+
+constexpr vnLexDataType operator|(vnLexDataType left, vnLexDataType right) noexcept
+{
+    return static_cast<vnLexDataType>(static_cast<unsigned int>(left) | right);
+}
 
 /// Bits of the adapter flags by which the readers of a stream tell each other what its mark said.
 enum : vnUInt64
