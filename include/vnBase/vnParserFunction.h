@@ -165,7 +165,7 @@ public:
     /// Opens a section of the profiler for each rule and function.
     void setPerformance(unsigned char enable) noexcept { m_grammar.setPerformance(enable); }
 
-    /// How deep rules and groups may call each other.
+    /// How deep rules and groups may call each other; 1000 at the start.
     void setMaxDepth(unsigned int depth) noexcept { m_grammar.setMaxDepth(depth); }
     unsigned int getMaxDepth() const noexcept { return m_grammar.getMaxDepth(); }
 

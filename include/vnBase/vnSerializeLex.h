@@ -8,7 +8,7 @@
 
 #include <cstring>
 
-/// The kinds of tokens: single bits, so that a token can be tested against a mask.
+/// The kinds of tokens: single bits, so that a token can be tested against a mask of some, joined with `|`.
 enum vnLexDataType : unsigned int
 {
     VN_LEX_NONE = 0,             // no token: the end of the input
@@ -24,6 +24,11 @@ enum vnLexDataType : unsigned int
     VN_LEX_ERROR = 0x200,        // a code of `vnLexError`
     VN_LEX_SET = 0x400           // the text between square brackets
 };
+
+constexpr vnLexDataType operator|(vnLexDataType left, vnLexDataType right) noexcept
+{
+    return static_cast<vnLexDataType>(static_cast<unsigned int>(left) | right);
+}
 
 /// Bits of the adapter flags by which the readers of a stream tell each other what its mark said.
 enum : vnUInt64
@@ -66,8 +71,9 @@ struct vnLexTokenData
 /// Bytes that a token did not need are left to the adapter, or given back to it, so that others can go on
 /// where the token ended.
 ///
-/// The input ends where the adapter has nothing: for a source that is still being written to, such as a pipe,
-/// that is where its writer pauses, and a token may be cut there.
+/// The input ends where the adapter has no more (`hasData`), whatever its length tells: a pipe is read to its
+/// end, and waited for while its writer pauses. Of a source that may still get data and answers without
+/// waiting, the end is where it has none now, and a token may be cut there.
 ///
 /// Memory: a token takes what its bytes take. `setMaxScanTokens` bounds what is read from a stream from
 /// outside. Exhausted memory throws `std::bad_alloc`.
@@ -80,7 +86,8 @@ public:
     vnSerializeLex(const vnSerializeLex&) = default;
     vnSerializeLex& operator=(const vnSerializeLex&) = default;
 
-    /// Reads the next token.
+    /// Reads the next token. When the source throws, or what else is called meanwhile, the bytes of the token
+    /// are given back first.
     void read(vnSerializeAdapter* adapter) override;
 
     /// Writes the current token: a character as one byte, an identifier or a string as its text without
@@ -264,7 +271,6 @@ private:
     bool hasCharacter(vnSerializeAdapter& adapter) const;
     void detect(vnSerializeAdapter& adapter);
     bool detectUnicode(vnSerializeAdapter& adapter);
-    void detectUtf8(vnSerializeAdapter& adapter);
     Raw encode(char16_t character) const noexcept;
     static void warnOfFault();
     char16_t readCharacter(vnSerializeAdapter& adapter, Raw& raw);

@@ -27,7 +27,8 @@ public:
 
     unsigned char hasData(unsigned int count = 1);
 
-    /// Gives the current token back, or puts a text in front of what is still to be read.
+    /// Gives the current token back, or puts a text in front of what is still to be read. In 16-bit mode it
+    /// is taken as UTF-8, and one that is not as a character a byte.
     void pushBack();
     void pushBack(const vnString& text);
     using vnSerializeLex::pushBack;

@@ -3,6 +3,7 @@
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnProgress.h>
+#include <vnBase/vnSerializeAdapterBase64Encoder.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
@@ -92,11 +93,21 @@ TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
         EXPECT_EQ(parser.skipToEOL(), VN_PARSE_OK);
         EXPECT_EQ(parser.getTokenPos(), 0u);
     }
-    Parsed wide(std::string("\xFF\xFE\x41\0\x42\0", 6));
-    EXPECT_TRUE(wide.hasData());
-    EXPECT_EQ(wide.getNextToken(1), 'A');
-    EXPECT_EQ(wide.getNextToken(1), 'B');
-    EXPECT_FALSE(wide.hasData());
+    // Whether the length tells all there is, less, or more, as for the padding of base64.
+    for (vnSerializeAdapter* adapter : std::initializer_list<vnSerializeAdapter*>{
+             new TextAdapter(std::string("\xFF\xFE\x41\0\x42\0\x43", 7)),
+             new VagueAdapter(std::string("\xFF\xFE\x41\0\x42\0\x43", 7)),
+             new vnSerializeAdapterBase64Encoder(new TextAdapter("//5BAEIAQw=="))})
+    {
+        vnBasicParser wide;
+        wide.setAdapter(adapter);
+        EXPECT_TRUE(wide.hasData());
+        EXPECT_EQ(wide.getNextToken(1), 'A');
+        EXPECT_EQ(wide.checkTokens(u"B", 1, 0), 1);
+        EXPECT_FALSE(wide.hasData());
+        EXPECT_EQ(wide.checkTokens(u"C", 1, 0), 0);
+        EXPECT_EQ(wide.getTokenPos(), 2u);
+    }
 }
 
 TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)

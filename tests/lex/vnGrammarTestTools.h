@@ -5,6 +5,7 @@
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -65,6 +66,16 @@ private:
     std::vector<unsigned char> m_window;
     const unsigned char* m_end = nullptr; // of what was read into the window
     std::size_t m_at = 0;
+};
+
+/// Tells a length of 1 while there are bytes, as one does that knows of the next one only.
+class VagueAdapter : public PieceAdapter
+{
+public:
+    explicit VagueAdapter(const std::string& text) : PieceAdapter(text, 0) {}
+
+protected:
+    unsigned int length_imp() override { return std::min(PieceAdapter::length_imp(), 1u); }
 };
 
 /// An adapter over a copy of the text.

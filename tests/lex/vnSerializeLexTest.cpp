@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include "vnGrammarTestTools.h"
 #include "vnLexTestTools.h"
 
 #include <vnBase/vnMessage.h>
+#include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterMux.h>
 
 #include <gtest/gtest.h>
 
@@ -334,7 +337,7 @@ TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
         const Throwing throwing;
         EXPECT_THROW(lex.read(&adapter), int);
     }
-    lex.pushBack(&adapter);
+    EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
     EXPECT_EQ(allOf(adapter), "ab\xC3(c");
 }
 
@@ -362,16 +365,56 @@ TEST(vnSerializeLex, LosesNothingWhenItsSourceThrows)
             }
         EXPECT_EQ(characters, u"a\x20AC");
     }
+    vnSerializeLex lex;
+    FailingAdapter adapter("alpha beta");
+    lex.setMaxScanTokens(10);
+    std::string tokens;
+    for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
+        try
+        {
+            lex.read(&adapter);
+            tokens += tokenText(lex) + "|";
+        }
+        catch (int)
+        {
+        }
+    EXPECT_EQ(tokens, "ialpha|w32|ibeta|");
 }
 
-TEST(vnSerializeLex, EndsWhereASourceCanNotTellItsLength)
+TEST(vnSerializeLex, ReadsWhatIsThereWhateverTheLengthTells)
 {
+    const std::pair<std::string, std::string> texts[] = {
+        {"ab c", "iab|w32|ic"},
+        {"\xEF\xBB\xBF\xC3\xA9", "i\xC3\xA9"},
+        {"\xEF\xBB", "i\xEF\xBB"},
+        {std::string("\xFF\xFE"
+                     "a\0 \0b\0",
+                     8),
+         "ia|w32|ib"},
+        {std::string("\xFE\xFF\0a\0b\0", 7), "iab"}, // half a character is none
+    };
+    for (const auto& [text, tokens] : texts)
+    {
+        vnSerializeLex lex(1, 1);
+        VagueAdapter vague(text);
+        EXPECT_EQ(tokensOf(lex, vague), tokens);
+        vnSerializeLex ended(1, 1);
+        vnSerializeAdapterMux channel; // which tells none then
+        channel.write(reinterpret_cast<const unsigned char*>(text.data()),
+                      static_cast<unsigned int>(text.size()));
+        channel.setActive(0);
+        EXPECT_EQ(tokensOf(ended, channel), tokens);
+    }
     vnSerializeLex lex;
-    EndlessAdapter adapter("abc");
-    lex.read(&adapter);
-    EXPECT_EQ(lex.getDataType(), VN_LEX_NONE);
-    EXPECT_TRUE(lex.hasLexToken(&adapter)); // while single characters can be read
-    EXPECT_EQ(lex.getLexToken(&adapter), u'a');
+    EndlessAdapter endless("abc"); // till it gives an error
+    EXPECT_EQ(tokensOf(lex, endless), "iabc");
+
+    // With the padding the last group counts as three bytes.
+    vnSerializeAdapterBase64Encoder decoder(new TextAdapter("//5BAEIAQw=="));
+    vnSerializeLex wide(1, 1);
+    EXPECT_EQ(tokensOf(wide, decoder), "iAB");
+    EXPECT_FALSE(wide.hasLexToken(&decoder));
+    EXPECT_EQ(allOf(decoder), "C");
 }
 
 TEST(vnSerializeLex, CopiesItsToken)

@@ -41,6 +41,10 @@ TEST(vnStringTokenizer, ReadsWhatIsPutInFront)
                            "a"));
     EXPECT_EQ(wide.getTokenData(1).data, vnDynamicType("\xE2\x82\xAC"
                                                        "ab"));
+    wide.pushBack(vnString("a\xE9"
+                           "b")); // no UTF-8
+    EXPECT_EQ(wide.getTokenData(1).data, vnDynamicType("a\xC3\xA9"
+                                                       "b"));
 }
 
 TEST(vnStringTokenizer, MakesAnArrayOfTokens)
@@ -54,7 +58,7 @@ TEST(vnStringTokenizer, MakesAnArrayOfTokens)
     const vnDynamicType interned(vnString(vnUniqueString("set")));
     EXPECT_FALSE(vnSerializeLex::checkLexToken(tokens, 0, VN_LEX_IDENTIFIER, interned));
     vnDynamicType value;
-    EXPECT_TRUE(vnSerializeLex::checkLexToken(tokens, 2, VN_LEX_INTEGER, &value));
+    EXPECT_TRUE(vnSerializeLex::checkLexToken(tokens, 2, VN_LEX_INTEGER | VN_LEX_REAL, &value));
     EXPECT_EQ(value.getNumber(), 5.0);
     EXPECT_TRUE(vnSerializeLex::checkLexToken(tokens, 1, VN_LEX_IDENTIFIER, nullptr));
     EXPECT_FALSE(vnSerializeLex::checkLexToken(tokens, 3, VN_LEX_IDENTIFIER, &value));

@@ -274,6 +274,24 @@ TEST(vnSerializeAdapter, ProbesByReadingAndPuttingBack)
     EXPECT_FALSE(memory.hasData(10));
     EXPECT_EQ(memory.getError(), "Memory Adapter read beyond end");
     EXPECT_EQ(readAll(memory, 3), "abc");
+
+    class Flaky : public Source
+    {
+    public:
+        using Source::Source;
+        unsigned int m_left = 3; // to the failure
+
+    protected:
+        using vnSerializeAdapter::read_imp;
+        unsigned char read_imp() override { return m_left-- > 0 ? Source::read_imp() : throw 1; }
+    };
+    for (const unsigned int count : {7u, 70000u})
+    {
+        Flaky flaky("abcdef");
+        pushBack(flaky, "-");
+        EXPECT_THROW(flaky.hasData(count + 1), int);
+        EXPECT_EQ(readAll(flaky, 7), "-abcdef") << count;
+    }
 }
 
 TEST(vnSerializeAdapter, ProbesForMoreThanTheMachineHasWithoutTakingThatMuch)

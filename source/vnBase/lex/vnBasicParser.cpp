@@ -274,8 +274,8 @@ unsigned char vnBasicParser::checkTokens(const char16_t* text, unsigned int coun
         return 0;
     for (unsigned int i = 0; i < count; ++i)
     {
-        // The bytes may be fewer characters than are compared.
-        if (i > 0 && !hasData())
+        // The bytes may be fewer characters than are compared, and an estimate may be of half a character.
+        if ((i > 0 || m_lexer.isUnicode()) && !hasData())
         {
             pushBackTokens(i);
             return 0;

@@ -17,6 +17,19 @@ unsigned int digitOf(char16_t c)
 
 void vnLexMachine::run()
 {
+    try
+    {
+        readToken();
+    }
+    catch (...)
+    {
+        m_lex.pushBack(&m_adapter); // half a token would be another one
+        throw;
+    }
+}
+
+void vnLexMachine::readToken()
+{
     m_lex.m_text.clear();
     if ((m_lex.m_options & VN_LEX_PENDING) && m_lex.hasCharacter(m_adapter))
         m_lex.detect(m_adapter);

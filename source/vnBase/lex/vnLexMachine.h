@@ -13,10 +13,12 @@ public:
     {
     }
 
-    /// Reads a token into the reader, whose token is empty.
+    /// Reads a token into the reader, whose token is empty. On an exception it gives the bytes back.
     void run();
 
 private:
+    void readToken();
+
     enum State : unsigned char
     {
         START,

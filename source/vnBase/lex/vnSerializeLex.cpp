@@ -3,6 +3,8 @@
 
 #include "core/vnUtfScan.h"
 #include "serialize/vnAdapterWindow.h"
+#include "serialize/vnDelivery.h"
+#include "serialize/vnReadClaimed.h"
 #include "vnLexClass.h"
 #include "vnLexMachine.h"
 
@@ -13,29 +15,76 @@
 
 namespace
 {
-constexpr unsigned char utf8Mark[3] = {0xEF, 0xBB, 0xBF};
-constexpr unsigned int VN_MARK_LITTLE = 0xFFFE; // as a big-endian reader sees it
-constexpr unsigned int VN_MARK_BIG = 0xFEFF;
-
-// Answers whether there are so many bytes: a length may be an estimate. Of fewer, and of a source that
-// throws, none is lost.
-bool readMark(vnSerializeAdapter& adapter, unsigned char* mark, unsigned int size)
+struct Mark
 {
-    unsigned int count = 0;
-    try
+    unsigned char bytes[3];
+    unsigned int size;
+};
+constexpr Mark littleMark{{0xFF, 0xFE, 0}, 2};
+constexpr Mark bigMark{{0xFE, 0xFF, 0}, 2};
+constexpr Mark utf8Mark{{0xEF, 0xBB, 0xBF}, 3};
+
+// Takes the mark when it comes next. Its bytes are asked for one by one, since a length may tell more or less
+// than there is; behind a byte that is none of it nothing is waited for.
+bool takeMark(vnSerializeAdapter& adapter, const Mark& mark)
+{
+    const unsigned char* next = vnAdapterWindow::next(adapter);
+    if (next != vnAdapterWindow::end(adapter) && *next != mark.bytes[0])
+        return false;
+    unsigned char bytes[sizeof mark.bytes];
+    bool isMark = true;
+    const auto read = [&](unsigned int& done)
     {
-        for (; count < size && adapter.hasData(); ++count)
-            mark[count] = adapter.read();
-    }
-    catch (...)
-    {
-        vnAdapterWindow::unread(adapter, mark, count);
-        throw;
-    }
-    if (count == size)
+        while (isMark && done < mark.size && adapter.hasData())
+        {
+            bytes[done] = adapter.read();
+            isMark = bytes[done] == mark.bytes[done];
+            ++done;
+        }
+    };
+    const unsigned int count = vnDeliver(adapter, bytes, 0, read);
+    if (isMark && count == mark.size)
         return true;
-    vnAdapterWindow::unread(adapter, mark, count);
+    vnAdapterWindow::unread(adapter, bytes, count);
     return false;
+}
+
+// Whether a byte comes next. A source that says so and tells no length may have come to its end, and gives
+// none then.
+bool hasByte(vnSerializeAdapter& adapter)
+{
+    if (vnAdapterWindow::held(adapter) > 0)
+        return true;
+    if (!adapter.hasData())
+        return false;
+    if (adapter.length() > 0)
+        return true;
+    unsigned char byte = 0;
+    const unsigned int count = vnReadSome(adapter, &byte, 0);
+    vnAdapterWindow::unread(adapter, &byte, count);
+    return count > 0;
+}
+
+// Whether two bytes come next. A probe for both would be an error where there is one, and neither an estimate
+// nor a length of what is at hand tells of the second.
+bool hasUnit(vnSerializeAdapter& adapter)
+{
+    if (vnAdapterWindow::held(adapter) >= 2)
+        return true;
+    if (!hasByte(adapter))
+        return false;
+    if (adapter.length() >= 2 && !vnAdapterWindow::estimates(adapter))
+        return true;
+    unsigned char first = 0;
+    bool hasSecond = false;
+    const auto ask = [&](unsigned int& done)
+    {
+        first = adapter.read();
+        done = 1;
+        hasSecond = adapter.hasData();
+    };
+    vnAdapterWindow::unread(adapter, &first, vnDeliver(adapter, &first, 0, ask));
+    return hasSecond;
 }
 
 unsigned char encodeUtf8(char16_t c, unsigned char* to)
@@ -78,12 +127,12 @@ void vnSerializeLex::write(vnSerializeAdapter* adapter)
     {
         if ((m_options & VN_LEX_UNICODE) && (m_options & VN_LEX_DETECT_UNICODE))
         {
-            const Raw mark = encode(VN_MARK_BIG);
+            const Mark& mark = m_options & VN_LEX_BIG_ENDIAN ? bigMark : littleMark;
             adapter->write(mark.bytes, mark.size);
         }
         // Also behind the 16-bit mark: what was asked to be detected is written, and nobody asks for both.
         if (m_options & VN_LEX_DETECT_UTF8)
-            adapter->write(utf8Mark, sizeof utf8Mark);
+            adapter->write(utf8Mark.bytes, utf8Mark.size);
         m_options &= ~VN_LEX_PENDING;
     }
     keepValue();
@@ -146,8 +195,7 @@ unsigned char vnSerializeLex::hasLexToken(vnSerializeAdapter* adapter)
             return 0;
         detect(*adapter);
     }
-    // A probe for two bytes would be an error where one is left. A source of unknown length tells none.
-    return adapter->hasData() && !(isUnicode() && adapter->length() == 1);
+    return isUnicode() ? hasUnit(*adapter) : adapter->hasData();
 }
 
 vnString vnSerializeLex::getScannedBuffer() const
@@ -337,13 +385,10 @@ void vnSerializeLex::setInteger(vnUInt64 magnitude, bool isNegative) noexcept
 }
 
 // Half a character is none: with a single byte left of 16-bit text, or of what may be read of it, the text
-// ends. A length alone does not tell that there is one: it may be an estimate.
+// ends.
 bool vnSerializeLex::hasCharacter(vnSerializeAdapter& adapter) const
 {
-    const unsigned int size = getTokenSize();
-    const auto open =
-        static_cast<std::size_t>(vnAdapterWindow::end(adapter) - vnAdapterWindow::next(adapter));
-    return m_budget >= size && (open >= size || (adapter.length() >= size && adapter.hasData(size)));
+    return m_budget >= getTokenSize() && (isUnicode() ? hasUnit(adapter) : hasByte(adapter));
 }
 
 void vnSerializeLex::detect(vnSerializeAdapter& adapter)
@@ -352,44 +397,26 @@ void vnSerializeLex::detect(vnSerializeAdapter& adapter)
     bool hasMark = false;
     if (flags & VN_ADAPTER_UNICODE)
         useUnicode(1, (flags & VN_ADAPTER_BIG_ENDIAN) != 0);
-    else if ((m_options & VN_LEX_DETECT_UNICODE) && adapter.length() > 1)
+    else if (m_options & VN_LEX_DETECT_UNICODE)
         hasMark = detectUnicode(adapter);
-    if (!hasMark && !isUnicode() && (m_options & VN_LEX_DETECT_UTF8) && adapter.length() > 2)
-        detectUtf8(adapter);
+    if (!hasMark && !isUnicode() && (m_options & VN_LEX_DETECT_UTF8) && takeMark(adapter, utf8Mark))
+    {
+        useUtf8(1);
+        spend(utf8Mark.size);
+    }
     m_options &= ~VN_LEX_PENDING; // last: a source that throws is asked again
 }
 
 bool vnSerializeLex::detectUnicode(vnSerializeAdapter& adapter)
 {
-    unsigned char mark[2];
-    if (!readMark(adapter, mark, sizeof mark))
+    const bool isBig = takeMark(adapter, bigMark);
+    if (!isBig && !takeMark(adapter, littleMark))
         return false;
-    const unsigned int unit = mark[0] << 8 | mark[1];
-    if (unit != VN_MARK_LITTLE && unit != VN_MARK_BIG)
-    {
-        vnAdapterWindow::unread(adapter, mark, sizeof mark);
-        return false;
-    }
-    const bool isBig = unit == VN_MARK_BIG;
     useUnicode(1, isBig);
     const vnUInt64 order = isBig ? static_cast<vnUInt64>(VN_ADAPTER_BIG_ENDIAN) : 0;
     adapter.setAdapterFlags(adapter.getAdapterFlags() | VN_ADAPTER_UNICODE | order);
-    spend(sizeof mark);
+    spend(bigMark.size);
     return true;
-}
-
-void vnSerializeLex::detectUtf8(vnSerializeAdapter& adapter)
-{
-    unsigned char mark[sizeof utf8Mark];
-    if (!readMark(adapter, mark, sizeof mark))
-        return;
-    if (std::memcmp(mark, utf8Mark, sizeof mark) != 0)
-    {
-        vnAdapterWindow::unread(adapter, mark, sizeof mark);
-        return;
-    }
-    useUtf8(1);
-    spend(sizeof mark);
 }
 
 vnSerializeLex::Raw vnSerializeLex::encode(char16_t character) const noexcept
@@ -445,8 +472,8 @@ char16_t vnSerializeLex::decodeUtf8(vnSerializeAdapter& adapter, Raw& raw)
     return static_cast<char16_t>((lead & 0x0F) << 12 | (bytes[1] & 0x3F) << 6 | (bytes[2] & 0x3F));
 }
 
-// The next byte of a character. A source that throws has lost none. Only UTF-8 has characters of which the
-// end is not asked for before they are read.
+// The next byte of a character. A source that throws has lost none. In UTF-8 the end of a character is not
+// asked for before it is read.
 bool vnSerializeLex::readMore(vnSerializeAdapter& adapter, Raw& raw)
 {
     try

@@ -3,6 +3,7 @@
 
 #include <vnBase/vnDynamicArray.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace
@@ -91,9 +92,14 @@ void vnStringTokenizer::pushBack(const vnString& text)
         refund(text.length());
         return;
     }
+    // Text that is no UTF-8 is of the bytes that it has.
+    const bool isUtf8 = !text.isAsciiString();
     vnArray<char16_t> units(text.length() + 1u);
-    for (unsigned int left = text.getWideString(units.data(), 1); left > 0; --left)
-        pushBack(&m_adapter, units[left - 1]);
+    unsigned int count = isUtf8 ? text.getWideString(units.data(), 1) : text.length();
+    if (!isUtf8)
+        std::copy_n(reinterpret_cast<const unsigned char*>(text.getString()), count, units.data());
+    for (; count > 0; --count)
+        pushBack(&m_adapter, units[count - 1]);
 }
 
 vnArray<vnLexTokenData> getLexTokenDataArray(const char* text, unsigned char skipWhiteSpace)

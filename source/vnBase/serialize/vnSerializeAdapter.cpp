@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeAdapter.h>
 
+#include "vnDelivery.h"
 #include "vnThreadScratch.h"
 
 #include <vnBase/vnSerializeAdapterFilter.h>
@@ -231,13 +232,18 @@ void vnSerializeAdapter::write_imp(unsigned char* data, unsigned int count)
 
 unsigned int vnSerializeAdapter::read_imp(unsigned char* data, unsigned int count)
 {
-    unsigned int done = 0;
     // The source is asked before the count is looked at, so it is asked once more than it gives bytes:
     // sources that fetch when they are asked rely on it.
     // A source that opens a window for a byte has the next ones there.
-    while ((length() != 0 || hasData_imp()) && done < count)
-        data[done++] = m_readNext != m_readEnd ? *m_readNext++ : read_imp();
-    return done;
+    const auto readEach = [&](unsigned int& done)
+    {
+        while ((length() != 0 || hasData_imp()) && done < count)
+        {
+            data[done] = m_readNext != m_readEnd ? *m_readNext++ : read_imp();
+            ++done;
+        }
+    };
+    return vnDeliver(*this, data, 0, readEach);
 }
 
 unsigned int vnSerializeAdapter::length_imp()
@@ -319,6 +325,14 @@ unsigned char vnSerializeAdapter::probe(unsigned int count)
 
 unsigned char vnSerializeAdapter::probeByReading(unsigned int count)
 {
+    unsigned char few[256];
+    if (count <= sizeof few) // as for the texts that a parser compares
+    {
+        reservePushBack(count);
+        const unsigned int got = read(few, count);
+        pushBack(few, got);
+        return got == count;
+    }
     vnDynamicArray<unsigned char> buffer(VN_PROBE_CHUNK);
     return gather(buffer, count) == count;
 }
