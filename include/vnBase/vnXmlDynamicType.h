@@ -112,9 +112,10 @@ public:
 /// entities", "vnDynamicTypeContainer can't read recursive xml entities", "Missing 'name' attribute in
 /// container".
 ///
-/// An array has no more elements than the document has bytes, whatever `size` and `index` say: more is an
-/// error. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are remembered whole
-/// while they are read, whatever `getMaxBufferSize` says.
+/// An array has no more elements than the document has bytes, whatever `size` and `index` say, and all arrays
+/// of a document have no more elements that it only counts; of a document of unknown length only what was
+/// read is known. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are remembered
+/// whole while they are read, whatever `getMaxBufferSize` says.
 class VN_BASE_API vnXmlDynamicTypeInterface_builtin : public vnXmlDynamicTypeInterface
 {
 public:

@@ -399,6 +399,7 @@ private:
     friend class vnXmlReader;
     friend class vnXmlWriter;
     friend class vnXmlValueDepth;
+    friend class vnXmlArrayGaps;
     struct Level;
 
     enum Flag : unsigned char
@@ -444,6 +445,7 @@ private:
     unsigned int m_documentBegin = 0;     // the token position that it is counted from
     unsigned int m_idleNotifications = 0; // since the token position was m_idlePosition
     unsigned int m_idlePosition = 0;
+    vnUInt64 m_arrayGaps = 0;    // in all arrays of the document: elements that no byte stands for
     AttributeSet m_noAttributes; // of levels that never were
     vnString m_noText;
 };

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -255,6 +256,7 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
          "<vnDyn index='2'>e</vnDyn></vnDyn>",
          arrayOf({"a", {}, "e", "d"})},
         {"<vnDyn type='array'><x> text </x><x> </x><x><y>deep</y></x></vnDyn>", arrayOf({"text"})},
+        {"<vnDyn type='array' size='2'><vnDyn index=''>a</vnDyn></vnDyn>", arrayOf({"a", {}})},
         {"<vnDyn type='cont'/>", containerOf({})},
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
@@ -399,6 +401,51 @@ TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
     trickled.read(vnRefPointer<vnSerializeAdapter>(new vnByteAdapter(text)));
     EXPECT_FALSE(trickled.hasError()) << trickled.getError();
     EXPECT_TRUE(trickled.values.at(0) == whole);
+}
+
+namespace
+{
+/// A source that never knows of more than the next byte.
+class Trickle : public vnByteAdapter
+{
+public:
+    using vnByteAdapter::vnByteAdapter;
+
+protected:
+    unsigned int length_imp() override { return std::min(vnByteAdapter::length_imp(), 1u); }
+};
+} // namespace
+
+TEST(vnXmlDynamicType, BoundsTheElementsThatAreNotThere)
+{
+    const char error[] = "An index or the size of vnDynamicTypeArray is out of range";
+    const auto repeat = [](const std::string& text, unsigned int count)
+    {
+        std::string all;
+        for (unsigned int i = 0; i < count; ++i)
+            all += text;
+        return all;
+    };
+    // Each of them alone would not be too large.
+    const std::string gaps = "<vnDyn name='a' type='array' size='5000'/>";
+    EXPECT_EQ(errorOf(arrayStart + repeat(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<vnDyn type='cont'>" + repeat(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<x>" + repeat(arrayStart + gaps + valueEnd, 500) + "</x>"), error);
+    const std::string document = "<x>" + gaps + std::string(5000, ' ') + "</x>";
+    Told told(document);
+    vnReadText(told, document); // whose gaps count anew
+    EXPECT_EQ(told.values.size(), 2u) << told.getError();
+
+    // An element may come before those in front of it.
+    std::string descending = arrayStart;
+    for (int i = 99; i >= 0; --i)
+        descending += "<vnDyn type='num' index='" + std::to_string(i) + "'>1</vnDyn>";
+    Told slowly;
+    slowly.read(vnRefPointer<vnSerializeAdapter>(new Trickle(descending + valueEnd)));
+    EXPECT_FALSE(slowly.hasError()) << slowly.getError();
+    const std::vector<vnDynamicType> ones(100, vnDynamicType(1.0));
+    EXPECT_TRUE(slowly.values.at(0) == vnDynamicTypeArray(vnArray<vnDynamicType>(ones.data(), 100)));
+    EXPECT_EQ(errorOf("<vnDyn type='array'><vnDyn index='4294967294'/><vnDyn/></vnDyn>"), error);
 }
 
 TEST(vnXmlDynamicType, BoundsTheDepthOfValues)

@@ -69,7 +69,10 @@ protected:
             if (result == VN_PARSE_NO_MATCH)
                 result = XML_read_15();
             if (result == VN_PARSE_NO_MATCH)
+            {
+                vnXmlArrayGaps::of(m_outer) = vnXmlArrayGaps::of(*this);
                 return vnXmlReader(*this).run(&vnXmlReader::readValueEnd) == VN_PARSE_OK;
+            }
             if (result == VN_PARSE_ERROR)
                 return false;
         }
@@ -79,6 +82,8 @@ protected:
         setError("%s", error);
         return 0;
     }
+
+    vnXmlSax& getOuter() const noexcept { return m_outer; }
 
 private:
     vnXmlSax& m_outer;
@@ -92,7 +97,7 @@ public:
     // What has no index goes behind the elements that `size` promised, too.
     bool readElements(const vnString& size, vnDynamicType& value)
     {
-        if (!takeNumber(size, m_size) || !readItems() || !hasRoomFor(m_size))
+        if ((!size.isEmpty() && !takeNumber(size, m_size)) || !readItems() || !takeGaps())
             return false;
         value = m_builder.makeArray(m_size);
         return true;
@@ -103,7 +108,8 @@ public:
         if (level != 1)
             return fail("vnDynamicTypeArray can't read recursive xml entities");
         unsigned int index = m_size;
-        return takeNumber(getCurrentAttribute("index"), index) && add(index, value);
+        return (!hasCurrentAttribute("index") || takeNumber(getCurrentAttribute("index"), index)) &&
+               add(index, value);
     }
     unsigned char onCharData(const vnString& text, unsigned int level) override
     {
@@ -114,33 +120,37 @@ public:
 private:
     bool add(unsigned int index, const vnDynamicType& value)
     {
-        if (!hasRoomFor(vnUInt64{index} + 1))
-            return false;
+        if (index == VN_MAX_SIZE) // as many stand in front of it as can be counted
+            return failRange();
         m_builder.addElement(index, value);
         m_size = std::max(m_size, m_builder.getSize());
         return true;
     }
 
-    // An empty text changes nothing.
     bool takeNumber(const vnString& text, unsigned int& number)
     {
-        if (text.isEmpty())
-            return true;
         const double value = text.real('.');
-        if (!(value > -1 && value < std::numeric_limits<unsigned int>::max()))
+        if (!(value > -1 && value < VN_MAX_SIZE))
             return failRange();
         number = static_cast<unsigned int>(value);
         return true;
     }
 
-    // An array has no more elements than the document has bytes. It is asked late, as a document may still be
-    // on its way; what was read of it holds an array that is full.
-    bool hasRoomFor(vnUInt64 count)
+    // An array has no more elements than the document has bytes, and neither have all arrays of the document
+    // gaps. It is asked at the end, since what was read until then holds an array without gaps.
+    bool takeGaps()
     {
-        return count <= getDocumentPos() || count <= vnUInt64{getDocumentPos()} + getAdapter()->length() ||
-               failRange();
+        vnUInt64& gaps = vnXmlArrayGaps::of(getOuter());
+        const vnUInt64 count = gaps + m_size;
+        const vnUInt64 position = getOuter().getDocumentPos();
+        if (count > position && count > position + getOuter().getAdapter()->length())
+            return failRange();
+        gaps += m_builder.countGaps(m_size);
+        return true;
     }
     bool failRange() { return fail("An index or the size of vnDynamicTypeArray is out of range") != 0; }
+
+    static constexpr unsigned int VN_MAX_SIZE = std::numeric_limits<unsigned int>::max();
 
     unsigned int m_size = 0;
     vnXmlValueBuilder m_builder;
