@@ -244,6 +244,7 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='vec3'>{1,2,3}</vnDyn>", vnVec3_<float>(1, 2, 3)},
         {"<vnDyn type='vec3'>  { 1 , -2e1 , 0.5 }</vnDyn>", vnVec3_<float>(1, -20, 0.5f)},
         {"<vnDyn type='vec2'><![CDATA[ { 1,2 } ]]></vnDyn>", vnVec2_<float>(1, 2)},
+        {"<vnDyn type='guid'>\n {6BA7B810-9DAD-11D1-80B4-00C04FD430C8}\n</vnDyn>", vnGUID(guidText)},
         {"<vnDyn time='2.5' type='num'>1</vnDyn>", vnDynamicTypeTimeTagged(2.5, 1.0)},
         {"<vnDyn time='2.5'>1</vnDyn>", vnDynamicTypeTimeTagged(2.5, "1")},
         {"<vnDyn type='array'/>", arrayOf({})},
@@ -329,6 +330,9 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         // Meant to be read by nobody.
         {"<vnDyn type='vec3'><![CDATA[{1,2,3}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='vec4'><![CDATA[{1,2,3,4}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnDyn type='guid'>x</vnDyn>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnDyn type='array'><vnDyn type='guid'>{6BA7}</vnDyn></vnDyn>",
+         "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other'/>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other'><a/></vnDyn>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other' encoding='hex'>FC0C0005</vnDyn>", "Invalid or unknown data for vnDynamicType"},

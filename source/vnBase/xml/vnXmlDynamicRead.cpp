@@ -287,6 +287,19 @@ vnParseResult readVector(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, 
     return VN_PARSE_OK;
 }
 
+vnParseResult readGUID(vnXmlSax& sax, const vnString& text, vnDynamicType& value)
+{
+    try
+    {
+        value = vnDynamicType(vnGUID(text.stripWhiteSpace()));
+        return VN_PARSE_OK;
+    }
+    catch (const vnBaseError&) // what is no GUID
+    {
+        return failData(sax);
+    }
+}
+
 vnParseResult makeValue(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, bool isCDATA,
                         vnDynamicType& value)
 {
@@ -301,8 +314,7 @@ vnParseResult makeValue(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, b
         value = vnDynamicTypeInt64(text.num());
         break;
     case VN_TAG_GUID:
-        value = vnDynamicType(vnGUID(text));
-        break;
+        return readGUID(sax, text, value);
     case VN_TAG_ERROR:
         value = vnDynamicTypeError(text);
         break;
