@@ -602,6 +602,22 @@ public:
     void write(vnXmlSax*, const vnObject*) override {}
 };
 
+/// An object as a value.
+class Held : public vnXmlDynamicTypeInterface
+{
+public:
+    vnParseResult read(vnXmlSax* sax, const vnString&, vnDynamicType& value) override
+    {
+        vnRefPointer<vnObject> object;
+        const vnParseResult result =
+            vnXmlObjectInterface::getObjectInterface("vnObject")->read(sax, "vnObject", object);
+        if (sax->getCurrentAttribute("use") == "hold")
+            value = vnDynamicType(object.get());
+        return result;
+    }
+    void write(vnXmlSax*, const vnDynamicType&) override {}
+};
+
 /// A text of its own.
 class Note : public vnXmlCustomDataInterface
 {
@@ -646,6 +662,27 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(celsius->unrefNoDelete(), 1u); // from both tags
     EXPECT_EQ(Values::getDynamicTypeInterface("num").get(), builtin.get());
     EXPECT_EQ(vnDynamicType(1.0).asString(1), "1");
+
+    // The objects of a circle are kept when somebody holds one of them, and else let go.
+    const vnRefPointer<vnObject> inner(new vnObject);
+    const vnRefPointer<vnObject> outer(new vnObject);
+    outer->addUserData("inner", inner);
+    inner->addUserData("outer", outer);
+    inner->setAttribute("data", "a", 1.5);
+    const std::string circle = outer->asString(1).getString();
+    outer->removeAllUserData();
+    const vnRefPointer<Held> held(new Held);
+    Values::registerDynamicTypeInterface("held", held);
+    const vnDynamicType value = read("<vnDyn type='held' use='hold'>" + circle + valueEnd);
+    read("<vnDyn type='held'>" + circle + valueEnd); // lost memory if they stay
+    Values::unregisterDynamicTypeInterface(held);
+    auto* const first = dynamic_cast<vnObject*>(value.getReference());
+    ASSERT_TRUE(first);
+    auto* const second = dynamic_cast<vnObject*>(first->getUserData("inner"));
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->getAttribute("data", "a").getNumber(), 1.5);
+    EXPECT_EQ(second->getUserData("outer"), first);
+    first->removeAllUserData();
 
     using Objects = vnXmlObjectInterface;
     EXPECT_STREQ(Objects::getObjectInterface("vnObject")->getTypeName(), "vnXmlObjectInterface_builtin");

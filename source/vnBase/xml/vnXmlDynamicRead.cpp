@@ -17,6 +17,9 @@
 #include <dynamic/vnObjectParts.h>
 
 #include <limits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -213,13 +216,71 @@ public:
     vnDynamicType result;
 };
 
-// Objects that stand in a document whose value is asked for are nobody's, and those in a circle would stay.
-void dropObjects(vnSerializeAdapter& adapter)
+/// The objects of a document whose value was asked for. Nobody is told of them, so that those in a circle
+/// would stay for ever; but a form may have given some away.
+class UntoldObjects
 {
-    for (const vnRefPointer<vnReference>& instance : adapter.getRefInstanceArray())
-        if (instance && instance->isOfType(vnObject::getClassType()))
-            static_cast<vnObject*>(instance.get())->removeAllUserData();
-}
+public:
+    explicit UntoldObjects(vnSerializeAdapter& adapter)
+    {
+        for (const vnRefPointer<vnReference>& instance : adapter.getRefInstanceArray())
+            if (instance && instance->isOfType(vnObject::getClassType()))
+            {
+                auto* const object = static_cast<vnObject*>(instance.get());
+                Holders& holders = m_objects[object];
+                holders.object = object;
+                ++holders.count;
+            }
+        for (const auto& [key, holders] : m_objects)
+            forEachInner(*holders.object, [](Holders& inner) { ++inner.count; });
+    }
+
+    /// Breaks up those that nobody holds but the document and one another.
+    void drop()
+    {
+        for (auto& [key, holders] : m_objects)
+            if (holders.object->getRef() > holders.count)
+                keep(holders);
+        for (const auto& [key, holders] : m_objects)
+            if (!holders.isKept)
+                holders.object->removeAllUserData();
+    }
+
+private:
+    struct Holders
+    {
+        vnObject* object = nullptr;
+        unsigned int count = 0; // of the document, and of objects that it holds
+        bool isKept = false;
+    };
+
+    template <class Call>
+    void forEachInner(const vnObject& object, const Call& call)
+    {
+        const vnUserDataDictionary* items = object.getUserDataDictionary();
+        if (!items)
+            return;
+        for (const auto& item : *items)
+            if (const auto inner = m_objects.find(item.getValue()); inner != m_objects.end())
+                call(inner->second);
+    }
+
+    // With all that it holds.
+    void keep(Holders& first)
+    {
+        std::vector<Holders*> next{&first};
+        while (!next.empty())
+        {
+            Holders& holders = *next.back();
+            next.pop_back();
+            if (std::exchange(holders.isKept, true))
+                continue;
+            forEachInner(*holders.object, [&next](Holders& inner) { next.push_back(&inner); });
+        }
+    }
+
+    std::unordered_map<const vnUserData*, Holders> m_objects;
+};
 
 vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsigned char* ok,
                         unsigned char dynOnly)
@@ -229,7 +290,7 @@ vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsign
     if (isWide)
         reader.useUnicode(1, 0);
     reader.read(&adapter);
-    dropObjects(adapter);
+    UntoldObjects(adapter).drop();
     if (ok)
         *ok = reader.found;
     return std::move(reader.result);
