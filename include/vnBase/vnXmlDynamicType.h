@@ -114,8 +114,8 @@ public:
 ///
 /// An array has no more elements than the document has bytes, whatever `size` and `index` say, and all arrays
 /// of a document have no more elements that it only counts; of a document of unknown length only what was
-/// read is known. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are remembered
-/// whole while they are read, whatever `getMaxBufferSize` says.
+/// read is known. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are collected
+/// whole: see `vnXmlSax::setMaxDocumentSize`.
 class VN_BASE_API vnXmlDynamicTypeInterface_builtin : public vnXmlDynamicTypeInterface
 {
 public:

@@ -69,7 +69,9 @@ enum vnXmlItemType : unsigned int
 /// **Texts.** One notified char data, CDATA section or comment holds at most 65,535 tokens, whose UTF-8 form
 /// must fit in 65,535 bytes; the parser remembers 65,536 tokens (`setMaxBufferSize`). Larger texts are
 /// refused when they are notified, and larger names of elements and attributes and values of attributes
-/// always. A token is a byte or a unit of 16 bits: a character above U+FFFF is two.
+/// always. Only the bytes of one object, or of one value without a form of its own, may be more: they are
+/// collected as they are read, and nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit
+/// of 16 bits: a character above U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
 /// as one character a byte.

@@ -287,6 +287,25 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
     EXPECT_THROW(vnDynamicType(longest.c_str()).asString(), vnFatalError);
 }
 
+TEST(vnXmlDynamicType, ReadsValuesInEveryEncoding)
+{
+    const vnDynamicType value = arrayOf({containerOf({{"a", 1.0}}), vnDynamicTypeChain()});
+    const std::string text =
+        "<d><vnDyn type='array'><vnDyn type='cont'><vnDyn name='a' type='num'>1</vnDyn></vnDyn>"
+        "<vnDyn type='chain' encoding='hex'>FC 0C\n0000</vnDyn></vnDyn></d>";
+    std::string wide = "\xFE\xFF";
+    for (const char c : text)
+        wide.append(1, '\0') += c;
+    for (const std::string& document :
+         {text, wide, "<?xml version='1.0' encoding='iso-8859-1'?>" + text, "\xEF\xBB\xBF" + text})
+    {
+        const Told told(document);
+        EXPECT_FALSE(told.hasError()) << told.getError();
+        ASSERT_EQ(told.values.size(), 1u);
+        EXPECT_TRUE(told.values[0] == value);
+    }
+}
+
 TEST(vnXmlDynamicType, TellsValuesWithinADocument)
 {
     const Told told(
@@ -487,6 +506,7 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     for (const std::size_t slice : {std::size_t(7), text.size()})
     {
         Told told;
+        told.setMaxBufferSize(1000);
         told.read(vnRefPointer<vnSerializeAdapter>(new vnSlicedAdapter(text, slice)));
         EXPECT_FALSE(told.hasError()) << told.getError();
         ASSERT_EQ(told.values.size(), 2u);

@@ -408,32 +408,12 @@ vnParseResult readText(vnXmlSax& sax, vnDynamicTag tag, const vnString& type, vn
     return makeValue(sax, tag, string, isCDATA, value);
 }
 
-/// Lets a reader remember a text of any size for a while.
-class LargeMemory
-{
-public:
-    explicit LargeMemory(vnXmlSax& sax) noexcept : m_sax(sax), m_size(sax.getMaxBufferSize())
-    {
-        sax.setMaxBufferSize(std::numeric_limits<unsigned int>::max());
-    }
-    LargeMemory(const LargeMemory&) = delete;
-    LargeMemory& operator=(const LargeMemory&) = delete;
-    ~LargeMemory() { m_sax.setMaxBufferSize(m_size); }
-
-private:
-    vnXmlSax& m_sax;
-    unsigned int m_size;
-};
-
 vnParseResult readEncoded(vnXmlSax& sax, vnDynamicArray<char>& text)
 {
     if (sax.isCurrentElementEmpty())
         return failData(sax);
-    bool isCDATA;
-    const LargeMemory memory(sax);
     vnXmlReader reader(sax);
-    const vnParseResult result =
-        reader.runCall([&] { return reader.readValueText(vnXmlReader::VN_VALUE_LARGE, text, isCDATA); });
+    const vnParseResult result = reader.runCall([&] { return reader.readLargeText(text); });
     return result == VN_PARSE_NO_MATCH ? failData(sax) : result;
 }
 
