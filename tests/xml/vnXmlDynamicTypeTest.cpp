@@ -259,6 +259,8 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='array'><x> text </x><x> </x><x><y>deep</y></x></vnDyn>", arrayOf({"text"})},
         {"<vnDyn type='array' size='2'><vnDyn index=''>a</vnDyn></vnDyn>", arrayOf({"a", {}})},
         {"<vnDyn type='cont'/>", containerOf({})},
+        {"<vnDyn type='cont'><x name='a'> text </x><x> </x><x><y>deep</y></x></vnDyn>",
+         containerOf({{"a", "text"}})},
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
          containerOf({{"a", "3"}, {"b", "2"}})},
@@ -362,6 +364,7 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         {"<vnDyn type='cont'><x><vnDyn>a</vnDyn></x></vnDyn>",
          "vnDynamicTypeContainer can't read recursive xml entities"},
         {"<vnDyn type='cont'><vnDyn>a</vnDyn></vnDyn>", "Missing 'name' attribute in container"},
+        {"<vnDyn type='cont'><x>text</x></vnDyn>", "Missing 'name' attribute in container"},
         {"<vnDyn type='array' size='4000000000'/>",
          "An index or the size of vnDynamicTypeArray is out of range"},
         {"<vnDyn type='array' size='-1'/>", "An index or the size of vnDynamicTypeArray is out of range"},

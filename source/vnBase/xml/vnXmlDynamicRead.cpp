@@ -174,8 +174,18 @@ public:
 
     unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override
     {
-        if (level != 1)
-            return fail("vnDynamicTypeContainer can't read recursive xml entities");
+        return level == 1 ? add(name, value)
+                          : fail("vnDynamicTypeContainer can't read recursive xml entities");
+    }
+    unsigned char onCharData(const vnString& text, unsigned int level) override
+    {
+        const vnString stripped = text.stripWhiteSpace();
+        return level != 1 || stripped.isEmpty() || add(getCurrentAttribute("name"), stripped);
+    }
+
+private:
+    unsigned char add(const vnString& name, const vnDynamicType& value)
+    {
         if (name.isEmpty())
             return fail("Missing 'name' attribute in container");
         // A name ends with a zero byte where containers are stored.
@@ -185,7 +195,6 @@ public:
         return 1;
     }
 
-private:
     vnXmlValueBuilder m_builder;
 };
 
