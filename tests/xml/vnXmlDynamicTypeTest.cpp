@@ -491,6 +491,18 @@ TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
     EXPECT_EQ(shallow.getError(), error);
 }
 
+namespace
+{
+class FlushCounter : public vnSerializeAdapterQueue
+{
+public:
+    using vnSerializeAdapterQueue::vnSerializeAdapterQueue;
+    void flush() override { ++count; }
+
+    int count = 0;
+};
+} // namespace
+
 TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
 {
     std::vector<vnDynamicType> elements(20000, vnDynamicType("a text"));
@@ -522,6 +534,9 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     const auto write = [](vnXmlSax& sax) { sax.writeDynamicType(vnDynamicTypeChain(), "n", "vnDyn"); };
     Writer writer(write);
     writer.write(memory);
+    const vnRefPointer<FlushCounter> counter(new FlushCounter(VN_QUEUE_FIFO));
+    writer.write(counter);
+    EXPECT_EQ(counter->count, 1);
     EXPECT_EQ(block.substr(0, block.find_last_not_of(' ') + 1),
               R"(<vnDyn name="n" type="chain" encoding="b64">/AwAAA</vnDyn>)");
 }

@@ -8,6 +8,7 @@
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnVarUInt64.h>
 
@@ -55,12 +56,25 @@ public:
     }
 };
 
-/// Hands on what an encoder writes, and not its flush, which would empty a block of memory that is written.
+// Also with filters in front.
+bool isMemory(vnSerializeAdapter* adapter)
+{
+    while (const auto* filter = dynamic_cast<vnSerializeAdapterFilter*>(adapter))
+        adapter = filter->getAdapter();
+    return dynamic_cast<vnSerializeAdapterMemory*>(adapter) != nullptr;
+}
+
+/// Hands on what an encoder writes. Its flush would empty a block of memory of the document so far, so that
+/// only others are flushed.
 class Output : public vnSerializeAdapterFilter
 {
 public:
     explicit Output(vnSerializeAdapter* target) { holdTarget(target); }
-    void flush() override {}
+    void flush() override
+    {
+        if (!isMemory(getAdapter()))
+            getAdapter()->flush();
+    }
 
 protected:
     void write_imp(unsigned char* data, unsigned int count) override { getAdapter()->write(data, count); }
