@@ -93,7 +93,11 @@ class VN_BASE_API vnXmlCustomDataInterface : public vnThreadSafeReference
 public:
     VN_TYPE(vnXmlCustomDataInterface)
     unsigned char useDeepCopy() override { return 0; }
+
+    /// `data` may stay null, which is notified as such.
     virtual vnParseResult read(vnXmlSax* sax, const vnString& name, vnRefPointer<vnReference>& data) = 0;
+
+    /// `data` is null where null was read or is to be written.
     virtual void write(vnXmlSax* sax, const vnReference* data) = 0;
     virtual vnString getDescription() const;
 

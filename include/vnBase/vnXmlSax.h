@@ -295,8 +295,8 @@ public:
     void writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName);
     void writeObject(const vnObject* object, const vnString& name, const vnString& elementName);
 
-    /// What the interface of the element's name writes for the data, with `wrap` in an element of its own;
-    /// nothing for null, and where no interface is registered.
+    /// What the interface of the element's name writes for the data, which may be null; with `wrap` in an
+    /// element of its own, which stays empty where no interface is registered.
     void writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap);
 
     vnParseResult XML_read_01(); // document

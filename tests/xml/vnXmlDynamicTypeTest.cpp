@@ -742,7 +742,8 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(errorOf("<note/>"), "Invalid or unknown data for vnDynamicType");
     const vnRefPointer<vnXmlCharData> data(new vnXmlCharData("x"));
     EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", data, 1); }), "<note>text</note>");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }), "");
+    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }), "<note>text</note>");
+    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("other", nullptr, 1); }), "<other/>");
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
     vnReadText(*dom, "<doc><note a=\"1\">text</note></doc>");
     EXPECT_EQ(written([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }),

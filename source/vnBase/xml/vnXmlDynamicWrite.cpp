@@ -359,11 +359,10 @@ void vnXmlSax::writeObject(const vnObject* object, const vnString& name, const v
 void vnXmlSax::writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap)
 {
     const auto interface = vnXmlCustomDataInterface::getCustomDataInterface(elementName);
-    if (!interface || !data)
-        return;
     if (wrap)
         writeElementStart(elementName);
-    interface->write(this, data);
+    if (interface)
+        interface->write(this, data);
     if (wrap)
         writeElementEnd();
 }
