@@ -109,12 +109,14 @@ public:
 };
 
 /// The forms of the library's own tags, and the stream form for all others. The text of "str" is written as
-/// it stands, and an "<" in it makes XML that can't be read.
+/// it stands, and an "<" in it makes XML that can't be read; so do numbers that are none or infinite, which
+/// are "<nan>" and "<inf>" ("-<inf>" reads as 0).
 ///
 /// Errors of reading, beside those of the syntax: "vnDynamicType '%s' requires a valid CharData or CDATA
 /// field", "Invalid or unknown data for vnDynamicType", "vnDynamicTypeArray can't read recursive xml
 /// entities", "vnDynamicTypeContainer can't read recursive xml entities", "Missing 'name' attribute in
-/// container".
+/// container", "Zero byte in 'name' attribute in container", "An index or the size of vnDynamicTypeArray is
+/// out of range", "Too deep nesting in XML data".
 ///
 /// An array has no more elements than the document has bytes, whatever `size` and `index` say, and all arrays
 /// of a document have no more elements that it only counts; of a document of unknown length only what was

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -136,6 +137,8 @@ TEST(vnXmlDynamicType, WritesAFormForEachTag)
         {1.5, R"(<vnDyn type="num">1.5</vnDyn>)"},
         {1e20, R"(<vnDyn type="num">1e20</vnDyn>)"},
         {"a<b & \"c\"", R"(<vnDyn type="str">a<b & "c"</vnDyn>)"}, // not escaped
+        {std::nan(""), R"(<vnDyn type="num"><nan></vnDyn>)"},      // nor these
+        {-HUGE_VAL, R"(<vnDyn type="num">-<inf></vnDyn>)"},
         {"", R"(<vnDyn type="str"></vnDyn>)"},
         {vnDynamicType(), R"(<vnDyn type="void">void</vnDyn>)"},
         {vnDynamicTypeInt64(-9007199254740993), R"(<vnDyn type="llnum">-9007199254740993</vnDyn>)"},

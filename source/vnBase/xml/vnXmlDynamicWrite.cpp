@@ -155,10 +155,13 @@ void ValueWriter::writeElement(const vnString& name, const vnString& elementName
 
 bool ValueWriter::writeText(const vnDynamicType& value)
 {
+    // Nothing is escaped. That is meant, and who wants to read it again takes care: an "<" in a text, or a
+    // number that is none or infinite, which is written as such ("<nan>", "<inf>"), makes XML that can't be
+    // read, and "-<inf>" reads as 0.
     vnString text;
     const vnString& tag = value.getDynamicType();
     if (vnIsDynamicTag(tag, VN_TAG_STR))
-        text = value.getString(); // not escaped: that is meant, and who wants to read it again takes care
+        text = value.getString();
     else if (vnIsDynamicTag(tag, VN_TAG_NUM))
         text.format("%g", value.getNumber());
     else if (vnIsDynamicTag(tag, VN_TAG_VOID))
