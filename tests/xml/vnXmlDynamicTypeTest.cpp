@@ -55,7 +55,7 @@ public:
     {
         values.push_back(value);
         log += std::to_string(level) + " value " + name.getString() + "\n";
-        return 1;
+        return name != "last";
     }
     unsigned char onObject(vnObject* object, const vnString& name, unsigned int level) override
     {
@@ -332,6 +332,10 @@ TEST(vnXmlDynamicType, TellsValuesWithinADocument)
     EXPECT_EQ(faulty.getLine(), 3u);
     EXPECT_EQ(faulty.values.size(), 1u);
     EXPECT_TRUE(faulty.hasError());
+
+    const Told stopped("<vnDyn name='last'/>");
+    EXPECT_EQ(stopped.values.size(), 1u);
+    EXPECT_FALSE(stopped.isCurrentElementEmpty());
 
     // The tree keeps values as items, and writes them again.
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
