@@ -93,7 +93,11 @@ class VN_BASE_API vnXmlCustomDataInterface : public vnThreadSafeReference
 public:
     VN_TYPE(vnXmlCustomDataInterface)
     unsigned char useDeepCopy() override { return 0; }
+
+    /// `data` may stay null, which is notified as such.
     virtual vnParseResult read(vnXmlSax* sax, const vnString& name, vnRefPointer<vnReference>& data) = 0;
+
+    /// `data` is null where null was read or is to be written.
     virtual void write(vnXmlSax* sax, const vnReference* data) = 0;
     virtual vnString getDescription() const;
 
@@ -105,16 +109,19 @@ public:
 };
 
 /// The forms of the library's own tags, and the stream form for all others. The text of "str" is written as
-/// it stands, and an "<" in it makes XML that can't be read.
+/// it stands, and an "<" in it makes XML that can't be read; so do numbers that are none or infinite, which
+/// are "<nan>" and "<inf>" ("-<inf>" reads as 0).
 ///
 /// Errors of reading, beside those of the syntax: "vnDynamicType '%s' requires a valid CharData or CDATA
 /// field", "Invalid or unknown data for vnDynamicType", "vnDynamicTypeArray can't read recursive xml
 /// entities", "vnDynamicTypeContainer can't read recursive xml entities", "Missing 'name' attribute in
-/// container".
+/// container", "Zero byte in 'name' attribute in container", "An index or the size of vnDynamicTypeArray is
+/// out of range", "Too deep nesting in XML data".
 ///
-/// An array has no more elements than the document has bytes, whatever `size` and `index` say: more is an
-/// error. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are remembered whole
-/// while they are read, whatever `getMaxBufferSize` says.
+/// An array has no more elements than the document has bytes, whatever `size` and `index` say, and all arrays
+/// of a document have no more elements that it only counts; of a document of unknown length only what was
+/// read is known. Texts hold 65535 bytes; bytes in base 64 or hexadecimal may be more, and are collected
+/// whole: see `vnXmlSax::setMaxDocumentSize`.
 class VN_BASE_API vnXmlDynamicTypeInterface_builtin : public vnXmlDynamicTypeInterface
 {
 public:

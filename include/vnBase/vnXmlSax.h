@@ -69,7 +69,9 @@ enum vnXmlItemType : unsigned int
 /// **Texts.** One notified char data, CDATA section or comment holds at most 65,535 tokens, whose UTF-8 form
 /// must fit in 65,535 bytes; the parser remembers 65,536 tokens (`setMaxBufferSize`). Larger texts are
 /// refused when they are notified, and larger names of elements and attributes and values of attributes
-/// always. A token is a byte or a unit of 16 bits: a character above U+FFFF is two.
+/// always. Only the bytes of one object, or of one value without a form of its own, may be more: they are
+/// collected as they are read, and nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit
+/// of 16 bits: a character above U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
 /// as one character a byte.
@@ -293,8 +295,8 @@ public:
     void writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName);
     void writeObject(const vnObject* object, const vnString& name, const vnString& elementName);
 
-    /// What the interface of the element's name writes for the data, with `wrap` in an element of its own;
-    /// nothing for null, and where no interface is registered.
+    /// What the interface of the element's name writes for the data, which may be null; with `wrap` in an
+    /// element of its own, which stays empty where no interface is registered.
     void writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap);
 
     vnParseResult XML_read_01(); // document
@@ -399,6 +401,7 @@ private:
     friend class vnXmlReader;
     friend class vnXmlWriter;
     friend class vnXmlValueDepth;
+    friend class vnXmlArrayGaps;
     struct Level;
 
     enum Flag : unsigned char
@@ -444,6 +447,7 @@ private:
     unsigned int m_documentBegin = 0;     // the token position that it is counted from
     unsigned int m_idleNotifications = 0; // since the token position was m_idlePosition
     unsigned int m_idlePosition = 0;
+    vnUInt64 m_arrayGaps = 0;    // in all arrays of the document: elements that no byte stands for
     AttributeSet m_noAttributes; // of levels that never were
     vnString m_noText;
 };

@@ -274,6 +274,17 @@ check "the notifications of a document" 0 "1 ElementStart \"a\"
 1 ElementContentsEnd \"a\"
 1 ElementEnd \"a\"
 " xml --events main.xml
+printf '<vnDyn type="num" name="n">4</vnDyn>' > number.xml
+check "the notification of a value" 0 "1 ElementStart \"vnDyn\"
+1 Attribute \"type\" \"num\"
+1 Attribute \"name\" \"n\"
+1 ElementAttributeEnd \"vnDyn\"
+1 ElementContentsStart \"vnDyn\"
+1 DynamicType \"num\" \"4\" \"n\"
+1 ElementContents \"vnDyn\" \"4\"
+1 ElementContentsEnd \"vnDyn\"
+1 ElementEnd \"vnDyn\"
+" xml --events number.xml
 printf '<a>]]></a>' > endless.xml
 check "notifications without end" 1 "1 ElementStart \"a\"
 1 ElementAttributeEnd \"a\"

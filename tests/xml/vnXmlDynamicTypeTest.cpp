@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -59,7 +61,7 @@ public:
     {
         values.push_back(value);
         log += std::to_string(level) + " value " + name.getString() + "\n";
-        return 1;
+        return name != "last";
     }
     unsigned char onObject(vnObject* object, const vnString& name, unsigned int level) override
     {
@@ -141,6 +143,8 @@ TEST(vnXmlDynamicType, WritesAFormForEachTag)
         {1.5, R"(<vnDyn type="num">1.5</vnDyn>)"},
         {1e20, R"(<vnDyn type="num">1e20</vnDyn>)"},
         {"a<b & \"c\"", R"(<vnDyn type="str">a<b & "c"</vnDyn>)"}, // not escaped
+        {std::nan(""), R"(<vnDyn type="num"><nan></vnDyn>)"},      // nor these
+        {-HUGE_VAL, R"(<vnDyn type="num">-<inf></vnDyn>)"},
         {"", R"(<vnDyn type="str"></vnDyn>)"},
         {vnDynamicType(), R"(<vnDyn type="void">void</vnDyn>)"},
         {vnDynamicTypeInt64(-9007199254740993), R"(<vnDyn type="llnum">-9007199254740993</vnDyn>)"},
@@ -249,6 +253,7 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='vec3'>{1,2,3}</vnDyn>", vnVec3_<float>(1, 2, 3)},
         {"<vnDyn type='vec3'>  { 1 , -2e1 , 0.5 }</vnDyn>", vnVec3_<float>(1, -20, 0.5f)},
         {"<vnDyn type='vec2'><![CDATA[ { 1,2 } ]]></vnDyn>", vnVec2_<float>(1, 2)},
+        {"<vnDyn type='guid'>\n {6BA7B810-9DAD-11D1-80B4-00C04FD430C8}\n</vnDyn>", vnGUID(guidText)},
         {"<vnDyn time='2.5' type='num'>1</vnDyn>", vnDynamicTypeTimeTagged(2.5, 1.0)},
         {"<vnDyn time='2.5'>1</vnDyn>", vnDynamicTypeTimeTagged(2.5, "1")},
         {"<vnDyn type='array'/>", arrayOf({})},
@@ -261,7 +266,10 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
          "<vnDyn index='2'>e</vnDyn></vnDyn>",
          arrayOf({"a", {}, "e", "d"})},
         {"<vnDyn type='array'><x> text </x><x> </x><x><y>deep</y></x></vnDyn>", arrayOf({"text"})},
+        {"<vnDyn type='array' size='2'><vnDyn index=''>a</vnDyn></vnDyn>", arrayOf({"a", {}})},
         {"<vnDyn type='cont'/>", containerOf({})},
+        {"<vnDyn type='cont'><x name='a'> text </x><x> </x><x><y>deep</y></x></vnDyn>",
+         containerOf({{"a", "text"}})},
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
          containerOf({{"a", "3"}, {"b", "2"}})},
@@ -290,6 +298,25 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
     EXPECT_THROW(vnDynamicType(longest.c_str()).asString(), vnFatalError);
 }
 
+TEST(vnXmlDynamicType, ReadsValuesInEveryEncoding)
+{
+    const vnDynamicType value = arrayOf({containerOf({{"a", 1.0}}), vnDynamicTypeChain()});
+    const std::string text =
+        "<d><vnDyn type='array'><vnDyn type='cont'><vnDyn name='a' type='num'>1</vnDyn></vnDyn>"
+        "<vnDyn type='chain' encoding='hex'>FC 0C\n0000</vnDyn></vnDyn></d>";
+    std::string wide = "\xFE\xFF";
+    for (const char c : text)
+        wide.append(1, '\0') += c;
+    for (const std::string& document :
+         {text, wide, "<?xml version='1.0' encoding='iso-8859-1'?>" + text, "\xEF\xBB\xBF" + text})
+    {
+        const Told told(document);
+        EXPECT_FALSE(told.hasError()) << told.getError();
+        ASSERT_EQ(told.values.size(), 1u);
+        EXPECT_TRUE(told.values[0] == value);
+    }
+}
+
 TEST(vnXmlDynamicType, TellsValuesWithinADocument)
 {
     const Told told(
@@ -312,6 +339,10 @@ TEST(vnXmlDynamicType, TellsValuesWithinADocument)
     EXPECT_EQ(faulty.values.size(), 1u);
     EXPECT_TRUE(faulty.hasError());
 
+    const Told stopped("<vnDyn name='last'/>");
+    EXPECT_EQ(stopped.values.size(), 1u);
+    EXPECT_FALSE(stopped.isCurrentElementEmpty());
+
     // The tree keeps values as items, and writes them again.
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
     const std::string text = "<doc><vnDyn name=\"a\" type=\"vec2\">{1,2}</vnDyn></doc>";
@@ -333,6 +364,9 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         // Meant to be read by nobody.
         {"<vnDyn type='vec3'><![CDATA[{1,2,3}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='vec4'><![CDATA[{1,2,3,4}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnDyn type='guid'>x</vnDyn>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnDyn type='array'><vnDyn type='guid'>{6BA7}</vnDyn></vnDyn>",
+         "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other'/>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other'><a/></vnDyn>", "Invalid or unknown data for vnDynamicType"},
         {"<vnDyn type='other' encoding='hex'>FC0C0005</vnDyn>", "Invalid or unknown data for vnDynamicType"},
@@ -343,6 +377,7 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         {"<vnDyn type='cont'><x><vnDyn>a</vnDyn></x></vnDyn>",
          "vnDynamicTypeContainer can't read recursive xml entities"},
         {"<vnDyn type='cont'><vnDyn>a</vnDyn></vnDyn>", "Missing 'name' attribute in container"},
+        {"<vnDyn type='cont'><x>text</x></vnDyn>", "Missing 'name' attribute in container"},
         {"<vnDyn type='array' size='4000000000'/>",
          "An index or the size of vnDynamicTypeArray is out of range"},
         {"<vnDyn type='array' size='-1'/>", "An index or the size of vnDynamicTypeArray is out of range"},
@@ -407,6 +442,51 @@ TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
     EXPECT_TRUE(trickled.values.at(0) == whole);
 }
 
+namespace
+{
+/// A source that never knows of more than the next byte.
+class Trickle : public vnByteAdapter
+{
+public:
+    using vnByteAdapter::vnByteAdapter;
+
+protected:
+    unsigned int length_imp() override { return std::min(vnByteAdapter::length_imp(), 1u); }
+};
+} // namespace
+
+TEST(vnXmlDynamicType, BoundsTheElementsThatAreNotThere)
+{
+    const char error[] = "An index or the size of vnDynamicTypeArray is out of range";
+    const auto repeat = [](const std::string& text, unsigned int count)
+    {
+        std::string all;
+        for (unsigned int i = 0; i < count; ++i)
+            all += text;
+        return all;
+    };
+    // Each of them alone would not be too large.
+    const std::string gaps = "<vnDyn name='a' type='array' size='5000'/>";
+    EXPECT_EQ(errorOf(arrayStart + repeat(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<vnDyn type='cont'>" + repeat(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<x>" + repeat(arrayStart + gaps + valueEnd, 500) + "</x>"), error);
+    const std::string document = "<x>" + gaps + std::string(5000, ' ') + "</x>";
+    Told told(document);
+    vnReadText(told, document); // whose gaps count anew
+    EXPECT_EQ(told.values.size(), 2u) << told.getError();
+
+    // An element may come before those in front of it.
+    std::string descending = arrayStart;
+    for (int i = 99; i >= 0; --i)
+        descending += "<vnDyn type='num' index='" + std::to_string(i) + "'>1</vnDyn>";
+    Told slowly;
+    slowly.read(vnRefPointer<vnSerializeAdapter>(new Trickle(descending + valueEnd)));
+    EXPECT_FALSE(slowly.hasError()) << slowly.getError();
+    const std::vector<vnDynamicType> ones(100, vnDynamicType(1.0));
+    EXPECT_TRUE(slowly.values.at(0) == vnDynamicTypeArray(vnArray<vnDynamicType>(ones.data(), 100)));
+    EXPECT_EQ(errorOf("<vnDyn type='array'><vnDyn index='4294967294'/><vnDyn/></vnDyn>"), error);
+}
+
 TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
 {
     constexpr unsigned int max = vnXmlSax::VN_MAX_VALUE_DEPTH;
@@ -423,6 +503,18 @@ TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
     vnReadText(shallow, arrayStart + "<a><b><c/></b></a>" + valueEnd);
     EXPECT_EQ(shallow.getError(), error);
 }
+
+namespace
+{
+class FlushCounter : public vnSerializeAdapterQueue
+{
+public:
+    using vnSerializeAdapterQueue::vnSerializeAdapterQueue;
+    void flush() override { ++count; }
+
+    int count = 0;
+};
+} // namespace
 
 TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
 {
@@ -442,6 +534,7 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     for (const std::size_t slice : {std::size_t(7), text.size()})
     {
         Told told;
+        told.setMaxBufferSize(1000);
         told.read(vnRefPointer<vnSerializeAdapter>(new vnSlicedAdapter(text, slice)));
         EXPECT_FALSE(told.hasError()) << told.getError();
         ASSERT_EQ(told.values.size(), 2u);
@@ -454,6 +547,9 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     const auto write = [](vnXmlSax& sax) { sax.writeDynamicType(vnDynamicTypeChain(), "n", "vnDyn"); };
     Writer writer(write);
     writer.write(memory);
+    const vnRefPointer<FlushCounter> counter(new FlushCounter(VN_QUEUE_FIFO));
+    writer.write(counter);
+    EXPECT_EQ(counter->count, 1);
     EXPECT_EQ(block.substr(0, block.find_last_not_of(' ') + 1),
               R"(<vnDyn name="n" type="chain" encoding="b64">/AwAAA</vnDyn>)");
 }
@@ -557,6 +653,22 @@ public:
     void write(vnXmlSax*, const vnObject*) override {}
 };
 
+/// An object as a value.
+class Held : public vnXmlDynamicTypeInterface
+{
+public:
+    vnParseResult read(vnXmlSax* sax, const vnString&, vnDynamicType& value) override
+    {
+        vnRefPointer<vnObject> object;
+        const vnParseResult result =
+            vnXmlObjectInterface::getObjectInterface("vnObject")->read(sax, "vnObject", object);
+        if (sax->getCurrentAttribute("use") == "hold")
+            value = vnDynamicType(object.get());
+        return result;
+    }
+    void write(vnXmlSax*, const vnDynamicType&) override {}
+};
+
 /// A text of its own.
 class Note : public vnXmlCustomDataInterface
 {
@@ -602,6 +714,27 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(Values::getDynamicTypeInterface("num").get(), builtin.get());
     EXPECT_EQ(vnDynamicType(1.0).asString(1), "1");
 
+    // The objects of a circle are kept when somebody holds one of them, and else let go.
+    const vnRefPointer<vnObject> inner(new vnObject);
+    const vnRefPointer<vnObject> outer(new vnObject);
+    outer->addUserData("inner", inner);
+    inner->addUserData("outer", outer);
+    inner->setAttribute("data", "a", 1.5);
+    const std::string circle = outer->asString(1).getString();
+    outer->removeAllUserData();
+    const vnRefPointer<Held> held(new Held);
+    Values::registerDynamicTypeInterface("held", held);
+    const vnDynamicType value = read("<vnDyn type='held' use='hold'>" + circle + valueEnd);
+    read("<vnDyn type='held'>" + circle + valueEnd); // lost memory if they stay
+    Values::unregisterDynamicTypeInterface(held);
+    auto* const first = dynamic_cast<vnObject*>(value.getReference());
+    ASSERT_TRUE(first);
+    auto* const second = dynamic_cast<vnObject*>(first->getUserData("inner"));
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->getAttribute("data", "a").getNumber(), 1.5);
+    EXPECT_EQ(second->getUserData("outer"), first);
+    first->removeAllUserData();
+
     using Objects = vnXmlObjectInterface;
     EXPECT_STREQ(Objects::getObjectInterface("vnObject")->getTypeName(), "vnXmlObjectInterface_builtin");
     Objects::registerObjectInterface("vnObject", new Bare);
@@ -622,7 +755,8 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(errorOf("<note/>"), "Invalid or unknown data for vnDynamicType");
     const vnRefPointer<vnXmlCharData> data(new vnXmlCharData("x"));
     EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", data, 1); }), "<note>text</note>");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }), "");
+    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }), "<note>text</note>");
+    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("other", nullptr, 1); }), "<other/>");
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
     vnReadText(*dom, "<doc><note a=\"1\">text</note></doc>");
     EXPECT_EQ(written([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }),

@@ -5,6 +5,8 @@
 #include "vnTool.h"
 #include "vnXmlNotifications.h"
 
+#include <vnBase/vnBaseError.h>
+
 namespace
 {
 /// Shows every notification: the level, the name of the callback without "on", the arguments in quotes.
@@ -16,6 +18,20 @@ public:
         enableNotifyItemType(VN_XML_ALL_ITEMS);
         setMaxIdleNotifications(1000); // some documents notify without end
         setMaxDocumentSize(1u << 30);
+    }
+
+    unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override
+    {
+        vnString text;
+        try
+        {
+            text = value.asString(1);
+        }
+        catch (const vnBaseError&) // longer than a string may be
+        {
+            return vnXmlNotifications::onDynamicType(value, name, level);
+        }
+        return onNotification("DynamicType", level, {&value.getDynamicType(), &text, &name});
     }
 
 private:

@@ -17,6 +17,9 @@
 #include <dynamic/vnObjectParts.h>
 
 #include <limits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -69,7 +72,10 @@ protected:
             if (result == VN_PARSE_NO_MATCH)
                 result = XML_read_15();
             if (result == VN_PARSE_NO_MATCH)
+            {
+                vnXmlArrayGaps::of(m_outer) = vnXmlArrayGaps::of(*this);
                 return vnXmlReader(*this).run(&vnXmlReader::readValueEnd) == VN_PARSE_OK;
+            }
             if (result == VN_PARSE_ERROR)
                 return false;
         }
@@ -79,6 +85,8 @@ protected:
         setError("%s", error);
         return 0;
     }
+
+    vnXmlSax& getOuter() const noexcept { return m_outer; }
 
 private:
     vnXmlSax& m_outer;
@@ -92,7 +100,7 @@ public:
     // What has no index goes behind the elements that `size` promised, too.
     bool readElements(const vnString& size, vnDynamicType& value)
     {
-        if (!takeNumber(size, m_size) || !readItems() || !hasRoomFor(m_size))
+        if ((!size.isEmpty() && !takeNumber(size, m_size)) || !readItems() || !takeGaps())
             return false;
         value = m_builder.makeArray(m_size);
         return true;
@@ -103,7 +111,8 @@ public:
         if (level != 1)
             return fail("vnDynamicTypeArray can't read recursive xml entities");
         unsigned int index = m_size;
-        return takeNumber(getCurrentAttribute("index"), index) && add(index, value);
+        return (!hasCurrentAttribute("index") || takeNumber(getCurrentAttribute("index"), index)) &&
+               add(index, value);
     }
     unsigned char onCharData(const vnString& text, unsigned int level) override
     {
@@ -114,33 +123,37 @@ public:
 private:
     bool add(unsigned int index, const vnDynamicType& value)
     {
-        if (!hasRoomFor(vnUInt64{index} + 1))
-            return false;
+        if (index == VN_MAX_SIZE) // as many stand in front of it as can be counted
+            return failRange();
         m_builder.addElement(index, value);
         m_size = std::max(m_size, m_builder.getSize());
         return true;
     }
 
-    // An empty text changes nothing.
     bool takeNumber(const vnString& text, unsigned int& number)
     {
-        if (text.isEmpty())
-            return true;
         const double value = text.real('.');
-        if (!(value > -1 && value < std::numeric_limits<unsigned int>::max()))
+        if (!(value > -1 && value < VN_MAX_SIZE))
             return failRange();
         number = static_cast<unsigned int>(value);
         return true;
     }
 
-    // An array has no more elements than the document has bytes. It is asked late, as a document may still be
-    // on its way; what was read of it holds an array that is full.
-    bool hasRoomFor(vnUInt64 count)
+    // An array has no more elements than the document has bytes, and neither have all arrays of the document
+    // gaps. It is asked at the end, since what was read until then holds an array without gaps.
+    bool takeGaps()
     {
-        return count <= getDocumentPos() || count <= vnUInt64{getDocumentPos()} + getAdapter()->length() ||
-               failRange();
+        vnUInt64& gaps = vnXmlArrayGaps::of(getOuter());
+        const vnUInt64 count = gaps + m_size;
+        const vnUInt64 position = getOuter().getDocumentPos();
+        if (count > position && count > position + getOuter().getAdapter()->length())
+            return failRange();
+        gaps += m_builder.countGaps(m_size);
+        return true;
     }
     bool failRange() { return fail("An index or the size of vnDynamicTypeArray is out of range") != 0; }
+
+    static constexpr unsigned int VN_MAX_SIZE = std::numeric_limits<unsigned int>::max();
 
     unsigned int m_size = 0;
     vnXmlValueBuilder m_builder;
@@ -161,8 +174,18 @@ public:
 
     unsigned char onDynamicType(const vnDynamicType& value, const vnString& name, unsigned int level) override
     {
-        if (level != 1)
-            return fail("vnDynamicTypeContainer can't read recursive xml entities");
+        return level == 1 ? add(name, value)
+                          : fail("vnDynamicTypeContainer can't read recursive xml entities");
+    }
+    unsigned char onCharData(const vnString& text, unsigned int level) override
+    {
+        const vnString stripped = text.stripWhiteSpace();
+        return level != 1 || stripped.isEmpty() || add(getCurrentAttribute("name"), stripped);
+    }
+
+private:
+    unsigned char add(const vnString& name, const vnDynamicType& value)
+    {
         if (name.isEmpty())
             return fail("Missing 'name' attribute in container");
         // A name ends with a zero byte where containers are stored.
@@ -172,7 +195,6 @@ public:
         return 1;
     }
 
-private:
     vnXmlValueBuilder m_builder;
 };
 
@@ -203,13 +225,71 @@ public:
     vnDynamicType result;
 };
 
-// Objects that stand in a document whose value is asked for are nobody's, and those in a circle would stay.
-void dropObjects(vnSerializeAdapter& adapter)
+/// The objects of a document whose value was asked for. Nobody is told of them, so that those in a circle
+/// would stay for ever; but a form may have given some away.
+class UntoldObjects
 {
-    for (const vnRefPointer<vnReference>& instance : adapter.getRefInstanceArray())
-        if (instance && instance->isOfType(vnObject::getClassType()))
-            static_cast<vnObject*>(instance.get())->removeAllUserData();
-}
+public:
+    explicit UntoldObjects(vnSerializeAdapter& adapter)
+    {
+        for (const vnRefPointer<vnReference>& instance : adapter.getRefInstanceArray())
+            if (instance && instance->isOfType(vnObject::getClassType()))
+            {
+                auto* const object = static_cast<vnObject*>(instance.get());
+                Holders& holders = m_objects[object];
+                holders.object = object;
+                ++holders.count;
+            }
+        for (const auto& [key, holders] : m_objects)
+            forEachInner(*holders.object, [](Holders& inner) { ++inner.count; });
+    }
+
+    /// Breaks up those that nobody holds but the document and one another.
+    void drop()
+    {
+        for (auto& [key, holders] : m_objects)
+            if (holders.object->getRef() > holders.count)
+                keep(holders);
+        for (const auto& [key, holders] : m_objects)
+            if (!holders.isKept)
+                holders.object->removeAllUserData();
+    }
+
+private:
+    struct Holders
+    {
+        vnObject* object = nullptr;
+        unsigned int count = 0; // of the document, and of objects that it holds
+        bool isKept = false;
+    };
+
+    template <class Call>
+    void forEachInner(const vnObject& object, const Call& call)
+    {
+        const vnUserDataDictionary* items = object.getUserDataDictionary();
+        if (!items)
+            return;
+        for (const auto& item : *items)
+            if (const auto inner = m_objects.find(item.getValue()); inner != m_objects.end())
+                call(inner->second);
+    }
+
+    // With all that it holds.
+    void keep(Holders& first)
+    {
+        std::vector<Holders*> next{&first};
+        while (!next.empty())
+        {
+            Holders& holders = *next.back();
+            next.pop_back();
+            if (std::exchange(holders.isKept, true))
+                continue;
+            forEachInner(*holders.object, [&next](Holders& inner) { next.push_back(&inner); });
+        }
+    }
+
+    std::unordered_map<const vnUserData*, Holders> m_objects;
+};
 
 vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsigned char* ok,
                         unsigned char dynOnly)
@@ -219,7 +299,7 @@ vnDynamicType readValue(const void* data, unsigned int size, bool isWide, unsign
     if (isWide)
         reader.useUnicode(1, 0);
     reader.read(&adapter);
-    dropObjects(adapter);
+    UntoldObjects(adapter).drop();
     if (ok)
         *ok = reader.found;
     return std::move(reader.result);
@@ -277,6 +357,19 @@ vnParseResult readVector(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, 
     return VN_PARSE_OK;
 }
 
+vnParseResult readGUID(vnXmlSax& sax, const vnString& text, vnDynamicType& value)
+{
+    try
+    {
+        value = vnDynamicType(vnGUID(text.stripWhiteSpace()));
+        return VN_PARSE_OK;
+    }
+    catch (const vnBaseError&) // what is no GUID
+    {
+        return failData(sax);
+    }
+}
+
 vnParseResult makeValue(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, bool isCDATA,
                         vnDynamicType& value)
 {
@@ -291,8 +384,7 @@ vnParseResult makeValue(vnXmlSax& sax, vnDynamicTag tag, const vnString& text, b
         value = vnDynamicTypeInt64(text.num());
         break;
     case VN_TAG_GUID:
-        value = vnDynamicType(vnGUID(text));
-        break;
+        return readGUID(sax, text, value);
     case VN_TAG_ERROR:
         value = vnDynamicTypeError(text);
         break;
@@ -325,32 +417,12 @@ vnParseResult readText(vnXmlSax& sax, vnDynamicTag tag, const vnString& type, vn
     return makeValue(sax, tag, string, isCDATA, value);
 }
 
-/// Lets a reader remember a text of any size for a while.
-class LargeMemory
-{
-public:
-    explicit LargeMemory(vnXmlSax& sax) noexcept : m_sax(sax), m_size(sax.getMaxBufferSize())
-    {
-        sax.setMaxBufferSize(std::numeric_limits<unsigned int>::max());
-    }
-    LargeMemory(const LargeMemory&) = delete;
-    LargeMemory& operator=(const LargeMemory&) = delete;
-    ~LargeMemory() { m_sax.setMaxBufferSize(m_size); }
-
-private:
-    vnXmlSax& m_sax;
-    unsigned int m_size;
-};
-
 vnParseResult readEncoded(vnXmlSax& sax, vnDynamicArray<char>& text)
 {
     if (sax.isCurrentElementEmpty())
         return failData(sax);
-    bool isCDATA;
-    const LargeMemory memory(sax);
     vnXmlReader reader(sax);
-    const vnParseResult result =
-        reader.runCall([&] { return reader.readValueText(vnXmlReader::VN_VALUE_LARGE, text, isCDATA); });
+    const vnParseResult result = reader.runCall([&] { return reader.readLargeText(text); });
     return result == VN_PARSE_NO_MATCH ? failData(sax) : result;
 }
 

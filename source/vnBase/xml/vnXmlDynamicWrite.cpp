@@ -8,6 +8,7 @@
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
+#include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnVarUInt64.h>
 
@@ -55,12 +56,25 @@ public:
     }
 };
 
-/// Hands on what an encoder writes, and not its flush, which would empty a block of memory that is written.
+// Also with filters in front.
+bool isMemory(vnSerializeAdapter* adapter)
+{
+    while (const auto* filter = dynamic_cast<vnSerializeAdapterFilter*>(adapter))
+        adapter = filter->getAdapter();
+    return dynamic_cast<vnSerializeAdapterMemory*>(adapter) != nullptr;
+}
+
+/// Hands on what an encoder writes. Its flush would empty a block of memory of the document so far, so that
+/// only others are flushed.
 class Output : public vnSerializeAdapterFilter
 {
 public:
     explicit Output(vnSerializeAdapter* target) { holdTarget(target); }
-    void flush() override {}
+    void flush() override
+    {
+        if (!isMemory(getAdapter()))
+            getAdapter()->flush();
+    }
 
 protected:
     void write_imp(unsigned char* data, unsigned int count) override { getAdapter()->write(data, count); }
@@ -141,10 +155,13 @@ void ValueWriter::writeElement(const vnString& name, const vnString& elementName
 
 bool ValueWriter::writeText(const vnDynamicType& value)
 {
+    // Nothing is escaped. That is meant, and who wants to read it again takes care: an "<" in a text, or a
+    // number that is none or infinite, which is written as such ("<nan>", "<inf>"), makes XML that can't be
+    // read, and "-<inf>" reads as 0.
     vnString text;
     const vnString& tag = value.getDynamicType();
     if (vnIsDynamicTag(tag, VN_TAG_STR))
-        text = value.getString(); // not escaped: that is meant, and who wants to read it again takes care
+        text = value.getString();
     else if (vnIsDynamicTag(tag, VN_TAG_NUM))
         text.format("%g", value.getNumber());
     else if (vnIsDynamicTag(tag, VN_TAG_VOID))
@@ -345,11 +362,10 @@ void vnXmlSax::writeObject(const vnObject* object, const vnString& name, const v
 void vnXmlSax::writeCustomData(const vnString& elementName, const vnReference* data, unsigned char wrap)
 {
     const auto interface = vnXmlCustomDataInterface::getCustomDataInterface(elementName);
-    if (!interface || !data)
-        return;
     if (wrap)
         writeElementStart(elementName);
-    interface->write(this, data);
+    if (interface)
+        interface->write(this, data);
     if (wrap)
         writeElementEnd();
 }

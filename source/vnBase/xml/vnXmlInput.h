@@ -163,6 +163,14 @@ public:
         return any;
     }
 
+    /// As `skip`, and answers what was taken, which is valid until the next call.
+    std::string_view takeRun(vnXmlClass::Bit bit)
+    {
+        const unsigned char* begin = m_next;
+        skip(bit);
+        return {reinterpret_cast<const char*>(begin), static_cast<std::size_t>(m_next - begin)};
+    }
+
     /// As `skip`, and takes characters above 127 as well: all, or those that are Chars.
     bool skipText(vnXmlClass::Bit bit, bool onlyChars);
 

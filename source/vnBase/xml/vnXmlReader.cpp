@@ -514,10 +514,21 @@ vnXmlReader::Special vnXmlReader::specialOf(const Level& level) const
 
 vnParseResult vnXmlReader::runSpecial(Special special, bool isEmpty)
 {
+    class InEmptyElement
+    {
+    public:
+        InEmptyElement(vnXmlSax& sax, bool isEmptyElement) : m_sax(sax)
+        {
+            m_sax.m_isEmptyElement = isEmptyElement;
+        }
+        ~InEmptyElement() { m_sax.m_isEmptyElement = 0; }
+
+    private:
+        vnXmlSax& m_sax;
+    };
     m_input.close();
-    m_sax.m_isEmptyElement = isEmpty;
+    const InEmptyElement scope(m_sax, isEmpty);
     const vnParseResult result = (m_sax.*special)();
-    m_sax.m_isEmptyElement = 0;
     if (result == VN_PARSE_OK && !isEmpty)
     {
         if (special == &vnXmlSax::XML_read_91)

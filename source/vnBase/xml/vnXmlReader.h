@@ -136,13 +136,15 @@ public:
     enum ValueText : unsigned int
     {
         VN_VALUE_TEXT = 0,
-        VN_VALUE_CALLS = 1,   // what begins with "function:" is asked for
-        VN_VALUE_MAY_END = 2, // no text is a text, when the end tag follows at once
-        VN_VALUE_LARGE = 4    // of any size
+        VN_VALUE_CALLS = 1,  // what begins with "function:" is asked for
+        VN_VALUE_MAY_END = 2 // no text is a text, when the end tag follows at once
     };
 
     /// S, then CharData or CDSect, whose text goes to `text`.
     vnParseResult readValueText(unsigned int mode, vnDynamicArray<char>& text, bool& isCDATA);
+
+    /// The same for a text of any size, of which no more is remembered than of others.
+    vnParseResult readLargeText(vnDynamicArray<char>& text);
 
     /// Takes nothing, where an end tag follows; anything else is a fault.
     vnParseResult readValueEnd();

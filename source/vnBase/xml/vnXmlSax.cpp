@@ -180,6 +180,7 @@ void vnXmlSax::useLimitsOf(const vnXmlSax& outer) noexcept
     m_maxIdleNotifications = outer.m_maxIdleNotifications;
     m_maxDocumentSize = outer.m_maxDocumentSize;
     m_documentBegin = outer.m_documentBegin;
+    m_arrayGaps = outer.m_arrayGaps;
 }
 
 vnUInt64 vnXmlSax::getDocumentSizeLeft() const noexcept
@@ -337,6 +338,7 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
         m_idleNotifications = 0;
         skipMark();
         m_documentBegin = getTokenPos();
+        m_arrayGaps = 0;
         if (XML_read_01() == VN_PARSE_OK)
             reportProgress(1);
     }

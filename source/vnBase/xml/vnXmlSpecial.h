@@ -42,3 +42,11 @@ public:
 private:
     vnXmlSax& m_sax;
 };
+
+/// The elements of arrays that a document has asked for without a byte for each: what it could make large by
+/// no more than numbers. All parsers of a document count them together.
+class vnXmlArrayGaps
+{
+public:
+    static vnUInt64& of(vnXmlSax& sax) noexcept { return sax.m_arrayGaps; }
+};

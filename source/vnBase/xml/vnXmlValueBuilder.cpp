@@ -114,6 +114,12 @@ void vnXmlValueBuilder::uniteNames()
     m_entries.cut(static_cast<unsigned int>(kept - begin));
 }
 
+unsigned int vnXmlValueBuilder::countGaps(unsigned int size)
+{
+    uniteIndexes();
+    return std::max(size, m_size) - m_entries.getSize();
+}
+
 vnDynamicType vnXmlValueBuilder::makeArray(unsigned int size)
 {
     uniteIndexes();

@@ -15,6 +15,9 @@ public:
     void addElement(unsigned int index, const vnDynamicType& value);
     void addAttribute(const vnString& name, const vnDynamicType& value);
 
+    /// How many of `size` elements, or of those up to the last one that was added, were not added.
+    unsigned int countGaps(unsigned int size);
+
     /// How many elements there are up to the last one that was added.
     unsigned int getSize() const noexcept { return m_size; }
 
