@@ -20,6 +20,7 @@
 namespace
 {
 constexpr unsigned int VN_TIME_SIZE = 8;
+constexpr unsigned int VN_SHORT_TEXT = 65000; // fits a string also with the tags of its element
 
 [[noreturn]] void fail(vnXmlSax& sax, const vnString& error)
 {
@@ -99,6 +100,42 @@ void writeEncoded(vnXmlSax& sax, const Write& write)
     encoder->flush();
 }
 
+// The content of a value whose built-in form is a text; false for others.
+bool findText(const vnDynamicType& value, vnString& text)
+{
+    const vnString& tag = value.getDynamicType();
+    if (vnIsDynamicTag(tag, VN_TAG_STR))
+        text = value.getString();
+    else if (vnIsDynamicTag(tag, VN_TAG_NUM))
+        text.format("%g", value.getNumber());
+    else if (vnIsDynamicTag(tag, VN_TAG_VOID))
+        text = tag;
+    else if (vnIsDynamicTag(tag, VN_TAG_LLNUM))
+        text.format("%lld", vnDynamicTypeInt64(value).getInt64());
+    else if (vnIsDynamicTag(tag, VN_TAG_GUID))
+        text = value.getString();
+    else if (vnIsDynamicTag(tag, VN_TAG_ERROR))
+        text = vnDynamicTypeError(value).getError();
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC2))
+    {
+        const auto v = value.getVec2();
+        text.format("{%g,%g}", v.x, v.y);
+    }
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC3))
+    {
+        const auto v = value.getVec3();
+        text.format("{%g,%g,%g}", v.x, v.y, v.z);
+    }
+    else if (vnIsDynamicTag(tag, VN_TAG_VEC4))
+    {
+        const auto v = value.getVec4();
+        text.format("{%g,%g,%g,%g}", v.x, v.y, v.z, v.w);
+    }
+    else
+        return false;
+    return true;
+}
+
 /// Writes values from their stream form: those in arrays and containers are not taken out, which would make
 /// as many copies of the innermost bytes as there are levels.
 class ValueWriter
@@ -159,35 +196,7 @@ bool ValueWriter::writeText(const vnDynamicType& value)
     // number that is none or infinite, which is written as such ("<nan>", "<inf>"), makes XML that can't be
     // read, and "-<inf>" reads as 0.
     vnString text;
-    const vnString& tag = value.getDynamicType();
-    if (vnIsDynamicTag(tag, VN_TAG_STR))
-        text = value.getString();
-    else if (vnIsDynamicTag(tag, VN_TAG_NUM))
-        text.format("%g", value.getNumber());
-    else if (vnIsDynamicTag(tag, VN_TAG_VOID))
-        text = tag;
-    else if (vnIsDynamicTag(tag, VN_TAG_LLNUM))
-        text.format("%lld", vnDynamicTypeInt64(value).getInt64());
-    else if (vnIsDynamicTag(tag, VN_TAG_GUID))
-        text = value.getString();
-    else if (vnIsDynamicTag(tag, VN_TAG_ERROR))
-        text = vnDynamicTypeError(value).getError();
-    else if (vnIsDynamicTag(tag, VN_TAG_VEC2))
-    {
-        const auto v = value.getVec2();
-        text.format("{%g,%g}", v.x, v.y);
-    }
-    else if (vnIsDynamicTag(tag, VN_TAG_VEC3))
-    {
-        const auto v = value.getVec3();
-        text.format("{%g,%g,%g}", v.x, v.y, v.z);
-    }
-    else if (vnIsDynamicTag(tag, VN_TAG_VEC4))
-    {
-        const auto v = value.getVec4();
-        text.format("{%g,%g,%g,%g}", v.x, v.y, v.z, v.w);
-    }
-    else
+    if (!findText(value, text))
         return false;
     m_sax.beginElementContents();
     m_sax.writeGenericString(text);
@@ -387,6 +396,11 @@ unsigned char vnDynamicType2Xml(const vnDynamicType& value, vnDynamicArray<unsig
 
 vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly, const vnString& name) const
 {
+    // What stands between the tags of most values is known without writing them.
+    vnString text;
+    if (stripTags && name.isEmpty() && vnXmlForm<vnXmlDynamicTypeInterface>(getDynamicType()).isBuiltin() &&
+        findText(*this, text) && text.length() <= VN_SHORT_TEXT)
+        return text.stripWhiteSpace();
     vnDynamicArray<unsigned char> xml;
     vnString error;
     if (!vnDynamicType2Xml(*this, xml, 0, dynOnly, name, &error))
