@@ -37,7 +37,7 @@ public:
     /// unless the flags hold `VN_ADAPTER_NO_EXPANSION`; `getName()` answers the result, not what was asked
     /// for. `VN_SERIALIZE_OUTPUT` drops what the file holds unless `append` is set; `VN_SERIALIZE_APPEND`
     /// means output with `append`; any other action opens nothing and sets the error. An empty name opens
-    /// nothing and is no error. With the flag `VN_ADAPTER_UNTRUSTED` only regular files are opened for input.
+    /// nothing and is no error. With `VN_ADAPTER_UNTRUSTED` only regular files are read, up to the told size.
     vnSerializeAdapterFile(const vnString& name, vnSerializeAction action, unsigned char append,
                            vnUInt64 flags);
     VN_TYPE(vnSerializeAdapterFile)

@@ -259,8 +259,9 @@ void vnSerializeAdapterFile::openForInput()
 {
     const bool isTrusted = !(getAdapterFlags() & VN_ADAPTER_UNTRUSTED);
     m_file.reset((isTrusted ? vnFileOpenRead : vnFileOpenRegular)(m_fileName, &m_size));
+    // The system's own files, its view of the memory among them, look regular and tell no size.
     if (m_file)
-        m_isOpenEnded = !vnFileHasSize(m_file.get());
+        m_isOpenEnded = isTrusted && !vnFileHasSize(m_file.get());
     else
         setOpenError("' for reading");
 }
