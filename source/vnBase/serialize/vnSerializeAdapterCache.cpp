@@ -196,10 +196,11 @@ private:
     vnRefPointer<vnSerializeAdapter> m_adapter;
 };
 
-// What the stream of a URL is kept under. One that is not trusted gets nothing that a trusted one has opened.
+// What the stream of a URL is kept under. Those that are trusted and those that are not share nothing: the
+// mark stands in front of both, so that no URL has the key of another of the other kind.
 vnString keyOf(const vnString& url, vnUInt64 flags)
 {
-    return flags & VN_ADAPTER_UNTRUSTED ? vnString(" ") + url : url;
+    return vnString(flags & VN_ADAPTER_UNTRUSTED ? "u" : "t") + url;
 }
 
 // The length in front of a part; `length` where there is none.
