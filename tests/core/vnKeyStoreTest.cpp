@@ -255,6 +255,9 @@ TEST_F(vnKeyStoreTest, KeepsThePermissionsAndLinksOfItsFiles)
     EXPECT_EQ(modeOf(m_folder.machineFile()), 0644u);
     EXPECT_EQ(modeOf(m_folder.path("system")), 0755u);
     EXPECT_EQ(modeOf(m_folder.machineFile() + ".lock"), 0600u); // who can open it can hold up all others
+    chmod(m_folder.machineFile().c_str(), 0664);
+    EXPECT_TRUE(vnKeyDatabase::setGlobalKey("k/a", "2"));
+    EXPECT_EQ(modeOf(m_folder.machineFile() + ".lock"), 0660u); // those who may write share it
     const std::string elsewhere = m_folder.path("elsewhere.keys");
     std::filesystem::rename(m_folder.userFile(), elsewhere);
     std::filesystem::create_symlink(elsewhere, m_folder.userFile());

@@ -241,8 +241,26 @@ bool waitForLock(int descriptor, const timespec& deadline, std::optional<vnKillG
     }
 }
 
-// For nobody but its owner, also where anybody may read the settings: whoever can open the file can lock it.
-int openLock(const vnString& name)
+// Whoever can open the file can lock it, so those may who may write the settings, or where there are none yet
+// to the folder, and nobody who may only read them.
+void shareLock(int descriptor, const vnString& target)
+{
+    struct stat lock, model;
+    // More than one link: somebody put a file there that has another purpose.
+    if (::fstat(descriptor, &lock) != 0 || !S_ISREG(lock.st_mode) || lock.st_nlink != 1)
+        return;
+    if (::stat(target, &model) != 0 && ::stat(folderOf(target), &model) != 0)
+        return;
+    const uid_t owner = ::geteuid() == 0 ? model.st_uid : lock.st_uid;
+    const bool isTheirs = (owner == lock.st_uid && model.st_gid == lock.st_gid) ||
+                          ::fchown(descriptor, owner, model.st_gid) == 0;
+    const mode_t writes = model.st_mode & (isTheirs ? 0222 : 0202);
+    const mode_t mode = 0600 | writes | writes << 1;
+    if ((lock.st_mode & 0777) != mode)
+        static_cast<void>(::fchmod(descriptor, mode) == 0);
+}
+
+int openLock(const vnString& name, const vnString& target)
 {
     for (;;)
     {
@@ -251,7 +269,7 @@ int openLock(const vnString& name)
             return there;
         const int made = openFile(name, O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, 0600);
         if (made >= 0)
-            giveToOwnerOfFolder(made, name);
+            shareLock(made, target);
         if (made >= 0 || errno != EEXIST)
             return made;
     }
@@ -397,12 +415,13 @@ vnKeyFileLock::vnKeyFileLock(vnString& name, vnRegKeyHeader root)
     deadline.tv_sec += lockTimeoutSeconds;
     for (;;)
     {
-        Descriptor file(openLock(lock));
+        Descriptor file(openLock(lock, name));
         if (!file.isOpen() || !waitForLock(file.get(), deadline, m_kept))
             return;
         // When somebody removed the file meanwhile, whoever came later has locked another.
         if (isCurrent(file.get(), lock))
         {
+            shareLock(file.get(), name); // the permissions may have changed
             m_descriptor = file.release();
             return;
         }
