@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnKeyDatabase.h>
+#include <vnBase/vnMessage.h>
 
 #include "vnKeyFolder.h"
 
@@ -106,10 +107,25 @@ TEST_F(vnKeyLocalRegistryTest, TakesNoneThatHasAFault)
     for (int i = 0; i < 100000; ++i)
         deep += "<a>";
     EXPECT_FALSE(load(deep));
-    std::string large; // not the document, but what becomes of it
+    std::string large;
     for (int i = 0; i < 300; ++i)
-        large += "<a b='%60000d'/>";
+        large += "<a>" + std::string(60000, '1') + "</a>";
     EXPECT_FALSE(load("<a>" + large + "</a>"));
+}
+
+TEST_F(vnKeyLocalRegistryTest, TellsNothingOfPercentSignsInAttributes)
+{
+    struct Counter : vnMessageReceiverInterface
+    {
+        Counter() { vnMessage::addMessageReceiver(this); }
+        ~Counter() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
+        void onMessage(const vnString&, vnMessageLevel, const char*) override { ++count; }
+        int count = 0;
+    };
+    const Counter messages;
+    EXPECT_TRUE(load("<a note='100% sure'><c>2</c></a>"));
+    EXPECT_EQ(user("a/c"), "2");
+    EXPECT_EQ(messages.count, 0);
 }
 
 TEST_F(vnKeyLocalRegistryTest, ReadsNoIncludedDocuments)

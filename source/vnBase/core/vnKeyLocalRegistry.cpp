@@ -20,12 +20,19 @@ bool takeText(vnXmlItem& item, vnString& value)
     value = static_cast<Item&>(item).getData();
     return true;
 }
+
+// Keys never look at attributes. To set one would tell of each percent sign that begins no right format.
+class SettingsDocument : public vnXmlDom
+{
+public:
+    unsigned char onAttribute(const vnString&, const vnString&, unsigned int) override { return 1; }
+};
 } // namespace
 
 class vnKeyLocalRegistry : public vnSharedMemory
 {
 public:
-    vnRefPointer<vnXmlDom> document{new vnXmlDom};
+    vnRefPointer<vnXmlDom> document{new SettingsDocument};
 };
 
 void vnDropKeyLocalRegistry::operator()(vnKeyLocalRegistry* registry) const
