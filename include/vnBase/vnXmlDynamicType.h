@@ -155,8 +155,8 @@ VN_BASE_API unsigned char vnDynamicType2Xml(const vnDynamicType& value, vnDynami
 
 /// The value of a document whose root is one: of bytes in UTF-8 or behind a mark, or of `length` units in
 /// little-endian UTF-16. With `dynOnly` the root may have any name. `ok`, which may be null, receives whether
-/// a value was found; what follows the text of a value, or the items of an array or container, is not looked
-/// at. Without one the result is void.
+/// a value was found. What follows the text of a value is not looked at; behind the items of an array or
+/// container an end tag must begin. Without a value the result is void.
 VN_BASE_API vnDynamicType vnXml2DynamicType(const vnArray<unsigned char>& data, unsigned char* ok = nullptr,
                                             unsigned char dynOnly = 0);
 VN_BASE_API vnDynamicType vnXml2DynamicType(const char* text, unsigned int length,

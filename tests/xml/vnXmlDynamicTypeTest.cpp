@@ -162,6 +162,8 @@ TEST(vnXmlDynamicType, WritesAFormForEachTag)
         {containerOf({{"b", 1.0}, {"a", vnDynamicTypeTimeTagged(1, "x")}}),
          R"(<vnDyn type="cont"><vnDyn name="a" time="1.000000">x</vnDyn>)"
          R"(<vnDyn name="b" type="num">1</vnDyn></vnDyn>)"},
+        {vnDynamicType::fromJSON("{\"\":1}"), // does not read
+         R"(<vnDyn type="cont"><vnDyn type="num">1</vnDyn></vnDyn>)"},
         // The stream form: the tag, the size, the payload.
         {vnDynamicTypeChain(), R"(<vnDyn type="chain" encoding="hex">FC0C0000</vnDyn>)"},
         {arrayOf({vnDynamicTypeTimeTagged(0, 1.0)}),
@@ -273,6 +275,7 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
          containerOf({{"a", "3"}, {"b", "2"}})},
+        {"<vnDyn type='array'><vnDyn>a</vnDyn>x", vnDynamicType()}, // an end tag must begin
         {"<vnDyn type='chain' encoding='b64'>/AwA AA==</vnDyn>", vnDynamicTypeChain()},
         {"<vnDyn type='chain' encoding='hex'><![CDATA[fc0c00 00]]></vnDyn>", vnDynamicTypeChain()},
         {"<vnDyn type='chain'>/AwAAA</vnDyn>", vnDynamicTypeChain()}, // base 64 unless something else is said
@@ -539,6 +542,15 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
         EXPECT_FALSE(told.hasError()) << told.getError();
         ASSERT_EQ(told.values.size(), 2u);
         EXPECT_TRUE(told.values[1] == arrayOf({value}));
+    }
+    for (const char* cut : {"<vnDyn>%</vnDyn>", "<x>%</x>", "<x><![CDATA[%]]></x>"})
+    {
+        std::string large(cut);
+        large.replace(large.find('%'), 1, std::string(2000, 'a'));
+        Told told;
+        told.setMaxBufferSize(1000);
+        told.read(vnRefPointer<vnSerializeAdapter>(new vnSlicedAdapter(large, 7)));
+        EXPECT_TRUE(told.hasError()) << cut;
     }
     // A block of memory goes on behind such a value.
     std::string block(100, ' ');

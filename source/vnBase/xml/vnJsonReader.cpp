@@ -353,9 +353,9 @@ void vnJsonReader::readNumber()
 {
     vnJsonNumber number;
     vnJsonNumber::Result result = number.read(m_source.next, m_source.end, m_isStrict);
-    if (result == vnJsonNumber::INCOMPLETE)
+    if (result == vnJsonNumber::INCOMPLETE || result == vnJsonNumber::NONE)
     {
-        gatherNumber();
+        gatherNumber(); // also what is none: the fault is behind what could begin one, in any source
         const unsigned char* text = m_number.data();
         result = number.read(text, text + m_number.getSize(), m_isStrict);
     }

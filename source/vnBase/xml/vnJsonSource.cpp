@@ -26,7 +26,8 @@ void vnJsonSource::settle()
 bool vnJsonSource::isWide()
 {
     m_cursor.detect();
-    return !m_cursor.isByteText() && m_cursor.getMode() != vnParserCursor::ASCII;
+    // Behind a mark may be nothing.
+    return m_cursor.hasData() && !m_cursor.isByteText() && m_cursor.getMode() != vnParserCursor::ASCII;
 }
 
 bool vnJsonSource::refill()

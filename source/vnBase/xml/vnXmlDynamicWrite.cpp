@@ -248,7 +248,8 @@ void ValueWriter::writeAttributes(Span payload)
                                                 [&](const vnContainerBytes::Attribute& attribute)
                                                 { attributes.push() = attribute; });
     if (!isWhole)
-        fail(m_sax, "Container ends within its attributes");
+        fail(m_sax, payload.size() < vnContainerBytes::headSize ? "Container ends within its count"
+                                                                : "Container ends within its attributes");
     std::sort(attributes.data(), attributes.data() + attributes.getSize());
     m_sax.beginElementContents();
     for (unsigned int i = 0; i < attributes.getSize(); ++i)

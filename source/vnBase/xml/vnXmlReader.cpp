@@ -320,7 +320,7 @@ vnParseResult vnXmlReader::read14()
 vnParseResult vnXmlReader::notifyCharData(const Mark& begin)
 {
     const unsigned int tokens = m_input.getPosition() - begin.position;
-    const bool isLarge = tokens > VN_MAX_TEXT; // too large for a call, too
+    const bool isLarge = isTooLong(tokens); // too large for a call, too
     const std::string_view raw = isLarge ? std::string_view() : m_input.getText(begin);
     const bool isCall = isFunction(raw);
     if (!wants(VN_XML_CHAR_DATA) && !isCall)
@@ -356,7 +356,7 @@ vnParseResult vnXmlReader::cdata(bool isContent)
         return VN_PARSE_OK;
     }
     const std::string_view raw = m_input.getText(begin);
-    if (m_input.getPosition() - begin.position > VN_MAX_TEXT || raw.size() > VN_MAX_TEXT)
+    if (isTooLong(m_input.getPosition() - begin.position) || raw.size() > VN_MAX_TEXT)
         return tooLarge("CData");
     const vnString text = makeString(raw);
     m_input.accept("]]>");

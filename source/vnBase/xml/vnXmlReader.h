@@ -178,6 +178,11 @@ private:
 
     vnParseResult fault(int line);
     vnParseResult tooLarge(const char* what);
+    // Of a text that is not remembered as a whole the beginning would be missing.
+    bool isTooLong(unsigned int tokens) const noexcept
+    {
+        return tokens > VN_MAX_TEXT || tokens > m_sax.getMaxBufferSize();
+    }
     vnParseResult tooDeep();
     static vnParseResult resultOf(bool isMatch) noexcept { return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH; }
 

@@ -42,7 +42,7 @@ vnParseResult vnXmlReader::readValueText(unsigned int mode, vnDynamicArray<char>
     }
     const unsigned int tokens = m_input.getPosition() - begin.position;
     const std::string_view raw = m_input.getText(begin);
-    if (tokens > VN_MAX_TEXT || raw.size() > VN_MAX_TEXT)
+    if (isTooLong(tokens) || raw.size() > VN_MAX_TEXT)
         return tooLarge(isCDATA ? "CData" : "CharData");
     if ((mode & VN_VALUE_CALLS) && isFunction(raw))
     {
