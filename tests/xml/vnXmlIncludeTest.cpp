@@ -95,6 +95,10 @@ TEST_F(vnXmlInclude, LeavesOutWhatIsNotThere)
     const Messages messages;
     EXPECT_EQ(read("main.xml"), "a('12')");
     EXPECT_NE(messages.text.find("missing.xml"), std::string::npos);
+    file("there.xml", "<b/>");
+    file("main.xml", "<a>1<?include there.xml$(A?>2</a>"); // which is not "there.xml"
+    EXPECT_EQ(read("main.xml"), "a('12')");
+    EXPECT_NE(messages.text.find("there.xml$(A"), std::string::npos);
     file("broken.xml", "<b><c></b>");
     file("main.xml", "<a><?include broken.xml?>2</a>");
     vnXmlDom document;
@@ -133,6 +137,16 @@ TEST_F(vnXmlInclude, EndsWhereDocumentsIncludeOneAnother)
     read(document, "a.xml");
     EXPECT_EQ(vnText(document.getError()),
               "Too deep nesting of included XML documents (file:" + (folder / "b.xml").string() + ")");
+    document.setMaxIncludeDepth(0);
+    for (const char* name : {"b.xml?own=1", "b.xml"})
+    {
+        file("a.xml", std::string("<a><?include ") + name + "?></a>");
+        read(document, "a.xml?token=1"); // which is for its parts as well that have none
+        EXPECT_EQ(vnText(document.getError()), "Too deep nesting of included XML documents (file:" +
+                                                   (folder / (name[5] ? name : "b.xml?token=1")).string() +
+                                                   ")");
+    }
+    file("a.xml", "<a><?include b.xml?><?include b.xml?></a>");
     document.setMaxIncludeDepth(1);
     file("b.xml", "<b/>");
     EXPECT_EQ(read(document, "a.xml"), "a(b.xml(b)b.xml(b))");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnRegKeyExpandParser.h>
+#include "vnRegKeyExpand.h"
 
 #include "core/vnKeyPlatform.h"
 #include "vnMarkedText.h"
@@ -68,10 +68,18 @@ vnParseResult vnRegKeyExpandParser::appendAddress()
     return takeMarked(name) ? append(vnGetHostAddress(name).asString()) : VN_PARSE_ERROR;
 }
 
-vnString vnRegKeyExpandedString(const vnString& text)
+bool vnExpandRegKeys(const vnString& text, vnString& expanded)
 {
     vnRegKeyExpandParser parser;
     vnIgnoreByteOrderMarks(parser);
     const vnTextInput input(parser, text);
-    return parser.parse();
+    expanded = parser.parse();
+    return !parser.hasError();
+}
+
+vnString vnRegKeyExpandedString(const vnString& text)
+{
+    vnString expanded;
+    vnExpandRegKeys(text, expanded);
+    return expanded;
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlInput.h"
 
-#include <vnBase/vnKeyDatabase.h>
+#include "lex/vnRegKeyExpand.h"
+
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapter.h>
 #include <vnBase/vnXmlDom.h>
@@ -25,10 +26,13 @@ vnString urlOf(const vnString& included, const vnSerializeAdapter& document)
     // Deliberately not below the folder of the document where a file is named from the root: nothing stands
     // there.
     const vnString directory = isFile && path.isFirst('/') ? vnString() : document.getDefaultPath();
-    if (documentBase.length() + directory.length() + included.length() >
+    // What a request for the document carries, a session for example, those for its parts carry as well.
+    const bool takesQuery = attributes.isEmpty() && !document.getAttributes().isEmpty();
+    const vnString query = takesQuery ? vnString("?") + document.getAttributes() : vnString();
+    if (documentBase.length() + directory.length() + included.length() + query.length() >
         static_cast<int>(vnString::VN_MAX_LENGTH))
         return vnString();
-    return documentBase + directory + included;
+    return documentBase + directory + included + query;
 }
 } // namespace
 
@@ -44,7 +48,13 @@ unsigned char vnXmlDom::include(const vnString& data, unsigned int level)
     vnSerializeAdapter* const own = getAdapter();
     if (!own)
         return 1; // nothing is read just now
-    const vnString name = vnRegKeyExpandedString(data.stripWhiteSpace());
+    vnString name;
+    if (!vnExpandRegKeys(data.stripWhiteSpace(), name))
+    {
+        vnMessage::message(VN_MESSAGE_WARNING, "Wrong reference in the URL of an included XML document (%s)",
+                           data);
+        return 1;
+    }
     const vnString url = urlOf(name, *own);
     if (m_includeDepth >= m_maxIncludeDepth)
         return failLimit(vnString::formatString("Too deep nesting of included XML documents (%s)", url));
