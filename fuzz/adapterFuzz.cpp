@@ -2,7 +2,6 @@
 #include "vnFuzzInput.h"
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
@@ -348,12 +347,6 @@ private:
     Bytes m_pushedBack; // the next byte stands last
 };
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -4,7 +4,6 @@
 
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
-#include <vnBase/vnMessage.h>
 
 #include <vector>
 
@@ -68,12 +67,6 @@ void empty(vnDynamicTypeContainer& container, bool byName)
     VN_FUZZ_CHECK(container.getNumberOfAttributes() == 0);
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnXmlDom.h>
@@ -70,12 +69,6 @@ unsigned int walk(vnXmlDom& document, bool& isReadable)
     return count;
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -3,7 +3,6 @@
 #include "vnFuzzWritten.h"
 
 #include <vnBase/vnDynamicType.h>
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeArray.h>
 #include <vnBase/vnUniqueString.h>
 
@@ -100,12 +99,6 @@ void checkArray(std::string& bytes)
         VN_FUZZ_CHECK(elements[i] == items[i]);
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnString.h>
 
 #include <cstring>
@@ -83,12 +82,6 @@ private:
     std::vector<std::unique_ptr<char16_t[]>> m_texts;
 };
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // bad directives are told as warnings
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

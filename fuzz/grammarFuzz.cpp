@@ -2,7 +2,6 @@
 #include "vnFuzzInput.h"
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 
@@ -33,12 +32,6 @@ public:
     }
 };
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // malformed rules are warnings
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

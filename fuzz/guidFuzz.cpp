@@ -4,7 +4,6 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnGUID.h>
 #include <vnBase/vnGuidStringDict.h>
-#include <vnBase/vnMessage.h>
 
 #include <cctype>
 #include <vector>
@@ -29,12 +28,6 @@ bool isAccepted(const Char* text, std::size_t length, vnGUID& guid)
     }
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -5,7 +5,6 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnJSON.h>
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 
@@ -92,12 +91,6 @@ void checkValue(std::string& bytes)
         }
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

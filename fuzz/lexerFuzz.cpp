@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeLex.h>
@@ -99,12 +98,6 @@ void act(vnSerializeLex& lex, vnSerializeAdapter& adapter, vnSerializeAdapter& o
     }
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // faults of UTF-8 are warnings
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnStringParser.h>
 
 #include <string>
@@ -19,12 +18,6 @@ std::string joined(const vnArray<vnString>& pieces, unsigned char ok)
     return line;
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS); // formats that are no grammar are told as warnings
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnFuzzInput.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnString.h>
 #include <vnBase/vnUtf.h>
 
@@ -80,12 +79,6 @@ void checkSixteenBit(const std::string& bytes)
     VN_FUZZ_CHECK(vnString(units.data(), length, 1).length() == length);
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -2,7 +2,6 @@
 #include "vnFuzzInput.h"
 #include "vnFuzzSource.h"
 
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnObject.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnXmlDynamicType.h>
@@ -74,12 +73,6 @@ void checkDocument(std::string& text, unsigned char dynOnly)
     write(value, dynOnly);
 }
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    vnMessage::setMessageLevel(VN_MESSAGE_ALWAYS);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -33,9 +33,9 @@
 /// one name the last one counts.
 ///
 /// The text is read as bytes, or as UTF-16 behind a mark; each text has its own mark, and `useUnicode` is for
-/// those without. Input that is not in memory is read block by block as
-/// it comes; the adapter is left behind the last value, or at the fault. All that was read is in memory as
-/// values then, in some three times the bytes of the text while it is read.
+/// those without. Input that is not in memory is read block by block as it comes; the adapter is left behind
+/// the last value, or at the fault. All that was read is in memory as values then, in some three times the
+/// bytes of the text while it is read.
 ///
 /// Errors: `hasError` and `getError`, where the text names the place in the source that refused, or says why;
 /// `getLine` and `getColumn` say where in the input. As with any parser they stay until `reset`; the values

@@ -10,28 +10,16 @@
 
 #include <algorithm>
 #include <limits>
-#include <new>
 
 namespace
 {
 constexpr unsigned int VN_BELIEVED = 16u << 20; // without having seen a byte
 constexpr unsigned int VN_SPARE = 1u << 20;     // what an array may keep beside its bytes
 
-// Reserves room for exactly that many; the chunk of an array may be a claim itself. False when there is no
-// memory for them; a size that most programs have to spare throws.
+// Reserves room for exactly that many; the chunk of an array may be a claim itself.
 bool reserve(vnDynamicArray<unsigned char>& bytes, unsigned int capacity)
 {
-    try
-    {
-        bytes.reallocate(capacity);
-        return true;
-    }
-    catch (const std::bad_alloc&)
-    {
-        if (capacity < VN_BELIEVED)
-            throw;
-        return false;
-    }
+    return vnTakeMemory(capacity, [&] { bytes.reallocate(capacity); });
 }
 
 // Cuts off those of the last `count` bytes that did not come.

@@ -3,6 +3,8 @@
 
 #include <vnBase/vnSerializeAdapter.h>
 
+#include <new>
+
 /// How reading the whole of a source ended. An error of the source itself is told by the source.
 enum class vnReadResult
 {
@@ -40,6 +42,25 @@ vnReadResult vnReadClaimed(vnSerializeAdapter& source, unsigned int claimed,
 /// Appends what the source has until it has no more, or an error, or `bytes` would get longer than `limit`.
 vnReadResult vnReadAll(vnSerializeAdapter& source, vnDynamicArray<unsigned char>& bytes,
                        unsigned int limit = 0xFFFFFFFFu);
+
+/// Runs `take`, which takes memory for `size` bytes. False when there is none for so many; a size that most
+/// programs have to spare throws, since that is the end of all memory.
+template <class Take>
+[[nodiscard]] bool vnTakeMemory(unsigned int size, const Take& take)
+{
+    constexpr unsigned int spared = 16u << 20;
+    try
+    {
+        take();
+        return true;
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (size < spared)
+            throw;
+        return false;
+    }
+}
 
 /// Makes `bytes` `size` long; its capacity grows by its chunk, or by half of itself when that is more. False
 /// when there is no memory for that many: that is a matter of the size, and not the end of all memory, which

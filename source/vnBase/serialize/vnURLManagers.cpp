@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "vnReadClaimed.h"
 #include "vnURLDispatch.h"
 #include "vnURLParts.h"
 
@@ -11,13 +12,11 @@
 #include <algorithm>
 #include <atomic>
 #include <limits>
-#include <new>
 
 namespace
 {
 constexpr const char* VN_DUMMY_BASE = "dummy:";
 constexpr unsigned int VN_RANDOM_BLOCK = 4096;
-constexpr unsigned int VN_LARGE = 16u << 20; // what most programs have to spare
 
 std::atomic<unsigned int> s_maxDummySize{std::numeric_limits<unsigned int>::max()};
 
@@ -25,9 +24,9 @@ std::atomic<unsigned int> s_maxDummySize{std::numeric_limits<unsigned int>::max(
 vnSerializeAdapter* createRandomBytes(unsigned int size)
 {
     vnOpenedAdapter opened(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    unsigned char block[VN_RANDOM_BLOCK];
-    try
+    const auto fill = [&]
     {
+        unsigned char block[VN_RANDOM_BLOCK];
         for (unsigned int left = size; left > 0;)
         {
             const unsigned int count = std::min(left, VN_RANDOM_BLOCK);
@@ -35,14 +34,8 @@ vnSerializeAdapter* createRandomBytes(unsigned int size)
             opened->write(block, count);
             left -= count;
         }
-    }
-    catch (const std::bad_alloc&)
-    {
-        if (size < VN_LARGE)
-            throw;
-        return nullptr;
-    }
-    return opened.release();
+    };
+    return vnTakeMemory(size, fill) ? opened.release() : nullptr;
 }
 
 // "dummy:1000" reads as 1000 random bytes, for tests of receivers.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vnZIPArchive.h"
 
+#include "vnReadClaimed.h"
+
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnSerializeAdapterZIP.h>
 
@@ -8,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -62,20 +63,9 @@ std::pair<const unsigned char*, const unsigned char*> fieldOf(unsigned int id,
     return {nullptr, nullptr};
 }
 
-// False when there is no memory for that many; a size that most programs have to spare throws.
 bool growTo(vnArray<unsigned char>& buffer, unsigned int size)
 {
-    try
-    {
-        buffer.setSize(size);
-        return true;
-    }
-    catch (const std::bad_alloc&)
-    {
-        if (size < VN_LARGEST_FIRST)
-            throw;
-        return false;
-    }
+    return vnTakeMemory(size, [&] { buffer.setSize(size); });
 }
 
 vnUInt64 hashOf(const void* name, std::size_t size)

@@ -61,8 +61,8 @@ private:
     vnBasicParser& m_parser;
     vnJsonSource m_source;
     vnJsonTree m_tree;
-    vnJsonBlock<Level> m_levels;
-    vnJsonBlock<unsigned char> m_number; // of one that does not stand in one block
+    vnScratchBlock<Level> m_levels;
+    vnScratchBlock<unsigned char> m_number; // of one that does not stand in one block
     bool m_isStrict;
     unsigned int m_maxDepth;
 };

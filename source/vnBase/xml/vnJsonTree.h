@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "vnJsonBlock.h"
+#include "vnScratchBlock.h"
 
 #include <vnBase/vnDynamicType.h>
 
@@ -66,7 +66,7 @@ static_assert(sizeof(vnJsonNode) == 24);
 class vnJsonTree
 {
 public:
-    using Bytes = vnJsonBlock<unsigned char>;
+    using Bytes = vnScratchBlock<unsigned char>;
 
     /// Texts, and values that are encoded.
     Bytes& bytes() noexcept { return m_bytes; }
@@ -82,7 +82,7 @@ public:
     vnJsonSpan copyOf(const unsigned char* from, std::size_t length);
 
     /// The nodes of the arrays and objects that are not closed, the innermost on top.
-    vnJsonBlock<vnJsonNode>& open() noexcept { return m_open; }
+    vnScratchBlock<vnJsonNode>& open() noexcept { return m_open; }
 
     /// Closes the array or object whose children are the open nodes from `first` on, with bytes from `begin`
     /// on, and makes it the value of the node below them. Of an object the last value of each key stays.
@@ -116,8 +116,8 @@ private:
 
     const unsigned char* m_source = nullptr;
     Bytes m_bytes;
-    vnJsonBlock<vnJsonNode> m_open;
-    vnJsonBlock<vnJsonNode> m_closed;
-    vnJsonBlock<Range> m_ranges;
-    vnJsonBlock<unsigned int> m_order;
+    vnScratchBlock<vnJsonNode> m_open;
+    vnScratchBlock<vnJsonNode> m_closed;
+    vnScratchBlock<Range> m_ranges;
+    vnScratchBlock<unsigned int> m_order;
 };

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "vnJsonBlock.h"
 #include "vnJsonOutput.h"
+#include "vnScratchBlock.h"
 
 #include <vnBase/vnDynamicType.h>
 
@@ -96,6 +96,6 @@ private:
     unsigned int m_maxDepth;
     unsigned int m_maxSize;
     vnString m_error; // the first one
-    vnJsonBlock<Level> m_levels;
-    vnJsonBlock<Entry> m_entries;
+    vnScratchBlock<Level> m_levels;
+    vnScratchBlock<Entry> m_entries;
 };

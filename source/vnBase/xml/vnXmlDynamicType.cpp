@@ -7,6 +7,7 @@
 #include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnRefDict.h>
 
+#include <core/vnEternal.h>
 #include <dynamic/vnDynamicTags.h>
 
 #include <atomic>
@@ -24,19 +25,14 @@ vnXmlObjectInterface_builtin::~vnXmlObjectInterface_builtin() noexcept(false) = 
 
 namespace
 {
-// An object that is never destroyed, since other statics may read and write late. It holds itself.
+// It holds itself, so that nobody who lets go of it destroys it.
 template <class T>
 T& eternal()
 {
-    union Storage
-    {
-        Storage() : object() { object.ref(); }
-        ~Storage() {}
-
-        T object;
-    };
-    static Storage storage;
-    return storage.object;
+    static vnEternal<T> object;
+    static const bool isHeld = (object.value.ref(), true);
+    static_cast<void>(isHeld);
+    return object.value;
 }
 
 // The one that stands for what is not registered; null where there is none.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnXmlDynamicType.h>
 
-#include "vnJsonBlock.h"
+#include "vnScratchBlock.h"
 #include "vnXmlSpecial.h"
 
 #include <vnBase/vnBaseError.h>
@@ -243,7 +243,7 @@ void ValueWriter::writeElements(Span payload)
 
 void ValueWriter::writeAttributes(Span payload)
 {
-    vnJsonBlock<vnContainerBytes::Attribute> attributes;
+    vnScratchBlock<vnContainerBytes::Attribute> attributes;
     const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
                                                 [&](const vnContainerBytes::Attribute& attribute)
                                                 { attributes.push() = attribute; });

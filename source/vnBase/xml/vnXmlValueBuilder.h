@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "vnJsonBlock.h"
+#include "vnScratchBlock.h"
 
 #include <vnBase/vnDynamicType.h>
 
@@ -49,8 +49,8 @@ private:
     void uniteIndexes();
     void uniteNames();
 
-    vnJsonBlock<unsigned char> m_bytes;
-    vnJsonBlock<Entry> m_entries;
+    vnScratchBlock<unsigned char> m_bytes;
+    vnScratchBlock<Entry> m_entries;
     unsigned int m_size = 0;
     References m_references;
 };

@@ -7,18 +7,18 @@
 #include <cstring>
 #include <type_traits>
 
-/// A stack of plain items in one block that doubles: scratch of the reader and the writer. Items move when it
+/// A stack of plain items in one block that doubles: scratch of readers and writers. Items move when it
 /// grows.
 template <class T>
-class vnJsonBlock
+class vnScratchBlock
 {
 public:
     static_assert(std::is_trivially_copyable_v<T>);
 
-    vnJsonBlock() noexcept = default;
-    vnJsonBlock(const vnJsonBlock&) = delete;
-    vnJsonBlock& operator=(const vnJsonBlock&) = delete;
-    ~vnJsonBlock() { vn_delete(m_data); }
+    vnScratchBlock() noexcept = default;
+    vnScratchBlock(const vnScratchBlock&) = delete;
+    vnScratchBlock& operator=(const vnScratchBlock&) = delete;
+    ~vnScratchBlock() { vn_delete(m_data); }
 
     unsigned int getSize() const noexcept { return m_size; }
     bool isEmpty() const noexcept { return m_size == 0; }
