@@ -146,12 +146,12 @@ vnJsonNumber::Result vnJsonNumber::read(const unsigned char*& next, const unsign
     const auto length = static_cast<std::size_t>(scan.end - text);
     if (length > VN_MAX_LENGTH)
         return OUT_OF_RANGE;
+    if (isStrict && isOdd(scan))
+        return NONE;
     next = scan.end;
     isInteger = false;
     if (isOdd(scan))
     {
-        if (isStrict)
-            return NONE;
         real = vnString(reinterpret_cast<const char*>(text), static_cast<unsigned short>(length)).real();
         return OK;
     }
