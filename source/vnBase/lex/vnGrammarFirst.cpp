@@ -36,6 +36,7 @@ public:
         for (vnGrammarBranch& branch : choice.branches)
         {
             branch.first = ofBranch(branch);
+            branch.first.isTelling = branch.first.isKnown && !branch.first.canBeEmpty;
             all.isKnown &= branch.first.isKnown;
             all.canBeEmpty |= branch.first.canBeEmpty;
             unite(all, branch.first);

@@ -116,6 +116,12 @@ public:
         open();
     }
 
+    /// Whether all from there to where the walk stands is in the bytes between which nothing but it moves.
+    bool isPlainSince(unsigned int position) const noexcept
+    {
+        return position - m_base <= static_cast<std::size_t>(m_next - m_begin);
+    }
+
     /// See the cursor.
     bool isInLine(unsigned int position) const noexcept { return m_cursor.isInLine(position); }
     void checkReturn(unsigned int count)

@@ -111,6 +111,7 @@ void vnGrammarReader::readChoice(vnGrammarChoice& choice)
         choice.isAtEnd = isAtEnd();
         skipBlanks();
     } while (!m_isBroken && take('|'));
+    choice.isLookedAt = choice.branches.size() > 1;
     finish(choice);
 }
 
@@ -158,6 +159,8 @@ bool vnGrammarReader::readItem(Item& item)
         return false;
     if (!m_isBroken)
         readRepeat(item);
+    if (item.group && item.repeat != Item::ONCE)
+        item.group->isLookedAt = true;
     finish(item);
     return true;
 }

@@ -133,6 +133,7 @@ struct vnGrammarFirst
 {
     bool isKnown = false;
     bool canBeEmpty = false;
+    bool isTelling = false; // known, and not empty: nothing else can begin
     unsigned int depth = 0; // how deep rules and groups are entered to find that it does not begin here
     vnUInt64 calls = 0;     // and how many of them
     static constexpr vnUInt64 VN_MAX_CALLS = 1ull << 62; // more are as good as that
@@ -151,7 +152,8 @@ struct vnGrammarBranch
 struct vnGrammarChoice
 {
     std::vector<vnGrammarBranch> branches;
-    bool isAtEnd = false; // no text of the rule stands behind it
+    bool isAtEnd = false;    // no text of the rule stands behind it
+    bool isLookedAt = false; // it often fails at once, so that a look at the next character pays
     unsigned int callCount = 0;
     bool hasFault = false;
     bool hasUndoMark = false;

@@ -207,24 +207,27 @@ bool vnGrammarData::mayEnter(const vnGrammarName& name)
 {
     if (m_depth == 0)
         m_calls = 0;
-    if (m_depth >= maxDepth)
+    if (m_depth >= maxDepth || m_calls >= maxCalls)
     {
-        parser.setError("Rules are nested deeper than %d in rule '%s'", maxDepth, name.name);
-        return false;
-    }
-    if (m_calls >= maxCalls)
-    {
-        parser.setError("More than %d calls of rules in rule '%s'", maxCalls, name.name);
+        refuse(name);
         return false;
     }
     ++m_calls;
     return true;
 }
 
+void vnGrammarData::refuse(const vnGrammarName& name)
+{
+    if (m_depth >= maxDepth)
+        parser.setError("Rules are nested deeper than %d in rule '%s'", maxDepth, name.name);
+    else
+        parser.setError("More than %d calls of rules in rule '%s'", maxCalls, name.name);
+}
+
 bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
 {
     const unsigned int begin = input.getPosition();
-    const bool isSkipping = choice.branches.size() > 1 && !m_hasUndoMarks && !isTracing && !isMeasuring;
+    const bool isSkipping = choice.isLookedAt && !m_hasUndoMarks && !isTracing && !isMeasuring;
     if (isSkipping && choice.firstVersion != m_version)
         vnFindGrammarFirsts(choice, m_names, m_version);
     unsigned int end = begin;
@@ -243,26 +246,27 @@ bool vnGrammarData::walkChoice(vnGrammarChoice& choice, Frame& frame)
         if (!walkBranch(branch, frame))
             return false;
         // Of two branches that match the first one stands; what the later one left is taken back.
-        if (frame.state != VN_PARSE_OK || hasMatched)
-            undoMarks(callCounter, frame.state);
-        else
+        if (frame.state == VN_PARSE_OK && !hasMatched)
         {
             hasMatched = true;
             end = input.getPosition();
         }
+        else if (!marks.isEmpty())
+            undoMarks(callCounter, frame.state);
     }
-    endChoice(choice, frame, begin, end, hasMatched);
+    frame.state = hasMatched ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
+    if (!hasMatched)
+        input.moveTo(begin);
+    else if (input.getPosition() != end || !input.isPlainSince(begin))
+        endChoice(choice, begin, end);
     return true;
 }
 
-void vnGrammarData::endChoice(const vnGrammarChoice& choice, Frame& frame, unsigned int begin,
-                              unsigned int end, bool hasMatched)
+// After a branch that matched, whose end is told.
+void vnGrammarData::endChoice(const vnGrammarChoice& choice, unsigned int begin, unsigned int end)
 {
-    frame.state = hasMatched ? VN_PARSE_OK : VN_PARSE_NO_MATCH;
     const unsigned int here = input.getPosition();
-    if (!hasMatched)
-        input.moveTo(begin);
-    else if (!choice.isAtEnd)
+    if (!choice.isAtEnd)
     {
         // In front of more text the input goes back to the begin, and forward again. Over line feeds that
         // changes what is known of the ends of lines.
@@ -291,7 +295,7 @@ void vnGrammarData::goToEnd(unsigned int here, unsigned int end)
 // Whether the branch fails at the next character, without a trace.
 bool vnGrammarData::canSkip(const vnGrammarBranch& branch) const noexcept
 {
-    if (!branch.first.isKnown || branch.first.canBeEmpty || input.getOpen() == 0)
+    if (!branch.first.isTelling || input.getOpen() == 0)
         return false;
     const unsigned char byte = *input.next();
     return !(branch.first.table[byte] & input.getMode()) && input.isPlain(byte) && input.canLook() &&
@@ -305,7 +309,7 @@ bool vnGrammarData::walkBranch(vnGrammarBranch& branch, Frame& frame)
     {
         if (frame.state == VN_PARSE_OK)
         {
-            if (!walkElement(element, frame))
+            if (!(element.excluded.empty() ? walkItem(element.item, frame) : walkExcluding(element, frame)))
                 return false;
             continue;
         }
@@ -321,10 +325,8 @@ bool vnGrammarData::walkBranch(vnGrammarBranch& branch, Frame& frame)
     return true;
 }
 
-bool vnGrammarData::walkElement(vnGrammarElement& element, Frame& frame)
+bool vnGrammarData::walkExcluding(vnGrammarElement& element, Frame& frame)
 {
-    if (element.excluded.empty())
-        return walkItem(element.item, frame);
     const unsigned int begin = input.getPosition();
     if (!walkItem(element.item, frame))
         return false;

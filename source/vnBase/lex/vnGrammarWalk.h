@@ -79,13 +79,13 @@ private:
     vnParseResult walkRule(const vnGrammarName& name);
     vnParseResult endRule(Frame& frame);
     bool mayEnter(const vnGrammarName& name);
+    void refuse(const vnGrammarName& name);
     bool walkChoice(vnGrammarChoice& choice, Frame& frame);
-    void endChoice(const vnGrammarChoice& choice, Frame& frame, unsigned int begin, unsigned int end,
-                   bool hasMatched);
+    void endChoice(const vnGrammarChoice& choice, unsigned int begin, unsigned int end);
     void goToEnd(unsigned int here, unsigned int end);
     bool canSkip(const vnGrammarBranch& branch) const noexcept;
     bool walkBranch(vnGrammarBranch& branch, Frame& frame);
-    bool walkElement(vnGrammarElement& element, Frame& frame);
+    bool walkExcluding(vnGrammarElement& element, Frame& frame);
     bool walkItem(Item& item, Frame& frame);
     bool walkRepeat(Item& item, Frame& frame);
     bool walkRounds(Item& item, Frame& frame, unsigned int begin);
