@@ -37,8 +37,8 @@ enum : vnUInt64
 
     /// The URL comes from outside, from a document for example: "mem:", "adapt:", "con:", "pipe:" and
     /// "psrv:", which reach memory or channels of the process, are refused, also within other URLs and behind
-    /// GUIDs; input files must be regular ones, and "dummy:" has no bytes. Managers hand it on to the URLs
-    /// that they open.
+    /// GUIDs; input files must be regular ones, and "dummy:" has no bytes. What is taken into memory is
+    /// bounded by `vnSerializeAdapter::setMaxUntrustedSize`. Managers hand it on to the URLs that they open.
     VN_ADAPTER_UNTRUSTED = 0x100000000
 };
 
@@ -264,6 +264,13 @@ public:
     /// start, and at least 1. What is deeper does not open.
     static unsigned int getMaxURLDepth() noexcept;
     static void setMaxURLDepth(unsigned int depth) noexcept;
+
+    /// How many bytes the adapters of a URL from outside (`VN_ADAPTER_UNTRUSTED`) may take into memory, all
+    /// that stand in front of one another together: of a stream that "rand:" holds, of a stream or a part
+    /// that "cache:" reads, of a member that "zip:" unpacks. 64 MiB at the start; what has more is an error.
+    /// The limits of these classes hold as well, and so the smaller one does.
+    static unsigned int getMaxUntrustedSize() noexcept;
+    static void setMaxUntrustedSize(unsigned int size) noexcept;
 
     vnUInt64 getAdapterFlags() const noexcept { return m_flags; }
     void setAdapterFlags(vnUInt64 flags) noexcept { m_flags = flags; }

@@ -48,8 +48,8 @@ public:
     static void setMaxSizeOfCachedData(unsigned int size);
 
     /// The most bytes of a stream that can't seek; a longer one is an error. 0xFFFFFFFF at the start, which
-    /// is all that lengths of 32 bits reach: set it where URLs come from people who are not trusted, since a
-    /// stream may have no end.
+    /// is all that lengths of 32 bits reach: a stream may have no end. With `VN_ADAPTER_UNTRUSTED`
+    /// `getMaxUntrustedSize()` holds as well, also for parts of streams that can seek.
     static unsigned int getMaxSizeOfStream() noexcept;
     static void setMaxSizeOfStream(unsigned int size) noexcept;
 

@@ -39,6 +39,7 @@ public:
     /// Moves by `delta` bytes. Unlike `seek` it can't go to the very end; a fault sets the error.
     virtual void move(int delta);
 
+    unsigned int getSize() const noexcept { return m_size; }
     unsigned int getCurrentPos() const noexcept;
     unsigned char* getCurrentAddress() const noexcept { return m_block + getCurrentPos(); }
 

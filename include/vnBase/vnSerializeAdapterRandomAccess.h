@@ -35,8 +35,8 @@ public:
     /// Reads all of `target` that its `length()` tells, or what comes of it; a target that is only for
     /// reading is read to its end. So is one whose length is no number of the bytes to come: a channel, which
     /// has to be ended for that, and what transforms the bytes of another one. Null sets the error, and so
-    /// does a target that has data and gives none, or more than `getMaxTargetSize()` or memory allow, of
-    /// which nothing is kept.
+    /// does a target that has data and gives none, or more than `getMaxTargetSize()`, for a target from
+    /// outside `getMaxUntrustedSize()`, or memory allow, of which nothing is kept.
     explicit vnSerializeAdapterRandomAccess(vnSerializeAdapter* target);
     VN_TYPE(vnSerializeAdapterRandomAccess)
 
@@ -56,14 +56,18 @@ public:
     unsigned int getMaxGap() const noexcept { return m_maxGap; }
     void setMaxGap(unsigned int gap) noexcept { m_maxGap = gap; }
 
+    /// How many bytes the stream has, wherever the position stands.
+    unsigned int getSize() const noexcept { return m_data.getSize(); }
+
     /// How long reading and writing may make the stream; what passes it is an error. Any length at the start,
-    /// so that a loop over blocks has to ask `hasData()`: reading makes the stream longer as well.
+    /// but for a target from outside, so that a loop over blocks has to ask `hasData()`: reading makes the
+    /// stream longer as well.
     unsigned int getMaxSize() const noexcept { return m_maxSize; }
     void setMaxSize(unsigned int size) noexcept { m_maxSize = size; }
 
     /// The most bytes that are read of a target, for all adapters made afterwards; a target that has more is
-    /// an error. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: set it where URLs come
-    /// from people who are not trusted, since a stream may have no end.
+    /// an error. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: a stream may have no
+    /// end. For targets from outside `getMaxUntrustedSize()` holds as well.
     static unsigned int getMaxTargetSize() noexcept;
     static void setMaxTargetSize(unsigned int size) noexcept;
 

@@ -48,13 +48,16 @@ public:
     /// The member that was selected; empty when there is none.
     const vnString& getCurrentItem() const noexcept { return m_currentItem; }
 
+    /// How many bytes that member has.
+    unsigned int getCurrentSize() const noexcept { return m_buffer.getSize(); }
+
     /// Selects and unpacks a member, and answers whether that went well; if not, the error is set and no
     /// member is selected. On output it only stores the name.
     unsigned char setCurrentItem(const vnString& name);
 
     /// The most bytes that a member may hold, for all members selected afterwards; one that holds more can't
-    /// be read. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: set it where archives
-    /// come from people who are not trusted, since a few megabytes may unpack to gigabytes.
+    /// be read. 0xFFFFFFFF at the start, which is all that lengths of 32 bits reach: a few megabytes may
+    /// unpack to gigabytes. In archives from outside `getMaxUntrustedSize()` holds as well.
     static unsigned int getMaxMemberSize() noexcept;
     static void setMaxMemberSize(unsigned int size) noexcept;
 

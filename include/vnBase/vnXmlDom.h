@@ -24,12 +24,14 @@
 /// **Included documents.** `<?include other.xml?>` stands for a document of its own, which becomes an item
 /// called "other.xml" and is found relative to the including document. Settings in it ("$(KEY)") are
 /// replaced. It is opened with `VN_ADAPTER_UNTRUSTED`: what reaches memory or channels of the process is
-/// refused. What cannot be opened is left out, with a message. A fault in an included document is an error of
-/// that document alone, which a Warning tells; so is one that nests too deep or makes no progress. What
+/// refused, and `vnSerializeAdapter::setMaxUntrustedSize` bounds what one URL takes into memory, 64 MiB at
+/// the start. What cannot be opened is left out, with a message. A fault in an included document is an error
+/// of that document alone, which a Warning tells; so is one that nests too deep or makes no progress. What
 /// passes the limit of the size, or of documents that include one another, ends the reading of all.
 ///
 /// **Size.** `setMaxDocumentSize` bounds what a document becomes: beside its tokens those of included
-/// documents are counted, 8,192 more for each of them, and what attribute values grow by as formats.
+/// documents are counted, for each of them 8,192 more and the bytes that "rand:", "cache:" and "zip:" hold of
+/// it, and what attribute values grow by as formats.
 ///
 /// **Writing** gives included documents as their instructions, unless `setWriteIncludedXml(1)`. With white
 /// space skipped the output is indented, otherwise texts stand exactly as they are.

@@ -35,6 +35,7 @@
 #include <vnBase/vnUniqueString.h>
 #include <vnBase/vnUpdateID.h>
 #include <vnBase/vnXmlDom.h>
+#include <vnBase/vnXmlDynamicType.h>
 #include <vnBase/vnXmlSax.h>
 
 #include <gtest/gtest.h>
@@ -637,11 +638,31 @@ void useXml()
     }
 }
 
+class NoteForm : public vnXmlCustomDataInterface
+{
+public:
+    vnParseResult read(vnXmlSax* sax, const vnString&, vnRefPointer<vnReference>& data) override
+    {
+        data = new vnXmlCharData(longText);
+        return sax->XML_read_14();
+    }
+    void write(vnXmlSax* sax, const vnReference* data) override
+    {
+        sax->beginElementContents();
+        sax->writeCharData(dynamic_cast<const vnXmlCharData&>(*data).getData());
+    }
+};
+
 void useDocument()
 {
+    const vnRefPointer<NoteForm> notes(new NoteForm);
+    NoteForm::registerCustomDataInterface("note", notes); // in place of one that a failure left
     std::string text = "<root one='a long value &amp; more than a few bytes' two='100%%'>";
     for (int i = 0; i < 3; ++i)
         text += "<child id='1'>a text that does not fit into any small buffer &amp; <b/> more</child>";
+    static const std::string record = vnObject().asString(1).getString();
+    text += "<vnDyn name='value'>" + std::string(longText) + "</vnDyn><vnObj name='object'>" + record +
+            "</vnObj><note id='a long value'>text</note>";
     static const std::string path = testing::TempDir() + "vnAllocationDocument" + std::to_string(getpid());
     std::ofstream(path) << "<part a='1'>of more than a few bytes &amp; more</part>";
     text += "<![CDATA[<>]]><!--k--><?include $(VN_NOT_SET)missing.xml?><?include file:" + path + "?></root>";
@@ -658,6 +679,9 @@ void useDocument()
     vnXMLDomIterator next(*document);
     while (next())
         EXPECT_EQ(next.getContextName().isFirst("/root"), 1);
+    EXPECT_TRUE(document->findItem("root/value")->isOfType(vnXmlDynamicType::getClassType()));
+    EXPECT_TRUE(document->findItem("root/object")->isOfType(vnXmlObject::getClassType()));
+    EXPECT_TRUE(document->findItem("root/note[@id]")->isOfType(vnXmlCustomData::getClassType()));
     auto* child = static_cast<vnXmlElement*>(document->findItem("root/child[last()]"));
     EXPECT_EQ(child->getAttributeList().getCount(), 1u);
     child->setAttribute("more", "%s", longText);
@@ -667,6 +691,7 @@ void useDocument()
     const vnRefPointer<vnSerializeAdapterQueue> to(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
     document->write(to);
     EXPECT_EQ(document->getError(), "");
+    NoteForm::unregisterCustomDataInterface(notes);
 }
 
 struct Script

@@ -242,6 +242,15 @@ TEST_F(vnCacheTest, AnEndlessStreamIsAnErrorWhereALimitIsSet)
     EXPECT_EQ(error, "URL Adapter (cache:0,10,/dev/zero) Error:Source adapter gives too many bytes");
     EXPECT_EQ(part(vnString("stream:") + std::string(20000, 'x').c_str(), 19998, 9), "xx");
     vnSerializeAdapterCache::setMaxSizeOfStream(0xFFFFFFFFu);
+    vnSerializeAdapter::setMaxUntrustedSize(4);
+    const auto partFromOutside = [](const char* url)
+    {
+        return vnSerializeAdapterCache(url, 0, 9, 0, VN_ADAPTER_UNTRUSTED | VN_ADAPTER_SILENT, vnString())
+            .getSize();
+    };
+    EXPECT_EQ(partFromOutside("stream:four"), 4u);
+    EXPECT_EQ(partFromOutside("stream:fives"), 0u);
+    vnSerializeAdapter::setMaxUntrustedSize(64u << 20);
 }
 
 TEST_F(vnCacheTest, CanBeUsedWhileAThreadEnds)

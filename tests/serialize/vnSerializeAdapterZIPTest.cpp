@@ -6,6 +6,7 @@
 #include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
@@ -45,11 +46,11 @@ std::string restOf(vnSerializeAdapter& adapter)
     return text;
 }
 
-std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT)
+std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT, vnUInt64 flags = 0)
 {
     vnString error;
     const Adapter adapter(
-        vnSerializeAdapter::getURLAdapter(url, action, VN_ADAPTER_SILENT, vnString(), &error));
+        vnSerializeAdapter::getURLAdapter(url, action, flags | VN_ADAPTER_SILENT, vnString(), &error));
     return adapter ? "opened" : error.getString();
 }
 } // namespace
@@ -160,7 +161,53 @@ TEST(vnSerializeAdapterZIP, TakesNoMemoryForMembersBeyondTheLimitOrTheHeap)
         return isOpen;
     };
     EXPECT_FALSE(opens(39999999));
+    EXPECT_EQ(zip.getError(), "Too large file large in archive ");
     EXPECT_TRUE(opens(40000000));
+}
+
+TEST(vnSerializeAdapterZIP, TakesNoMoreIntoMemoryForAURLFromOutsideThanIsAllowed)
+{
+    const vnTempFolder folder;
+    const vnString archive = folder.write("a.zip", vnArchiveOf({letters}));
+    const vnString zip = vnString("zip:{") + archive + "},letters";
+    const vnString file = folder.write("a.txt", std::string(1000, 'a'));
+    const auto adapterError = [](const vnString& url, const vnString& error)
+    { return vnString("URL Adapter (") + url + ") Error:" + error; };
+    const vnString tooMany = "Source adapter gives too many bytes";
+    const struct
+    {
+        unsigned int limit; // the largest that is too small
+        vnString url, error;
+    } rows[] = {
+        {999, zip, adapterError(zip, vnString("Too large file letters in archive ") + archive)},
+        {999, vnString("rand:") + file, adapterError(vnString("rand:") + file, tooMany)},
+        {999, vnString("cache:0,1000,") + file, adapterError(vnString("cache:0,1000,") + file, tooMany)},
+        // These hold the member as well.
+        {1999, vnString("rand:") + zip, adapterError(vnString("rand:") + zip, tooMany)},
+        {1299, vnString("cache:9,300,") + zip, adapterError(vnString("cache:9,300,") + zip, tooMany)},
+        {2999, vnString("rand:rand:") + zip, adapterError(vnString("rand:rand:") + zip, tooMany)},
+    };
+    const unsigned int before = vnSerializeAdapter::getMaxUntrustedSize();
+    EXPECT_EQ(before, 64u << 20);
+    for (const auto& row : rows)
+    {
+        const auto failure = [&row](unsigned int limit, vnUInt64 flags)
+        {
+            vnSerializeAdapter::setMaxUntrustedSize(limit);
+            vnSerializeAdapterCache::resetCaches();
+            return failureOf(row.url, VN_SERIALIZE_INPUT, flags);
+        };
+        EXPECT_EQ(failure(row.limit, VN_ADAPTER_UNTRUSTED), row.error.getString());
+        EXPECT_EQ(failure(row.limit + 1, VN_ADAPTER_UNTRUSTED), "opened") << row.url;
+        EXPECT_EQ(failure(row.limit, 0), "opened") << row.url;
+    }
+    vnSerializeAdapter::setMaxUntrustedSize(1000);
+    const Adapter access(vnSerializeAdapter::getURLAdapter(vnString("rand:") + file, VN_SERIALIZE_INPUT,
+                                                           VN_ADAPTER_UNTRUSTED));
+    access->seek(0, VN_ORIGIN_END);
+    EXPECT_EQ(access->read(), 0); // which would make it longer
+    EXPECT_EQ(access->getError(), "Random Access Adapter moved outside size");
+    vnSerializeAdapter::setMaxUntrustedSize(before);
 }
 
 TEST(vnSerializeAdapterZIP, SupportsAnyActionWhateverItsParentDoes)

@@ -99,6 +99,11 @@ TEST_F(vnXmlInclude, LeavesOutWhatIsNotThere)
     file("main.xml", "<a>1<?include there.xml$(A?>2</a>"); // which is not "there.xml"
     EXPECT_EQ(read("main.xml"), "a('12')");
     EXPECT_NE(messages.text.find("there.xml$(A"), std::string::npos);
+    vnSerializeAdapter::setMaxUntrustedSize(3);
+    file("main.xml", "<a>1<?include rand:" + (folder / "there.xml").string() + "?>2</a>");
+    EXPECT_EQ(read("main.xml"), "a('12')");
+    EXPECT_NE(messages.text.find("Error:Source adapter gives too many bytes"), std::string::npos);
+    vnSerializeAdapter::setMaxUntrustedSize(64u << 20);
     file("broken.xml", "<b><c></b>");
     file("main.xml", "<a><?include broken.xml?>2</a>");
     vnXmlDom document;
@@ -176,6 +181,14 @@ TEST_F(vnXmlInclude, CountsIncludedDocumentsInTheLimits)
         EXPECT_EQ(vnText(document.getError()), "Too large XML data") << limit;
         EXPECT_EQ(document.getMaxDocumentSize(), limit);
     }
+    const std::string held = "rand:" + (folder / "part.xml").string();
+    file("main.xml", "<a><?include " + held + "?></a>");
+    const unsigned int heldSize = 19 + static_cast<unsigned int>(held.size()) + 11 + 8192 + 11; // twice
+    document.setMaxDocumentSize(heldSize - 9);
+    read(document, "main.xml");
+    EXPECT_TRUE(document.hasError());
+    document.setMaxDocumentSize(heldSize + 1);
+    EXPECT_EQ(read(document, "main.xml"), "a(" + held + "(p(q)))");
     // Documents without end that are not deep: each but the last includes the next twice.
     for (int i = 0; i < 30; ++i)
         file(std::to_string(i) + ".xml", "<a><?include " + std::to_string(i + 1) + ".xml?><?include " +

@@ -315,8 +315,8 @@ TEST(vnXmlItem, DescribesATreeInDebugLines)
     const vnRefPointer<vnXmlElement> others(new vnXmlElement("others"));
     for (vnXmlItem* item : std::initializer_list<vnXmlItem*>{
              new vnXmlPI("t", "d"), new vnXmlEntityReference("e"), new vnXmlCDATA("c"),
-             new vnXmlObject(nullptr, "o"), new vnXmlCustomData("n", nullptr),
-             new vnXmlCustomData("n", others)})
+             new vnXmlDynamicType(vnDynamicType(vnString("some text")), "v"), new vnXmlObject(nullptr, "o"),
+             new vnXmlCustomData("n", nullptr), new vnXmlCustomData("n", others)})
     {
         others->addChild(item);
         item->debugOutput("", "", 0);
@@ -325,6 +325,7 @@ TEST(vnXmlItem, DescribesATreeInDebugLines)
     EXPECT_EQ(debug.lines, "(vnXmlPI):<pi>\n+-Target   :t\n+-Data size:1\n+-[d]\n"
                            "(vnXmlEntityReference):<entity_ref>\n+-Name:e\n"
                            "(vnXmlCDATA):<cdata>\n+-CDATA size:1\n+-[c]\n"
+                           "(vnXmlDynamicType):v\n+-vnDynamicType:some text\n"
                            "(vnXmlObject):o\n+-vnObject:NULL\n"
                            "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: NULL\n"
                            "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: vnXmlElement\n");

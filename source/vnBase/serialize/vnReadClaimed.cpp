@@ -4,12 +4,14 @@
 #include "vnAdapterError.h"
 #include "vnAdapterWindow.h"
 
+#include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterMux.h>
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 #include <vnBase/vnSerializeAdapterZIP.h>
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace
 {
@@ -33,13 +35,29 @@ bool isChannel(const vnSerializeAdapter& adapter)
     return dynamic_cast<const vnSerializeAdapterMux*>(&adapter) != nullptr;
 }
 
+// The adapter behind this one.
+vnSerializeAdapter* behind(const vnSerializeAdapter& adapter)
+{
+    const auto* filter = dynamic_cast<const vnSerializeAdapterFilter*>(&adapter);
+    return filter ? filter->getAdapter() : nullptr;
+}
+
+// The bytes that are held in memory as a whole; nothing where they come from the target while it is read.
+std::optional<unsigned int> sizeHeldBy(const vnSerializeAdapter& adapter)
+{
+    if (const auto* access = dynamic_cast<const vnSerializeAdapterRandomAccess*>(&adapter))
+        return access->getSize();
+    if (const auto* zip = dynamic_cast<const vnSerializeAdapterZIP*>(&adapter))
+        return zip->getCurrentSize();
+    if (const auto* cache = dynamic_cast<const vnSerializeAdapterCache*>(&adapter))
+        return cache->getSize();
+    return std::nullopt;
+}
+
 // The adapter that the bytes of this one come from while it is read; null where they are held as a whole.
 vnSerializeAdapter* targetOf(const vnSerializeAdapter& adapter)
 {
-    const auto* filter = dynamic_cast<const vnSerializeAdapterFilter*>(&adapter);
-    const bool holdsAll = dynamic_cast<const vnSerializeAdapterRandomAccess*>(&adapter) ||
-                          dynamic_cast<const vnSerializeAdapterZIP*>(&adapter);
-    return filter && !holdsAll ? filter->getAdapter() : nullptr;
+    return sizeHeldBy(adapter) ? nullptr : behind(adapter);
 }
 
 void dropSpare(vnDynamicArray<unsigned char>& bytes)
@@ -64,6 +82,23 @@ vnString vnReadError(vnSerializeAdapter& source, vnReadResult result)
     default:
         return vnString();
     }
+}
+
+vnUInt64 vnSizeInMemory(const vnSerializeAdapter& source)
+{
+    vnUInt64 size = 0;
+    for (const vnSerializeAdapter* next = &source; next; next = behind(*next))
+        size += sizeHeldBy(*next).value_or(0);
+    return size;
+}
+
+unsigned int vnReadLimit(const vnSerializeAdapter& source, unsigned int limit)
+{
+    if (!(source.getAdapterFlags() & VN_ADAPTER_UNTRUSTED))
+        return limit;
+    const vnUInt64 held = vnSizeInMemory(source); // or each of many adapters would hold that much
+    const unsigned int most = vnSerializeAdapter::getMaxUntrustedSize();
+    return std::min(limit, held < most ? most - static_cast<unsigned int>(held) : 0);
 }
 
 bool vnTellsLength(const vnSerializeAdapter& source)

@@ -18,6 +18,14 @@ enum class vnReadResult
 /// nothing did.
 vnString vnReadError(vnSerializeAdapter& source, vnReadResult result);
 
+/// How many bytes `source` and the adapters behind it hold in memory, of those that "rand:", "cache:" and
+/// "zip:" stand for.
+vnUInt64 vnSizeInMemory(const vnSerializeAdapter& source);
+
+/// How many bytes of `source` may be taken into memory: `limit`, or what is left for it of the limit of URLs
+/// from outside when it is one and that is less.
+unsigned int vnReadLimit(const vnSerializeAdapter& source, unsigned int limit = 0xFFFFFFFFu);
+
 /// Whether `length()` of the source is a number of bytes. It is none for a channel, and one of other bytes
 /// for what transforms them, also through adapters that pass the length of their target on.
 bool vnTellsLength(const vnSerializeAdapter& source);

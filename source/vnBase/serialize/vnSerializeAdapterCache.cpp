@@ -301,8 +301,11 @@ void vnSerializeAdapterCache::readPart(vnSerializeAdapter& source, unsigned int 
     if (readLength)
         length = readLengthOf(source, length);
     m_block = new vnCacheData;
-    setError(
-        vnReadError(source, vnReadClaimed(source, std::min(length, source.length()), m_block->getData())));
+    const unsigned int wanted = std::min(length, source.length());
+    const vnReadResult result = wanted > vnReadLimit(source)
+                                    ? vnReadResult::TooLong
+                                    : vnReadClaimed(source, wanted, m_block->getData());
+    setError(vnReadError(source, result));
     serve(0, length);
 }
 
@@ -310,7 +313,8 @@ void vnSerializeAdapterCache::cacheWhole(vnSerializeAdapter& source, const vnStr
                                          unsigned int length)
 {
     Block block(new vnCacheData);
-    setError(vnReadError(source, vnReadAll(source, block->getData(), getMaxSizeOfStream())));
+    const unsigned int limit = vnReadLimit(source, getMaxSizeOfStream());
+    setError(vnReadError(source, vnReadAll(source, block->getData(), limit)));
     if (hasError())
         return; // the next one shall try again
     Cache::locked(

@@ -24,7 +24,7 @@ std::atomic<unsigned int> s_maxTargetSize{0xFFFFFFFFu};
 // Reads all that the target has.
 vnReadResult readTarget(vnSerializeAdapter& target, unsigned int length, vnDynamicArray<unsigned char>& bytes)
 {
-    const unsigned int limit = s_maxTargetSize.load(std::memory_order_relaxed);
+    const unsigned int limit = vnReadLimit(target, s_maxTargetSize.load(std::memory_order_relaxed));
     const bool isTold = vnTellsLength(target);
     vnReadResult result =
         isTold ? vnReadClaimed(target, std::min(length, limit), bytes) : vnReadResult::Whole;
@@ -58,6 +58,7 @@ vnSerializeAdapterRandomAccess::vnSerializeAdapterRandomAccess(vnSerializeAdapte
     const unsigned int length = isRead ? target->length() : 0;
     m_data.setChunkSize(vnTellsLength(*target) ? length : VN_FIRST_CHUNK); // at least 1
     const vnReadResult result = isRead ? readTarget(*target, length, m_data) : vnReadResult::Whole;
+    m_maxSize = vnReadLimit(*target);
     m_data.setChunkSize(
         std::max(m_data.getSize(), 1u)); // of what came, if the length was no more than a claim
     m_isWhole = result == vnReadResult::Whole && !target->hasError();

@@ -98,9 +98,11 @@ unsigned char vnSerializeAdapterZIP::setCurrentItem(const vnString& name)
         return refuseItem("Couldn't locate %s in archive %s", name);
     if (!m_archive->readInfo())
         return refuseItem("Couldn't get current file info %s in archive %s", name);
+    if (m_archive->getMemberSize() > vnReadLimit(*getAdapter(), getMaxMemberSize()))
+        return refuseItem("Too large file %s in archive %s", name);
     if (!m_archive->openMember())
         return refuseItem("Couldn't open current file %s in archive %s", name);
-    if (!m_archive->readMember(m_buffer, getMaxMemberSize()))
+    if (!m_archive->readMember(m_buffer))
         return refuseItem("Couldn't read current file %s in archive %s", name);
     m_currentItem = name;
     if (!m_buffer.isEmpty())

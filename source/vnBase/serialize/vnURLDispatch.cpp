@@ -21,6 +21,7 @@
 namespace
 {
 std::atomic<unsigned int> s_maxDepth{32};
+std::atomic<unsigned int> s_maxUntrustedSize{64u << 20};
 
 // Adapters and managers open further URLs, and a GUID may stand for a URL in which it stands itself.
 class DepthGuard
@@ -353,4 +354,14 @@ unsigned int vnSerializeAdapter::getMaxURLDepth() noexcept
 void vnSerializeAdapter::setMaxURLDepth(unsigned int depth) noexcept
 {
     s_maxDepth.store(depth ? depth : 1, std::memory_order_relaxed);
+}
+
+unsigned int vnSerializeAdapter::getMaxUntrustedSize() noexcept
+{
+    return s_maxUntrustedSize.load(std::memory_order_relaxed);
+}
+
+void vnSerializeAdapter::setMaxUntrustedSize(unsigned int size) noexcept
+{
+    s_maxUntrustedSize.store(size, std::memory_order_relaxed);
 }

@@ -260,12 +260,12 @@ bool vnZIPArchive::openMember()
     return result == UNZ_OK;
 }
 
-bool vnZIPArchive::readMember(vnArray<unsigned char>& buffer, unsigned int limit)
+bool vnZIPArchive::readMember(vnArray<unsigned char>& buffer)
 {
     bool isWhole = false;
     try
     {
-        isWhole = unpack(buffer, limit);
+        isWhole = unpack(buffer);
     }
     catch (...)
     {
@@ -481,9 +481,9 @@ unsigned int vnZIPArchive::firstSize() const
 }
 
 // False when there are fewer bytes than the member claims, or they can't be unpacked.
-bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer, unsigned int limit)
+bool vnZIPArchive::unpack(vnArray<unsigned char>& buffer)
 {
-    if (m_member.size >= VN_NONE || m_member.size > limit)
+    if (m_member.size >= VN_NONE)
         return false; // what 32 bits don't hold stands as the former
     if (m_member.method == 0 && m_member.size != m_member.packedSize)
         return false; // stored bytes are what they are packed to

@@ -44,8 +44,11 @@ public:
     bool openMember();
 
     /// Unpacks the member into `buffer`, which is as large as the member in the end, and closes it. False
-    /// for one that holds more than `limit` bytes, or more than there is memory for.
-    bool readMember(vnArray<unsigned char>& buffer, unsigned int limit);
+    /// for one that holds more than there is memory for.
+    bool readMember(vnArray<unsigned char>& buffer);
+
+    /// What the member whose information was read claims to hold: more than that is not unpacked.
+    vnUInt64 getMemberSize() const noexcept { return m_member.size; }
 
 private:
     struct Callbacks;
@@ -98,7 +101,7 @@ private:
     vnString readCommentAtEnd();
     bool isNamed(const Place& place, const vnString& name);
     unsigned int firstSize() const;
-    bool unpack(vnArray<unsigned char>& buffer, unsigned int limit);
+    bool unpack(vnArray<unsigned char>& buffer);
 
     vnSerializeAdapterZIP& m_adapter;
     void* m_reader = nullptr;

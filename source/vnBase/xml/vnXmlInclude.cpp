@@ -2,6 +2,7 @@
 #include "vnXmlInput.h"
 
 #include "lex/vnRegKeyExpand.h"
+#include "serialize/vnReadClaimed.h"
 
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnSerializeAdapter.h>
@@ -10,7 +11,7 @@
 namespace
 {
 // What an included document takes is not told by its tokens alone: an empty one has buffers of this many
-// bytes.
+// bytes, and its stream may stand in memory while those that it includes are read.
 constexpr unsigned int VN_DOCUMENT_SIZE = 8192;
 
 // The URL of what is included by a document; empty when it is too long.
@@ -81,7 +82,7 @@ unsigned char vnXmlDom::include(const vnString& data, unsigned int level)
 
 unsigned char vnXmlDom::readIncluded(vnXmlDom& included, vnSerializeAdapter* adapter, unsigned int level)
 {
-    if (!addToDocumentSize(VN_DOCUMENT_SIZE))
+    if (!addToDocumentSize(VN_DOCUMENT_SIZE + vnSizeInMemory(*adapter)))
         return 0;
     included.m_includeDepth = m_includeDepth + 1;
     included.m_maxIncludeDepth = m_maxIncludeDepth;
