@@ -74,7 +74,10 @@ enum vnXmlItemType : unsigned int
 /// of 16 bits: a character above U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
-/// as one character a byte.
+/// as one character a byte. Texts are written as the bytes that they are, and tested as UTF-8; in such an
+/// encoding one that is unfit as that is tested as one character a byte, so that what was read can be
+/// written. In 16-bit output a text that is no UTF-8 as a whole is of one character a byte, and what stands
+/// for no character, such as half a pair of surrogates, is U+FFFD.
 ///
 /// **Errors.** Reading ends at the first fault, which `getError` tells: the place in this library's source
 /// for a fault of the syntax, a text for the others. A callback that answers 0 ends the parse without an

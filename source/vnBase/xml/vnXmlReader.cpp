@@ -9,12 +9,6 @@ namespace
 {
 constexpr int firstLine = 0;
 constexpr std::string_view functionPrefix = "function:";
-
-bool equalIgnoringCase(std::string_view text, std::string_view lowerCase) noexcept
-{
-    return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                      [](char c, char lower) { return (c >= 'A' && c <= 'Z' ? c + 32 : c) == lower; });
-}
 } // namespace
 
 vnParseResult vnXmlReader::run(Production production)
