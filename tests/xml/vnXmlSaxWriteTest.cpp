@@ -113,17 +113,37 @@ TEST(vnXmlSaxWrite, WritesTheDeclarationInTheEncoding)
                                   "<\xC3\xA9>\xF0\x9F\x98\x80\xE4\xB8\x80</\xC3\xA9>");
     writer.setEncoding("UTF-16");
     writer.setStandalone(0);
-    std::string wide = "\xFF\xFE";
-    for (const char16_t unit : std::u16string(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"no\" "
-                                              u"?><\xE9>\xD83D\xDE00\x4E00</\xE9>"))
-    {
-        wide += static_cast<char>(unit);
-        wide += static_cast<char>(unit >> 8);
-    }
+    const std::string wide = vnUtf16(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"no\" ?>"
+                                     u"<\xE9>\xD83D\xDE00\x4E00</\xE9>",
+                                     false);
     EXPECT_EQ(writer.getOutput(), wide);
     EXPECT_EQ(vnRecord(wide, VN_XML_CHAR_DATA), "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n");
+    for (const char* name : {"UTF-16LE", "utf-16be", "UCS-2", "ISO-10646-UCS-2"})
+    {
+        writer.setEncoding(name);
+        EXPECT_EQ(writer.getOutput(), wide) << name;
+    }
     EXPECT_EQ(written([](vnXmlSax& sax) { sax.setVersion("1.1"), sax.writeXmlHeader(); }),
               "<?xml version=\"1.1\" encoding=\"none\"?>");
+}
+
+TEST(vnXmlSaxWrite, WritesInTheEncodingOfTheDocumentReadLast)
+{
+    const std::string latin = "<?xml version='1.0' encoding='Latin1'?><a/>";
+    const auto body = [](vnXmlSax& sax) { sax.writeCharDataElement("a", sax.getEncoding()); };
+    const std::pair<std::string, std::string> rows[] = {
+        // As 16-bit text, whatever its name: it was read as UTF-8.
+        {vnUtf16(std::u16string(latin.begin(), latin.end()), true),
+         vnUtf16(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"yes\" ?><a>Latin1</a>", false)},
+        {latin, "<?xml version=\"1.0\" encoding=\"latin1\" standalone=\"yes\" ?><a>Latin1</a>"},
+        {"<a/>", "<a>none</a>"}, // as was set: what one document declares is not for the next
+    };
+    Writer writer(body);
+    for (const auto& [document, expected] : rows)
+    {
+        vnReadText(writer, document);
+        EXPECT_EQ(writer.getOutput(), expected) << document;
+    }
 }
 
 TEST(vnXmlSaxWrite, ReadsEachTextInOneWay)

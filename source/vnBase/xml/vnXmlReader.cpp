@@ -210,6 +210,7 @@ vnParseResult vnXmlReader::read80()
     {
         m_input.close();
         m_sax.useUtf8(0);
+        m_sax.m_isReadWide = vnParserCursor(m_sax).isWide();
         m_input.open();
     }
     if (wants(VN_XML_DECLARATION))

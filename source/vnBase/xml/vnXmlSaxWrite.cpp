@@ -40,6 +40,9 @@ std::string_view viewOf(const vnString& text) noexcept
     return {text.getString(), text.length()};
 }
 
+/// Names of 16-bit text. It is declared as "utf-16", since its order is always that of the mark.
+constexpr std::string_view wideEncodings[] = {"utf-16", "utf-16le", "utf-16be", "ucs-2", "iso-10646-ucs-2"};
+
 bool isNamed(const vnString& encoding, std::string_view name) noexcept
 {
     return vnXmlClass::equalIgnoringCase(viewOf(encoding), name);
@@ -285,8 +288,10 @@ void vnXmlSax::writeDeclaration()
 {
     if (isNamed(m_encoding, "none"))
         return;
-    const bool isWide = isNamed(m_encoding, "utf-16");
-    const vnString encoding = m_encoding.toLower();
+    // What was read of 16-bit text is UTF-8, whatever name that gave itself.
+    const bool isWide = m_isReadWide || std::any_of(std::begin(wideEncodings), std::end(wideEncodings),
+                                                    [this](auto name) { return isNamed(m_encoding, name); });
+    const vnString encoding = isWide ? vnString("utf-16") : m_encoding.toLower();
     vnSerializeAdapter& adapter = *getAdapter();
     const vnUInt64 flags = adapter.getAdapterFlags();
     adapter.setAdapterFlags(isWide ? flags | VN_ADAPTER_UNICODE : flags & ~vnUInt64{VN_ADAPTER_UNICODE});
