@@ -189,7 +189,8 @@ public:
     }
 
     /// As declared by the document read last, or as they will be written. A document that declares no
-    /// encoding has the one that was set, UTF-8 at the start.
+    /// encoding has the one that was set, UTF-8 at the start. Set while a document is written it says how the
+    /// texts that follow will be read.
     const vnString& getVersion() const noexcept { return m_version; }
     void setVersion(const vnString& version) { m_version = version; }
     const vnString& getEncoding() const noexcept { return m_encoding; }
