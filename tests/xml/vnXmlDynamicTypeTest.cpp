@@ -272,6 +272,12 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='cont'/>", containerOf({})},
         {"<vnDyn type='cont'><x name='a'> text </x><x> </x><x><y>deep</y></x></vnDyn>",
          containerOf({{"a", "text"}})},
+        // Text that markup parts is one in a container, and several in an array.
+        {"<vnDyn type='cont'><x name='a'> p &amp; <!-- c --><![CDATA[<&>]]></x>"
+         "<x name='b'>t<b>deep</b><c/>u</x><x name='c'>&lt;</x></vnDyn>",
+         containerOf({{"a", "p &amp; <&>"}, {"b", "tu"}, {"c", "&lt;"}})},
+        {"<vnDyn type='array'><x> p &amp; q <b/> </x><x><![CDATA[<&>]]></x></vnDyn>",
+         arrayOf({"p", "q", "<&>"})},
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
          containerOf({{"a", "3"}, {"b", "2"}})},
@@ -405,6 +411,9 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
     EXPECT_EQ(errorOf("<vnDyn>" + std::string(65536, 'x') + "</vnDyn>"), "Too large 'CharData' is notified");
     EXPECT_EQ(errorOf("<a><![CDATA[" + std::string(65536, 'x') + "]]></a>", 1),
               "Too large 'CData' is notified");
+    const std::string filled = "<vnDyn type='cont'><x name='a'>" + std::string(65534, 'x');
+    EXPECT_EQ(errorOf(filled + "<b/>y</x></vnDyn>"), "");
+    EXPECT_EQ(errorOf(filled + "<b/>yz</x></vnDyn>"), "Too large 'CharData' is notified");
     unsigned char ok = 1;
     EXPECT_TRUE(vnDynamicType::fromXML("<a><vnDyn name='n'>x</vnDyn></a>", &ok) == vnDynamicType());
     EXPECT_FALSE(ok);
