@@ -658,8 +658,11 @@ public:
     }
     void write(vnXmlSax* sax, const vnDynamicType& value) override
     {
+        ++count;
         sax->writeAttribute("degrees", vnString::formatString("%g", value.getNumber()));
     }
+
+    unsigned int count = 0; // of those written
 };
 
 /// An object whose form is its class.
@@ -729,6 +732,13 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
         R"(<vnDyn type="num" index="0.000000" degrees="1"/>)"
         R"(<vnDyn type="ttag" index="1.000000" encoding="hex">FC13000D0000000000000000FC02000102</vnDyn>)");
     EXPECT_EQ(vnDynamicTypeTimeTagged(0, 2.0).asString(), R"(<vnDyn time="0.000000" degrees="2"/>)");
+    // What fits no string is not written to its end.
+    celsius->count = 0;
+    EXPECT_THROW(
+        vnDynamicTypeArray(vnArray<vnDynamicType>(std::vector<vnDynamicType>(10000, 1.0).data(), 10000))
+            .asString(),
+        vnFatalError);
+    EXPECT_LT(celsius->count, 2000u);
     celsius->ref();
     Values::unregisterDynamicTypeInterface(celsius);
     EXPECT_EQ(celsius->unrefNoDelete(), 1u); // from both tags

@@ -16,6 +16,7 @@
 #include <dynamic/vnDynamicTags.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -297,20 +298,6 @@ private:
     const Write& m_write;
 };
 
-// Answers false with the error.
-template <class Write>
-bool writeDocument(vnDynamicArray<unsigned char>& out, vnUInt64 flags, vnString* error, const Write& write)
-{
-    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO, 100));
-    queue->setAdapterFlags(flags);
-    Document<Write> document(write);
-    document.write(queue);
-    queue->getQueueData(out);
-    if (error)
-        *error = document.getError();
-    return !document.hasError();
-}
-
 vnString textOf(const vnDynamicArray<unsigned char>& xml, bool stripTags)
 {
     std::string_view text(reinterpret_cast<const char*>(xml.data()), xml.getSize());
@@ -321,6 +308,72 @@ vnString textOf(const vnDynamicArray<unsigned char>& xml, bool stripTags)
         text = text.substr(begin, end - begin);
     }
     return vnString(text.data(), static_cast<unsigned short>(text.size())).stripWhiteSpace();
+}
+
+/// A queue of what a string holds. What goes beyond ends the writing, and what is still written on the way
+/// out is dropped.
+class StringQueue : public vnSerializeAdapterQueue
+{
+public:
+    StringQueue() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
+
+    bool isCut() const noexcept { return m_isCut; }
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override
+    {
+        if (hasRoom(count))
+            vnSerializeAdapterQueue::write_imp(data, count);
+    }
+    void write_imp(unsigned char byte) override
+    {
+        if (hasRoom(1))
+            vnSerializeAdapterQueue::write_imp(byte);
+    }
+
+private:
+    bool hasRoom(unsigned int count)
+    {
+        if (!m_isCut && length_imp() + vnUInt64{count} <= vnString::VN_MAX_LENGTH)
+            return true;
+        if (!std::exchange(m_isCut, true))
+            throw vnBasicParseException(3);
+        return false;
+    }
+
+    bool m_isCut = false;
+};
+
+// Answers the error.
+template <class Write>
+vnString writeDocument(vnSerializeAdapter* adapter, const Write& write)
+{
+    Document<Write> document(write);
+    document.write(adapter);
+    return document.getError();
+}
+
+/// What an object of the class `name` answers as its text.
+template <class Write>
+vnString writeString(const char* name, bool stripTags, const Write& write)
+{
+    const vnRefPointer<StringQueue> queue(new StringQueue);
+    const vnString error = writeDocument(queue, write);
+    vnDynamicArray<unsigned char> xml;
+    queue->getQueueData(xml);
+    if (queue->isCut() || xml.getSize() > vnString::VN_MAX_LENGTH)
+        vnExceptionThrows::vnThrowFatal("%s::asString out of index size", name);
+    if (!error.isEmpty())
+        vnExceptionThrows::vnThrowFatal("%s::asString: %s", name, error);
+    return textOf(xml, stripTags);
+}
+
+// Its element, without a declaration.
+void writeRoot(vnXmlSax& sax, const vnDynamicType& value, unsigned char dynOnly, const vnString& elementName)
+{
+    sax.useBase64(0);
+    sax.useDynOnly(dynOnly);
+    sax.writeDynamicType(value, vnString(), dynOnly ? elementName : vnString("vnDyn"));
 }
 } // namespace
 
@@ -388,11 +441,15 @@ unsigned char vnDynamicType2Xml(const vnDynamicType& value, vnDynamicArray<unsig
     {
         if (utf16)
             sax.setEncoding("utf-16"); // for who asks; there is no declaration
-        sax.useBase64(0);
-        sax.useDynOnly(dynOnly);
-        sax.writeDynamicType(value, vnString(), dynOnly ? elementName : vnString("vnDyn"));
+        writeRoot(sax, value, dynOnly, elementName);
     };
-    return writeDocument(out, utf16 ? vnUInt64{VN_ADAPTER_UNICODE} : 0, error, write);
+    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->setAdapterFlags(utf16 ? vnUInt64{VN_ADAPTER_UNICODE} : 0);
+    const vnString fault = writeDocument(queue, write);
+    queue->getQueueData(out);
+    if (error)
+        *error = fault;
+    return fault.isEmpty();
 }
 
 vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly, const vnString& name) const
@@ -402,13 +459,8 @@ vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly,
     if (stripTags && name.isEmpty() && vnXmlForm<vnXmlDynamicTypeInterface>(getDynamicType()).isBuiltin() &&
         findText(*this, text) && text.length() <= VN_SHORT_TEXT)
         return text.stripWhiteSpace();
-    vnDynamicArray<unsigned char> xml;
-    vnString error;
-    if (!vnDynamicType2Xml(*this, xml, 0, dynOnly, name, &error))
-        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString: %s", error);
-    if (xml.getSize() > vnString::VN_MAX_LENGTH)
-        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString out of index size");
-    return textOf(xml, stripTags);
+    return writeString("vnDynamicType", stripTags,
+                       [&](vnXmlSax& sax) { writeRoot(sax, *this, dynOnly, name); });
 }
 
 vnString vnDynamicTypeContainer::asString(unsigned char stripTags, unsigned char dynOnly,
@@ -419,12 +471,6 @@ vnString vnDynamicTypeContainer::asString(unsigned char stripTags, unsigned char
 
 vnString vnObject::asString(unsigned char stripTags) const
 {
-    vnDynamicArray<unsigned char> xml;
-    vnString error;
-    const auto write = [this](vnXmlSax& sax) { sax.writeObject(this, vnString(), "vnObj"); };
-    if (!writeDocument(xml, 0, &error, write))
-        vnExceptionThrows::vnThrowFatal("vnObject::asString: %s", error);
-    if (xml.getSize() > vnString::VN_MAX_LENGTH)
-        vnExceptionThrows::vnThrowFatal("vnObject::asString out of index size");
-    return textOf(xml, stripTags);
+    return writeString("vnObject", stripTags,
+                       [this](vnXmlSax& sax) { sax.writeObject(this, vnString(), "vnObj"); });
 }
