@@ -13,7 +13,7 @@
 #include <vnBase/vnVarUInt64.h>
 
 #include <dynamic/vnContainerBytes.h>
-#include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicParts.h>
 
 #include <algorithm>
 #include <utility>
@@ -34,29 +34,6 @@ vnString numberText(double number)
 {
     return vnString::formatString("%.6f", number);
 }
-
-struct Span
-{
-    const unsigned char* begin;
-    const unsigned char* end;
-
-    unsigned int size() const noexcept { return static_cast<unsigned int>(end - begin); }
-};
-
-Span spanOf(const vnDynamicType& value)
-{
-    return {value.getPayload().begin(), value.getPayload().end()};
-}
-
-/// A value of its parts.
-class Value : public vnDynamicType
-{
-public:
-    Value(vnDynamicTypeTag&& tag, Span payload)
-        : vnDynamicType(std::move(tag), vnDynamicPayload(payload.begin, payload.size()))
-    {
-    }
-};
 
 // Also with filters in front.
 bool isMemory(vnSerializeAdapter* adapter)
@@ -146,25 +123,25 @@ public:
 
     // The element of a value; `write` writes its content by the form of its tag.
     template <class Write>
-    void writeElement(const vnString& name, const vnString& elementName, const vnString& tag, Span payload,
-                      const Write& write);
+    void writeElement(const vnString& name, const vnString& elementName, const vnString& tag,
+                      vnDynamicSpan payload, const Write& write);
 
     // The content of the current element in the built-in forms. They answer false when the tag has none.
     bool writeText(const vnDynamicType& value);
-    bool writeItems(const vnString& tag, Span payload);
+    bool writeItems(const vnString& tag, vnDynamicSpan payload);
 
 private:
-    void writeElements(Span payload);
-    void writeAttributes(Span payload);
+    void writeElements(vnDynamicSpan payload);
+    void writeAttributes(vnDynamicSpan payload);
     void writeAttribute(const vnContainerBytes::Attribute& attribute);
-    void writeContent(vnDynamicTypeTag&& tag, Span payload);
+    void writeContent(vnDynamicTypeTag&& tag, vnDynamicSpan payload);
 
     vnXmlSax& m_sax;
 };
 
 template <class Write>
 void ValueWriter::writeElement(const vnString& name, const vnString& elementName, const vnString& tag,
-                               Span payload, const Write& write)
+                               vnDynamicSpan payload, const Write& write)
 {
     m_sax.writeElementStart(elementName);
     if (!name.isEmpty())
@@ -204,7 +181,7 @@ bool ValueWriter::writeText(const vnDynamicType& value)
     return true;
 }
 
-bool ValueWriter::writeItems(const vnString& tag, Span payload)
+bool ValueWriter::writeItems(const vnString& tag, vnDynamicSpan payload)
 {
     if (vnIsDynamicTag(tag, VN_TAG_ARRAY))
         writeElements(payload);
@@ -215,7 +192,7 @@ bool ValueWriter::writeItems(const vnString& tag, Span payload)
     return true;
 }
 
-void ValueWriter::writeElements(Span payload)
+void ValueWriter::writeElements(vnDynamicSpan payload)
 {
     // Counted, as the payload may claim more than it holds.
     const vnUInt64 claimed = vnVarUInt64::decode(payload.begin, payload.end);
@@ -242,7 +219,7 @@ void ValueWriter::writeElements(Span payload)
     }
 }
 
-void ValueWriter::writeAttributes(Span payload)
+void ValueWriter::writeAttributes(vnDynamicSpan payload)
 {
     vnScratchBlock<vnContainerBytes::Attribute> attributes;
     const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
@@ -265,7 +242,7 @@ void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
     vnDynamicTypeTag tag;
     const unsigned int size = vnDynamicWire::decodeHead(tag, at, attribute.end);
     const vnString text = tag.getText();
-    const Span payload{at, at + size};
+    const vnDynamicSpan payload{at, at + size};
     const auto write = [&] { writeContent(std::move(tag), payload); };
     if (m_sax.useDynOnly())
         writeElement(vnString(), name, text, payload, write);
@@ -274,11 +251,11 @@ void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
 }
 
 // By the form of the tag.
-void ValueWriter::writeContent(vnDynamicTypeTag&& tag, Span payload)
+void ValueWriter::writeContent(vnDynamicTypeTag&& tag, vnDynamicSpan payload)
 {
     const vnXmlForm<vnXmlDynamicTypeInterface> form(tag.getText());
     if (!form.isBuiltin() || !writeItems(tag.getText(), payload))
-        form->write(&m_sax, Value(std::move(tag), payload));
+        form->write(&m_sax, vnDynamicParts(std::move(tag), payload));
 }
 
 /// Writes one thing as a document without a declaration.
@@ -380,7 +357,7 @@ void writeRoot(vnXmlSax& sax, const vnDynamicType& value, unsigned char dynOnly,
 void vnXmlDynamicTypeInterface_builtin::write(vnXmlSax* sax, const vnDynamicType& value)
 {
     ValueWriter writer(*sax);
-    if (writer.writeText(value) || writer.writeItems(value.getDynamicType(), spanOf(value)))
+    if (writer.writeText(value) || writer.writeItems(value.getDynamicType(), vnDynamicSpan::of(value)))
         return;
     writeEncoded(*sax, [&](vnSerializeAdapter* encoder) { vnDynamicWire::write(value, encoder); });
 }
@@ -405,7 +382,7 @@ void vnXmlObjectInterface_builtin::write(vnXmlSax* sax, const vnObject* object)
 void vnXmlSax::writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName)
 {
     const vnString& tag = value.getDynamicType();
-    ValueWriter(*this).writeElement(name, elementName, tag, spanOf(value),
+    ValueWriter(*this).writeElement(name, elementName, tag, vnDynamicSpan::of(value),
                                     [&] { vnXmlForm<vnXmlDynamicTypeInterface>(tag)->write(this, value); });
 }
 
