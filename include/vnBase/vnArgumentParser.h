@@ -52,7 +52,7 @@ private:
 ///     arguments.setSyntaxString("FILE [-size WIDTH HEIGHT]"); // shown for -help, which ends the program
 ///     arguments.checkArgumentCount(1);
 ///     int width = arguments.getOptionValue("size", 640, 0);
-///     int height = arguments.getOptionValue("size", 480, 1);
+///     int height = arguments.getOptionValue("size", 480, 1); // "-size 640" ends the program with code 99
 ///
 /// A negative number is an argument: "-5" and "-1.5e3" are, but "-0" is an option, and "-.5" too, since
 /// numbers begin with a digit. Every word starts with an empty prefix, so that all but the numbers are

@@ -52,8 +52,9 @@ public:
     vnBasicParser& operator=(const vnBasicParser&) = delete;
     virtual ~vnBasicParser() noexcept(false);
 
-    /// The input, which is held. Its length at this moment stands for 100 percent of the progress. What was
-    /// read from the adapter before is still remembered; `reset` forgets it.
+    /// The input, which is held, and deleted when nobody else holds it in the end. Its length at this moment
+    /// stands for 100 percent of the progress. What was read from the adapter before is still remembered;
+    /// `reset` forgets it.
     void setAdapter(vnSerializeAdapter* adapter);
     vnSerializeAdapter* getAdapter() const noexcept { return m_adapter.get(); }
     unsigned char hasData();

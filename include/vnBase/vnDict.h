@@ -145,7 +145,8 @@ public:
         return findEntry(key, key.hash()) != nullptr;
     }
 
-    /// Removes the first entry of `key` and returns its value; null when there is none.
+    /// Removes the first entry of `key` and returns its value; null when there is none. Of a `vnRefDict` what
+    /// is returned, here and below, may be deleted already: hold the value before.
     V* remove(const K& key)
     {
         if (m_count == 0)

@@ -8,10 +8,11 @@
 #include <functional>
 #include <utility>
 
-/// A growing array. Writing at an index past the end makes it larger; its capacity steps by the growth chunk,
-/// not by doubling, so a user that appends much sets a large chunk first.
+/// A growing array. Any `values[index]` past the end makes it larger, also one that only reads, unless the
+/// array is const; `get` throws instead. Its capacity steps by the growth chunk, not by doubling, so a user
+/// that appends much sets a large chunk first.
 ///
-///     vnDynamicArray<int> values(1000);
+///     vnDynamicArray<int> values(1000); // empty, with a chunk of 1000
 ///     values[values.getSize()] = 7; // or values.append(7)
 ///
 /// Exhausted memory, and a capacity whose bytes do not fit 32 bits, is reported and throws `std::bad_alloc`;

@@ -109,7 +109,8 @@ public:
         return equal;
     }
 
-    /// Removes the first occurrence of `item` and returns it; null, and no change, when there is none.
+    /// Removes the first occurrence of `item` and returns it; null, and no change, when there is none. Of a
+    /// `vnRefList` what is returned, here and below, may be deleted already: hold the item before.
     T* remove(T* item)
     {
         Node* before = nullptr;

@@ -38,7 +38,8 @@ public:
     /// system: it must not add receivers, nor set a translator, which throws `vnFatalError`. It may post
     /// messages itself, which reach it too, and end the program. Receivers may be removed and destroyed from
     /// within it, for which the thread gives its read lock back meanwhile: a receiver that it is in may then
-    /// be removed, and destroyed, by another thread. What it throws reaches the one who posted.
+    /// be removed, and destroyed, by another thread. What it throws reaches the one who posted. `message` is
+    /// valid during the call.
     virtual void onMessage(const vnString& sender, vnMessageLevel level, const char* message) = 0;
 };
 
@@ -143,8 +144,9 @@ public:
 
     /// The first receiver that a program adds replaces the default receiver for good;
     /// `getDefaultMessageReceiver()` may be added explicitly. A receiver in the list is not added twice. The
-    /// list holds plain pointers. The default receiver is there from the first message on that is delivered:
-    /// one that is dropped, below the threshold or translated to nothing, does not bring it in yet.
+    /// list holds plain pointers; with the last one removed nobody hears of anything. The default receiver is
+    /// there from the first message on that is delivered: one that is dropped, below the threshold or
+    /// translated to nothing, does not bring it in yet.
     static void addMessageReceiver(vnMessageReceiverInterface* receiver);
     static void removeMessageReceiver(vnMessageReceiverInterface* receiver);
     static vnMessageReceiverInterface* getDefaultMessageReceiver();
@@ -169,7 +171,8 @@ public:
 
     /// Replaces the dialogue in which the default receiver presents an Assert message, and returns the one
     /// before. Null brings back the one at the start: a prompt on the controlling terminal, or without one
-    /// the answer in the environment variable VANTOR_ASSERT (abort, retry, ignore; ignore when unset).
+    /// the answer in the user key VANTOR_ASSERT, which an environment variable of that name overrides (abort,
+    /// retry, ignore; ignore when unset).
     static vnAssertDialogue setAssertDialogue(vnAssertDialogue dialogue) noexcept;
 
     /// `waitLock()` that gives up after `milliseconds` and answers whether it holds the lock.

@@ -163,14 +163,18 @@ public:
     /// have been in what was skipped here makes the stream a corrupt one; so whoever skips many objects
     /// without `readObject`, or by seeking, continues with an adapter of its own.
     ///
-    /// With a total size and a text, progress is reported while objects are read or written, 5 times a second
-    /// at most; see `vnProgress`.
+    /// With a text and a total size, the bytes of all that is going to be read or written, progress is
+    /// reported while objects are read or written, 5 times a second at most; see `vnProgress`. 0 and "" for
+    /// none.
     static vnObject* readObject(vnSerializeAdapter* adapter, unsigned int totalSize,
                                 const vnString& progressText, unsigned char eatUnknown);
 
     /// Writes a record: big-endian, 4 bytes each, the identifier of the class (0 for null, and then nothing
     /// follows; 0xFFFFFFFF for an object that stands on the stream already), the bytes of the record, and the
-    /// number of the instance; then the body. With `shareInstances` an object is stored once per adapter.
+    /// number of the instance; then the body. With `shareInstances` an object is stored once per adapter:
+    /// written again it is a reference of 12 bytes, and what changed meanwhile does not travel, unless
+    /// `clearSharedRefs` of the adapter comes first. Whether the class is registered is not looked at here:
+    /// only the reader fails.
     ///
     /// The size of a record is found once per adapter and object. One taken before the object changed is
     /// stale; `clearSharedRefs` of the adapter forgets it. An object whose head could not be written counts

@@ -37,8 +37,9 @@ class vnObject;
 class VN_BASE_API vnObjectReceiver : public vnThread
 {
 public:
-    /// `adapter` may be null. Its URL becomes that of the receiver. Does not start the thread; call `run`.
-    /// While it runs, the stream is the thread's.
+    /// `adapter` may be null; it is held, and deleted when nobody else holds it in the end. Its URL becomes
+    /// that of the receiver. Does not start the thread; call `run`. While it runs, the stream is the
+    /// thread's.
     vnObjectReceiver(const vnString& name, vnSerializeAdapter* adapter);
 
     /// Stops the thread. A derived class does so in its own destructor.

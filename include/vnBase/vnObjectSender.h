@@ -21,7 +21,8 @@ class vnObject;
 class VN_BASE_API vnObjectSender
 {
 public:
-    /// `adapter` may be null. Its URL becomes that of the sender.
+    /// `adapter` may be null; it is held, and deleted when nobody else holds it in the end. Its URL becomes
+    /// that of the sender.
     vnObjectSender(const vnString& name, vnSerializeAdapter* adapter);
     vnObjectSender(const vnObjectSender&) = delete;
     vnObjectSender& operator=(const vnObjectSender&) = delete;

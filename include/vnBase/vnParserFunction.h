@@ -99,8 +99,9 @@ private:
 /// what it does should depend on marks.
 ///
 /// A rule is read when it is first walked, so that a fault in it shows then: `parseRule` answers
-/// `VN_PARSE_ERROR` and `getError()` says what is wrong, with line and column inside the rule. Without a
-/// match the input stands where it stood.
+/// `VN_PARSE_ERROR` and `getError()` says what is wrong, with line and column inside the rule. But what
+/// stands behind a whole expression and does not go on with it, as in `'a', 'b'` or `'a' )`, is dropped
+/// without a word. Without a match the input stands where it stood.
 ///
 /// Rules that call each other deeper than `getMaxDepth()`, as a rule does that begins with itself, end the
 /// parse with an error.

@@ -32,7 +32,8 @@ public:
     /// own deactivates itself first thing in its own destructor.
     virtual ~vnProgressInterface() noexcept(false);
 
-    /// A report of the thread that calls. `percent` may exceed 100; `banner` says what is in progress.
+    /// A report of the thread that calls. `percent` may exceed 100; `banner` says what is in progress, and is
+    /// valid during the call.
     virtual void onProgress(unsigned char percent, const char* banner);
 
     /// Takes the place of the calling thread's listener when it has one, otherwise that of the default
@@ -88,6 +89,7 @@ private:
 class VN_BASE_API vnProgress
 {
 public:
+    /// A `percent` above 255 is cut to its low 8 bits by the call.
     static void progress(unsigned char percent, const char* banner);
 
     /// Who receives the calling thread's reports: its own listener, or the default one; may be null.

@@ -64,6 +64,10 @@ class vnSerializeURLManagerInterface;
 /// `write_imp`, `length_imp` and `hasData_imp`. Bytes that were read too far are pushed back and come again,
 /// the byte pushed last first.
 ///
+/// Ownership: whoever takes an adapter may hold it, and by letting go deletes one that nobody else holds. So
+/// make adapters by `new` and hold them in a `vnRefPointer`. One on the stack, or a member, is for its own
+/// operations, unless its owner calls `ref()` first and `unrefNoDelete()` before its end.
+///
 /// Errors: the operations don't throw for a source that ends or a sink that is full. The first cause to know
 /// is the error string, which stays until it is set anew; nothing here tests it, so ask `hasError()`. Lengths
 /// are 32-bit.
@@ -131,8 +135,9 @@ public:
     /// by its class.
     unsigned char read() { return m_readNext != m_readEnd ? *m_readNext++ : readByte(); }
 
-    /// Reads up to `count` bytes and returns how many came. With `data` null it skips `count` bytes, one by
-    /// one, and returns `count` whatever the source held. A count of 0 asks nothing of the source.
+    /// Reads up to `count` bytes and returns how many came. With `data` null it skips `count` bytes as by
+    /// `count` calls of `read()`, whose error or exception it has where the source ends, and returns `count`.
+    /// A count of 0 asks nothing of the source.
     unsigned int read(unsigned char* data, unsigned int count)
     {
         // A count of 0 wraps, so that it never takes the way with the copy.

@@ -18,6 +18,7 @@
 class VN_BASE_API vnSerializeAdapterBCDEncoder : public vnSerializeAdapterFilter
 {
 public:
+    /// Holds `target`, see `vnSerializeAdapterFilter`.
     explicit vnSerializeAdapterBCDEncoder(vnSerializeAdapter* target = nullptr);
     VN_TYPE(vnSerializeAdapterBCDEncoder)
     ~vnSerializeAdapterBCDEncoder() noexcept(false) override;

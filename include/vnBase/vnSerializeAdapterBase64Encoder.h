@@ -23,6 +23,7 @@ class vnTextSource;
 class VN_BASE_API vnSerializeAdapterBase64Encoder : public vnSerializeAdapterFilter
 {
 public:
+    /// Holds `target`, see `vnSerializeAdapterFilter`.
     explicit vnSerializeAdapterBase64Encoder(vnSerializeAdapter* target = nullptr);
     VN_TYPE(vnSerializeAdapterBase64Encoder)
 

@@ -29,6 +29,7 @@ class VN_BASE_API vnSerializeAdapterCompress : public vnSerializeAdapterFilter
 public:
     static constexpr unsigned int VN_DEFAULT_CHUNK = 300;
 
+    /// Holds `target`, see `vnSerializeAdapterFilter`.
     explicit vnSerializeAdapterCompress(vnSerializeAdapter* target = nullptr);
     VN_TYPE(vnSerializeAdapterCompress)
 

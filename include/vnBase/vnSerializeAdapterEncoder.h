@@ -14,6 +14,7 @@
 class VN_BASE_API vnSerializeAdapterEncoder : public vnSerializeAdapterFilter
 {
 public:
+    /// Holds `target`, see `vnSerializeAdapterFilter`.
     vnSerializeAdapterEncoder(vnSerializeAdapter* target, vnUInt64 key);
     VN_TYPE(vnSerializeAdapterEncoder)
     ~vnSerializeAdapterEncoder() noexcept(false) override;

@@ -5,7 +5,8 @@
 
 /// The base of adapters that stand in front of another one, their target: encoders, archives, buffers. It
 /// holds the target, looks like it (URL, password, flags), shares its table of instances, so that a graph of
-/// objects keeps one id space through any stack of adapters, and passes on its error.
+/// objects keeps one id space through any stack of adapters, and passes on its error. A target that nobody
+/// else holds is deleted with it, so it does not stand on the stack.
 ///
 /// Without a target there is no data, and the tables are those of the adapter itself. The class has no type
 /// record: to `getType()` its descendants are adapters like all others.

@@ -9,12 +9,16 @@
 ///
 ///     vnRefPointer<vnSerializeAdapterMux> channel(new vnSerializeAdapterMux);
 ///     // one thread                        // another one
-///     channel->write(data, count);         while (channel->hasData())
-///     channel->setActive(0); // the end        use(channel->read());
+///     channel->write(data, count);         while (unsigned int n = channel->read(block, sizeof block))
+///     channel->setActive(0); // the end        use(block, n);
 ///
 /// While the channel is active and nothing is queued a read waits. A block gives what is queued, up to its
 /// size, and does not wait for more. Once the channel is not active, what is queued is still delivered; then
-/// a single byte read is 0 and a block gives none: this 0 tells the end and counts as no byte.
+/// a single byte read is 0 and a block gives none: this 0 tells the end and counts as no byte. A loop over
+/// single bytes can't tell it from one that was written, since the end may come after `hasData()` was asked.
+///
+/// `setActive(0)` is all that wakes a reader. A `vnThread` that reads a channel is stopped by that first; see
+/// docs/threads.md.
 ///
 /// `length()` is 0xF0000 while the channel is active and 0 afterwards, whatever is queued: the length of such
 /// a stream is not known, and loops that copy streams keep reading as long as there is a length. `hasData()`

@@ -14,7 +14,8 @@
 /// The target is read once, at construction, from where it stands to its end, and written once, at
 /// destruction: as a whole, and only when something was written here. A target that can seek is written from
 /// where it was read. One that is only for writing is not read, and is written where it stands: what is
-/// written here goes behind the content of a file opened for append.
+/// written here goes behind the content of a file opened for append. So a file, which is opened for reading
+/// or for writing, is not edited through one: see docs/streams.md.
 ///
 /// Since nothing is written before the end, a target that fails to take it is known by a Warning message
 /// only: `flush()` does nothing to the target, and a copy to such a stream answers that it went well.
@@ -32,11 +33,11 @@ public:
     /// The gap that is allowed until another one is set: any.
     static constexpr unsigned int VN_DEFAULT_MAX_GAP = 0xFFFFFFFFu;
 
-    /// Reads all of `target` that its `length()` tells, or what comes of it; a target that is only for
-    /// reading is read to its end. So is one whose length is no number of the bytes to come: a channel, which
-    /// has to be ended for that, and what transforms the bytes of another one. Null sets the error, and so
-    /// does a target that has data and gives none, or more than `getMaxTargetSize()`, for a target from
-    /// outside `getMaxUntrustedSize()`, or memory allow, of which nothing is kept.
+    /// Holds `target`, see the base, and reads all of it that its `length()` tells, or what comes of it; a
+    /// target that is only for reading is read to its end. So is one whose length is no number of the bytes
+    /// to come: a channel, which has to be ended for that, and what transforms the bytes of another one. Null
+    /// sets the error, and so does a target that has data and gives none, or more than `getMaxTargetSize()`,
+    /// for a target from outside `getMaxUntrustedSize()`, or memory allow, of which nothing is kept.
     explicit vnSerializeAdapterRandomAccess(vnSerializeAdapter* target);
     VN_TYPE(vnSerializeAdapterRandomAccess)
 

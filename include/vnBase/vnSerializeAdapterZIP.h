@@ -32,7 +32,8 @@ class vnZIPArchive;
 class VN_BASE_API vnSerializeAdapterZIP : public vnSerializeAdapterFilter
 {
 public:
-    /// The format of the archives: https://pkware.cachefly.net/webdocs/casestudies/APPNOTE.TXT
+    /// Holds `parent`, see `vnSerializeAdapterFilter`. The format of the archives:
+    /// https://pkware.cachefly.net/webdocs/casestudies/APPNOTE.TXT
     vnSerializeAdapterZIP(vnSerializeAdapter* parent, vnSerializeAction action);
     VN_TYPE(vnSerializeAdapterZIP)
 

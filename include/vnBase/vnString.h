@@ -77,7 +77,8 @@ public:
 
     /// Concatenation. A NUL character adds nothing, a `char16_t` is added as UTF-8. Only the `const char*`
     /// forms test the length and throw `vnFatalError` with "Too many characters in vnString" beyond 65535
-    /// bytes; in the others the length is taken modulo 65536 and the joined text is cut there.
+    /// bytes; in the others the length is taken modulo 65536 and the joined text is cut there: with one byte
+    /// too many it is empty. Collect long texts in a `vnSerializeAdapterQueue`.
     vnString operator+(const vnString& other) const;
     vnString operator+(const char* text) const;
     vnString operator+(char character) const;
@@ -90,7 +91,8 @@ public:
     unsigned short length() const noexcept { return m_length; }
     unsigned char isEmpty() const noexcept { return m_length == 0; }
 
-    /// True when there is no text or it starts with NUL.
+    /// True when there is no text or it starts with NUL. There is no opposite: `if (text)` tests the pointer
+    /// below, and always holds. Ask `isEmpty()`.
     bool operator!() const noexcept { return !m_text || !*m_text; }
 
     /// The hash of the text as it was set last; equal on all hosts.
@@ -109,11 +111,13 @@ public:
     /// A hash of good spread for tables inside one process, which `seed` makes hard to foresee.
     vnUInt64 mixedHash(vnUInt64 seed) const noexcept;
 
-    /// The text, ended by NUL; never null.
+    /// The text, ended by NUL; never null, also of an empty text.
     const char* getString() const noexcept { return m_text ? m_text : s_empty; }
     operator const char*() const noexcept { return getString(); }
 
-    /// A writable byte. It does not renew the hash. An interned string that is not const copies the shared
+    /// A writable byte. It does not renew the hash, by which strings are compared and dictionaries look up:
+    /// after a change the text may differ from an equal one, until `text = vnString(text.getString())`
+    /// hashes it anew. An interned string that is not const copies the shared
     /// text first and drops its id, also when the caller only reads: `isUnique()` answers 0 then. An index at
     /// or past the length throws.
     char& operator()(unsigned short index);
@@ -163,7 +167,8 @@ public:
     vnString strip(char character, unsigned char atStart = 1, unsigned char atEnd = 1) const;
     vnString stripWhiteSpace(unsigned char atStart = 1, unsigned char atEnd = 1) const;
 
-    /// Replaces each `from` in place and returns how many there were. The hash is not renewed.
+    /// Replaces each `from` in place and returns how many there were. The hash is not renewed, see
+    /// `operator()`.
     unsigned short substitute(char from, char to);
 
     /// A copy in which the first `from` is replaced; cut at 65535 bytes. An empty `from` stands nowhere here,
@@ -174,7 +179,7 @@ public:
     vnString toLower() const;
     vnString toUpper() const;
 
-    /// Turns the bytes round in place. The hash is not renewed.
+    /// Turns the bytes round in place. The hash is not renewed, see `operator()`.
     void reverse();
 
     /// `n` times `c`.

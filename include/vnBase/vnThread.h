@@ -43,7 +43,8 @@ struct vnThreadInfo
 ///     };
 ///
 /// Stopping is cooperative: `process()` has to ask `isStopping()`. A derived class must stop its thread in
-/// its own destructor, since its `process()` is gone when that of this class runs.
+/// its own destructor, since its `process()` is gone when that of this class runs. `stop()` wakes nothing
+/// that `process()` waits for; a class that waits overrides it and does so first.
 ///
 /// Watchdog: with a tick limit, a thread that has not ticked for longer is killed by whoever asks about it
 /// next, through `tickAlive()`, `isRunning(1)`, `isStopping(1)` or `stop()` on another thread. Each of these,
@@ -77,7 +78,8 @@ public:
     /// One that is being killed is waited for as in `run()`.
     virtual unsigned char chain();
 
-    /// The work. By default it waits to be stopped.
+    /// The work. By default it waits to be stopped. A `vnBaseError`, or exhausted memory, that escapes it is
+    /// posted as a Fatal message and ends the thread; any other exception ends the process.
     virtual void process();
 
     /// Terminates the thread where it stands: nothing is unwound, the locks that it holds stay held, except

@@ -51,6 +51,8 @@ public:
     vnThreadTicker& operator=(const vnThreadTicker&) = delete;
     virtual ~vnThreadTicker() noexcept(false);
 
+    /// What escapes one of these ends the thread of the pool as it ends a `vnThread`, and the other tickers
+    /// of the pool stand still until one is enabled or triggered; `guiTick()` hands it on.
     virtual void onInitialize();
     virtual void onTerminate();
     virtual void onTick();

@@ -20,9 +20,9 @@ VN_BASE_API unsigned char vnURLExist(const vnString& url);
 /// drive.
 VN_BASE_API unsigned char vnIsDirURL(const vnString& url);
 
-/// Copies in blocks while the source has data and neither side has an error. 0 when one of them has an error
-/// in the end, which goes to `error` if that is not null, and when both are one adapter. The destination is
-/// not flushed.
+/// Copies from `source`, the second one, in blocks while it has data and neither side has an error. 0 when
+/// one of them has an error in the end, which goes to `error` if that is not null, and when both are one
+/// adapter. The destination is not flushed.
 VN_BASE_API unsigned char copyAdapters(vnSerializeAdapter* destination, vnSerializeAdapter* source,
                                        vnString* error);
 
