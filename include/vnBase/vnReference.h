@@ -15,8 +15,9 @@ enum vnCopyMode : unsigned int
 /// The root of the class tree: an intrusive reference count, a copy mode and a run-time type. Objects are
 /// held through `vnRefPointer`; the last one to let go deletes the object.
 ///
-/// An object starts with the count 0. That is also the legal state of objects on the stack and of members,
-/// which nobody refs. An object must not be deleted by hand while its count is above 0.
+/// An object starts with the count 0. That is also the legal state of objects on the stack and of members;
+/// nobody may hold those, since the last one to let go would delete them. An object must not be deleted by
+/// hand while its count is above 0.
 ///
 /// Misuse throws `vnFatalError`: letting go of an object with the count 0, destroying one with another count,
 /// cloning a class that has no clone. Destructors of the class tree may therefore throw.
