@@ -136,6 +136,8 @@ TEST(vnXmlSax, ReadsAsTheLimitsOfTheLanguageSay)
         {"<a></ab>", "1 ElementStart [a]\nerror Expected end tag 'a' but got 'ab'\n"},
         {"<a>x", "1 ElementStart [a]\n1 CharData [x]\nerror Adapter out of Data\n"},
         {"", "error Adapter out of Data\n"},
+        {"<!DOCTYPE a [<!ATTLIST a b CDATA #FIXED 'x&c;'>]><a/>",
+         "0 EntityReference [c] [1]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
         {"<!DOCTYPE a [<!-- c --><?p q?>]><a/>",
          "0 Comment [ c ]\n0 ProcessingInstruction [p] [q]\n1 ElementStart [a]\n1 ElementEnd [a]\n"},
         // Names end where the short classes end; what is in them works.

@@ -607,18 +607,7 @@ vnParseResult vnXmlReader::read40()
 
 vnParseResult vnXmlReader::read41()
 {
-    class InAttribute
-    {
-    public:
-        explicit InAttribute(vnXmlSax& sax) : m_sax(sax)
-        {
-            m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, true);
-        }
-        ~InAttribute() { m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, false); }
-
-    private:
-        vnXmlSax& m_sax;
-    } const scope(m_sax);
+    const InAttribute scope(m_sax);
     const Mark begin = m_input.getMark();
     if (!takeName())
         return VN_PARSE_NO_MATCH;

@@ -176,6 +176,22 @@ private:
     };
     using Special = vnParseResult (vnXmlSax::*)();
 
+    /// Tells that references stand in the value of an attribute.
+    class InAttribute
+    {
+    public:
+        explicit InAttribute(vnXmlSax& sax) noexcept : m_sax(sax)
+        {
+            m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, true);
+        }
+        InAttribute(const InAttribute&) = delete;
+        InAttribute& operator=(const InAttribute&) = delete;
+        ~InAttribute() { m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, false); }
+
+    private:
+        vnXmlSax& m_sax;
+    };
+
     vnParseResult fault(int line);
     vnParseResult tooLarge(const char* what);
     // Of a text that is not remembered as a whole the beginning would be missing.

@@ -308,6 +308,7 @@ vnParseResult vnXmlReader::read60()
     const bool isFixed = m_input.accept("#FIXED");
     if (isFixed && !takeSpace())
         return VN_XML_FAULT();
+    const InAttribute scope(m_sax); // a document has no content where it is declared
     const vnParseResult result = read10();
     return isFixed && result == VN_PARSE_NO_MATCH ? VN_XML_FAULT() : result;
 }
