@@ -119,27 +119,27 @@ vnParseResult vnXmlReader::read23()
 {
     if (!m_input.accept("<?xml"))
         return VN_PARSE_NO_MATCH;
-    const vnParseResult version = read24();
+    const vnParseResult version = takeSpace() ? versionInfo() : VN_PARSE_NO_MATCH;
     if (version != VN_PARSE_OK)
         return version == VN_PARSE_ERROR ? version : VN_XML_FAULT();
-    if (read80() == VN_PARSE_ERROR || read32() == VN_PARSE_ERROR)
-        return VN_PARSE_ERROR;
-    takeSpace();
+    bool isBehindSpace = takeSpace();
+    for (const Production next : {&vnXmlReader::encodingDeclaration, &vnXmlReader::standaloneDeclaration})
+    {
+        const vnParseResult result = isBehindSpace ? (this->*next)() : VN_PARSE_NO_MATCH;
+        if (result == VN_PARSE_ERROR)
+            return result;
+        if (result == VN_PARSE_OK)
+            isBehindSpace = takeSpace();
+    }
     return m_input.accept("?>") ? VN_PARSE_OK : VN_XML_FAULT();
 }
 
-// S, the keyword, Eq, and the text between quotes.
+// The keyword, Eq, and the text between quotes.
 vnParseResult vnXmlReader::declaration(const char* keyword, Production text, vnString& value)
 {
-    const Mark begin = m_input.getMark();
-    if (!takeSpace())
-        return VN_PARSE_NO_MATCH;
     if (!acceptWord(keyword))
-    {
-        m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
-    }
-    if (read25() != VN_PARSE_OK)
+    if (!takeEq())
         return VN_XML_FAULT();
     const int quote = m_input.need();
     if (quote != '"' && quote != '\'')
@@ -157,6 +157,11 @@ vnParseResult vnXmlReader::declaration(const char* keyword, Production text, vnS
 
 vnParseResult vnXmlReader::read24()
 {
+    return behindSpace(&vnXmlReader::versionInfo);
+}
+
+vnParseResult vnXmlReader::versionInfo()
+{
     const vnParseResult result = declaration("version", &vnXmlReader::read26, m_sax.m_version);
     if (result == VN_PARSE_OK && wants(VN_XML_DECLARATION))
         notify([this] { return m_sax.onVersion(m_sax.m_version); });
@@ -166,14 +171,20 @@ vnParseResult vnXmlReader::read24()
 vnParseResult vnXmlReader::read25()
 {
     const Mark begin = m_input.getMark();
+    if (takeEq())
+        return VN_PARSE_OK;
+    m_input.moveTo(begin);
+    return VN_PARSE_NO_MATCH;
+}
+
+// What was taken in front of what is no Eq is not given back.
+bool vnXmlReader::takeEq()
+{
     takeSpace();
     if (!takeIf([](int c) { return c == '='; }))
-    {
-        m_input.moveTo(begin);
-        return VN_PARSE_NO_MATCH;
-    }
+        return false;
     takeSpace();
-    return VN_PARSE_OK;
+    return true;
 }
 
 vnParseResult vnXmlReader::read26()
@@ -192,6 +203,11 @@ vnParseResult vnXmlReader::read27()
 
 vnParseResult vnXmlReader::read32()
 {
+    return behindSpace(&vnXmlReader::standaloneDeclaration);
+}
+
+vnParseResult vnXmlReader::standaloneDeclaration()
+{
     vnString value;
     const vnParseResult result = declaration("standalone", &vnXmlReader::yesOrNo, value);
     if (result != VN_PARSE_OK)
@@ -208,6 +224,11 @@ vnParseResult vnXmlReader::yesOrNo()
 }
 
 vnParseResult vnXmlReader::read80()
+{
+    return behindSpace(&vnXmlReader::encodingDeclaration);
+}
+
+vnParseResult vnXmlReader::encodingDeclaration()
 {
     const vnParseResult result = declaration("encoding", &vnXmlReader::read81, m_sax.m_encoding);
     if (result != VN_PARSE_OK)
@@ -348,7 +369,7 @@ vnParseResult vnXmlReader::cdata(bool isContent)
     if (!m_input.accept("<![CDATA["))
         return VN_PARSE_NO_MATCH;
     const Mark begin = m_input.getMark();
-    if (read20() != VN_PARSE_OK)
+    if (!takeCData())
         return VN_XML_FAULT();
     if (!isContent || !wants(VN_XML_CDATA))
     {
@@ -367,19 +388,24 @@ vnParseResult vnXmlReader::cdata(bool isContent)
 vnParseResult vnXmlReader::read20()
 {
     const Mark begin = m_input.getMark();
+    if (takeCData())
+        return VN_PARSE_OK;
+    m_input.moveTo(begin);
+    return VN_PARSE_NO_MATCH;
+}
+
+// Up to "]]>". What was taken in front of what is no Char is not given back.
+bool vnXmlReader::takeCData()
+{
     for (;;)
     {
         m_input.skipText(CDATA, true);
         const int c = m_input.need();
         if (c == ']' && m_input.isNext("]]>"))
-            return VN_PARSE_OK;
-        if (isChar(c))
-        {
-            m_input.take();
-            continue;
-        }
-        m_input.moveTo(begin);
-        return VN_PARSE_NO_MATCH;
+            return true;
+        if (!isChar(c))
+            return false;
+        m_input.take();
     }
 }
 
@@ -461,13 +487,19 @@ vnParseResult vnXmlReader::read16()
 
 vnParseResult vnXmlReader::read17()
 {
+    const auto acceptLetter = [this](int lowerCase)
+    {
+        const bool is = (m_input.peek() | 0x20) == lowerCase;
+        if (is)
+            m_input.take();
+        return is;
+    };
+    // The letters that make a target a reserved one are looked at first, since it may be longer than what is
+    // remembered.
     const Mark begin = m_input.getMark();
-    if (!takeName())
-        return VN_PARSE_NO_MATCH;
-    if (!isReservedTarget(m_input.getText(begin)))
-        return VN_PARSE_OK;
+    const bool isReserved = acceptLetter('x') && acceptLetter('m') && acceptLetter('l');
     m_input.moveTo(begin);
-    return VN_PARSE_NO_MATCH;
+    return resultOf(!isReserved && takeName());
 }
 
 vnParseResult vnXmlReader::openElement(bool& isOpen)
@@ -616,7 +648,7 @@ vnParseResult vnXmlReader::read41()
     if (name.size() > VN_MAX_TEXT)
         return tooLarge("Name");
     level.addName(name);
-    if (read25() != VN_PARSE_OK)
+    if (!takeEq())
         return VN_XML_FAULT();
     const vnParseResult value = read10();
     if (value != VN_PARSE_OK)

@@ -168,6 +168,12 @@ private:
         CONTENT, // notified, and not too large
         OUTSIDE  // of the root
     };
+    enum class Entity
+    {
+        GENERAL,
+        PARAMETER,
+        ANY
+    };
     enum class Group
     {
         CHOICE,
@@ -239,11 +245,17 @@ private:
     }
     bool takeSpace();
     bool takeName();
+    bool takeEq();
+    bool takeCData();
     bool acceptWord(const char* word);
     vnParseResult firstOf(std::initializer_list<Production> productions);
+    vnParseResult behindSpace(Production production);
     vnParseResult listOf(Production item);
     vnParseResult prefixedCode(char letter);
     vnParseResult declaration(const char* keyword, Production text, vnString& value);
+    vnParseResult versionInfo();
+    vnParseResult encodingDeclaration();
+    vnParseResult standaloneDeclaration();
     vnParseResult yesOrNo();
 
     void clearEncodingFlags() noexcept
@@ -273,7 +285,9 @@ private:
     vnParseResult endElement(Level& level);
     void notifyContents(Level& level);
 
-    vnParseResult entity(bool isParameter);
+    vnParseResult externalId(bool& isWhole);
+    vnParseResult attributeDefinition();
+    vnParseResult entity(Entity wanted);
     vnParseResult group(Group wanted);
     vnParseResult groupRest(Group wanted);
     vnParseResult mixedRest();

@@ -36,7 +36,7 @@ vnParseResult vnXmlReader::readValueText(unsigned int mode, vnDynamicArray<char>
         if (!m_input.accept("<![CDATA["))
             return VN_PARSE_NO_MATCH;
         begin = m_input.getMark();
-        if (read20() != VN_PARSE_OK)
+        if (!takeCData())
             return VN_XML_FAULT();
         isCDATA = true;
     }
