@@ -67,11 +67,12 @@ enum vnXmlItemType : unsigned int
 /// character classes of names cut short and without entity declarations; docs/xml.md tells what is not read.
 ///
 /// **Texts.** One notified char data, CDATA section or comment holds at most 65,535 tokens, whose UTF-8 form
-/// must fit in 65,535 bytes; the parser remembers 65,536 tokens (`setMaxBufferSize`). Larger texts are
-/// refused when they are notified, and larger names of elements and attributes and values of attributes
-/// always. Only the bytes of one object, or of one value without a form of its own, may be more: they are
-/// collected as they are read, and nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit
-/// of 16 bits: a character above U+FFFF is two.
+/// must fit in 65,535 bytes; and what the parser remembers, 65,536 tokens at the start (`setMaxBufferSize`,
+/// for which 16 is the least). Larger texts are refused when they are notified, never cut; larger names of
+/// elements and attributes, values of attributes and texts of the declaration always. Only the bytes of one
+/// object, or of one value without a form of its own, may be more: they are collected as they are read, and
+/// nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit of 16 bits: a character above
+/// U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
 /// as one character a byte.
@@ -120,8 +121,8 @@ public:
     virtual unsigned char onElementStart(const vnString& name, unsigned int level);
     virtual unsigned char onElementAttributeEnd(const vnString& name, unsigned int level);
 
-    /// The raw text between start tag and end tag, unless it is too large for the buffer. Then it is left
-    /// out.
+    /// The raw text between start tag and end tag. One that is too large for the buffer or for a string is
+    /// left out.
     virtual unsigned char onElementContents(const vnString& name, const vnString& contents,
                                             unsigned int level);
     virtual unsigned char onElementContentsStart(const vnString& name, unsigned int level);

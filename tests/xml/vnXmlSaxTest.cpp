@@ -380,6 +380,7 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
               "1 ElementStart [a]\n1 ElementEnd [a]\n");
     EXPECT_EQ(vnRecord("<a>" + most + "</a>", VN_XML_ELEMENT_CONTENTS),
               "1 ElementContents [a] [" + most + "]\n");
+    EXPECT_EQ(vnRecord("<a>" + wide + "</a>", VN_XML_ELEMENT_CONTENTS), "");
     // Outside of the root the length of a comment is taken modulo 65536.
     EXPECT_EQ(vnRecord("<!--" + std::string(65536, 'x') + "--><a/>", VN_XML_COMMENT), "0 Comment []\n");
     vnXmlRecorder recorder(VN_XML_COMMENT);
@@ -393,6 +394,43 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
               "1 ElementStart [a]\n1 ElementEnd [a]\n");
     EXPECT_EQ(vnRecord("<?" + most + "x " + wide + "?><a/>", VN_XML_ELEMENT),
               "1 ElementStart [a]\n1 ElementEnd [a]\n");
+}
+
+// A part of one would pass for the whole.
+TEST(vnXmlSax, RefusesTextsThatItDoesNotRememberAsAWhole)
+{
+    const std::pair<std::string, const char*> rows[] = {
+        {"<a>_</a>", "CharData"},
+        {"<a><vnDyn>_</vnDyn></a>", "CharData"},
+        {"<a><![CDATA[_]]></a>", "CData"},
+        {"<a><!--_--></a>", "Comment"},
+        {"<!--_--><a/>", "Comment"},
+        {"<?p _?><a/>", "PI"},
+        {"<?_ d?><a/>", "PI"},
+        {"<a>&_;</a>", "Name"},
+        {"<_/>", "Name"},
+        {"<a _=''/>", "Name"},
+        {"<a></_>", "Name"},
+        {"<a b='_'/>", "Attribute"},
+        {"<a b='function:_'/>", "Attribute"},
+        {"<?xml version='_'?><a/>", "Declaration"},
+        {"<?xml version='1.0' encoding='_'?><a/>", "Declaration"},
+    };
+    for (const auto& [pattern, what] : rows)
+    {
+        std::string document = pattern;
+        document.replace(document.find('_'), 1, "start" + std::string(50, 'x'));
+        vnXmlRecorder recorder;
+        recorder.setMaxBufferSize(50);
+        vnReadText(recorder, document);
+        EXPECT_EQ(recorder.getError(),
+                  std::string("Too large '").append(what).append("' is notified").c_str())
+            << pattern;
+        vnXmlRecorder byteRecorder;
+        byteRecorder.setMaxBufferSize(50);
+        byteRecorder.read(vnRefPointer<vnSerializeAdapter>(new vnByteAdapter(document)).get());
+        EXPECT_EQ(byteRecorder.getResult(), recorder.getResult()) << pattern;
+    }
 }
 
 TEST(vnXmlSax, ReportsItsProgress)

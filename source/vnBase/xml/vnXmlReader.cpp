@@ -148,10 +148,10 @@ vnParseResult vnXmlReader::declaration(const char* keyword, Production text, vnS
     const Mark textBegin = m_input.getMark();
     if ((this->*text)() != VN_PARSE_OK)
         return VN_XML_FAULT();
-    const std::string_view found = m_input.getText(textBegin);
-    if (found.size() > VN_MAX_TEXT)
-        return VN_XML_FAULT();
-    value = makeString(found);
+    const auto found = getWholeText(textBegin);
+    if (!found)
+        return tooLarge("Declaration");
+    value = makeString(*found);
     return takeIf([quote](int c) { return c == quote; }) ? VN_PARSE_OK : VN_XML_FAULT();
 }
 
@@ -340,20 +340,18 @@ vnParseResult vnXmlReader::read14()
 
 vnParseResult vnXmlReader::notifyCharData(const Mark& begin)
 {
-    const unsigned int tokens = m_input.getPosition() - begin.position;
-    const bool isLarge = isTooLong(tokens); // too large for a call, too
-    const std::string_view raw = isLarge ? std::string_view() : m_input.getText(begin);
-    const bool isCall = isFunction(raw);
+    const auto raw = getWholeText(begin);
+    const bool isCall = raw && isFunction(*raw);
     if (!wants(VN_XML_CHAR_DATA) && !isCall)
     {
         // Where nobody is told of the empty texts nobody could end them.
-        if (tokens == 0)
+        if (raw && raw->empty())
             failIdle();
         return VN_PARSE_OK;
     }
-    if (isLarge || raw.size() > VN_MAX_TEXT)
+    if (!raw)
         return tooLarge("CharData");
-    const vnString text = isCall ? callFunction(raw) : makeString(raw);
+    const vnString text = isCall ? callFunction(*raw) : makeString(*raw);
     if (wants(VN_XML_CHAR_DATA))
         notify([&] { return m_sax.onCharData(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -376,10 +374,10 @@ vnParseResult vnXmlReader::cdata(bool isContent)
         m_input.accept("]]>"); // which is there
         return VN_PARSE_OK;
     }
-    const std::string_view raw = m_input.getText(begin);
-    if (isTooLong(m_input.getPosition() - begin.position) || raw.size() > VN_MAX_TEXT)
+    const auto raw = getWholeText(begin);
+    if (!raw)
         return tooLarge("CData");
-    const vnString text = makeString(raw);
+    const vnString text = makeString(*raw);
     m_input.accept("]]>");
     notify([&] { return m_sax.onCDATA(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -435,14 +433,14 @@ vnParseResult vnXmlReader::comment(Comment use)
         return VN_PARSE_OK;
     }
     const unsigned int tokens = m_input.getPosition() - begin.position;
-    const bool isLarge = tokens > VN_MAX_TEXT;
-    // Outside of the root their number is not tested, but taken modulo 65536. That is meant.
-    const std::string_view raw = isLarge
-                                     ? m_input.getOldText(begin.position, static_cast<unsigned short>(tokens))
-                                     : m_input.getText(begin);
-    if (raw.size() > VN_MAX_TEXT || (isLarge && use == Comment::CONTENT))
+    // Outside of the root their number is not tested, but taken modulo 65536; what is not remembered of these
+    // is left out. That is meant.
+    const auto raw = use == Comment::OUTSIDE && tokens > VN_MAX_TEXT
+                         ? m_input.getOldText(begin.position, static_cast<unsigned short>(tokens))
+                         : getWholeText(begin);
+    if (!raw || raw->size() > VN_MAX_TEXT)
         return tooLarge("Comment");
-    const vnString text = makeString(raw);
+    const vnString text = makeString(*raw);
     m_input.accept("-->");
     notify([&] { return m_sax.onComment(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -460,10 +458,10 @@ vnParseResult vnXmlReader::read16()
         return VN_PARSE_NO_MATCH;
     }
     const bool isTold = wants(VN_XML_PROCESSING_INSTRUCTION);
-    const std::string_view rawTarget = isTold ? m_input.getText(name) : std::string_view();
-    if (rawTarget.size() > VN_MAX_TEXT)
+    const auto rawTarget = isTold ? getWholeText(name) : std::string_view();
+    if (!rawTarget)
         return tooLarge("PI");
-    const vnString target = makeString(rawTarget);
+    const vnString target = makeString(*rawTarget);
     vnString data;
     if (takeSpace())
     {
@@ -472,10 +470,10 @@ vnParseResult vnXmlReader::read16()
             m_input.take();
         if (isTold)
         {
-            const std::string_view raw = m_input.getText(text);
-            if (m_input.getPosition() - text.position > VN_MAX_TEXT || raw.size() > VN_MAX_TEXT)
+            const auto raw = getWholeText(text);
+            if (!raw)
                 return tooLarge("PI");
-            data = makeString(raw);
+            data = makeString(*raw);
         }
     }
     if (!m_input.accept("?>"))
@@ -586,7 +584,7 @@ vnParseResult vnXmlReader::closeElement()
 void vnXmlReader::notifyContents(Level& level)
 {
     const unsigned int tokens = m_input.getPosition() - level.contentsBegin;
-    if (tokens >= m_sax.getMaxBufferSize())
+    if (tokens >= m_sax.getMaxBufferSize() || tokens > VN_MAX_TEXT) // each is at least a byte
         return;
     const std::string_view raw = m_input.getOldText(level.contentsBegin, tokens);
     if (raw.size() > VN_MAX_TEXT)
@@ -614,14 +612,14 @@ vnParseResult vnXmlReader::read40()
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
     }
-    const std::string_view name = m_input.getText(nameBegin);
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(nameBegin);
+    if (!name)
         return tooLarge("Name");
     if (m_sax.m_level >= m_sax.m_maxElementDepth)
         return tooDeep();
     Level& level = m_sax.getLevel(m_sax.m_level + 1);
     ++m_sax.m_level;
-    level.start(name, m_input.getPosition() - nameBegin.position);
+    level.start(*name, m_input.getPosition() - nameBegin.position);
     if (wants(VN_XML_ELEMENT))
         notify([&] { return m_sax.onElementStart(level.getName(), m_sax.m_level); });
     while (takeSpace())
@@ -644,10 +642,10 @@ vnParseResult vnXmlReader::read41()
     if (!takeName())
         return VN_PARSE_NO_MATCH;
     Level& level = m_sax.getLevel(m_sax.m_level);
-    const std::string_view name = m_input.getText(begin);
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(begin);
+    if (!name)
         return tooLarge("Name");
-    level.addName(name);
+    level.addName(*name);
     if (!takeEq())
         return VN_XML_FAULT();
     const vnParseResult value = read10();
@@ -675,7 +673,7 @@ vnParseResult vnXmlReader::read10()
         if (result != VN_PARSE_OK)
             return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     }
-    m_value = m_input.getText(begin);
+    m_value = getWholeText(begin);
     m_input.take();
     return VN_PARSE_OK;
 }
@@ -683,15 +681,15 @@ vnParseResult vnXmlReader::read10()
 // With the value that was read last.
 vnParseResult vnXmlReader::setAttribute(Level& level)
 {
-    if (m_value.size() > VN_MAX_TEXT)
+    if (!m_value)
         return tooLarge("Attribute");
-    if (isFunction(m_value))
+    if (isFunction(*m_value))
     {
-        const vnString value = callFunction(m_value);
+        const vnString value = callFunction(*m_value);
         level.addValue({value.getString(), value.length()});
     }
     else
-        level.addValue(m_value);
+        level.addValue(*m_value);
     const unsigned int index = level.getAttributeCount() - 1;
     if (equalIgnoringCase(level.getRawAttributeName(index), "encoding"))
     {
@@ -731,12 +729,12 @@ vnParseResult vnXmlReader::readTestETag()
     const Mark begin = m_input.getMark();
     if (!takeName())
         return VN_XML_FAULT();
-    const std::string_view name = m_input.getText(begin);
-    if (name == level.getRawName())
-        return VN_PARSE_OK;
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(begin);
+    if (!name)
         return tooLarge("Name");
-    m_sax.setError("Expected end tag '%s' but got '%s'", level.getName(), makeString(name));
+    if (*name == level.getRawName())
+        return VN_PARSE_OK;
+    m_sax.setError("Expected end tag '%s' but got '%s'", level.getName(), makeString(*name));
     return VN_PARSE_ERROR;
 }
 
@@ -779,10 +777,10 @@ vnParseResult vnXmlReader::read68()
         return VN_PARSE_NO_MATCH;
     }
     const bool isTold = wants(VN_XML_ENTITY_REFERENCE);
-    const std::string_view raw = isTold ? m_input.getText(nameBegin) : std::string_view();
-    if (raw.size() > VN_MAX_TEXT)
+    const auto raw = isTold ? getWholeText(nameBegin) : std::string_view();
+    if (!raw)
         return tooLarge("Name");
-    const vnString name = makeString(raw);
+    const vnString name = makeString(*raw);
     if (!takeIf([](int c) { return c == ';'; }))
         return VN_XML_FAULT();
     if (isTold)

@@ -7,6 +7,7 @@
 #include <vnBase/vnMemory.h>
 
 #include <initializer_list>
+#include <optional>
 
 /// Sets the error to this place of the source and is the result of a production. The sources of the reader
 /// are one to whoever reads the error: each has lines of its own from its `firstLine` on.
@@ -200,10 +201,15 @@ private:
 
     vnParseResult fault(int line);
     vnParseResult tooLarge(const char* what);
-    // Of a text that is not remembered as a whole the beginning would be missing.
-    bool isTooLong(unsigned int tokens) const noexcept
+    /// The text from there to here, in UTF-8 or in the bytes of the document; none when no string holds it,
+    /// or when it is not remembered as a whole. It is valid until the input is asked for more.
+    std::optional<std::string_view> getWholeText(const Mark& begin)
     {
-        return tokens > VN_MAX_TEXT || tokens > m_sax.getMaxBufferSize();
+        const unsigned int tokens = m_input.getPosition() - begin.position;
+        if (tokens > VN_MAX_TEXT || tokens > m_sax.getMaxBufferSize())
+            return std::nullopt;
+        const std::string_view text = m_input.getText(begin);
+        return text.size() > VN_MAX_TEXT ? std::nullopt : std::optional(text);
     }
     vnParseResult tooDeep();
     static vnParseResult resultOf(bool isMatch) noexcept { return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH; }
@@ -297,6 +303,6 @@ private:
 
     vnXmlSax& m_sax;
     vnXmlInput m_input;
-    std::string_view m_value; // of the attribute value read last
-    unsigned int m_depth = 0; // of what nests in a document type
+    std::optional<std::string_view> m_value; // the attribute value read last, unless it is too large
+    unsigned int m_depth = 0;                // of what nests in a document type
 };
