@@ -228,7 +228,8 @@ public:
     unsigned char isCurrentElementEmpty() const noexcept { return m_isEmptyElement; }
 
     /// Elements, and what nests in a document type, deeper than this are refused, with the error "Too deep
-    /// nesting in XML data".
+    /// nesting in XML data". Elements take no stack. Groups and conditional sections of a document type do:
+    /// for them `VN_MAX_ELEMENT_DEPTH` is the most, whatever is set.
     unsigned int getMaxElementDepth() const noexcept { return m_maxElementDepth; }
     void setMaxElementDepth(unsigned int depth) noexcept { m_maxElementDepth = depth; }
 
@@ -432,7 +433,9 @@ private:
     Level& addLevel(unsigned int level);
     Level* findLevel(unsigned int level) noexcept;
 
-    vnDynamicArray<Level*> m_levels{100}; // names and attributes; each is made once and stays
+    static constexpr unsigned int VN_LEVEL_STEP = 100; // at the start
+
+    vnDynamicArray<Level*> m_levels{VN_LEVEL_STEP}; // names and attributes; each is made once and stays
     vnString m_version{"1.0"};
     vnString m_encoding{"UTF-8"};
     unsigned int m_mask = VN_XML_DEFAULT_ITEMS;

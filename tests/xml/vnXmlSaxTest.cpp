@@ -547,6 +547,18 @@ TEST(vnXmlSax, BoundsWhatDocumentsMayDo)
     EXPECT_FALSE(shallow.hasError());
     vnReadText(shallow, "<a><b><c/></b></a>");
     EXPECT_EQ(shallow.getError(), "Too deep nesting in XML data");
+    // A raised depth is for elements, which take no stack.
+    vnXmlRecorder raised(0);
+    raised.setMaxElementDepth(0xFFFFFFFF);
+    vnReadText(raised, repeated("<a>", 20000) + repeated("</a>", 20000));
+    EXPECT_FALSE(raised.hasError());
+    vnReadText(raised, "<!DOCTYPE a [<!ELEMENT a " + repeated("(", 100000));
+    EXPECT_EQ(raised.getError(), "Too deep nesting in XML data");
+    vnXmlSax external;
+    external.setMaxElementDepth(0xFFFFFFFF);
+    external.setAdapter(new vnByteAdapter(repeated("<![INCLUDE[", 50000)));
+    EXPECT_EQ(external.XML_read_31(), VN_PARSE_ERROR);
+    EXPECT_EQ(external.getError(), "Too deep nesting in XML data");
 
     const std::string document = "<a>" + repeated("<b>text \xC3\xA9</b>", 100) + "</a>";
     for (const bool isLarge : {false, true})

@@ -6,6 +6,7 @@
 
 #include <vnBase/vnMemory.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <optional>
 
@@ -212,6 +213,12 @@ private:
         return text.size() > VN_MAX_TEXT ? std::nullopt : std::optional(text);
     }
     vnParseResult tooDeep();
+    // What nests in a document type is read by recursion: only less than the default is for the user to
+    // choose.
+    bool isTypeTooDeep() const noexcept
+    {
+        return m_typeDepth >= std::min(m_sax.m_maxElementDepth, vnXmlSax::VN_MAX_ELEMENT_DEPTH);
+    }
     static vnParseResult resultOf(bool isMatch) noexcept { return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH; }
 
     bool wants(vnXmlItemType type) const noexcept { return m_sax.isNotifyingItemType(type) != 0; }
@@ -304,5 +311,5 @@ private:
     vnXmlSax& m_sax;
     vnXmlInput m_input;
     std::optional<std::string_view> m_value; // the attribute value read last, unless it is too large
-    unsigned int m_depth = 0;                // of what nests in a document type
+    unsigned int m_typeDepth = 0;            // of what nests in a document type
 };

@@ -143,9 +143,9 @@ vnParseResult vnXmlReader::group(Group wanted)
 // a group twice at each depth, and groups nest.
 vnParseResult vnXmlReader::groupRest(Group wanted)
 {
-    if (m_depth >= m_sax.m_maxElementDepth)
+    if (isTypeTooDeep())
         return tooDeep();
-    ++m_depth;
+    ++m_typeDepth;
     int separator = 0;
     for (;;)
     {
@@ -158,7 +158,7 @@ vnParseResult vnXmlReader::groupRest(Group wanted)
             break;
         if ((c == '|' && wanted == Group::SEQUENCE) || (c == ',' && wanted == Group::CHOICE))
         {
-            --m_depth;
+            --m_typeDepth;
             return VN_PARSE_NO_MATCH;
         }
         if ((c != '|' && c != ',') || (separator && c != separator))
@@ -168,7 +168,7 @@ vnParseResult vnXmlReader::groupRest(Group wanted)
         takeSpace();
     }
     m_input.take();
-    --m_depth;
+    --m_typeDepth;
     return VN_PARSE_OK;
 }
 
@@ -339,15 +339,15 @@ vnParseResult vnXmlReader::conditional(const char* word, Production body)
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
     }
-    if (m_depth >= m_sax.m_maxElementDepth)
+    if (isTypeTooDeep())
         return tooDeep();
-    ++m_depth;
+    ++m_typeDepth;
     takeSpace();
     if (!m_input.accept('['))
         return VN_XML_FAULT();
     if ((this->*body)() == VN_PARSE_ERROR)
         return VN_PARSE_ERROR;
-    --m_depth;
+    --m_typeDepth;
     m_input.need();
     return m_input.accept("]]>") ? VN_PARSE_OK : VN_XML_FAULT();
 }
