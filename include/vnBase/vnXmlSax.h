@@ -85,10 +85,11 @@ enum vnXmlItemType : unsigned int
 /// without end (see `setMaxIdleNotifications`), and can be endless itself (`setMaxDocumentSize`); these
 /// limits are off unless they are set.
 ///
-/// Each production of the XML 1.0 Recommendation (first numbering) is a function `XML_read_NN`, for the use
-/// of subclasses: it answers `VN_PARSE_OK` with its text consumed, `VN_PARSE_NO_MATCH` with nothing
-/// consumed, or `VN_PARSE_ERROR` with the error set. It throws `vnBasicParseException` with the value 0 when
-/// the data ends where it must go on, and with the value 2 when a callback answered 0; `read` catches both.
+/// Each production of the XML 1.0 Recommendation (first numbering) but 73, 74 and 76, since entities have no
+/// definition, is a function `XML_read_NN`, for the use of subclasses: it answers `VN_PARSE_OK` with its text
+/// consumed, `VN_PARSE_NO_MATCH` with nothing consumed, or `VN_PARSE_ERROR` with the error set. It throws
+/// `vnBasicParseException` with the value 0 when the data ends where it must go on, and with the value 2 when
+/// a callback answered 0; `read` catches both.
 ///
 /// Thread-safety: none; an object belongs to one thread at a time.
 class VN_BASE_API vnXmlSax : public vnBasicParser, public vnSerializeData, public vnTypeInterface
@@ -240,7 +241,8 @@ public:
 
     /// How many notifications may come one after the other while nothing is read, before the parse ends with
     /// the error "No progress in XML data"; 0, the default, for any number. The text "]]>" in an element
-    /// notifies without end.
+    /// notifies without end; where char data is not notified, so that no callback could end it, it is this
+    /// error at once.
     unsigned int getMaxIdleNotifications() const noexcept { return m_maxIdleNotifications; }
     void setMaxIdleNotifications(unsigned int count) noexcept { m_maxIdleNotifications = count; }
 
@@ -273,8 +275,9 @@ public:
     void writeElementStart(const vnString& name);
     void writeElementEnd();
 
-    /// What must not stand in a value is written as references; those that are there stay. A double quote
-    /// alone does not count as such and is written as it stands.
+    /// A value that is fit to be read is written as it stands, with all references in it; so is a double
+    /// quote in it. In any other value, what must not stand there is written as references, and of those
+    /// that are there only the five standard ones stay.
     void writeAttribute(const vnString& name, const vnString& value);
 
     /// Ends the start tag, if one is open.
@@ -378,7 +381,7 @@ public:
     vnParseResult XML_read_72(); // PEDecl, without a definition
     vnParseResult XML_read_75(); // ExternalID
     vnParseResult XML_read_77(); // TextDecl
-    vnParseResult XML_read_78(); // extParsedEnt
+    vnParseResult XML_read_78(); // extParsedEnt; as all content it needs markup behind it
     vnParseResult XML_read_79(); // extPE
     vnParseResult XML_read_80(); // EncodingDecl
     vnParseResult XML_read_81(); // EncName
