@@ -2,6 +2,7 @@
 #include "vnFuzzInput.h"
 #include "vnFuzzSource.h"
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnObject.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnXmlDynamicType.h>
@@ -51,6 +52,17 @@ void write(const vnDynamicType& value, unsigned char dynOnly)
     vnDynamicArray<unsigned char> xml;
     const bool isWritten = vnDynamicType2Xml(value, xml, 0, dynOnly, "v", &error) != 0;
     VN_FUZZ_CHECK(isWritten == (error.isEmpty() != 0));
+    // A string holds the text, or it is refused.
+    bool isString = true;
+    try
+    {
+        value.asString(0, dynOnly, "v");
+    }
+    catch (const vnFatalError&)
+    {
+        isString = false;
+    }
+    VN_FUZZ_CHECK(isString == (isWritten && xml.getSize() <= vnString::VN_MAX_LENGTH));
     vnXml2DynamicType(reinterpret_cast<const char*>(xml.data()), xml.getSize(), nullptr, dynOnly);
     vnDynamicArray<unsigned char> wide;
     vnDynamicType2Xml(value, wide, 1, dynOnly, "v");

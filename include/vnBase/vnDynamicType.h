@@ -316,8 +316,9 @@ public:
 
     /// The value as XML, an element "vnDyn" with the tag and the content; with `stripTags` what stands in it.
     /// White space at both ends goes. With `dynOnly` the element is `name`, and so are those in a container.
-    /// docs/xml.md tells the forms. A text that does not fit a string throws `vnFatalError` ("... out of
-    /// index size"), and so does a value that can't be written.
+    /// docs/xml.md tells the forms. Not all of them read again: texts are not escaped, and a container does
+    /// not read with an empty name or, with `dynOnly`, one that is none of XML. A text that does not fit a
+    /// string throws `vnFatalError` ("... out of index size"), and so does a value that can't be written.
     vnString asString(unsigned char stripTags = 0, unsigned char dynOnly = 0,
                       const vnString& name = vnString()) const;
 

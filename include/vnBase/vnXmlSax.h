@@ -75,7 +75,10 @@ enum vnXmlItemType : unsigned int
 /// U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
-/// as one character a byte.
+/// as one character a byte. Texts are written as the bytes that they are, and tested as UTF-8; in such an
+/// encoding one that is unfit as that is tested as one character a byte, so that what was read can be
+/// written. In 16-bit output a text that is no UTF-8 as a whole is of one character a byte, and what stands
+/// for no character, such as half a pair of surrogates, is U+FFFD.
 ///
 /// **Errors.** Reading ends at the first fault, which `getError` tells: the place in this library's source
 /// for a fault of the syntax, a text for the others. A callback that answers 0 ends the parse without an
@@ -158,9 +161,10 @@ public:
     /// Called by `write`: a subclass writes its document here. Does nothing here.
     virtual void onWrite();
 
-    /// Writes a document: the declaration in the encoding set, then what `onWrite` writes. The encoding
-    /// "utf-16" writes little-endian 16-bit text behind its mark, "none" writes no declaration. Null is
-    /// ignored.
+    /// Writes a document: the declaration in the encoding set, then what `onWrite` writes. The encodings
+    /// "utf-16", "utf-16le", "utf-16be", "ucs-2" and "iso-10646-ucs-2" write little-endian 16-bit text behind
+    /// its mark, declared as "utf-16", and so does any but UTF-8 that was declared by 16-bit text. "none"
+    /// writes no declaration. Null is ignored.
     void write(vnSerializeAdapter* adapter) override;
 
     /// Reads a document from its start to the end of the data. Null is ignored. Several can be read one after
@@ -186,11 +190,17 @@ public:
         return hasFlag(VN_FLAG_NOTIFYING) && (m_mask & type) == type;
     }
 
-    /// As declared by the document read last, or as they will be written.
+    /// As declared by the document read last, or as they will be written. A document that declares no
+    /// encoding has the one that was set, UTF-8 at the start. Set while a document is written it says how the
+    /// texts that follow will be read.
     const vnString& getVersion() const noexcept { return m_version; }
     void setVersion(const vnString& version) { m_version = version; }
     const vnString& getEncoding() const noexcept { return m_encoding; }
-    void setEncoding(const vnString& encoding) { m_encoding = encoding; }
+    void setEncoding(const vnString& encoding)
+    {
+        m_encoding = m_setEncoding = encoding;
+        m_isReadWide = 0;
+    }
     unsigned char isStandalone() const noexcept { return hasFlag(VN_FLAG_STANDALONE); }
     void setStandalone(unsigned char standalone) noexcept { setFlag(VN_FLAG_STANDALONE, standalone); }
 
@@ -441,11 +451,13 @@ private:
     vnDynamicArray<Level*> m_levels{VN_LEVEL_STEP}; // names and attributes; each is made once and stays
     vnString m_version{"1.0"};
     vnString m_encoding{"UTF-8"};
+    vnString m_setEncoding{"UTF-8"}; // what m_encoding is for a document that declares none
     unsigned int m_mask = VN_XML_DEFAULT_ITEMS;
     unsigned int m_level = 0;
     unsigned char m_flags = VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_NOTIFYING;
     unsigned char m_writeState = 0;
     unsigned char m_isEmptyElement = 0;
+    unsigned char m_isReadWide = 0; // m_encoding was declared by 16-bit text
     unsigned int m_maxElementDepth = VN_MAX_ELEMENT_DEPTH;
     unsigned int m_maxValueDepth = VN_MAX_VALUE_DEPTH;
     unsigned int m_valueDepth = 0; // of the values that are read or written just now

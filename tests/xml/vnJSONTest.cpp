@@ -32,16 +32,22 @@ vnDynamicType objectOf(std::initializer_list<std::pair<const char*, vnDynamicTyp
     return vnDynamicTypeCustom<Container>(container);
 }
 
+vnDynamicType readFrom(vnSerializeAdapter* source, vnJSON& json)
+{
+    const vnRefPointer<vnSerializeAdapter> held(source);
+    json.read(held);
+    EXPECT_EQ(json.getAdapter(), nullptr);
+    return json.getData();
+}
+
 vnDynamicType readText(const std::string& text, unsigned char strict = 0, vnJSON* parser = nullptr)
 {
     vnJSON own;
     vnJSON& json = parser ? *parser : own;
-    vnRefPointer<vnSerializeAdapter> adapter(
-        new vnSerializeAdapterMemory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size())));
     json.setStrict(strict);
-    json.read(adapter);
-    EXPECT_EQ(json.getAdapter(), nullptr);
-    return json.getData();
+    return readFrom(
+        new vnSerializeAdapterMemory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size())),
+        json);
 }
 
 std::string errorOf(const vnDynamicType& value)
@@ -79,6 +85,15 @@ private:
     bool m_isEndless;
     std::size_t m_at = 0;
 };
+
+// As UTF-16 behind its mark, of a text of ASCII characters.
+std::string toWide(const std::string& text)
+{
+    std::string wide = "\xFF\xFE";
+    for (const char c : text)
+        wide += {c, 0};
+    return wide;
+}
 
 // All that is in the queue.
 std::string take(vnSerializeAdapterQueue& queue)
@@ -203,11 +218,19 @@ TEST(vnJSON, TellsWhatIsWrongAndWhere)
     };
     for (const auto& one : cases)
     {
-        vnJSON json;
-        const std::string error = errorOf(readText(one.text, 0, &json));
-        EXPECT_EQ(error.substr(0, std::strlen(one.error)), one.error) << one.text;
-        EXPECT_EQ(json.getLine(), one.line) << one.text;
-        EXPECT_EQ(json.getColumn(), one.column) << one.text;
+        const std::string text = one.text;
+        for (const std::string& form : {text, toWide(text)})
+            for (const int size : {-1, 0, 1, 3}) // of a window; -1 for all in memory
+            {
+                vnJSON json;
+                const vnDynamicType value =
+                    size < 0 ? readText(form, 0, &json)
+                             : readFrom(new Pieces(form, static_cast<std::size_t>(size)), json);
+                const std::string error = errorOf(value);
+                EXPECT_EQ(error.substr(0, std::strlen(one.error)), one.error) << text << " by " << size;
+                EXPECT_EQ(json.getLine(), one.line) << text << " by " << size;
+                EXPECT_EQ(json.getColumn(), one.column) << text << " by " << size;
+            }
     }
 }
 
@@ -224,17 +247,14 @@ TEST(vnJSON, ReadsTheSameFromEverySource)
 {
     const std::string text = sample;
     const vnDynamicType expected = readText(text);
-    std::string wide = "\xFF\xFE";
-    for (const char c : text)
-        wide += {c, 0};
+    const std::string wide = toWide(text);
     const std::string mark = "\xEF\xBB\xBF";
     for (std::size_t size = 0; size <= 9; ++size)
         for (const std::string& form : {text, wide, mark + text})
         {
-            vnRefPointer<vnSerializeAdapter> pieces(new Pieces(form, size));
             vnJSON json;
-            json.read(pieces);
-            EXPECT_TRUE(json.getData() == expected) << size << ": " << std::string(json.getError());
+            EXPECT_TRUE(readFrom(new Pieces(form, size), json) == expected)
+                << size << ": " << std::string(json.getError());
         }
     EXPECT_TRUE(readText(wide) == expected);
     EXPECT_TRUE(readText(mark + text) == expected);
@@ -466,10 +486,24 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
     EXPECT_LT(queue.length(), 30u);
     const std::string longest(65535, 'x');
     EXPECT_EQ(readText('"' + longest + '"').getString().length(), 65535);
-    for (const unsigned char strict : {0, 1})
-        for (const char* more : {"y", "\\n"})
-            EXPECT_EQ(errorOf(readText('"' + longest + more + '"', strict)),
-                      "A text is longer than 65535 bytes");
+    const std::string longText = '"' + longest;
+    const std::pair<std::string, const char*> cases[] = {
+        {longText + "y\"", "A text is longer than 65535 bytes"},
+        {longText + "\\n\"", "A text is longer than 65535 bytes"},
+        {longText + std::string(400000, 'x'), "A text is longer than 65535 bytes"},
+        {std::string(65536, '1') + ".5", "A number is out of range"},
+        {std::string(99999, '1'), "A number is out of range"},
+    };
+    for (const auto& [refused, error] : cases)
+        for (const unsigned char strict : {0, 1})
+        {
+            vnJSON atOnce;
+            vnJSON slow;
+            slow.setStrict(strict);
+            EXPECT_EQ(errorOf(readText(refused, strict, &atOnce)), error);
+            EXPECT_EQ(errorOf(readFrom(new Pieces(refused, 0), slow)), error);
+            EXPECT_EQ(atOnce.getTokenPos(), slow.getTokenPos()) << refused.size();
+        }
     EXPECT_THROW(vnDynamicType(longest.c_str()).asJSON(), vnFatalError);
 }
 

@@ -272,6 +272,12 @@ TEST(vnXmlDynamicType, ReadsTheFormsOfValues)
         {"<vnDyn type='cont'/>", containerOf({})},
         {"<vnDyn type='cont'><x name='a'> text </x><x> </x><x><y>deep</y></x></vnDyn>",
          containerOf({{"a", "text"}})},
+        // Text that markup parts is one in a container, and several in an array.
+        {"<vnDyn type='cont'><x name='a'> p &amp; <!-- c --><![CDATA[<&>]]></x>"
+         "<x name='b'>t<b>deep</b><c/>u</x><x name='c'>&lt;</x></vnDyn>",
+         containerOf({{"a", "p &amp; <&>"}, {"b", "tu"}, {"c", "&lt;"}})},
+        {"<vnDyn type='array'><x> p &amp; q <b/> </x><x><![CDATA[<&>]]></x></vnDyn>",
+         arrayOf({"p", "q", "<&>"})},
         {"<vnDyn type='cont'><vnDyn name='a'>1</vnDyn><vnDyn name='b'>2</vnDyn><vnDyn name='a'>3</vnDyn>"
          "</vnDyn>",
          containerOf({{"a", "3"}, {"b", "2"}})},
@@ -405,6 +411,9 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
     EXPECT_EQ(errorOf("<vnDyn>" + std::string(65536, 'x') + "</vnDyn>"), "Too large 'CharData' is notified");
     EXPECT_EQ(errorOf("<a><![CDATA[" + std::string(65536, 'x') + "]]></a>", 1),
               "Too large 'CData' is notified");
+    const std::string filled = "<vnDyn type='cont'><x name='a'>" + std::string(65534, 'x');
+    EXPECT_EQ(errorOf(filled + "<b/>y</x></vnDyn>"), "");
+    EXPECT_EQ(errorOf(filled + "<b/>yz</x></vnDyn>"), "Too large 'CharData' is notified");
     unsigned char ok = 1;
     EXPECT_TRUE(vnDynamicType::fromXML("<a><vnDyn name='n'>x</vnDyn></a>", &ok) == vnDynamicType());
     EXPECT_FALSE(ok);
@@ -649,8 +658,11 @@ public:
     }
     void write(vnXmlSax* sax, const vnDynamicType& value) override
     {
+        ++count;
         sax->writeAttribute("degrees", vnString::formatString("%g", value.getNumber()));
     }
+
+    unsigned int count = 0; // of those written
 };
 
 /// An object whose form is its class.
@@ -720,6 +732,13 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
         R"(<vnDyn type="num" index="0.000000" degrees="1"/>)"
         R"(<vnDyn type="ttag" index="1.000000" encoding="hex">FC13000D0000000000000000FC02000102</vnDyn>)");
     EXPECT_EQ(vnDynamicTypeTimeTagged(0, 2.0).asString(), R"(<vnDyn time="0.000000" degrees="2"/>)");
+    // What fits no string is not written to its end.
+    celsius->count = 0;
+    EXPECT_THROW(
+        vnDynamicTypeArray(vnArray<vnDynamicType>(std::vector<vnDynamicType>(10000, 1.0).data(), 10000))
+            .asString(),
+        vnFatalError);
+    EXPECT_LT(celsius->count, 2000u);
     celsius->ref();
     Values::unregisterDynamicTypeInterface(celsius);
     EXPECT_EQ(celsius->unrefNoDelete(), 1u); // from both tags

@@ -41,19 +41,6 @@ std::string recordFrom(vnSerializeAdapter* adapter, unsigned int mask)
     recorder.read(adapter);
     return recorder.getResult();
 }
-
-std::string utf16(const std::u16string& text, bool isBigEndian)
-{
-    std::string bytes;
-    for (const char16_t unit : u"\xFEFF" + text)
-    {
-        const char high = static_cast<char>(unit >> 8);
-        const char low = static_cast<char>(unit);
-        bytes += isBigEndian ? high : low;
-        bytes += isBigEndian ? low : high;
-    }
-    return bytes;
-}
 } // namespace
 
 TEST(vnXmlSax, NotifiesADocument)
@@ -240,8 +227,8 @@ TEST(vnXmlSax, ReadsTheSameFromEveryAdapter)
         "<a\xED\xA0\x80/>",
         "<a b='\xF0\x9F'/>",
         "<?xml version='1.0' encoding='latin1'?><\xE9>\xC3\xA9</\xE9>",
-        utf16(u"<?xml version='1.0' encoding='utf-16'?><a b='\xE9\x4E00'>\xD83D\xDE00]\n&x;</a>", false),
-        utf16(u"<\xE9 b='\xD800'>]]\xD83D\xDE00<b/></\xE9>", true),
+        vnUtf16(u"<?xml version='1.0' encoding='utf-16'?><a b='\xE9\x4E00'>\xD83D\xDE00]\n&x;</a>", false),
+        vnUtf16(u"<\xE9 b='\xD800'>]]\xD83D\xDE00<b/></\xE9>", true),
         "<!DOCTYPE a [<!ELEMENT a (b,c)*><!ATTLIST a b (c|d) 'c'>]><a><vnDy/></a>",
     };
     // "_" is more white space than the small buffer remembers. What may or may not stand behind it does not
@@ -301,8 +288,8 @@ TEST(vnXmlSax, ReadsTextOf16Bits)
     const std::u16string document = u"<a b='\xE9'>\xD83D\xDE00\x4E00</a>";
     const char expected[] = "1 ElementStart [a]\n1 Attribute [b] [\xC3\xA9]\n"
                             "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n1 ElementEnd [a]\n";
-    EXPECT_EQ(vnRecord(utf16(document, false)), expected);
-    EXPECT_EQ(vnRecord(utf16(document, true)), expected);
+    EXPECT_EQ(vnRecord(vnUtf16(document, false)), expected);
+    EXPECT_EQ(vnRecord(vnUtf16(document, true)), expected);
     // What was written to an adapter can be read from it: it knows of 16-bit text, and the mark is in front.
     class Copy : public vnXmlSax
     {
@@ -320,9 +307,9 @@ TEST(vnXmlSax, LooksForTheEncodingOfEachDocument)
 {
     const std::pair<std::string, const char*> documents[] = {
         {"\xEF\xBB\xBF<a>\xC3\xA9</a>", "1 CharData [\xC3\xA9]\n"},
-        {utf16(u"<a>\xE9</a>", false), "1 CharData [\xC3\xA9]\n"},
+        {vnUtf16(u"<a>\xE9</a>", false), "1 CharData [\xC3\xA9]\n"},
         {"<?xml version='1.0' encoding='latin1'?><a>\xE9</a>", "1 CharData [\xE9]\n"},
-        {utf16(u"<a>\xE9</a>", true), "1 CharData [\xC3\xA9]\n"},
+        {vnUtf16(u"<a>\xE9</a>", true), "1 CharData [\xC3\xA9]\n"},
         {"<\xC3\xA9>\xC3\xA9</\xC3\xA9>", "1 CharData [\xC3\xA9]\n"},
     };
     vnXmlRecorder recorder(VN_XML_CHAR_DATA);
@@ -721,7 +708,7 @@ TEST(vnXmlSax, KnowsTheEndsOfTheCharacterClasses)
                     std::any_of(each.ranges.begin(), each.ranges.end(),
                                 [c = c](const auto& range) { return range.first <= c && c <= range.second; });
                 vnXmlSax sax;
-                sax.setAdapter(new vnByteAdapter(utf16({static_cast<char16_t>(c), u'.'}, true)));
+                sax.setAdapter(new vnByteAdapter(vnUtf16({static_cast<char16_t>(c), u'.'}, true)));
                 EXPECT_EQ((sax.*each.production)(), isIn ? VN_PARSE_OK : VN_PARSE_NO_MATCH) << c;
             }
 }

@@ -53,10 +53,11 @@ vnString stringOf(const std::string& text)
     return vnString(text.data(), static_cast<unsigned short>(text.size()));
 }
 
-// Whether a production reads this from its start to its end.
-bool isRead(vnParseResult (vnXmlSax::*production)(), const std::string& text)
+// Whether a production reads this from its start to its end, as UTF-8 or as one character a byte.
+bool isRead(vnParseResult (vnXmlSax::*production)(), const std::string& text, bool isUtf8 = true)
 {
     vnXmlSax sax;
+    sax.useUtf8(isUtf8);
     sax.setAdapter(
         new vnSerializeAdapterMemory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size())));
     try
@@ -112,23 +113,111 @@ TEST(vnXmlSaxWrite, WritesTheDeclarationInTheEncoding)
                                   "<\xC3\xA9>\xF0\x9F\x98\x80\xE4\xB8\x80</\xC3\xA9>");
     writer.setEncoding("UTF-16");
     writer.setStandalone(0);
-    std::string wide = "\xFF\xFE";
-    for (const char16_t unit : std::u16string(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"no\" "
-                                              u"?><\xE9>\xD83D\xDE00\x4E00</\xE9>"))
-    {
-        wide += static_cast<char>(unit);
-        wide += static_cast<char>(unit >> 8);
-    }
+    const std::string wide = vnUtf16(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"no\" ?>"
+                                     u"<\xE9>\xD83D\xDE00\x4E00</\xE9>",
+                                     false);
     EXPECT_EQ(writer.getOutput(), wide);
     EXPECT_EQ(vnRecord(wide, VN_XML_CHAR_DATA), "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n");
-    // A text that is no UTF-8 is one of 8 bits a character; surrogates become pairs again.
-    Writer old([](vnXmlSax& sax)
-               { sax.writeCharDataElement("a", stringOf("\xE9t\xE9<\xED\xA0\xBD\xED\xB8\x80")); });
-    old.setEncoding("utf-16");
-    EXPECT_EQ(vnRecord(old.getOutput(), VN_XML_CHAR_DATA), "1 CharData [\xC3\xA9t\xC3\xA9]\n"
-                                                           "1 CharData [\xF0\x9F\x98\x80]\n");
+    for (const char* name : {"UTF-16LE", "utf-16be", "UCS-2", "ISO-10646-UCS-2"})
+    {
+        writer.setEncoding(name);
+        EXPECT_EQ(writer.getOutput(), wide) << name;
+    }
     EXPECT_EQ(written([](vnXmlSax& sax) { sax.setVersion("1.1"), sax.writeXmlHeader(); }),
               "<?xml version=\"1.1\" encoding=\"none\"?>");
+}
+
+TEST(vnXmlSaxWrite, WritesInTheEncodingOfTheDocumentReadLast)
+{
+    const std::string latin = "<?xml version='1.0' encoding='Latin1'?><a/>";
+    const auto body = [](vnXmlSax& sax) { sax.writeCharDataElement("a", sax.getEncoding()); };
+    const std::pair<std::string, std::string> rows[] = {
+        // As 16-bit text, whatever its name: it was read as UTF-8.
+        {vnUtf16(std::u16string(latin.begin(), latin.end()), true),
+         vnUtf16(u"<?xml version=\"1.0\" encoding=\"utf-16\" standalone=\"yes\" ?><a>Latin1</a>", false)},
+        {latin, "<?xml version=\"1.0\" encoding=\"latin1\" standalone=\"yes\" ?><a>Latin1</a>"},
+        {"<a/>", "<a>none</a>"}, // as was set: what one document declares is not for the next
+    };
+    Writer writer(body);
+    for (const auto& [document, expected] : rows)
+    {
+        vnReadText(writer, document);
+        EXPECT_EQ(writer.getOutput(), expected) << document;
+    }
+}
+
+TEST(vnXmlSaxWrite, ReadsEachTextInOneWay)
+{
+    const auto body = [](const std::string& text)
+    {
+        return [text](vnXmlSax& sax)
+        {
+            sax.writeElementStart("a");
+            sax.writeAttribute("b", stringOf(text));
+            sax.writeComment(stringOf(text));
+            sax.writeCDATA(stringOf(text));
+            sax.writePI("p", stringOf(text));
+            sax.writeCharData(stringOf(text + "<" + text));
+            sax.writeElementEnd();
+        };
+    };
+    const auto told = [](const std::string& text)
+    {
+        return "1 ElementStart [a]\n1 Attribute [b] [" + text + "]\n1 Comment [" + text + "]\n1 CDATA [" +
+               text + "]\n1 ProcessingInstruction [p] [" + text + "]\n1 CharData [" + text +
+               "]\n1 EntityReference [lt] [0]\n1 CharData [" + text + "]\n1 ElementEnd [a]\n";
+    };
+    struct Row
+    {
+        std::string text;
+        std::string wide; // as it reads out of 16-bit text
+        bool isFit8;      // in UTF-8
+    };
+    const Row rows[] = {
+        {"\xC3\xA9", "\xC3\xA9", true},
+        {"caf\xE9", "caf\xC3\xA9", false},                      // takes what ends the text
+        {"\xE9 \xC3\xA9", "\xC3\xA9 \xC3\x83\xC2\xA9", false},  // one text, two forms: all of it is bytes
+        {"\xED\xA0\xBD\xED\xB8\x80", "\xF0\x9F\x98\x80", true}, // surrogates are a pair again
+    };
+    const unsigned int mask = VN_XML_DEFAULT_ITEMS & ~VN_XML_DECLARATION;
+    for (const Row& row : rows)
+    {
+        Writer writer(body(row.text));
+        writer.setEncoding("utf-16");
+        EXPECT_EQ(vnRecord(writer.getOutput(), mask), told(row.wide)) << row.text;
+        writer.setEncoding("ISO-8859-1");
+        EXPECT_EQ(vnRecord(writer.getOutput(), mask), told(row.text));
+        EXPECT_EQ(writer.getError(), "") << row.text;
+        writer.setEncoding("UTF-8");
+        writer.getOutput();
+        EXPECT_EQ(writer.hasError(), !row.isFit8) << row.text;
+    }
+    // In bytes what is too long a form of "<" is two letters, and what is none in UTF-8 is three.
+    Writer letters(body("\xC0\xBC\xEF\xBF\xBF"));
+    letters.setEncoding("koi8-r");
+    EXPECT_EQ(vnRecord(letters.getOutput(), mask), told("\xC0\xBC\xEF\xBF\xBF"));
+    // In UTF-8 it would be longer than any string is.
+    Writer longOne(body(std::string(40000, '\xE9')));
+    longOne.setEncoding("utf-16");
+    longOne.getOutput();
+    EXPECT_EQ(longOne.getError(), "Attribute value is malformed");
+    // What stands for no character must not break 16-bit text: half a pair, too long a form of "<", too much.
+    for (const char* none :
+         {"\xED\xA0\x80", "\xED\xB0\x80", "\xF0\x80\x80\xBC", "\xF8\x80\x80\x80\xBC", "\xF4\x90\x80\x80"})
+    {
+        Writer writer(
+            [&](vnXmlSax& sax)
+            {
+                sax.writeElementStart("a");
+                sax.writeAttribute("b", none);
+                sax.writeCharData(vnString(none) + "\xED\xA0\x80x");
+                sax.writeElementEnd();
+            });
+        writer.setEncoding("utf-16");
+        EXPECT_EQ(vnRecord(writer.getOutput(), VN_XML_ATTRIBUTE | VN_XML_CHAR_DATA),
+                  "1 Attribute [b] [\xEF\xBF\xBD]\n1 CharData [\xEF\xBF\xBD\xEF\xBF\xBDx]\n")
+            << none;
+    }
 }
 
 TEST(vnXmlSaxWrite, EndsAtWhatMayNotBeWritten)
@@ -295,11 +384,16 @@ TEST(vnXmlSaxWrite, TestsTextsAsTheReaderReadsThem)
             text += pieces[random() % (round % 2 ? pieces.size() : 18)];
         for (const Kind& kind : kinds)
         {
-            Writer writer([&](vnXmlSax& sax) { kind.write(sax, stringOf(text)); });
-            const std::string output = writer.getOutput();
-            const bool isFit = isRead(kind.production, kind.before + text + kind.behind);
-            EXPECT_EQ(output, isFit ? kind.before + text + kind.behind : "") << text;
-            EXPECT_EQ(writer.getError(), isFit ? "" : kind.error) << text;
+            const std::string whole = kind.before + text + kind.behind;
+            bool isFit = isRead(kind.production, whole);
+            for (const char* encoding : {"none", "latin1"})
+            {
+                Writer writer([&](vnXmlSax& sax)
+                              { sax.setEncoding(encoding), kind.write(sax, stringOf(text)); });
+                EXPECT_EQ(writer.getOutput(), isFit ? whole : "") << text;
+                EXPECT_EQ(writer.getError(), isFit ? "" : kind.error) << text;
+                isFit |= isRead(kind.production, whole, false);
+            }
         }
         // Texts and values that are fit go out unchanged, others do not.
         // No byte of markup may be hidden by one that is no character of UTF-8.

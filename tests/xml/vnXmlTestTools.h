@@ -84,6 +84,20 @@ private:
     }
 };
 
+/// The bytes of 16-bit text, behind its mark.
+inline std::string vnUtf16(const std::u16string& text, bool isBigEndian)
+{
+    std::string bytes;
+    for (const char16_t unit : u"\xFEFF" + text)
+    {
+        const char high = static_cast<char>(unit >> 8);
+        const char low = static_cast<char>(unit);
+        bytes += isBigEndian ? high : low;
+        bytes += isBigEndian ? low : high;
+    }
+    return bytes;
+}
+
 /// Reads the text of a document.
 inline void vnReadText(vnXmlSax& sax, const std::string& text)
 {

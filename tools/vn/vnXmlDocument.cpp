@@ -30,9 +30,21 @@ public:
         if (auto* included = dynamic_cast<vnXmlDom*>(&item))
             included->setWriteIncludedXml(1);
     }
-    void onWrite() override { m_item.write(this); }
+    void onWrite() override
+    {
+        setEncoding(encodingOf(&m_item)); // texts that are no UTF-8 are fit in the encoding they were read in
+        m_item.write(this);
+    }
 
 private:
+    static vnString encodingOf(vnXmlItem* item)
+    {
+        for (; item; item = item->getParent())
+            if (const auto* document = dynamic_cast<vnXmlDom*>(item))
+                return document->getEncoding();
+        return "none";
+    }
+
     vnXmlItem& m_item;
 };
 
@@ -40,6 +52,16 @@ std::string placeOf(const vnXmlSax& sax)
 {
     return "line " + std::to_string(sax.getLine() + 1u) + ", column " + std::to_string(sax.getColumn() + 1u) +
            ": " + sax.getError().getString();
+}
+
+// Where a writer stands.
+std::string elementOf(vnXmlSax& sax)
+{
+    const unsigned int level = sax.getCurrentElementLevel();
+    if (level == 0)
+        return "outside of the root";
+    return "element '" + std::string(sax.getCurrentElementName().getString()) + "' at level " +
+           std::to_string(level);
 }
 
 // The documents that are included are items of the tree.
@@ -64,7 +86,7 @@ void write(vnXmlSax& sax)
     const vnAdapter results(new ResultAdapter);
     sax.write(results);
     if (sax.hasError())
-        throw vnFailure(sax.getError().getString());
+        throw vnFailure(elementOf(sax) + ": " + sax.getError().getString());
     vnWriteLine("");
 }
 } // namespace

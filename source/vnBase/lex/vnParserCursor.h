@@ -52,6 +52,10 @@ public:
             return NONE;
         return p.m_lexer.isUtf8() ? ASCII : BYTES;
     }
+
+    /// Whether the characters are 16-bit text.
+    bool isWide() const noexcept { return m_parser.m_lexer.isUnicode(); }
+
     const unsigned char* next() const noexcept { return vnAdapterWindow::next(*m_parser.m_adapter); }
     const unsigned char* end() const noexcept { return vnAdapterWindow::end(*m_parser.m_adapter); }
 

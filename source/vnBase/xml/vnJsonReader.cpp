@@ -215,9 +215,10 @@ vnJsonSpan vnJsonReader::readString()
     const unsigned char* const from = m_source.next;
     const unsigned char* const stop = vnJsonText::findSpecial<STRICT>(from, m_source.end);
     vnJsonSpan text;
-    if (stop != m_source.end && *stop == '"')
+    const auto length = static_cast<std::size_t>(stop - from);
+    if (stop != m_source.end && *stop == '"' && length <= VN_MAX_TEXT)
     {
-        text = spanOf(from, static_cast<std::size_t>(stop - from));
+        text = spanOf(from, length);
         m_source.next = stop + 1;
     }
     else
@@ -250,6 +251,15 @@ vnJsonSpan vnJsonReader::copyOf(const vnJsonSpan& text)
     return text.isInSource ? m_tree.copyOf(m_tree.data(text), text.length) : text;
 }
 
+// How many bytes of the block a text may take that begins there in the tree: up to one too many, so that it
+// is refused at the same place in any source.
+std::size_t vnJsonReader::leftFor(unsigned int limit, unsigned int begin) noexcept
+{
+    const unsigned int taken = m_tree.bytes().getSize() - begin;
+    const std::size_t room = taken > limit ? 0 : limit + 1 - taken;
+    return std::min(static_cast<std::size_t>(m_source.end - m_source.next), room);
+}
+
 // A quote ends the text unless a backslash stands before it, also when that backslash is itself escaped:
 // "a\\" does not end there. That is meant: texts of this kind have always been read so.
 void vnJsonReader::readRawString()
@@ -260,9 +270,10 @@ void vnJsonReader::readRawString()
     {
         if (!m_source.hasData())
             failEnd();
-        const auto left = static_cast<std::size_t>(m_source.end - m_source.next);
+        const std::size_t left = leftFor(VN_MAX_RAW_TEXT, begin);
         const void* const found = std::memchr(m_source.next, '"', left);
-        const unsigned char* const stop = found ? static_cast<const unsigned char*>(found) : m_source.end;
+        const unsigned char* const stop =
+            found ? static_cast<const unsigned char*>(found) : m_source.next + left;
         bytes.append(m_source.next, static_cast<std::size_t>(stop - m_source.next));
         m_source.next = stop;
         if (bytes.getSize() - begin > VN_MAX_RAW_TEXT)
@@ -286,12 +297,13 @@ void vnJsonReader::readStrictString()
     {
         if (!m_source.hasData())
             failEnd();
-        const unsigned char* const stop = vnJsonText::findSpecial<true>(m_source.next, m_source.end);
+        const unsigned char* const end = m_source.next + leftFor(VN_MAX_TEXT, begin);
+        const unsigned char* const stop = vnJsonText::findSpecial<true>(m_source.next, end);
         bytes.append(m_source.next, static_cast<std::size_t>(stop - m_source.next));
         m_source.next = stop;
         if (bytes.getSize() - begin > VN_MAX_TEXT)
             failText("A text is longer than %d bytes", VN_MAX_TEXT);
-        if (stop == m_source.end)
+        if (stop == end)
             continue;
         if (*stop < 0x20)
             VN_JSON_FAIL("A text holds a control character");
@@ -351,11 +363,13 @@ unsigned char vnJsonReader::takeByte()
 
 void vnJsonReader::readNumber()
 {
+    const unsigned char* const from = m_source.next;
     vnJsonNumber number;
     vnJsonNumber::Result result = number.read(m_source.next, m_source.end, m_isStrict);
-    if (result == vnJsonNumber::INCOMPLETE || result == vnJsonNumber::NONE)
+    if (m_source.next == from)
     {
-        gatherNumber(); // also what is none: the fault is behind what could begin one, in any source
+        // Also what is none, or too long: the fault is behind what could be one, in any source.
+        gatherNumber();
         const unsigned char* text = m_number.data();
         result = number.read(text, text + m_number.getSize(), m_isStrict);
     }

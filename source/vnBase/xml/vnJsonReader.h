@@ -42,6 +42,7 @@ private:
     vnJsonSpan readString();
     void readRawString();
     void readStrictString();
+    std::size_t leftFor(unsigned int limit, unsigned int begin) noexcept;
     void readEscape();
     vnJsonSpan spanOf(const unsigned char* from, std::size_t length);
     vnJsonSpan copyOf(const vnJsonSpan& text);

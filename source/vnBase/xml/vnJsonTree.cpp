@@ -5,7 +5,7 @@
 
 #include <dynamic/vnContainerBytes.h>
 #include <dynamic/vnDynamicBytes.h>
-#include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicParts.h>
 #include <dynamic/vnDynamicWire.h>
 
 #include <algorithm>
@@ -38,16 +38,6 @@ unsigned char* encodeHead(unsigned int count, bool isObject, unsigned char* to) 
     std::memcpy(to, vnContainerBytes::magic, sizeof vnContainerBytes::magic);
     return vnDynamicBytes::put(to + sizeof vnContainerBytes::magic, count);
 }
-
-// Lets a payload in the place of a value.
-class Value : public vnDynamicType
-{
-public:
-    Value(vnDynamicTag tag, vnDynamicPayload&& payload) noexcept
-        : vnDynamicType(vnFixedDynamicTag(tag), std::move(payload))
-    {
-    }
-};
 
 unsigned char* encodeNumber(vnUInt64 bits, unsigned int size, unsigned char* to) noexcept
 {
@@ -277,7 +267,7 @@ vnDynamicType vnJsonTree::makeValue(const vnJsonNode& node)
         encodeRanges(openRange(node, to));
     else
         encodeLeaf(node, to);
-    return Value(tagsOfKinds[node.kind], std::move(payload));
+    return vnDynamicParts(tagsOfKinds[node.kind], std::move(payload));
 }
 
 void vnJsonTree::clear() noexcept

@@ -16,16 +16,6 @@
 
 namespace
 {
-// Lets a payload be read as a value, and texts be decoded.
-class Value : public vnDynamicType
-{
-public:
-    Value(vnDynamicTag tag, const unsigned char* bytes, std::size_t size)
-        : vnDynamicType(vnFixedDynamicTag(tag), vnDynamicPayload(bytes, vnCheckedSize(size)))
-    {
-    }
-};
-
 int integerOf(const unsigned char* bytes, std::size_t size)
 {
     return size == 1   ? static_cast<signed char>(bytes[0])
@@ -47,12 +37,11 @@ bool isEscapedText(const unsigned char* bytes, std::size_t size)
 
 void vnJsonWriter::write(const vnDynamicType& value)
 {
-    const vnDynamicPayload& payload = value.getPayload();
     const Kind kind = kindOf(value.getDynamicType());
     if (isOther(kind))
         putOther(value);
     else
-        putValue(kind, Span{payload.begin(), payload.end()}, 0);
+        putValue(kind, Span::of(value), 0);
     while (!m_levels.isEmpty() && !m_isStopped)
         putNext();
     m_output.flush();
@@ -66,7 +55,7 @@ bool vnJsonWriter::isOther(Kind kind) const noexcept
     return kind == OTHER || (kind == INT64 && !m_isStrict);
 }
 
-vnJsonWriter::Span vnJsonWriter::spanOf(const vnString& text) noexcept
+vnDynamicSpan vnJsonWriter::spanOf(const vnString& text) noexcept
 {
     const auto* const bytes = reinterpret_cast<const unsigned char*>(text.getString());
     return Span{bytes, bytes + text.length()};
@@ -314,7 +303,7 @@ void vnJsonWriter::collectEntries(Span payload)
     if (vnContainerBytes::walk(payload.begin, payload.end, take))
         return;
     // The container itself says what is wrong.
-    vnDynamicTypeCustom<vnDynamicTypeContainer>(Value(VN_TAG_CONT, payload.begin, payload.size())).getData();
+    vnDynamicTypeCustom<vnDynamicTypeContainer>(vnDynamicParts(VN_TAG_CONT, payload)).getData();
     fail("A container is damaged");
 }
 
@@ -335,7 +324,7 @@ void vnJsonWriter::putText(Span payload)
             putPlainText(text);
         return;
     }
-    putPlainText(spanOf(Value(VN_TAG_STR, payload.begin, payload.size()).getString()));
+    putPlainText(spanOf(vnDynamicParts(VN_TAG_STR, payload).getString()));
 }
 
 void vnJsonWriter::putPlainText(Span text)

@@ -7,6 +7,7 @@
 #include <vnBase/vnDynamicType.h>
 
 #include <dynamic/vnContainerBytes.h>
+#include <dynamic/vnDynamicParts.h>
 
 /// Writes a value as JSON text straight from its payload, without taking nested values out of it. Nesting
 /// costs no stack.
@@ -38,14 +39,7 @@ private:
         OTHER
     };
 
-    struct Span
-    {
-        const unsigned char* begin;
-        const unsigned char* end;
-
-        std::size_t size() const noexcept { return static_cast<std::size_t>(end - begin); }
-    };
-
+    using Span = vnDynamicSpan;
     using Entry = vnContainerBytes::Attribute;
 
     // An array or container that is being written.

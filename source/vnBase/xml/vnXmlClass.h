@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 
 /// What characters are in XML documents. The classes of names are cut short on purpose, well before the
@@ -88,6 +89,13 @@ constexpr bool isPubidChar(int c) noexcept
         if (*found == c)
             return true;
     return false;
+}
+
+/// Keywords and names of encodings; `lowerCase` is ASCII.
+inline bool equalIgnoringCase(std::string_view text, std::string_view lowerCase) noexcept
+{
+    return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
+                      [](char c, char lower) { return (c >= 'A' && c <= 'Z' ? c + 32 : c) == lower; });
 }
 
 /// Every target that begins with these letters is reserved, "xml-stylesheet" as well.

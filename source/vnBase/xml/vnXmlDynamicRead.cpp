@@ -2,6 +2,7 @@
 #include <vnBase/vnXmlDynamicType.h>
 
 #include "lex/vnParserTakeover.h"
+#include "vnScratchBlock.h"
 #include "vnXmlReader.h"
 #include "vnXmlSpecial.h"
 #include "vnXmlValueBuilder.h"
@@ -49,6 +50,12 @@ public:
         useLimitsOf(outer);
         if (getMaxIdleNotifications() == 0)
             setMaxIdleNotifications(VN_MAX_IDLE);
+    }
+
+    // It is text as any other.
+    unsigned char onCDATA(const vnString& text, unsigned int level) override
+    {
+        return onCharData(text, level);
     }
 
     // The application knows its functions at the reader that it has made.
@@ -114,6 +121,7 @@ public:
         return (!hasCurrentAttribute("index") || takeNumber(getCurrentAttribute("index"), index)) &&
                add(index, value);
     }
+    // Each piece of a text that markup parts is an element of its own. That is meant.
     unsigned char onCharData(const vnString& text, unsigned int level) override
     {
         const vnString stripped = text.stripWhiteSpace();
@@ -179,11 +187,36 @@ public:
     }
     unsigned char onCharData(const vnString& text, unsigned int level) override
     {
-        const vnString stripped = text.stripWhiteSpace();
-        return level != 1 || stripped.isEmpty() || add(getCurrentAttribute("name"), stripped);
+        return level != 1 || join(text.getString(), text.length());
+    }
+    unsigned char onEntityReference(const vnString& name, unsigned int level,
+                                    unsigned char inAttribute) override
+    {
+        if (level != 1 || inAttribute)
+            return 1;
+        return join("&", 1) && join(name.getString(), name.length()) && join(";", 1);
+    }
+    unsigned char onElementEnd(const vnString&, unsigned int level) override
+    {
+        if (level != 1 || m_text.isEmpty())
+            return 1;
+        const vnString text =
+            vnString(m_text.data(), static_cast<unsigned short>(m_text.getSize())).stripWhiteSpace();
+        m_text.cut(0);
+        return text.isEmpty() || add(getCurrentAttribute("name"), text);
     }
 
 private:
+    // The text of an element comes in pieces, one up to each markup or reference. Each of them would take the
+    // place of the one before.
+    bool join(const char* piece, unsigned int length)
+    {
+        if (m_text.getSize() + length > vnString::VN_MAX_LENGTH)
+            return fail("Too large 'CharData' is notified") != 0;
+        m_text.append(piece, length);
+        return true;
+    }
+
     unsigned char add(const vnString& name, const vnDynamicType& value)
     {
         if (name.isEmpty())
@@ -196,6 +229,7 @@ private:
     }
 
     vnXmlValueBuilder m_builder;
+    vnScratchBlock<char> m_text; // of the element that is open
 };
 
 /// Takes the value of a document.

@@ -13,9 +13,10 @@
 #include <vnBase/vnVarUInt64.h>
 
 #include <dynamic/vnContainerBytes.h>
-#include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicParts.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -33,29 +34,6 @@ vnString numberText(double number)
 {
     return vnString::formatString("%.6f", number);
 }
-
-struct Span
-{
-    const unsigned char* begin;
-    const unsigned char* end;
-
-    unsigned int size() const noexcept { return static_cast<unsigned int>(end - begin); }
-};
-
-Span spanOf(const vnDynamicType& value)
-{
-    return {value.getPayload().begin(), value.getPayload().end()};
-}
-
-/// A value of its parts.
-class Value : public vnDynamicType
-{
-public:
-    Value(vnDynamicTypeTag&& tag, Span payload)
-        : vnDynamicType(std::move(tag), vnDynamicPayload(payload.begin, payload.size()))
-    {
-    }
-};
 
 // Also with filters in front.
 bool isMemory(vnSerializeAdapter* adapter)
@@ -145,25 +123,25 @@ public:
 
     // The element of a value; `write` writes its content by the form of its tag.
     template <class Write>
-    void writeElement(const vnString& name, const vnString& elementName, const vnString& tag, Span payload,
-                      const Write& write);
+    void writeElement(const vnString& name, const vnString& elementName, const vnString& tag,
+                      vnDynamicSpan payload, const Write& write);
 
     // The content of the current element in the built-in forms. They answer false when the tag has none.
     bool writeText(const vnDynamicType& value);
-    bool writeItems(const vnString& tag, Span payload);
+    bool writeItems(const vnString& tag, vnDynamicSpan payload);
 
 private:
-    void writeElements(Span payload);
-    void writeAttributes(Span payload);
+    void writeElements(vnDynamicSpan payload);
+    void writeAttributes(vnDynamicSpan payload);
     void writeAttribute(const vnContainerBytes::Attribute& attribute);
-    void writeContent(vnDynamicTypeTag&& tag, Span payload);
+    void writeContent(vnDynamicTypeTag&& tag, vnDynamicSpan payload);
 
     vnXmlSax& m_sax;
 };
 
 template <class Write>
 void ValueWriter::writeElement(const vnString& name, const vnString& elementName, const vnString& tag,
-                               Span payload, const Write& write)
+                               vnDynamicSpan payload, const Write& write)
 {
     m_sax.writeElementStart(elementName);
     if (!name.isEmpty())
@@ -203,7 +181,7 @@ bool ValueWriter::writeText(const vnDynamicType& value)
     return true;
 }
 
-bool ValueWriter::writeItems(const vnString& tag, Span payload)
+bool ValueWriter::writeItems(const vnString& tag, vnDynamicSpan payload)
 {
     if (vnIsDynamicTag(tag, VN_TAG_ARRAY))
         writeElements(payload);
@@ -214,7 +192,7 @@ bool ValueWriter::writeItems(const vnString& tag, Span payload)
     return true;
 }
 
-void ValueWriter::writeElements(Span payload)
+void ValueWriter::writeElements(vnDynamicSpan payload)
 {
     // Counted, as the payload may claim more than it holds.
     const vnUInt64 claimed = vnVarUInt64::decode(payload.begin, payload.end);
@@ -241,7 +219,7 @@ void ValueWriter::writeElements(Span payload)
     }
 }
 
-void ValueWriter::writeAttributes(Span payload)
+void ValueWriter::writeAttributes(vnDynamicSpan payload)
 {
     vnScratchBlock<vnContainerBytes::Attribute> attributes;
     const bool isWhole = vnContainerBytes::walk(payload.begin, payload.end,
@@ -264,7 +242,7 @@ void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
     vnDynamicTypeTag tag;
     const unsigned int size = vnDynamicWire::decodeHead(tag, at, attribute.end);
     const vnString text = tag.getText();
-    const Span payload{at, at + size};
+    const vnDynamicSpan payload{at, at + size};
     const auto write = [&] { writeContent(std::move(tag), payload); };
     if (m_sax.useDynOnly())
         writeElement(vnString(), name, text, payload, write);
@@ -273,11 +251,11 @@ void ValueWriter::writeAttribute(const vnContainerBytes::Attribute& attribute)
 }
 
 // By the form of the tag.
-void ValueWriter::writeContent(vnDynamicTypeTag&& tag, Span payload)
+void ValueWriter::writeContent(vnDynamicTypeTag&& tag, vnDynamicSpan payload)
 {
     const vnXmlForm<vnXmlDynamicTypeInterface> form(tag.getText());
     if (!form.isBuiltin() || !writeItems(tag.getText(), payload))
-        form->write(&m_sax, Value(std::move(tag), payload));
+        form->write(&m_sax, vnDynamicParts(std::move(tag), payload));
 }
 
 /// Writes one thing as a document without a declaration.
@@ -297,20 +275,6 @@ private:
     const Write& m_write;
 };
 
-// Answers false with the error.
-template <class Write>
-bool writeDocument(vnDynamicArray<unsigned char>& out, vnUInt64 flags, vnString* error, const Write& write)
-{
-    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO, 100));
-    queue->setAdapterFlags(flags);
-    Document<Write> document(write);
-    document.write(queue);
-    queue->getQueueData(out);
-    if (error)
-        *error = document.getError();
-    return !document.hasError();
-}
-
 vnString textOf(const vnDynamicArray<unsigned char>& xml, bool stripTags)
 {
     std::string_view text(reinterpret_cast<const char*>(xml.data()), xml.getSize());
@@ -322,12 +286,78 @@ vnString textOf(const vnDynamicArray<unsigned char>& xml, bool stripTags)
     }
     return vnString(text.data(), static_cast<unsigned short>(text.size())).stripWhiteSpace();
 }
+
+/// A queue of what a string holds. What goes beyond ends the writing, and what is still written on the way
+/// out is dropped.
+class StringQueue : public vnSerializeAdapterQueue
+{
+public:
+    StringQueue() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
+
+    bool isCut() const noexcept { return m_isCut; }
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override
+    {
+        if (hasRoom(count))
+            vnSerializeAdapterQueue::write_imp(data, count);
+    }
+    void write_imp(unsigned char byte) override
+    {
+        if (hasRoom(1))
+            vnSerializeAdapterQueue::write_imp(byte);
+    }
+
+private:
+    bool hasRoom(unsigned int count)
+    {
+        if (!m_isCut && length_imp() + vnUInt64{count} <= vnString::VN_MAX_LENGTH)
+            return true;
+        if (!std::exchange(m_isCut, true))
+            throw vnBasicParseException(3);
+        return false;
+    }
+
+    bool m_isCut = false;
+};
+
+// Answers the error.
+template <class Write>
+vnString writeDocument(vnSerializeAdapter* adapter, const Write& write)
+{
+    Document<Write> document(write);
+    document.write(adapter);
+    return document.getError();
+}
+
+/// What an object of the class `name` answers as its text.
+template <class Write>
+vnString writeString(const char* name, bool stripTags, const Write& write)
+{
+    const vnRefPointer<StringQueue> queue(new StringQueue);
+    const vnString error = writeDocument(queue, write);
+    vnDynamicArray<unsigned char> xml;
+    queue->getQueueData(xml);
+    if (queue->isCut() || xml.getSize() > vnString::VN_MAX_LENGTH)
+        vnExceptionThrows::vnThrowFatal("%s::asString out of index size", name);
+    if (!error.isEmpty())
+        vnExceptionThrows::vnThrowFatal("%s::asString: %s", name, error);
+    return textOf(xml, stripTags);
+}
+
+// Its element, without a declaration.
+void writeRoot(vnXmlSax& sax, const vnDynamicType& value, unsigned char dynOnly, const vnString& elementName)
+{
+    sax.useBase64(0);
+    sax.useDynOnly(dynOnly);
+    sax.writeDynamicType(value, vnString(), dynOnly ? elementName : vnString("vnDyn"));
+}
 } // namespace
 
 void vnXmlDynamicTypeInterface_builtin::write(vnXmlSax* sax, const vnDynamicType& value)
 {
     ValueWriter writer(*sax);
-    if (writer.writeText(value) || writer.writeItems(value.getDynamicType(), spanOf(value)))
+    if (writer.writeText(value) || writer.writeItems(value.getDynamicType(), vnDynamicSpan::of(value)))
         return;
     writeEncoded(*sax, [&](vnSerializeAdapter* encoder) { vnDynamicWire::write(value, encoder); });
 }
@@ -352,7 +382,7 @@ void vnXmlObjectInterface_builtin::write(vnXmlSax* sax, const vnObject* object)
 void vnXmlSax::writeDynamicType(const vnDynamicType& value, const vnString& name, const vnString& elementName)
 {
     const vnString& tag = value.getDynamicType();
-    ValueWriter(*this).writeElement(name, elementName, tag, spanOf(value),
+    ValueWriter(*this).writeElement(name, elementName, tag, vnDynamicSpan::of(value),
                                     [&] { vnXmlForm<vnXmlDynamicTypeInterface>(tag)->write(this, value); });
 }
 
@@ -388,11 +418,15 @@ unsigned char vnDynamicType2Xml(const vnDynamicType& value, vnDynamicArray<unsig
     {
         if (utf16)
             sax.setEncoding("utf-16"); // for who asks; there is no declaration
-        sax.useBase64(0);
-        sax.useDynOnly(dynOnly);
-        sax.writeDynamicType(value, vnString(), dynOnly ? elementName : vnString("vnDyn"));
+        writeRoot(sax, value, dynOnly, elementName);
     };
-    return writeDocument(out, utf16 ? vnUInt64{VN_ADAPTER_UNICODE} : 0, error, write);
+    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->setAdapterFlags(utf16 ? vnUInt64{VN_ADAPTER_UNICODE} : 0);
+    const vnString fault = writeDocument(queue, write);
+    queue->getQueueData(out);
+    if (error)
+        *error = fault;
+    return fault.isEmpty();
 }
 
 vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly, const vnString& name) const
@@ -402,13 +436,8 @@ vnString vnDynamicType::asString(unsigned char stripTags, unsigned char dynOnly,
     if (stripTags && name.isEmpty() && vnXmlForm<vnXmlDynamicTypeInterface>(getDynamicType()).isBuiltin() &&
         findText(*this, text) && text.length() <= VN_SHORT_TEXT)
         return text.stripWhiteSpace();
-    vnDynamicArray<unsigned char> xml;
-    vnString error;
-    if (!vnDynamicType2Xml(*this, xml, 0, dynOnly, name, &error))
-        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString: %s", error);
-    if (xml.getSize() > vnString::VN_MAX_LENGTH)
-        vnExceptionThrows::vnThrowFatal("vnDynamicType::asString out of index size");
-    return textOf(xml, stripTags);
+    return writeString("vnDynamicType", stripTags,
+                       [&](vnXmlSax& sax) { writeRoot(sax, *this, dynOnly, name); });
 }
 
 vnString vnDynamicTypeContainer::asString(unsigned char stripTags, unsigned char dynOnly,
@@ -419,12 +448,6 @@ vnString vnDynamicTypeContainer::asString(unsigned char stripTags, unsigned char
 
 vnString vnObject::asString(unsigned char stripTags) const
 {
-    vnDynamicArray<unsigned char> xml;
-    vnString error;
-    const auto write = [this](vnXmlSax& sax) { sax.writeObject(this, vnString(), "vnObj"); };
-    if (!writeDocument(xml, 0, &error, write))
-        vnExceptionThrows::vnThrowFatal("vnObject::asString: %s", error);
-    if (xml.getSize() > vnString::VN_MAX_LENGTH)
-        vnExceptionThrows::vnThrowFatal("vnObject::asString out of index size");
-    return textOf(xml, stripTags);
+    return writeString("vnObject", stripTags,
+                       [this](vnXmlSax& sax) { sax.writeObject(this, vnString(), "vnObj"); });
 }

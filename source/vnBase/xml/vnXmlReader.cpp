@@ -9,12 +9,6 @@ namespace
 {
 constexpr int firstLine = 0;
 constexpr std::string_view functionPrefix = "function:";
-
-bool equalIgnoringCase(std::string_view text, std::string_view lowerCase) noexcept
-{
-    return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                      [](char c, char lower) { return (c >= 'A' && c <= 'Z' ? c + 32 : c) == lower; });
-}
 } // namespace
 
 vnParseResult vnXmlReader::run(Production production)
@@ -237,6 +231,7 @@ vnParseResult vnXmlReader::encodingDeclaration()
     {
         m_input.close();
         m_sax.useUtf8(0);
+        m_sax.m_isReadWide = vnParserCursor(m_sax).isWide();
         m_input.open();
     }
     if (wants(VN_XML_DECLARATION))

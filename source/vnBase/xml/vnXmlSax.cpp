@@ -337,6 +337,8 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
             (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
             VN_FLAG_NOTIFYING);
         m_idleNotifications = 0;
+        m_encoding = m_setEncoding;
+        m_isReadWide = 0;
         skipMark();
         m_documentBegin = getTokenPos();
         m_arrayGaps = 0;

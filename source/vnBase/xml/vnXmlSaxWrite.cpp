@@ -3,6 +3,7 @@
 
 #include "core/vnUtfScan.h"
 #include "serialize/vnAdapterWindow.h"
+#include "vnXmlClass.h"
 #include "vnXmlLevel.h"
 #include "vnXmlText.h"
 
@@ -39,22 +40,33 @@ std::string_view viewOf(const vnString& text) noexcept
     return {text.getString(), text.length()};
 }
 
-bool isUtf16(std::string_view encoding) noexcept
+/// Names of 16-bit text. It is declared as "utf-16", since its order is always that of the mark.
+constexpr std::string_view wideEncodings[] = {"utf-16", "utf-16le", "utf-16be", "ucs-2", "iso-10646-ucs-2"};
+
+bool isNamed(const vnString& encoding, std::string_view name) noexcept
 {
-    return encoding == "utf-16";
+    return vnXmlClass::equalIgnoringCase(viewOf(encoding), name);
 }
 
-/// As `vnString::isAsciiString` decides, for a text without a NUL behind it.
-bool isUtf8(std::string_view text) noexcept
+/// A character of a text that is UTF-8 in form, a pair of surrogates as one. What is none is the one that
+/// stands for such: what reads as none is no markup, so it must not become one.
+struct Character
 {
-    for (std::size_t i = vnUtf::plainLength(text.data(), text.size()); i < text.size();)
+    unsigned int value;
+    unsigned int size; // in bytes
+};
+Character characterAt(const char* next, const char* end) noexcept
+{
+    const unsigned char size = vnUtf::leadSize(vnUtf::byteAt(next, 0));
+    const unsigned int c = vnUtf::decode(next, size);
+    if (c >= 0xD800 && c <= 0xDBFF && end - next >= 6 && vnUtf::leadSize(vnUtf::byteAt(next, 3)) == 3)
     {
-        const unsigned char size = vnUtf::leadSize(vnUtf::byteAt(text.data(), i));
-        if (size == 0 || size > text.size() - i || vnUtf::sequenceSize(text.data() + i) == 0)
-            return false;
-        i += size;
+        const unsigned int low = vnUtf::decode(next + 3, 3);
+        if (low >= 0xDC00 && low <= 0xDFFF)
+            return {0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00), 6};
     }
-    return true;
+    const bool isCharacter = size < 4 ? c < 0xD800 || c > 0xDFFF : size == 4 && c > 0xFFFF && c <= 0x10FFFF;
+    return {isCharacter ? c : 0xFFFD, size};
 }
 
 /// Whether a reference that every reader knows stands at the start of the text.
@@ -115,6 +127,21 @@ public:
             putOne(tabs);
         putOne(tabs.substr(0, level));
     }
+
+    /// How a text is read is decided here, once for all of it: in 16-bit output as UTF-8 where it is, else
+    /// as one character a byte, for which UTF-8 in `characters` takes its place.
+    std::string_view toRead(std::string_view text, std::string& characters) const
+    {
+        if (!isWide() || vnXmlText::isUtf8(text))
+            return text;
+        return characters = vnXmlText::fromBytes(text);
+    }
+
+    /// Whether readers will read it: as UTF-8, or as the bytes that they take for characters.
+    bool isFit(bool (&test)(std::string_view), std::string_view text) const
+    {
+        return test(text) || (isReadAsBytes() && test(vnXmlText::fromBytes(text)));
+    }
     void putCharData(std::string_view text)
     {
         if (vnXmlText::isSimpleCharData(text))
@@ -144,6 +171,13 @@ private:
         vnAdapterWindow::wrote(*m_adapter, to);
     }
     bool isWide() const noexcept { return (m_adapter->getAdapterFlags() & VN_ADAPTER_UNICODE) != 0; }
+
+    /// Whether the encoding is one of 8 bits a character for the reader. A document without a declaration
+    /// reads as UTF-8.
+    bool isReadAsBytes() const noexcept
+    {
+        return !isWide() && !isNamed(m_sax.m_encoding, "utf-8") && !isNamed(m_sax.m_encoding, "none");
+    }
     void putReferences(std::string_view text);
     void putOne(std::string_view text)
     {
@@ -159,7 +193,7 @@ private:
     vnSerializeAdapter* m_adapter;
 };
 
-// Little-endian, as the mark says. A text that is no UTF-8 is one of 8 bits a character, as in formats.
+// Little-endian, as the mark says.
 void vnXmlWriter::putWide(std::string_view text)
 {
     constexpr unsigned int VN_BLOCK = 512;
@@ -170,15 +204,13 @@ void vnXmlWriter::putWide(std::string_view text)
         bytes[count++] = static_cast<unsigned char>(c);
         bytes[count++] = static_cast<unsigned char>(c >> 8);
     };
-    const bool isWhole = isUtf8(text);
+    std::string characters;
+    text = toRead(text, characters); // names, and what is not tested
     const char* next = text.data();
     const char* end = next + text.size();
     while (next != end)
     {
-        const unsigned char size = isWhole ? vnUtf::leadSize(vnUtf::byteAt(next, 0)) : 1;
-        unsigned int c = vnUtf::decode(next, size);
-        if (c > 0x10FFFF)
-            c = 0xFFFD; // no character: the one that stands for such
+        const auto [c, size] = characterAt(next, end);
         if (c > 0xFFFF)
         {
             unit(0xD800 + ((c - 0x10000) >> 10));
@@ -200,7 +232,8 @@ void vnXmlWriter::putWide(std::string_view text)
 // places are kept, so that a text is searched once for each character.
 void vnXmlWriter::putReferences(std::string_view text)
 {
-    const std::size_t markupEnd = vnXmlText::behindMarkup(text);
+    const std::size_t markupEnd =
+        isReadAsBytes() ? vnXmlText::behindMarkupOfBytes(text) : vnXmlText::behindMarkup(text);
     std::array<std::size_t, std::size(escapes)> found{};
     std::size_t begin = 0;
     const auto find = [&](unsigned int i)
@@ -253,11 +286,13 @@ void vnXmlSax::write(vnSerializeAdapter* adapter)
 
 void vnXmlSax::writeDeclaration()
 {
-    const vnString encoding = m_encoding.toLower();
-    const bool isWide = isUtf16(viewOf(encoding));
-    vnSerializeAdapter& adapter = *getAdapter();
-    if (viewOf(encoding) == "none")
+    if (isNamed(m_encoding, "none"))
         return;
+    // What was read of 16-bit text is UTF-8, whatever name that gave itself.
+    const bool isWide = m_isReadWide || std::any_of(std::begin(wideEncodings), std::end(wideEncodings),
+                                                    [this](auto name) { return isNamed(m_encoding, name); });
+    const vnString encoding = isWide ? vnString("utf-16") : m_encoding.toLower();
+    vnSerializeAdapter& adapter = *getAdapter();
     const vnUInt64 flags = adapter.getAdapterFlags();
     adapter.setAdapterFlags(isWide ? flags | VN_ADAPTER_UNICODE : flags & ~vnUInt64{VN_ADAPTER_UNICODE});
     if (isWide)
@@ -318,16 +353,19 @@ void vnXmlSax::writeAttribute(const vnString& name, const vnString& value)
     vnXmlWriter writer(*this);
     if (!writer.isInTag())
         writer.fail("Can not write attribute here");
+    std::string characters;
     std::string escaped;
-    std::string_view fit = viewOf(value);
-    if (!vnXmlText::isAttribute(fit))
+    std::string_view fit = writer.toRead(viewOf(value), characters);
+    if (!writer.isFit(vnXmlText::isAttribute, fit))
     {
         escaped = escapedAttribute(fit);
-        // What is longer than any string could not be read again.
-        if (escaped == fit || escaped.size() > vnString::VN_MAX_LENGTH || !vnXmlText::isAttribute(escaped))
+        if (escaped == fit || !writer.isFit(vnXmlText::isAttribute, escaped))
             writer.fail("Attribute value is malformed");
         fit = escaped;
     }
+    // What is longer than any string could not be read again.
+    if (fit.size() > vnString::VN_MAX_LENGTH)
+        writer.fail("Attribute value is malformed");
     // A double quote in the value stays although it ends the value for readers: the test above stands in
     // single quotes. That is required.
     writer.put(" ", viewOf(name), "=\"", fit, "\"");
@@ -342,7 +380,9 @@ void vnXmlSax::writeCharData(const vnString& text)
     if (text.isEmpty())
         return;
     beginElementContents();
-    vnXmlWriter(*this).putCharData(viewOf(text));
+    vnXmlWriter writer(*this);
+    std::string characters;
+    writer.putCharData(writer.toRead(viewOf(text), characters));
 }
 
 void vnXmlSax::writeCharDataElement(const vnString& name, const vnString& text)
@@ -356,10 +396,12 @@ void vnXmlSax::writeCDATA(const vnString& text)
 {
     beginElementContents();
     vnXmlWriter writer(*this);
-    if (!vnXmlText::isCDATA(viewOf(text)))
+    std::string characters;
+    const std::string_view data = writer.toRead(viewOf(text), characters);
+    if (!writer.isFit(vnXmlText::isCDATA, data))
         writer.fail("CDATA is malformed");
     writer.putIndent(m_level);
-    writer.put("<![CDATA[", viewOf(text), "]]>");
+    writer.put("<![CDATA[", data, "]]>");
     writer.setState(VN_STATE_CONTENTS);
 }
 
@@ -367,10 +409,12 @@ void vnXmlSax::writeComment(const vnString& text)
 {
     beginElementContents();
     vnXmlWriter writer(*this);
-    if (!vnXmlText::isComment(viewOf(text)))
+    std::string characters;
+    const std::string_view comment = writer.toRead(viewOf(text), characters);
+    if (!writer.isFit(vnXmlText::isComment, comment))
         writer.fail("Comment is malformed");
     writer.putIndent(m_level);
-    writer.put("<!--", viewOf(text), "-->");
+    writer.put("<!--", comment, "-->");
     writer.setState(VN_STATE_CONTENTS);
 }
 
@@ -378,8 +422,10 @@ void vnXmlSax::writePI(const vnString& target, const vnString& data)
 {
     beginElementContents();
     vnXmlWriter writer(*this);
-    const std::string text = std::string(viewOf(target)).append(" ").append(viewOf(data));
-    if (!vnXmlText::isPI(text))
+    const std::string whole = std::string(viewOf(target)).append(" ").append(viewOf(data));
+    std::string characters;
+    const std::string_view text = writer.toRead(whole, characters);
+    if (!writer.isFit(vnXmlText::isPI, text))
         writer.fail("PI is malformed");
     writer.putIndent(m_level);
     writer.put("<?", text, "?>");
@@ -389,9 +435,11 @@ void vnXmlSax::writeEntityReference(const vnString& name)
 {
     beginElementContents();
     vnXmlWriter writer(*this);
-    if (!vnXmlText::isEntity(viewOf(name)))
+    std::string characters;
+    const std::string_view entity = writer.toRead(viewOf(name), characters);
+    if (!writer.isFit(vnXmlText::isEntity, entity))
         writer.fail("Entity Reference is malformed");
-    writer.put("&", viewOf(name), ";");
+    writer.put("&", entity, ";");
     writer.setState(VN_STATE_CONTENTS);
 }
 

@@ -5,8 +5,6 @@
 #include "vnXmlInput.h"
 #include "vnXmlScan.h"
 
-#include <string>
-
 using namespace vnXmlClass;
 
 namespace
@@ -214,25 +212,32 @@ bool isSimple(std::string_view text, Bit bit) noexcept
     return next == end;
 }
 
-/// Behind the start of the last "<", "&" or "]]>"; 0 when there is none.
-std::size_t behindMarkupBytes(std::string_view text) noexcept
-{
-    std::size_t end = text.size();
-    for (; end > 0; --end)
-    {
-        const char c = text[end - 1];
-        if (!(byteTable[static_cast<unsigned char>(c)] & CHAR_DATA) &&
-            (c != ']' || text.substr(end - 1, 3) == "]]>"))
-            break;
-    }
-    return end;
-}
-
 bool has(std::string_view text, std::string_view part) noexcept
 {
     return text.find(part) != std::string_view::npos;
 }
 } // namespace
+
+bool vnXmlText::isUtf8(std::string_view text) noexcept
+{
+    for (std::size_t i = vnUtf::plainLength(text.data(), text.size()); i < text.size();)
+    {
+        const unsigned char size = vnUtf::leadSize(vnUtf::byteAt(text.data(), i));
+        if (size == 0 || size > text.size() - i || vnUtf::sequenceSize(text.data() + i) == 0)
+            return false;
+        i += size;
+    }
+    return true;
+}
+
+std::string vnXmlText::fromBytes(std::string_view text)
+{
+    std::string result;
+    result.reserve(2 * text.size());
+    for (const char c : text)
+        append(result, static_cast<unsigned char>(c));
+    return result;
+}
 
 bool vnXmlText::isAttribute(std::string_view text)
 {
@@ -258,10 +263,24 @@ bool vnXmlText::isSimpleCharData(std::string_view text)
 // they would let markup behind them out as it stands.
 std::size_t vnXmlText::behindMarkup(std::string_view text)
 {
-    const std::size_t begin = behindMarkupBytes(text);
+    const std::size_t begin = behindMarkupOfBytes(text);
     const std::string_view rest = text.substr(begin);
     // What is too long a form of markup cannot be written as a reference: no part with it is fit.
-    return isPlain(rest) || behindMarkupBytes(readTokens(rest).getText()) == 0 ? begin : text.size();
+    return isPlain(rest) || behindMarkupOfBytes(readTokens(rest).getText()) == 0 ? begin : text.size();
+}
+
+// Behind the start of the last "<", "&" or "]]>"; 0 when there is none.
+std::size_t vnXmlText::behindMarkupOfBytes(std::string_view text) noexcept
+{
+    std::size_t end = text.size();
+    for (; end > 0; --end)
+    {
+        const char c = text[end - 1];
+        if (!(byteTable[static_cast<unsigned char>(c)] & CHAR_DATA) &&
+            (c != ']' || text.substr(end - 1, 3) == "]]>"))
+            break;
+    }
+    return end;
 }
 
 bool vnXmlText::isCDATA(std::string_view text)

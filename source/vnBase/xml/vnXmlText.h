@@ -2,14 +2,22 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 /// Whether a text is what a production of the reader reads, from its start to its end. The answers are those
-/// of the production over the bytes of the text, without a parser. In char data and attribute values a "<" or
-/// "&" also counts where an accented letter of a text of 8 bits a character takes it along: such texts are
-/// written into documents of 8 bits a character, where it would be markup.
+/// of the production over the bytes of the text as UTF-8, without a parser; `fromBytes` gives the text to ask
+/// about where they are characters. In char data and attribute values a "<" or "&" also counts where an
+/// accented letter of a text of 8 bits a character takes it along: such texts are written into documents of
+/// 8 bits a character, where it would be markup.
 namespace vnXmlText
 {
+/// As `vnString::isAsciiString` decides, for a text without a NUL behind it.
+bool isUtf8(std::string_view text) noexcept;
+
+/// A text of one character a byte, in UTF-8.
+std::string fromBytes(std::string_view text);
+
 bool isAttribute(std::string_view text); // between single quotes, 10
 bool isCDATA(std::string_view text);     // between its marks, 18
 bool isComment(std::string_view text);   // between its marks, 15
@@ -22,4 +30,7 @@ bool isSimpleCharData(std::string_view text);
 /// Behind the last markup of a text: from there on, and from every ASCII character behind, it is char data,
 /// 14; from a place before it is not.
 std::size_t behindMarkup(std::string_view text);
+
+/// The same where each byte is a character.
+std::size_t behindMarkupOfBytes(std::string_view text) noexcept;
 } // namespace vnXmlText

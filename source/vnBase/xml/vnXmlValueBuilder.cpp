@@ -5,7 +5,7 @@
 
 #include <dynamic/vnContainerBytes.h>
 #include <dynamic/vnDynamicBytes.h>
-#include <dynamic/vnDynamicTags.h>
+#include <dynamic/vnDynamicParts.h>
 #include <dynamic/vnDynamicWire.h>
 
 #include <algorithm>
@@ -13,16 +13,6 @@
 namespace
 {
 constexpr unsigned char gap[] = {vnDynamicWire::marker, VN_TAG_VOID - 1, 0, 0}; // a void value
-
-class Value : public vnDynamicType
-{
-public:
-    Value(vnDynamicTag tag, vnDynamicPayload&& payload, const vnDynamicType& references)
-        : vnDynamicType(vnFixedDynamicTag(tag), std::move(payload))
-    {
-        appendReferences(references);
-    }
-};
 } // namespace
 
 void vnXmlValueBuilder::add(unsigned int key, std::size_t begin, const vnDynamicType& value)
@@ -143,7 +133,7 @@ vnDynamicType vnXmlValueBuilder::makeArray(unsigned int size)
         to = std::copy(m_bytes.data() + entry.value, m_bytes.data() + entry.end, to);
     }
     fillTo(size);
-    return Value(VN_TAG_ARRAY, std::move(payload), m_references);
+    return vnDynamicParts(VN_TAG_ARRAY, std::move(payload), m_references);
 }
 
 vnDynamicType vnXmlValueBuilder::makeContainer()
@@ -151,7 +141,7 @@ vnDynamicType vnXmlValueBuilder::makeContainer()
     vnDynamicPayload payload;
     // A container that never had an attribute has no bytes at all.
     if (m_entries.isEmpty())
-        return Value(VN_TAG_CONT, std::move(payload), m_references);
+        return vnDynamicParts(VN_TAG_CONT, std::move(payload), m_references);
     uniteNames();
     std::size_t bytes = vnContainerBytes::headSize;
     for (unsigned int i = 0; i < m_entries.getSize(); ++i)
@@ -161,5 +151,5 @@ vnDynamicType vnXmlValueBuilder::makeContainer()
     to = vnDynamicBytes::put(to, m_entries.getSize());
     for (unsigned int i = 0; i < m_entries.getSize(); ++i)
         to = std::copy(m_bytes.data() + m_entries[i].begin, m_bytes.data() + m_entries[i].end, to);
-    return Value(VN_TAG_CONT, std::move(payload), m_references);
+    return vnDynamicParts(VN_TAG_CONT, std::move(payload), m_references);
 }
