@@ -15,7 +15,7 @@ namespace
 {
 const char sample[] = R"(<?xml version="1.0" encoding="UTF-8" standalone="no" ?>
 <!-- head --><?go there?>
-<!DOCTYPE doc SYSTEM "x" [<!ELEMENT doc (a|b)*><!ATTLIST doc id ID #IMPLIED>]>
+<!DOCTYPE doc SYSTEM "x" [<!ELEMENT doc (a|b)*><!ATTLIST doc id ID #IMPLIED c (d|e) #FIXED "d"><!NOTATION n PUBLIC "p" >]>
 <doc id="1" b='x &amp; y'>text<a/><b encoding="hex">one &lt; two</b><![CDATA[<&]]> <!--c--><?pi?></doc>
 )";
 
