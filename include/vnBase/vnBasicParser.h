@@ -76,7 +76,7 @@ public:
     vnString getTokenData(unsigned int position, unsigned short count);
     void getTokenData(vnArray<unsigned char>& data, unsigned int position, unsigned int count);
 
-    /// Characters consumed since the start.
+    /// Characters consumed since the start, modulo 2^32: a stream may be longer.
     unsigned int getTokenPos() const noexcept { return m_tokenPos; }
 
     /// Both count from 0.
@@ -199,7 +199,7 @@ private:
     template <class Character>
     void undoLines(const Character* end, unsigned int count) noexcept;
     void checkPushBack(unsigned int count);
-    const char16_t* findHistory(unsigned int& position, unsigned int& count) const;
+    const char16_t* findHistory(unsigned int position, unsigned int& count) const;
     bool checkInWindow(const char16_t* text, unsigned int count, bool& isEqual);
     bool isByteText() const noexcept;
     template <class Test>

@@ -67,11 +67,12 @@ enum vnXmlItemType : unsigned int
 /// character classes of names cut short and without entity declarations; docs/xml.md tells what is not read.
 ///
 /// **Texts.** One notified char data, CDATA section or comment holds at most 65,535 tokens, whose UTF-8 form
-/// must fit in 65,535 bytes; the parser remembers 65,536 tokens (`setMaxBufferSize`). Larger texts are
-/// refused when they are notified, and larger names of elements and attributes and values of attributes
-/// always. Only the bytes of one object, or of one value without a form of its own, may be more: they are
-/// collected as they are read, and nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit
-/// of 16 bits: a character above U+FFFF is two.
+/// must fit in 65,535 bytes; and what the parser remembers, 65,536 tokens at the start (`setMaxBufferSize`,
+/// for which 16 is the least). Larger texts are refused when they are notified, never cut; larger names of
+/// elements and attributes, values of attributes and texts of the declaration always. Only the bytes of one
+/// object, or of one value without a form of its own, may be more: they are collected as they are read, and
+/// nothing but `setMaxDocumentSize` bounds them. A token is a byte or a unit of 16 bits: a character above
+/// U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
 /// as one character a byte. Texts are written as the bytes that they are, and tested as UTF-8; in such an
@@ -87,10 +88,11 @@ enum vnXmlItemType : unsigned int
 /// without end (see `setMaxIdleNotifications`), and can be endless itself (`setMaxDocumentSize`); these
 /// limits are off unless they are set.
 ///
-/// Each production of the XML 1.0 Recommendation (first numbering) is a function `XML_read_NN`, for the use
-/// of subclasses: it answers `VN_PARSE_OK` with its text consumed, `VN_PARSE_NO_MATCH` with nothing
-/// consumed, or `VN_PARSE_ERROR` with the error set. It throws `vnBasicParseException` with the value 0 when
-/// the data ends where it must go on, and with the value 2 when a callback answered 0; `read` catches both.
+/// Each production of the XML 1.0 Recommendation (first numbering) but 73, 74 and 76, since entities have no
+/// definition, is a function `XML_read_NN`, for the use of subclasses: it answers `VN_PARSE_OK` with its text
+/// consumed, `VN_PARSE_NO_MATCH` with nothing consumed, or `VN_PARSE_ERROR` with the error set. It throws
+/// `vnBasicParseException` with the value 0 when the data ends where it must go on, and with the value 2 when
+/// a callback answered 0; `read` catches both.
 ///
 /// Thread-safety: none; an object belongs to one thread at a time.
 class VN_BASE_API vnXmlSax : public vnBasicParser, public vnSerializeData, public vnTypeInterface
@@ -123,8 +125,8 @@ public:
     virtual unsigned char onElementStart(const vnString& name, unsigned int level);
     virtual unsigned char onElementAttributeEnd(const vnString& name, unsigned int level);
 
-    /// The raw text between start tag and end tag, unless it is too large for the buffer. Then it is left
-    /// out.
+    /// The raw text between start tag and end tag. One that is too large for the buffer or for a string is
+    /// left out.
     virtual unsigned char onElementContents(const vnString& name, const vnString& contents,
                                             unsigned int level);
     virtual unsigned char onElementContentsStart(const vnString& name, unsigned int level);
@@ -237,7 +239,8 @@ public:
     unsigned char isCurrentElementEmpty() const noexcept { return m_isEmptyElement; }
 
     /// Elements, and what nests in a document type, deeper than this are refused, with the error "Too deep
-    /// nesting in XML data".
+    /// nesting in XML data". Elements take no stack. Groups and conditional sections of a document type do:
+    /// for them `VN_MAX_ELEMENT_DEPTH` is the most, whatever is set.
     unsigned int getMaxElementDepth() const noexcept { return m_maxElementDepth; }
     void setMaxElementDepth(unsigned int depth) noexcept { m_maxElementDepth = depth; }
 
@@ -248,7 +251,8 @@ public:
 
     /// How many notifications may come one after the other while nothing is read, before the parse ends with
     /// the error "No progress in XML data"; 0, the default, for any number. The text "]]>" in an element
-    /// notifies without end.
+    /// notifies without end; where char data is not notified, so that no callback could end it, it is this
+    /// error at once.
     unsigned int getMaxIdleNotifications() const noexcept { return m_maxIdleNotifications; }
     void setMaxIdleNotifications(unsigned int count) noexcept { m_maxIdleNotifications = count; }
 
@@ -281,8 +285,9 @@ public:
     void writeElementStart(const vnString& name);
     void writeElementEnd();
 
-    /// What must not stand in a value is written as references; those that are there stay. A double quote
-    /// alone does not count as such and is written as it stands.
+    /// A value that is fit to be read is written as it stands, with all references in it; so is a double
+    /// quote in it. In any other value, what must not stand there is written as references, and of those
+    /// that are there only the five standard ones stay.
     void writeAttribute(const vnString& name, const vnString& value);
 
     /// Ends the start tag, if one is open.
@@ -386,7 +391,7 @@ public:
     vnParseResult XML_read_72(); // PEDecl, without a definition
     vnParseResult XML_read_75(); // ExternalID
     vnParseResult XML_read_77(); // TextDecl
-    vnParseResult XML_read_78(); // extParsedEnt
+    vnParseResult XML_read_78(); // extParsedEnt; as all content it needs markup behind it
     vnParseResult XML_read_79(); // extPE
     vnParseResult XML_read_80(); // EncodingDecl
     vnParseResult XML_read_81(); // EncName
@@ -441,7 +446,9 @@ private:
     Level& addLevel(unsigned int level);
     Level* findLevel(unsigned int level) noexcept;
 
-    vnDynamicArray<Level*> m_levels{100}; // names and attributes; each is made once and stays
+    static constexpr unsigned int VN_LEVEL_STEP = 100; // at the start
+
+    vnDynamicArray<Level*> m_levels{VN_LEVEL_STEP}; // names and attributes; each is made once and stays
     vnString m_version{"1.0"};
     vnString m_encoding{"UTF-8"};
     vnString m_setEncoding{"UTF-8"}; // what m_encoding is for a document that declares none

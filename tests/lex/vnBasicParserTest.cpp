@@ -19,6 +19,16 @@ struct Parsed : vnBasicParser
     vnRefPointer<vnSerializeAdapter> adapter;
 };
 
+// The way to the position of a parser, which takes a while to get to the end of 32 bits by itself. An
+// explicit instantiation may name what is private.
+template <unsigned int vnBasicParser::*POSITION>
+struct PositionOf
+{
+    friend unsigned int& positionOf(vnBasicParser& parser) { return parser.*POSITION; }
+};
+unsigned int& positionOf(vnBasicParser& parser);
+template struct PositionOf<&vnBasicParser::m_tokenPos>;
+
 struct BarLog : vnProgressInterface
 {
     void onProgress(unsigned char percent, const char* banner) override
@@ -128,6 +138,33 @@ TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)
     }
     parser.pushBackTokens(10);
     EXPECT_EQ(readAll(*parser.adapter), "23456789abc");
+}
+
+TEST(vnBasicParser, RemembersWhereItsPositionBeginsAnew)
+{
+    for (const bool hasWindow : {false, true})
+    {
+        Parsed parser("abc\ndefgh");
+        if (hasWindow)
+            parser.setAdapter(new PieceAdapter("abc\ndefgh", 20));
+        parser.setMaxBufferSize(6);
+        positionOf(parser) = 0xFFFFFFFD;
+        EXPECT_EQ(parser.parseToEOL(), VN_PARSE_OK);
+        EXPECT_EQ(parser.parseLF(), VN_PARSE_OK);
+        EXPECT_EQ(parser.parsePlainIdentifier(), VN_PARSE_OK);
+        EXPECT_EQ(parser.getTokenPos(), 6u);
+        EXPECT_EQ(toStd(parser.getTokenData(0xFFFFFFFD, 9)), "\ndefgh"); // the first three are forgotten
+        EXPECT_EQ(toStd(parser.getTokenData(0xFFFFFFFE, 4)), "\nd");
+        EXPECT_EQ(toStd(parser.getTokenData(4, 9)), "gh");
+        EXPECT_EQ(toStd(parser.getTokenData(7, 9)), "");
+        vnArray<unsigned char> data;
+        parser.getTokenData(data, 0, 0xFFFFFFFF);
+        EXPECT_EQ(data.getSize(), 6u);
+        parser.pushBackTokens(6);
+        EXPECT_EQ(parser.getTokenPos(), 0u);
+        EXPECT_EQ(parser.getLine(), 0u);
+        EXPECT_EQ(parser.getColumn(), 3u);
+    }
 }
 
 TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)

@@ -36,7 +36,8 @@ TEST(vnXmlDom, BuildsTheTreeOfADocument)
         {"<a>1<![CDATA[ &amp; ]]>2<!-- k -->3</a>", "a('1'{ &amp; }'2'! k !'3')"},
         {"<a x='1' y='&#65;' x='2'/>", "a[x=1][y=&#65;][x=2]"},
         {"<a x='&amp;lt;' y='&lt;&gt;&apos;&quot;&amp;' z='&no;'/>", "a[x=<][y=<>'\"&][z=&no;]"},
-        {"<a x='100%% %x&#32;%s'/>", "a[x=100% 0&#32;]"}, // a format, which is meant
+        {"<a x='100%% %x&#32;%s'/>", "a[x=100% 0&#32;]"},                    // a format, which is meant
+        {"<!DOCTYPE a [<!ATTLIST a b CDATA 'x&amp;y'>]><a>t</a>", "a('t')"}, // only checked
         {"<a><b></a>", "a(b) error Expected end tag 'b' but got 'a'"},
     };
     for (const auto& [text, shape] : rows)

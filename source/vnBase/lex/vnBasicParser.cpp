@@ -198,11 +198,12 @@ void vnBasicParser::flushTail()
 template <class Character>
 void vnBasicParser::undoLines(const Character* end, unsigned int count) noexcept
 {
-    const unsigned int target = m_tokenPos - count;
+    const bool isInLine = count <= m_tokenPos - m_lineBegin;
     const auto feed = static_cast<Character>('\n');
     const Character* begin = end - count;
-    const Character* first = target >= m_lineBegin ? end : std::find(begin, end, feed);
-    m_lineBegin = std::min(m_lineBegin, target);
+    const Character* first = isInLine ? end : std::find(begin, end, feed);
+    if (!isInLine)
+        m_lineBegin = m_tokenPos - count;
     if (first == end)
     {
         m_column -= count;
@@ -316,13 +317,15 @@ bool vnBasicParser::isByteText() const noexcept
     return !m_lexer.isUnicode() && !m_lexer.isUtf8();
 }
 
-const char16_t* vnBasicParser::findHistory(unsigned int& position, unsigned int& count) const
+// By distances, since positions begin anew at 0 in a long stream.
+const char16_t* vnBasicParser::findHistory(unsigned int position, unsigned int& count) const
 {
-    const unsigned int oldest = m_tokenPos - m_remembered;
-    const vnUInt64 end = std::min<vnUInt64>(static_cast<vnUInt64>(position) + count, m_tokenPos);
-    position = std::max(position, oldest);
-    count = end > position ? static_cast<unsigned int>(end - position) : 0;
-    return m_history.data() + (m_historyEnd - m_remembered) + (count ? position - oldest : 0);
+    const unsigned int back = m_tokenPos - position; // of a position that is yet to come it is large
+    const unsigned int found = std::min(back, m_remembered);
+    const unsigned int forgotten = back - found;
+    count = std::min(count, back);
+    count = count > forgotten ? count - forgotten : 0;
+    return m_history.data() + (m_historyEnd - found);
 }
 
 vnString vnBasicParser::getTokenData(unsigned int position, unsigned short count)

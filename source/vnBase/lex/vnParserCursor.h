@@ -68,8 +68,12 @@ public:
         return p.m_remembered <= p.m_maxBufferSize && count <= p.m_maxBufferSize - p.m_remembered;
     }
 
-    /// Whether no line feed was consumed at or behind `position`, as far as is known.
-    bool isInLine(unsigned int position) const noexcept { return m_parser.m_lineBegin <= position; }
+    /// Whether no line feed was consumed at or behind `position`, as far as is known. Positions begin anew at
+    /// 0 in a long stream, here and below: less than 2^31 characters are between them.
+    bool isInLine(unsigned int position) const noexcept
+    {
+        return static_cast<int>(position - m_parser.m_lineBegin) >= 0;
+    }
 
     /// Consumes `count` bytes of the window, none of which is a line feed; or of which some may be.
     void takePlain(unsigned int count) noexcept
@@ -141,7 +145,7 @@ public:
             p.giveBackHistory(count);
             return;
         }
-        if (p.m_tokenPos - count >= p.m_lineBegin)
+        if (count <= p.m_tokenPos - p.m_lineBegin)
             p.m_column -= count;
         else
             p.undoLines(next(), count);
@@ -157,11 +161,11 @@ public:
 
     void moveTo(unsigned int position)
     {
-        const unsigned int here = m_parser.m_tokenPos;
-        if (position < here)
-            giveBack(here - position);
-        else if (position > here)
-            takeForward(position - here);
+        const unsigned int back = m_parser.m_tokenPos - position;
+        if (static_cast<int>(back) > 0)
+            giveBack(back);
+        else
+            takeForward(0u - back);
     }
 
     bool isByteText() const noexcept { return m_parser.isByteText(); }

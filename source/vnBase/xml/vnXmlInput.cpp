@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlInput.h"
 
-#include "vnXmlScan.h"
-
 #include <vnBase/vnMemory.h>
 
 #include <limits>
@@ -525,7 +523,7 @@ void vnXmlInput::moveTo(const Mark& mark)
     close();
     if (count > m_parser.m_remembered)
     {
-        // Only white space without end stands between a place to go back to and a fault.
+        // What a document reads takes a few tokens back; other productions may have gone on without end.
         m_parser.setError("%s", vnGenerateDebugString("vnXML", firstLine + __LINE__, VN_BASE_VERSION_TEXT));
         throw vnBasicParseException(0);
     }

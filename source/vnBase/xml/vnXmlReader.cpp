@@ -113,27 +113,27 @@ vnParseResult vnXmlReader::read23()
 {
     if (!m_input.accept("<?xml"))
         return VN_PARSE_NO_MATCH;
-    const vnParseResult version = read24();
+    const vnParseResult version = takeSpace() ? versionInfo() : VN_PARSE_NO_MATCH;
     if (version != VN_PARSE_OK)
         return version == VN_PARSE_ERROR ? version : VN_XML_FAULT();
-    if (read80() == VN_PARSE_ERROR || read32() == VN_PARSE_ERROR)
-        return VN_PARSE_ERROR;
-    takeSpace();
+    bool isBehindSpace = takeSpace();
+    for (const Production next : {&vnXmlReader::encodingDeclaration, &vnXmlReader::standaloneDeclaration})
+    {
+        const vnParseResult result = isBehindSpace ? (this->*next)() : VN_PARSE_NO_MATCH;
+        if (result == VN_PARSE_ERROR)
+            return result;
+        if (result == VN_PARSE_OK)
+            isBehindSpace = takeSpace();
+    }
     return m_input.accept("?>") ? VN_PARSE_OK : VN_XML_FAULT();
 }
 
-// S, the keyword, Eq, and the text between quotes.
+// The keyword, Eq, and the text between quotes.
 vnParseResult vnXmlReader::declaration(const char* keyword, Production text, vnString& value)
 {
-    const Mark begin = m_input.getMark();
-    if (!takeSpace())
-        return VN_PARSE_NO_MATCH;
     if (!acceptWord(keyword))
-    {
-        m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
-    }
-    if (read25() != VN_PARSE_OK)
+    if (!takeEq())
         return VN_XML_FAULT();
     const int quote = m_input.need();
     if (quote != '"' && quote != '\'')
@@ -142,14 +142,19 @@ vnParseResult vnXmlReader::declaration(const char* keyword, Production text, vnS
     const Mark textBegin = m_input.getMark();
     if ((this->*text)() != VN_PARSE_OK)
         return VN_XML_FAULT();
-    const std::string_view found = m_input.getText(textBegin);
-    if (found.size() > VN_MAX_TEXT)
-        return VN_XML_FAULT();
-    value = makeString(found);
+    const auto found = getWholeText(textBegin);
+    if (!found)
+        return tooLarge("Declaration");
+    value = makeString(*found);
     return takeIf([quote](int c) { return c == quote; }) ? VN_PARSE_OK : VN_XML_FAULT();
 }
 
 vnParseResult vnXmlReader::read24()
+{
+    return behindSpace(&vnXmlReader::versionInfo);
+}
+
+vnParseResult vnXmlReader::versionInfo()
 {
     const vnParseResult result = declaration("version", &vnXmlReader::read26, m_sax.m_version);
     if (result == VN_PARSE_OK && wants(VN_XML_DECLARATION))
@@ -160,14 +165,20 @@ vnParseResult vnXmlReader::read24()
 vnParseResult vnXmlReader::read25()
 {
     const Mark begin = m_input.getMark();
+    if (takeEq())
+        return VN_PARSE_OK;
+    m_input.moveTo(begin);
+    return VN_PARSE_NO_MATCH;
+}
+
+// What was taken in front of what is no Eq is not given back.
+bool vnXmlReader::takeEq()
+{
     takeSpace();
     if (!takeIf([](int c) { return c == '='; }))
-    {
-        m_input.moveTo(begin);
-        return VN_PARSE_NO_MATCH;
-    }
+        return false;
     takeSpace();
-    return VN_PARSE_OK;
+    return true;
 }
 
 vnParseResult vnXmlReader::read26()
@@ -186,6 +197,11 @@ vnParseResult vnXmlReader::read27()
 
 vnParseResult vnXmlReader::read32()
 {
+    return behindSpace(&vnXmlReader::standaloneDeclaration);
+}
+
+vnParseResult vnXmlReader::standaloneDeclaration()
+{
     vnString value;
     const vnParseResult result = declaration("standalone", &vnXmlReader::yesOrNo, value);
     if (result != VN_PARSE_OK)
@@ -202,6 +218,11 @@ vnParseResult vnXmlReader::yesOrNo()
 }
 
 vnParseResult vnXmlReader::read80()
+{
+    return behindSpace(&vnXmlReader::encodingDeclaration);
+}
+
+vnParseResult vnXmlReader::encodingDeclaration()
 {
     const vnParseResult result = declaration("encoding", &vnXmlReader::read81, m_sax.m_encoding);
     if (result != VN_PARSE_OK)
@@ -314,20 +335,18 @@ vnParseResult vnXmlReader::read14()
 
 vnParseResult vnXmlReader::notifyCharData(const Mark& begin)
 {
-    const unsigned int tokens = m_input.getPosition() - begin.position;
-    const bool isLarge = isTooLong(tokens); // too large for a call, too
-    const std::string_view raw = isLarge ? std::string_view() : m_input.getText(begin);
-    const bool isCall = isFunction(raw);
+    const auto raw = getWholeText(begin);
+    const bool isCall = raw && isFunction(*raw);
     if (!wants(VN_XML_CHAR_DATA) && !isCall)
     {
         // Where nobody is told of the empty texts nobody could end them.
-        if (tokens == 0)
+        if (raw && raw->empty())
             failIdle();
         return VN_PARSE_OK;
     }
-    if (isLarge || raw.size() > VN_MAX_TEXT)
+    if (!raw)
         return tooLarge("CharData");
-    const vnString text = isCall ? callFunction(raw) : makeString(raw);
+    const vnString text = isCall ? callFunction(*raw) : makeString(*raw);
     if (wants(VN_XML_CHAR_DATA))
         notify([&] { return m_sax.onCharData(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -343,17 +362,17 @@ vnParseResult vnXmlReader::cdata(bool isContent)
     if (!m_input.accept("<![CDATA["))
         return VN_PARSE_NO_MATCH;
     const Mark begin = m_input.getMark();
-    if (read20() != VN_PARSE_OK)
+    if (!takeCData())
         return VN_XML_FAULT();
     if (!isContent || !wants(VN_XML_CDATA))
     {
         m_input.accept("]]>"); // which is there
         return VN_PARSE_OK;
     }
-    const std::string_view raw = m_input.getText(begin);
-    if (isTooLong(m_input.getPosition() - begin.position) || raw.size() > VN_MAX_TEXT)
+    const auto raw = getWholeText(begin);
+    if (!raw)
         return tooLarge("CData");
-    const vnString text = makeString(raw);
+    const vnString text = makeString(*raw);
     m_input.accept("]]>");
     notify([&] { return m_sax.onCDATA(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -362,19 +381,24 @@ vnParseResult vnXmlReader::cdata(bool isContent)
 vnParseResult vnXmlReader::read20()
 {
     const Mark begin = m_input.getMark();
+    if (takeCData())
+        return VN_PARSE_OK;
+    m_input.moveTo(begin);
+    return VN_PARSE_NO_MATCH;
+}
+
+// Up to "]]>". What was taken in front of what is no Char is not given back.
+bool vnXmlReader::takeCData()
+{
     for (;;)
     {
         m_input.skipText(CDATA, true);
         const int c = m_input.need();
         if (c == ']' && m_input.isNext("]]>"))
-            return VN_PARSE_OK;
-        if (isChar(c))
-        {
-            m_input.take();
-            continue;
-        }
-        m_input.moveTo(begin);
-        return VN_PARSE_NO_MATCH;
+            return true;
+        if (!isChar(c))
+            return false;
+        m_input.take();
     }
 }
 
@@ -404,14 +428,14 @@ vnParseResult vnXmlReader::comment(Comment use)
         return VN_PARSE_OK;
     }
     const unsigned int tokens = m_input.getPosition() - begin.position;
-    const bool isLarge = tokens > VN_MAX_TEXT;
-    // Outside of the root their number is not tested, but taken modulo 65536. That is meant.
-    const std::string_view raw = isLarge
-                                     ? m_input.getOldText(begin.position, static_cast<unsigned short>(tokens))
-                                     : m_input.getText(begin);
-    if (raw.size() > VN_MAX_TEXT || (isLarge && use == Comment::CONTENT))
+    // Outside of the root their number is not tested, but taken modulo 65536; what is not remembered of these
+    // is left out. That is meant.
+    const auto raw = use == Comment::OUTSIDE && tokens > VN_MAX_TEXT
+                         ? m_input.getOldText(begin.position, static_cast<unsigned short>(tokens))
+                         : getWholeText(begin);
+    if (!raw || raw->size() > VN_MAX_TEXT)
         return tooLarge("Comment");
-    const vnString text = makeString(raw);
+    const vnString text = makeString(*raw);
     m_input.accept("-->");
     notify([&] { return m_sax.onComment(text, m_sax.m_level); });
     return VN_PARSE_OK;
@@ -429,10 +453,10 @@ vnParseResult vnXmlReader::read16()
         return VN_PARSE_NO_MATCH;
     }
     const bool isTold = wants(VN_XML_PROCESSING_INSTRUCTION);
-    const std::string_view rawTarget = isTold ? m_input.getText(name) : std::string_view();
-    if (rawTarget.size() > VN_MAX_TEXT)
+    const auto rawTarget = isTold ? getWholeText(name) : std::string_view();
+    if (!rawTarget)
         return tooLarge("PI");
-    const vnString target = makeString(rawTarget);
+    const vnString target = makeString(*rawTarget);
     vnString data;
     if (takeSpace())
     {
@@ -441,10 +465,10 @@ vnParseResult vnXmlReader::read16()
             m_input.take();
         if (isTold)
         {
-            const std::string_view raw = m_input.getText(text);
-            if (m_input.getPosition() - text.position > VN_MAX_TEXT || raw.size() > VN_MAX_TEXT)
+            const auto raw = getWholeText(text);
+            if (!raw)
                 return tooLarge("PI");
-            data = makeString(raw);
+            data = makeString(*raw);
         }
     }
     if (!m_input.accept("?>"))
@@ -456,13 +480,19 @@ vnParseResult vnXmlReader::read16()
 
 vnParseResult vnXmlReader::read17()
 {
+    const auto acceptLetter = [this](int lowerCase)
+    {
+        const bool is = (m_input.peek() | 0x20) == lowerCase;
+        if (is)
+            m_input.take();
+        return is;
+    };
+    // The letters that make a target a reserved one are looked at first, since it may be longer than what is
+    // remembered.
     const Mark begin = m_input.getMark();
-    if (!takeName())
-        return VN_PARSE_NO_MATCH;
-    if (!isReservedTarget(m_input.getText(begin)))
-        return VN_PARSE_OK;
+    const bool isReserved = acceptLetter('x') && acceptLetter('m') && acceptLetter('l');
     m_input.moveTo(begin);
-    return VN_PARSE_NO_MATCH;
+    return resultOf(!isReserved && takeName());
 }
 
 vnParseResult vnXmlReader::openElement(bool& isOpen)
@@ -549,7 +579,7 @@ vnParseResult vnXmlReader::closeElement()
 void vnXmlReader::notifyContents(Level& level)
 {
     const unsigned int tokens = m_input.getPosition() - level.contentsBegin;
-    if (tokens >= m_sax.getMaxBufferSize())
+    if (tokens >= m_sax.getMaxBufferSize() || tokens > VN_MAX_TEXT) // each is at least a byte
         return;
     const std::string_view raw = m_input.getOldText(level.contentsBegin, tokens);
     if (raw.size() > VN_MAX_TEXT)
@@ -577,14 +607,14 @@ vnParseResult vnXmlReader::read40()
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
     }
-    const std::string_view name = m_input.getText(nameBegin);
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(nameBegin);
+    if (!name)
         return tooLarge("Name");
     if (m_sax.m_level >= m_sax.m_maxElementDepth)
         return tooDeep();
     Level& level = m_sax.getLevel(m_sax.m_level + 1);
     ++m_sax.m_level;
-    level.start(name, m_input.getPosition() - nameBegin.position);
+    level.start(*name, m_input.getPosition() - nameBegin.position);
     if (wants(VN_XML_ELEMENT))
         notify([&] { return m_sax.onElementStart(level.getName(), m_sax.m_level); });
     while (takeSpace())
@@ -602,27 +632,16 @@ vnParseResult vnXmlReader::read40()
 
 vnParseResult vnXmlReader::read41()
 {
-    class InAttribute
-    {
-    public:
-        explicit InAttribute(vnXmlSax& sax) : m_sax(sax)
-        {
-            m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, true);
-        }
-        ~InAttribute() { m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, false); }
-
-    private:
-        vnXmlSax& m_sax;
-    } const scope(m_sax);
+    const InAttribute scope(m_sax);
     const Mark begin = m_input.getMark();
     if (!takeName())
         return VN_PARSE_NO_MATCH;
     Level& level = m_sax.getLevel(m_sax.m_level);
-    const std::string_view name = m_input.getText(begin);
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(begin);
+    if (!name)
         return tooLarge("Name");
-    level.addName(name);
-    if (read25() != VN_PARSE_OK)
+    level.addName(*name);
+    if (!takeEq())
         return VN_XML_FAULT();
     const vnParseResult value = read10();
     if (value != VN_PARSE_OK)
@@ -649,7 +668,7 @@ vnParseResult vnXmlReader::read10()
         if (result != VN_PARSE_OK)
             return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     }
-    m_value = m_input.getText(begin);
+    m_value = getWholeText(begin);
     m_input.take();
     return VN_PARSE_OK;
 }
@@ -657,15 +676,15 @@ vnParseResult vnXmlReader::read10()
 // With the value that was read last.
 vnParseResult vnXmlReader::setAttribute(Level& level)
 {
-    if (m_value.size() > VN_MAX_TEXT)
+    if (!m_value)
         return tooLarge("Attribute");
-    if (isFunction(m_value))
+    if (isFunction(*m_value))
     {
-        const vnString value = callFunction(m_value);
+        const vnString value = callFunction(*m_value);
         level.addValue({value.getString(), value.length()});
     }
     else
-        level.addValue(m_value);
+        level.addValue(*m_value);
     const unsigned int index = level.getAttributeCount() - 1;
     if (equalIgnoringCase(level.getRawAttributeName(index), "encoding"))
     {
@@ -705,12 +724,12 @@ vnParseResult vnXmlReader::readTestETag()
     const Mark begin = m_input.getMark();
     if (!takeName())
         return VN_XML_FAULT();
-    const std::string_view name = m_input.getText(begin);
-    if (name == level.getRawName())
-        return VN_PARSE_OK;
-    if (name.size() > VN_MAX_TEXT)
+    const auto name = getWholeText(begin);
+    if (!name)
         return tooLarge("Name");
-    m_sax.setError("Expected end tag '%s' but got '%s'", level.getName(), makeString(name));
+    if (*name == level.getRawName())
+        return VN_PARSE_OK;
+    m_sax.setError("Expected end tag '%s' but got '%s'", level.getName(), makeString(*name));
     return VN_PARSE_ERROR;
 }
 
@@ -753,10 +772,10 @@ vnParseResult vnXmlReader::read68()
         return VN_PARSE_NO_MATCH;
     }
     const bool isTold = wants(VN_XML_ENTITY_REFERENCE);
-    const std::string_view raw = isTold ? m_input.getText(nameBegin) : std::string_view();
-    if (raw.size() > VN_MAX_TEXT)
+    const auto raw = isTold ? getWholeText(nameBegin) : std::string_view();
+    if (!raw)
         return tooLarge("Name");
-    const vnString name = makeString(raw);
+    const vnString name = makeString(*raw);
     if (!takeIf([](int c) { return c == ';'; }))
         return VN_XML_FAULT();
     if (isTold)

@@ -6,7 +6,9 @@
 
 #include <vnBase/vnMemory.h>
 
+#include <algorithm>
 #include <initializer_list>
+#include <optional>
 
 /// Sets the error to this place of the source and is the result of a production. The sources of the reader
 /// are one to whoever reads the error: each has lines of its own from its `firstLine` on.
@@ -168,6 +170,12 @@ private:
         CONTENT, // notified, and not too large
         OUTSIDE  // of the root
     };
+    enum class Entity
+    {
+        GENERAL,
+        PARAMETER,
+        ANY
+    };
     enum class Group
     {
         CHOICE,
@@ -176,14 +184,41 @@ private:
     };
     using Special = vnParseResult (vnXmlSax::*)();
 
+    /// Tells that references stand in the value of an attribute.
+    class InAttribute
+    {
+    public:
+        explicit InAttribute(vnXmlSax& sax) noexcept : m_sax(sax)
+        {
+            m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, true);
+        }
+        InAttribute(const InAttribute&) = delete;
+        InAttribute& operator=(const InAttribute&) = delete;
+        ~InAttribute() { m_sax.setFlag(vnXmlSax::VN_FLAG_IN_ATTRIBUTE, false); }
+
+    private:
+        vnXmlSax& m_sax;
+    };
+
     vnParseResult fault(int line);
     vnParseResult tooLarge(const char* what);
-    // Of a text that is not remembered as a whole the beginning would be missing.
-    bool isTooLong(unsigned int tokens) const noexcept
+    /// The text from there to here, in UTF-8 or in the bytes of the document; none when no string holds it,
+    /// or when it is not remembered as a whole. It is valid until the input is asked for more.
+    std::optional<std::string_view> getWholeText(const Mark& begin)
     {
-        return tokens > VN_MAX_TEXT || tokens > m_sax.getMaxBufferSize();
+        const unsigned int tokens = m_input.getPosition() - begin.position;
+        if (tokens > VN_MAX_TEXT || tokens > m_sax.getMaxBufferSize())
+            return std::nullopt;
+        const std::string_view text = m_input.getText(begin);
+        return text.size() > VN_MAX_TEXT ? std::nullopt : std::optional(text);
     }
     vnParseResult tooDeep();
+    // What nests in a document type is read by recursion: only less than the default is for the user to
+    // choose.
+    bool isTypeTooDeep() const noexcept
+    {
+        return m_typeDepth >= std::min(m_sax.m_maxElementDepth, vnXmlSax::VN_MAX_ELEMENT_DEPTH);
+    }
     static vnParseResult resultOf(bool isMatch) noexcept { return isMatch ? VN_PARSE_OK : VN_PARSE_NO_MATCH; }
 
     bool wants(vnXmlItemType type) const noexcept { return m_sax.isNotifyingItemType(type) != 0; }
@@ -223,11 +258,17 @@ private:
     }
     bool takeSpace();
     bool takeName();
+    bool takeEq();
+    bool takeCData();
     bool acceptWord(const char* word);
     vnParseResult firstOf(std::initializer_list<Production> productions);
+    vnParseResult behindSpace(Production production);
     vnParseResult listOf(Production item);
     vnParseResult prefixedCode(char letter);
     vnParseResult declaration(const char* keyword, Production text, vnString& value);
+    vnParseResult versionInfo();
+    vnParseResult encodingDeclaration();
+    vnParseResult standaloneDeclaration();
     vnParseResult yesOrNo();
 
     void clearEncodingFlags() noexcept
@@ -257,7 +298,9 @@ private:
     vnParseResult endElement(Level& level);
     void notifyContents(Level& level);
 
-    vnParseResult entity(bool isParameter);
+    vnParseResult externalId(bool& isWhole);
+    vnParseResult attributeDefinition();
+    vnParseResult entity(Entity wanted);
     vnParseResult group(Group wanted);
     vnParseResult groupRest(Group wanted);
     vnParseResult mixedRest();
@@ -267,6 +310,6 @@ private:
 
     vnXmlSax& m_sax;
     vnXmlInput m_input;
-    std::string_view m_value; // of the attribute value read last
-    unsigned int m_depth = 0; // of what nests in a document type
+    std::optional<std::string_view> m_value; // the attribute value read last, unless it is too large
+    unsigned int m_typeDepth = 0;            // of what nests in a document type
 };

@@ -59,6 +59,18 @@ vnParseResult vnXmlReader::firstOf(std::initializer_list<Production> productions
     return result;
 }
 
+// S and this, or nothing.
+vnParseResult vnXmlReader::behindSpace(Production production)
+{
+    const Mark begin = m_input.getMark();
+    if (!takeSpace())
+        return VN_PARSE_NO_MATCH;
+    const vnParseResult result = (this->*production)();
+    if (result == VN_PARSE_NO_MATCH)
+        m_input.moveTo(begin);
+    return result;
+}
+
 // One or more, with S between them.
 vnParseResult vnXmlReader::listOf(Production item)
 {

@@ -16,8 +16,11 @@ vnParseResult vnXmlReader::read28()
         return VN_PARSE_NO_MATCH;
     if (!takeSpace() || !takeName())
         return VN_XML_FAULT();
-    if (takeSpace() && read75() == VN_PARSE_ERROR)
+    bool isWhole = true;
+    if (takeSpace() && externalId(isWhole) == VN_PARSE_ERROR)
         return VN_PARSE_ERROR;
+    if (!isWhole)
+        return VN_XML_FAULT();
     takeSpace();
     if (m_input.accept('['))
     {
@@ -39,8 +42,8 @@ vnParseResult vnXmlReader::read29()
 {
     if (m_input.need() != '<')
         return VN_PARSE_NO_MATCH;
-    return firstOf({&vnXmlReader::read45, &vnXmlReader::read52, &vnXmlReader::read71, &vnXmlReader::read72,
-                    &vnXmlReader::read82, &vnXmlReader::read16, &vnXmlReader::commentOutside});
+    return firstOf({&vnXmlReader::read45, &vnXmlReader::read52, &vnXmlReader::read70, &vnXmlReader::read82,
+                    &vnXmlReader::read16, &vnXmlReader::commentOutside});
 }
 
 vnParseResult vnXmlReader::read30()
@@ -140,9 +143,9 @@ vnParseResult vnXmlReader::group(Group wanted)
 // a group twice at each depth, and groups nest.
 vnParseResult vnXmlReader::groupRest(Group wanted)
 {
-    if (m_depth >= m_sax.m_maxElementDepth)
+    if (isTypeTooDeep())
         return tooDeep();
-    ++m_depth;
+    ++m_typeDepth;
     int separator = 0;
     for (;;)
     {
@@ -155,7 +158,7 @@ vnParseResult vnXmlReader::groupRest(Group wanted)
             break;
         if ((c == '|' && wanted == Group::SEQUENCE) || (c == ',' && wanted == Group::CHOICE))
         {
-            --m_depth;
+            --m_typeDepth;
             return VN_PARSE_NO_MATCH;
         }
         if ((c != '|' && c != ',') || (separator && c != separator))
@@ -165,7 +168,7 @@ vnParseResult vnXmlReader::groupRest(Group wanted)
         takeSpace();
     }
     m_input.take();
-    --m_depth;
+    --m_typeDepth;
     return VN_PARSE_OK;
 }
 
@@ -208,28 +211,24 @@ vnParseResult vnXmlReader::read52()
         return VN_PARSE_NO_MATCH;
     if (!takeSpace() || !takeName())
         return VN_XML_FAULT();
-    for (;;)
+    while (takeSpace() && m_input.need() != '>')
     {
-        const vnParseResult result = read53();
-        if (result == VN_PARSE_ERROR)
-            return result;
-        if (result == VN_PARSE_NO_MATCH)
-            break;
+        const vnParseResult result = attributeDefinition();
+        if (result != VN_PARSE_OK)
+            return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     }
-    takeSpace();
     return takeIf([](int c) { return c == '>'; }) ? VN_PARSE_OK : VN_XML_FAULT();
 }
 
 vnParseResult vnXmlReader::read53()
 {
-    const Mark begin = m_input.getMark();
-    if (!takeSpace())
-        return VN_PARSE_NO_MATCH;
+    return behindSpace(&vnXmlReader::attributeDefinition);
+}
+
+vnParseResult vnXmlReader::attributeDefinition()
+{
     if (!takeName())
-    {
-        m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
-    }
     if (!takeSpace())
         return VN_XML_FAULT();
     vnParseResult result = read54();
@@ -308,6 +307,7 @@ vnParseResult vnXmlReader::read60()
     const bool isFixed = m_input.accept("#FIXED");
     if (isFixed && !takeSpace())
         return VN_XML_FAULT();
+    const InAttribute scope(m_sax); // a document has no content where it is declared
     const vnParseResult result = read10();
     return isFixed && result == VN_PARSE_NO_MATCH ? VN_XML_FAULT() : result;
 }
@@ -339,15 +339,15 @@ vnParseResult vnXmlReader::conditional(const char* word, Production body)
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
     }
-    if (m_depth >= m_sax.m_maxElementDepth)
+    if (isTypeTooDeep())
         return tooDeep();
-    ++m_depth;
+    ++m_typeDepth;
     takeSpace();
     if (!m_input.accept('['))
         return VN_XML_FAULT();
     if ((this->*body)() == VN_PARSE_ERROR)
         return VN_PARSE_ERROR;
-    --m_depth;
+    --m_typeDepth;
     m_input.need();
     return m_input.accept("]]>") ? VN_PARSE_OK : VN_XML_FAULT();
 }
@@ -392,28 +392,29 @@ vnParseResult vnXmlReader::read69()
 
 vnParseResult vnXmlReader::read70()
 {
-    return firstOf({&vnXmlReader::read71, &vnXmlReader::read72});
+    return entity(Entity::ANY);
 }
 
 vnParseResult vnXmlReader::read71()
 {
-    return entity(false);
+    return entity(Entity::GENERAL);
 }
 
 vnParseResult vnXmlReader::read72()
 {
-    return entity(true);
+    return entity(Entity::PARAMETER);
 }
 
 // Without a definition behind the name, on purpose: entities cannot be defined, and none is ever expanded.
-vnParseResult vnXmlReader::entity(bool isParameter)
+vnParseResult vnXmlReader::entity(Entity wanted)
 {
     const Mark begin = m_input.getMark();
     if (!m_input.accept("<!ENTITY"))
         return VN_PARSE_NO_MATCH;
     if (!takeSpace())
         return VN_XML_FAULT();
-    if ((m_input.need() == '%') != isParameter)
+    const bool isParameter = m_input.need() == '%';
+    if (wanted == (isParameter ? Entity::GENERAL : Entity::PARAMETER))
     {
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
@@ -432,15 +433,22 @@ vnParseResult vnXmlReader::entity(bool isParameter)
 vnParseResult vnXmlReader::read75()
 {
     const Mark begin = m_input.getMark();
+    bool isWhole = true;
+    const vnParseResult result = externalId(isWhole);
+    if (isWhole)
+        return result;
+    m_input.moveTo(begin); // it may be the identifier of a notation
+    return VN_PARSE_NO_MATCH;
+}
+
+// It is not whole without the second literal of "PUBLIC", which notations may leave out.
+vnParseResult vnXmlReader::externalId(bool& isWhole)
+{
     if (m_input.accept("SYSTEM"))
         return takeSpace() && read11() == VN_PARSE_OK ? VN_PARSE_OK : VN_XML_FAULT();
     const vnParseResult result = read83();
-    if (result != VN_PARSE_OK)
-        return result;
-    if (takeSpace() && read11() == VN_PARSE_OK)
-        return VN_PARSE_OK;
-    m_input.moveTo(begin); // it may be the identifier of a notation
-    return VN_PARSE_NO_MATCH;
+    isWhole = result != VN_PARSE_OK || (takeSpace() && read11() == VN_PARSE_OK);
+    return result;
 }
 
 vnParseResult vnXmlReader::read77()
@@ -453,9 +461,12 @@ vnParseResult vnXmlReader::read77()
         m_input.moveTo(begin);
         return VN_PARSE_NO_MATCH;
     }
-    if (read24() == VN_PARSE_ERROR)
-        return VN_PARSE_ERROR;
-    const vnParseResult result = read80();
+    takeSpace();
+    vnParseResult result = versionInfo();
+    if (result == VN_PARSE_OK && !takeSpace())
+        return VN_XML_FAULT();
+    if (result != VN_PARSE_ERROR)
+        result = encodingDeclaration();
     if (result != VN_PARSE_OK)
         return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     takeSpace();
@@ -478,7 +489,8 @@ vnParseResult vnXmlReader::read82()
         return VN_PARSE_NO_MATCH;
     if (!takeSpace() || !takeName() || !takeSpace())
         return VN_XML_FAULT();
-    const vnParseResult result = firstOf({&vnXmlReader::read75, &vnXmlReader::read83});
+    bool isWhole = true; // or not
+    const vnParseResult result = externalId(isWhole);
     if (result != VN_PARSE_OK)
         return result == VN_PARSE_ERROR ? result : VN_XML_FAULT();
     takeSpace();

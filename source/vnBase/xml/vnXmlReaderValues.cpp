@@ -36,21 +36,20 @@ vnParseResult vnXmlReader::readValueText(unsigned int mode, vnDynamicArray<char>
         if (!m_input.accept("<![CDATA["))
             return VN_PARSE_NO_MATCH;
         begin = m_input.getMark();
-        if (read20() != VN_PARSE_OK)
+        if (!takeCData())
             return VN_XML_FAULT();
         isCDATA = true;
     }
-    const unsigned int tokens = m_input.getPosition() - begin.position;
-    const std::string_view raw = m_input.getText(begin);
-    if (isTooLong(tokens) || raw.size() > VN_MAX_TEXT)
+    const auto raw = getWholeText(begin);
+    if (!raw)
         return tooLarge(isCDATA ? "CData" : "CharData");
-    if ((mode & VN_VALUE_CALLS) && isFunction(raw))
+    if ((mode & VN_VALUE_CALLS) && isFunction(*raw))
     {
-        const vnString called = callFunction(raw);
+        const vnString called = callFunction(*raw);
         text.append(called.getString(), called.length());
     }
     else
-        text.append(raw.data(), static_cast<unsigned int>(raw.size()));
+        text.append(raw->data(), static_cast<unsigned int>(raw->size()));
     if (isCDATA)
         m_input.accept("]]>"); // which is there
     return VN_PARSE_OK;

@@ -136,6 +136,7 @@ vnXmlSax::~vnXmlSax() noexcept(false)
 
 vnXmlSax::Level& vnXmlSax::addLevel(unsigned int level)
 {
+    m_levels.setChunkSize(std::max(VN_LEVEL_STEP, m_levels.getSize()));
     while (m_levels.getSize() <= level)
         m_levels.append(static_cast<Level*>(nullptr));
     return *(m_levels[level] = new Level);
