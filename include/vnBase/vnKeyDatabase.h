@@ -71,6 +71,11 @@ public:
     /// of the bytes of keys, then names. Those with a password are as scrambled as they are stored.
     static vnArray<vnRegKeyPlace> getStoredKeys(vnRegKeyHeader header, vnString key);
 
+    /// Reads the file of the system registry for this root and answers 0 when it is there and can't be read
+    /// or is damaged, so that it counts as empty. `file`, if not null, gets its name: empty when the user has
+    /// no place for one.
+    static unsigned char checkStoredKeys(vnRegKeyHeader header, vnString* file = nullptr);
+
     /// With `storedOnly` the local registry is left out.
     static vnString getGlobalKey(vnString key, const vnString& password = vnString(),
                                  unsigned char storedOnly = 0);

@@ -180,8 +180,9 @@ protected:
     /// none.
     unsigned char popMark(unsigned int& position) noexcept { return m_grammar.popMark(position); }
 
-    /// The same with the text from there to here. Answers 0, with the error set, when that has more than
-    /// 65535 bytes. What the parser does not remember any more is missing in front, see `setMaxBufferSize`.
+    /// The same with the text from there to here, which without a mark is all text from position 0. Answers
+    /// 0, with the error set, when that has more than 65535 bytes. What the parser does not remember any more
+    /// is missing in front, see `setMaxBufferSize`.
     unsigned char takeMarked(vnString& text) { return m_grammar.takeMarked(text); }
 
     /// Called for each `@` mark that is taken away since its branch failed or lost: `callCounter` grows along

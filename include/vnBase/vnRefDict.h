@@ -66,7 +66,7 @@ public:
         try
         {
             if (value->useDeepCopy())
-                copy->setValue(static_cast<V*>(value->clone()));
+                copy->setValue(vnReference::cloneOf(*value));
         }
         catch (...)
         {

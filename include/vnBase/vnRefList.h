@@ -66,9 +66,7 @@ public:
     }
     T* cloneItem(T* item) override
     {
-        if (!item || !item->useDeepCopy())
-            return item;
-        return static_cast<T*>(item->clone());
+        return item && item->useDeepCopy() ? vnReference::cloneOf(*item) : item;
     }
 
     /// Hands the mode on to every item.

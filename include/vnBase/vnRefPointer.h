@@ -80,13 +80,9 @@ public:
     operator T*() const noexcept { return m_object; }
 
 private:
-    // clone() answers the root of the class tree; a class whose clone is of another class breaks its
-    // contract.
     static T* copied(T* object)
     {
-        if (!object || !object->useDeepCopy())
-            return object;
-        return static_cast<T*>(object->clone());
+        return object && object->useDeepCopy() ? vnReference::cloneOf(*object) : object;
     }
 
     T* m_object;

@@ -5,6 +5,9 @@
 #include <vnBase/vnSharedMemory.h>
 #include <vnBase/vnType.h>
 
+#include <type_traits>
+#include <typeinfo>
+
 /// What copying a `vnRefPointer` means for the object behind it.
 enum vnCopyMode : unsigned int
 {
@@ -20,7 +23,7 @@ enum vnCopyMode : unsigned int
 /// hand while its count is above 0.
 ///
 /// Misuse throws `vnFatalError`: letting go of an object with the count 0, destroying one with another count,
-/// cloning a class that has no clone. Destructors of the class tree may therefore throw.
+/// cloning a class that has no clone, or that of its base. Destructors of the class tree may therefore throw.
 ///
 /// Thread-safety: none; see `vnThreadSafeReference`.
 class VN_BASE_API vnReference : public vnSharedMemory, public vnTypeInterface
@@ -46,6 +49,24 @@ public:
 
     /// A new object with the count 0. Throws for a class that does not override it.
     virtual vnReference* clone() const;
+
+    /// `object.clone()` as what `object` is. Throws when that gave an object of another class, which is
+    /// deleted: a class without a `clone()` of its own has that of its base.
+    template <class T>
+    static T* cloneOf(const T& object)
+    {
+        auto* const copy = object.clone();
+        if constexpr (std::is_base_of_v<T, std::remove_pointer_t<decltype(copy)>>)
+            return copy;
+        else
+        {
+            if (!copy || typeid(*copy) == typeid(object))
+                return static_cast<T*>(copy);
+            if (T* const other = dynamic_cast<T*>(copy))
+                return other;
+            throwForeignClone(object, copy);
+        }
+    }
     virtual void setCopyMode(const vnCopyMode& mode);
 
     /// 1 when a copied pointer to this object is to hold a clone of it. A class that has no clone answers 0.
@@ -85,6 +106,7 @@ protected:
 
 private:
     [[noreturn]] static void throwFatalException(const char* format, const char* text);
+    [[noreturn]] static void throwForeignClone(const vnReference& object, vnReference* copy);
 
     vnCopyMode m_copyMode = VN_COPY_DEEP;
 };

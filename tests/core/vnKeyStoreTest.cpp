@@ -173,6 +173,10 @@ TEST_F(vnKeyStoreTest, ReadsNoneOfADamagedFileAndKeepsIt)
         EXPECT_EQ(user("k/a"), "1");
         m_folder.writeUserFile(bytes);
         EXPECT_EQ(user("k/a"), "absent");
+        vnString file;
+        EXPECT_FALSE(vnKeyDatabase::checkStoredKeys(VN_REG_KEY_USER, &file));
+        EXPECT_EQ(errno, EBADMSG);
+        EXPECT_EQ(file, m_folder.userFile().c_str());
         errno = 0;
         EXPECT_FALSE(vnKeyDatabase::setUserKey("k/b", "3"));
         EXPECT_EQ(errno, EBADMSG);
@@ -180,6 +184,8 @@ TEST_F(vnKeyStoreTest, ReadsNoneOfADamagedFileAndKeepsIt)
         EXPECT_EQ(m_folder.userBytes(), bytes);
     }
     m_folder.writeUserFile(""); // there is nothing to lose
+    EXPECT_TRUE(vnKeyDatabase::checkStoredKeys(VN_REG_KEY_USER));
+    EXPECT_TRUE(vnKeyDatabase::checkStoredKeys(VN_REG_KEY_CLASSES)) << "no file is none that is damaged";
     EXPECT_TRUE(vnKeyDatabase::setUserKey("k/b", "3"));
     EXPECT_EQ(user("k/b"), "3");
 }

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnRefData.h>
+#include <vnBase/vnRefDict.h>
+#include <vnBase/vnRefList.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnReference.h>
 
@@ -151,6 +153,31 @@ TEST(vnReference, ReportsMismatchesEachInItsWords)
     shared->mutex().unLock();
     EXPECT_TRUE(shared->checkDelete());
     EXPECT_TRUE(gone);
+}
+
+TEST(vnReference, TakesNoCloneForWhatItIsNot)
+{
+    int alive = 0;
+    {
+        const vnRefPointer<Leaf> leaf(new Leaf(alive)); // with the clone() of its base
+        vnRefList<Leaf> list;
+        list.append(leaf);
+        vnRefDict<vnString, Leaf> dict;
+        dict.enter("leaf", leaf);
+        const std::string text = "Clone of class '(anonymous namespace)::Leaf' is of class "
+                                 "'(anonymous namespace)::Node': it has no clone() of its own";
+        EXPECT_EQ(fatalText([&] { vnRefPointer<Leaf> copy(leaf); }), text);
+        EXPECT_EQ(fatalText([&] { vnRefList<Leaf> copy(list); }), text);
+        EXPECT_EQ(fatalText([&] { vnRefDict<vnString, Leaf> copy(dict); }), text);
+        EXPECT_EQ(alive, 1);
+        EXPECT_EQ(leaf->getRef(), 3u);
+
+        const vnRefPointer<Node> node(leaf.get());
+        const vnRefPointer<Node> copy(node);
+        EXPECT_TRUE(copy->isExactType(Node::getClassType())) << "whose clone is one of this class";
+        EXPECT_EQ(alive, 2);
+    }
+    EXPECT_EQ(alive, 0);
 }
 
 TEST(vnReference, EndsNoProcessWhenDestroyedHeldDuringAnException)

@@ -191,7 +191,8 @@ TEST_F(vnCacheTest, WhatDoesNotOpenIsEmptyAndCachesStandInCaches)
     Recorder recorder;
     vnSerializeAdapterCache none("stream2:", 0, 4, 0, 0, vnString());
     EXPECT_EQ(none.length(), 0u);
-    EXPECT_EQ(none.getError(), "Failed to open URL:stream2:");
+    EXPECT_EQ(none.getError(), "Failed to open URL:stream2: (URL Adapter (stream2:) Error:Could not open "
+                               "'stream2:' for reading (No such file or directory))");
     EXPECT_EQ(recorder.take().size(), 1u); // why, and nothing else
     EXPECT_FALSE(vnURLExist("cache:0,4,stream2:"));
     EXPECT_EQ(part("cache:2,5,stream:0123456789", 1, 3), "345");

@@ -296,6 +296,14 @@ TEST(vnURLAdapter, TellsWhatFailed)
         {"/no/such/file",
          "URL Adapter (/no/such/file) Error:Could not open '/no/such/file' for reading (No such "
          "file or directory)"},
+        {"rand:/no/such/file", "Could not create URL Adapter 'rand:/no/such/file'"},
+        {"cache:0,1,/no/such/file",
+         "URL Adapter (cache:0,1,/no/such/file) Error:Failed to open URL:/no/such/file (URL Adapter "
+         "(/no/such/file) Error:Could not open '/no/such/file' for reading (No such file or directory))"},
+        {"cache:0,1,zip:{/no/such/file},x",
+         "URL Adapter (cache:0,1,zip:{/no/such/file},x) Error:Failed to open URL:zip:{/no/such/file},x (URL "
+         "Adapter (/no/such/file) Error:Could not open '/no/such/file' for reading (No such file or "
+         "directory))"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(failure(row.url), row.text) << row.url;

@@ -55,12 +55,15 @@ check "sixteen arguments" 0 "16$line" format '%16$d' 1 2 3 4 5 6 7 8 9 10 11 12 
 check "seventeen arguments" 2 "" format '%d' 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17
 check "no format" 2 "" format
 check "an option-like format" 0 "--top$line" format --top
+check "digits as a string" 0 "5$line" format %s =5
 
 check "no command" 2 ""
 check "an unknown command" 2 "" frobnicate
 check "help of nothing known" 2 "" help frobnicate
 check "help of two commands" 2 "" help words scan
 check "a version of something" 2 "" version words
+check "help of help" 0 "usage: vn help [COMMAND]${line}show all commands, or with a COMMAND more about it$line" help help
+check "help of version" 0 "usage: vn version${line}show the library's version$line" help version
 "$vn" help | grep -q '^  words ' || { echo "help does not list words"; failures=$((failures + 1)); }
 "$vn" help words | grep -q -- '--top N' || { echo "help words does not tell its options"; failures=$((failures + 1)); }
 
@@ -72,6 +75,7 @@ check "a top that is no number" 2 "" words --top many text
 check "a missing number" 2 "" words --top
 check "an unknown option" 2 "" words --bottom 3 text
 check "no file" 2 "" words
+check "words of standard input" 0 "2 b${line}1 a$line" words - < <(printf 'b a b')
 check "a missing file" 1 "" words missing
 head -c 3000000 /dev/zero | tr '\0' 'x' > long
 check "a word of three million bytes is cut at 1000" 0 "1 $(head -c 1000 long)$line" words long
@@ -92,6 +96,11 @@ ln -sf numbers link
 check "a file onto itself by another name" 1 "" copy link numbers
 same "the file is whole afterwards" numbers copied
 check "one file name" 2 "" copy numbers
+check "standard input, once" 0 "some text" cat - - < <(printf 'some text')
+check "standard streams as files" 0 "some text" copy - - < <(printf 'some text')
+"$vn" copy - copied < numbers && same "copy of standard input" numbers copied
+printf 'own' > -
+check "a file that is called like them" 0 "own" cat ./- < /dev/null
 check "a missing source leaves the target" 1 "" copy missing copied
 same "the target is whole afterwards" numbers copied
 check "a folder as source" 1 "" cat .
@@ -148,11 +157,14 @@ if python3 -c 'import zipfile; zipfile.ZipFile("a.zip", "w").writestr("dir/b.txt
     check "a member of an archive" 0 "a member" cat 'zip:{file:a.zip},dir/b.txt'
     check "a member of an archive in memory" 0 "a member" cat 'zip:{rand:file:a.zip},dir/b.txt'
     check "a member that is not there" 1 "" cat 'zip:{file:a.zip},dir/B.txt'
+    grep -q "Couldn't locate dir/B.txt" error || { echo "the member is not named"; failures=$((failures + 1)); }
     cp a.zip b.zip
     check "an archive is not written" 1 "" copy text 'zip:{file:a.zip},dir/b.txt'
     same "the archive is whole afterwards" a.zip b.zip
     check "a part of a member" 0 "memb" cat 'cache:2,4,zip:{file:a.zip},dir/b.txt'
 fi
+check "an archive that is not there" 1 "" cat 'zip:{file:missing},x'
+grep -q "can't open 'file:missing' for" error || { echo "the archive is not named"; failures=$((failures + 1)); }
 check "options end" 2 "" cat --frobnicate text
 printf 'dashed' > --dashed
 check "behind the end of options" 0 "dashed" cat -- --dashed
@@ -190,6 +202,7 @@ check "tokens behind a mark" 0 "1 1 identifier a${line}1 2 whitespace 32${line}1
 check "tokens of marked characters" 0 "1 1 identifier "$'\xc3\xa4\xe2\x82\xac'"${line}1 3 whitespace 32${line}2 1 identifier \
 "$'\xc3\xa4'"${line}2 2 token 59$line" tokens wide
 check "tokens of nothing" 0 "" tokens empty
+check "tokens of standard input" 0 "1 1 identifier a$line" tokens - < <(printf a)
 check "tokens with an unknown option" 2 "" tokens --string source
 
 check "scan" 0 "10${line}20$line" scan '%l,%l' 10,20
@@ -204,8 +217,12 @@ printf 'pair ::= $ fIdent fPush "=" number ;\nnumber ::= $ digit+ fPush ;\nbad :
 printf 'key=42;' > input
 check "match" 0 "OK${line}6${line}key${line}42$line" match rules pair input
 check "no match" 1 "No Match${line}0$line" match rules number input
+check "rules of standard input" 0 "OK${line}6${line}key${line}42$line" match - pair input < rules
+check "a match of standard input" 0 "OK${line}6${line}key${line}42$line" match rules pair - < input
 check "a rule that is wrong" 1 "Missing right ')' in rule 'bad' at (Line:0,Col:7) -> ( digit${line}0$line" match rules bad input
 check "a rule that is not there" 1 "Unknow parse function 'none'${line}0$line" match rules none input
+[[ $(cat error) == "vn match: 'input' could not be matched against rule 'none'" ]] ||
+    { echo "the error of a match is told twice: $(cat error)"; failures=$((failures + 1)); }
 echo 'no rule ;' > malformed
 check "rules that are malformed" 1 "'malformed' has rules that are malformed${line}0$line" match malformed rule input
 check "rules that are not there" 1 "" match missing pair input
@@ -232,6 +249,7 @@ printf 'd\0\0\0\0\0' >> objects
 printf '\0\0\0\0' >> objects
 check "objects" 0 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line  \"b\" instance 0$line  \
 \"c\\x0a\" unknown 12345678 size 14$line  \"d\" null${line}null$line" objects objects
+check "objects of standard input" 0 "null$line" objects - < <(printf '\0\0\0\0')
 head -c 40 objects > cut
 check "objects that are cut" 1 "vnObject size 81 instance 0$line  \"a\" attributes 1$line    \"n\" num 5$line" objects cut
 printf '\xbb\xd1\xb4\x83\0\0\0\x16\0\0\0\0\1\0\0\0a\0\xfe\xff\xff\xff' > bare # ends with a set without bytes
@@ -405,11 +423,20 @@ check "what a password would spoil" 1 "" key set --password word secrets/one $'\
 check "the keys below one" 0 "viewer/width$line" key list viewer
 check "the keys with a password" 0 "secrets/one$line" key list --password word secrets
 check "the keys of the machine" 0 "viewer/height$line" key list --machine
+for key in "" / a/ 'a\'; do
+    check "a key without a name" 2 "" key set "$key" x
+done
 check "a key removed" 0 "" key remove viewer/width
 check "a key removed twice" 1 "" key remove viewer/width
 printf damaged > config/vantorsdk/user.keys
 check "a damaged file is kept" 1 "" key set viewer/width 640
-check "and holds no keys" 0 "" key list
+for words in "get viewer/width" "list"; do
+    # shellcheck disable=SC2086
+    check "and not taken for one without keys" 1 "" key $words
+    [[ $(cat error) == "vn key: can't read '$PWD/config/vantorsdk/user.keys': the file of the settings is damaged" ]] ||
+        { echo "the damaged file is not named: $(cat error)"; failures=$((failures + 1)); }
+done
+check "the machine has its own" 0 "viewer/height$line" key list --machine
 grep -q damaged config/vantorsdk/user.keys || { echo "the damaged file is gone"; failures=$((failures + 1)); }
 check "nothing to do with keys" 2 "" key
 check "something unknown to do with keys" 2 "" key find viewer

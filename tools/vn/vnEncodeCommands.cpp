@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnArguments.h"
-#include "vnStandardStreams.h"
+#include "vnInput.h"
 #include "vnTool.h"
 
 #include <vnBase/vnSerializeAdapterBCDEncoder.h>
@@ -84,9 +84,9 @@ void vnRunEncode(vnArguments& arguments)
 {
     const std::vector<std::string> words = arguments.takeOperands(3, 3);
     const auto codec = codecOf(words[0]);
-    vnAdapter source = vnOpenStream(words[1], VN_SERIALIZE_INPUT);
+    vnAdapter source = vnOpenURL(words[1], VN_SERIALIZE_INPUT);
     vnCheckDistinct(source, words[1], words[2]);
-    vnAdapter target = vnOpenStream(words[2], VN_SERIALIZE_OUTPUT);
+    vnAdapter target = vnOpenURL(words[2], VN_SERIALIZE_OUTPUT);
     vnAdapter encoder = codec(target);
     BlockWriter writer(encoder, words[0] == "compress" ? compressedBlock : 0xFFFFFFFFu);
     vnForEachBlock(source, "encode",
@@ -98,9 +98,9 @@ void vnRunDecode(vnArguments& arguments)
 {
     const std::vector<std::string> words = arguments.takeOperands(3, 3);
     const auto codec = codecOf(words[0]);
-    vnAdapter source = vnOpenStream(words[1], VN_SERIALIZE_INPUT);
+    vnAdapter source = vnOpenURL(words[1], VN_SERIALIZE_INPUT);
     vnCheckDistinct(source, words[1], words[2]);
-    vnAdapter target = vnOpenStream(words[2], VN_SERIALIZE_OUTPUT);
+    vnAdapter target = vnOpenURL(words[2], VN_SERIALIZE_OUTPUT);
     vnAdapter decoder = codec(source);
     vnForEachBlock(decoder, "decode", source,
                    [&target](unsigned char* data, unsigned int size)

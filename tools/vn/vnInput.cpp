@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnInput.h"
 
+#include "vnStandardStreams.h"
 #include "vnTool.h"
 
 #include <vnBase/vnProgress.h>
@@ -56,11 +57,15 @@ void vnCheckError(vnAdapter& adapter)
 
 vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action)
 {
+    if (url == "-")
+        return vnOpenStandardStream(action);
     vnCheckURL(url);
     vnString error;
     vnAdapter adapter(vnSerializeAdapter::getURLAdapter(url.c_str(), action, VN_ADAPTER_SILENT, "", &error));
+    if (!adapter && error.isEmpty()) // of an archive that does not open
+        throw vnFailure("can't open '" + vnInnerURL(url) + "' for '" + url + "'");
     if (!adapter)
-        throw vnFailure(error.isEmpty() ? "can't open '" + url + "'" : error.getString());
+        throw vnFailure(error.getString());
     vnCheckError(adapter);
     return adapter;
 }

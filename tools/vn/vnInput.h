@@ -21,8 +21,8 @@ std::string vnInnermostURL(std::string url);
 /// by itself or within: a command line knows nothing of these.
 void vnCheckURL(const std::string& url);
 
-/// Opens a URL. Throws `vnFailure` when it does not open, and `vnUsageError` as `vnCheckURL`
-/// does.
+/// Opens a URL; "-" is standard input or standard output. Throws `vnFailure` when it does not open, and
+/// `vnUsageError` as `vnCheckURL` does.
 vnAdapter vnOpenURL(const std::string& url, vnSerializeAction action);
 
 /// Throws `vnFailure` when the adapter has an error.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnArguments.h"
-#include "vnStandardStreams.h"
+#include "vnInput.h"
 #include "vnTool.h"
 
 #include <vnBase/vnJSON.h>
@@ -36,7 +36,7 @@ void checkError(const vnJSON& json)
 
 vnDynamicType readValue(vnJSON& json, const std::string& url)
 {
-    vnAdapter source = vnOpenStream(url, VN_SERIALIZE_INPUT);
+    vnAdapter source = vnOpenURL(url, VN_SERIALIZE_INPUT);
     json.read(source);
     vnCheckError(source);
     if (json.hasError())

@@ -24,6 +24,11 @@ std::string textOf(const vnString& text)
     return std::string(text.getString(), text.length());
 }
 
+vnRegKeyHeader rootOf(const Request& request)
+{
+    return request.isMachine ? VN_REG_KEY_MACHINE : VN_REG_KEY_USER;
+}
+
 // Called right after the call that failed.
 std::string reason()
 {
@@ -38,19 +43,36 @@ std::string reason()
     }
 }
 
+// What can't be read would pass for a file without settings.
+void check(vnRegKeyHeader root)
+{
+    vnString file;
+    if (vnKeyDatabase::checkStoredKeys(root, &file))
+        return;
+    const std::string why = reason();
+    throw vnFailure("can't read '" + textOf(file) + "': " + why);
+}
+
 void get(const Request& request)
 {
     const vnString key(request.key.c_str());
     const bool isThere = request.isMachine ? vnKeyDatabase::existGlobalKey(key, request.password)
                                            : vnKeyDatabase::existUserKey(key, request.password);
     if (!isThere)
+    {
+        check(rootOf(request));
+        check(VN_REG_KEY_MACHINE);
         throw vnFailure("there is no key '" + request.key + "'");
+    }
     vnWriteLine(textOf(request.isMachine ? vnKeyDatabase::getGlobalKey(key, request.password)
                                          : vnKeyDatabase::getUserKey(key, request.password)));
 }
 
 void set(const Request& request)
 {
+    // The library stores them as unnamed values, which a list can't show.
+    if (request.key.empty() || request.key.back() == '/' || request.key.back() == '\\')
+        throw vnUsageError("the key '" + request.key + "' ends without a name");
     const vnString key(request.key.c_str());
     const vnString value(request.value.c_str());
     const bool isSet = request.isMachine ? vnKeyDatabase::setGlobalKey(key, value, request.password)
@@ -73,8 +95,8 @@ void remove(const Request& request)
 
 void list(const Request& request)
 {
-    const vnRegKeyHeader root = request.isMachine ? VN_REG_KEY_MACHINE : VN_REG_KEY_USER;
-    for (vnRegKeyPlace& place : vnKeyDatabase::getStoredKeys(root, request.key.c_str()))
+    check(rootOf(request));
+    for (vnRegKeyPlace& place : vnKeyDatabase::getStoredKeys(rootOf(request), request.key.c_str()))
     {
         if (!request.password.isEmpty())
             place.name.scramble(request.password.hash());

@@ -19,9 +19,19 @@ enum ExitCode
     wrongUsage = 2
 };
 
-const vnCommand* findCommand(const char* name)
+// Those that are run here.
+const std::vector<vnCommand>& ownCommands()
 {
-    for (const vnCommand& command : vnCommands())
+    static const std::vector<vnCommand> commands = {
+        {"help", "[COMMAND]", "show all commands, or with a COMMAND more about it", "", nullptr},
+        {"version", "", "show the library's version", "", nullptr},
+    };
+    return commands;
+}
+
+const vnCommand* find(const std::vector<vnCommand>& commands, const char* name)
+{
+    for (const vnCommand& command : commands)
         if (std::strcmp(command.name, name) == 0)
             return &command;
     return nullptr;
@@ -30,16 +40,19 @@ const vnCommand* findCommand(const char* name)
 std::string overview()
 {
     std::string text = "usage: vn COMMAND ARGUMENTS\n\n";
-    for (const vnCommand& command : vnCommands())
-        text += std::string("  ") + command.name + std::string(10 - std::strlen(command.name), ' ') +
-                command.summary + "\n";
+    for (const std::vector<vnCommand>* commands : {&vnCommands(), &ownCommands()})
+        for (const vnCommand& command : *commands)
+            text += std::string("  ") + command.name + std::string(10 - std::strlen(command.name), ' ') +
+                    command.summary + "\n";
     return text +
-           "  help      show this, or with a COMMAND more about it\n  version   show the library's version\n";
+           "\nA URL may be the name of a file; \"-\" is standard input, or standard output where one is "
+           "written.\n";
 }
 
 std::string usageOf(const vnCommand& command)
 {
-    return std::string("usage: vn ") + command.name + " " + command.arguments + "\n";
+    const std::string arguments = *command.arguments ? std::string(" ") + command.arguments : "";
+    return std::string("usage: vn ") + command.name + arguments + "\n";
 }
 
 void print(const std::string& text)
@@ -68,7 +81,9 @@ ExitCode help(int count, char** words)
     }
     if (count > 1)
         return refuse("help takes one command");
-    const vnCommand* command = findCommand(words[0]);
+    const vnCommand* command = find(vnCommands(), words[0]);
+    if (!command)
+        command = find(ownCommands(), words[0]);
     if (!command)
         return refuse(std::string("no help on '") + words[0] + "'");
     print(usageOf(*command) + command->summary + "\n" + command->details);
@@ -103,7 +118,7 @@ ExitCode run(const std::string& name, int count, char** words)
         print("vn " VN_BASE_VERSION_TEXT "\n");
         return done;
     }
-    if (const vnCommand* command = findCommand(name.c_str()))
+    if (const vnCommand* command = find(vnCommands(), name.c_str()))
         return runCommand(*command, count, words);
     return refuse(name.empty() ? "" : "unknown command '" + name + "'");
 }

@@ -199,12 +199,13 @@ void vnRunMatch(vnArguments& arguments)
         vnWriteLine(result);
         vnWriteLine(std::to_string(consumed));
     };
+    // The error itself is a result.
+    const vnFailure fault("'" + words[2] + "' could not be matched against rule '" + words[1] + "'");
     if (!parser.addRules(rules, words[0].c_str()))
     {
-        const std::string fault = "'" + words[0] + "' has rules that are malformed";
-        writeResult(fault, 0);
+        writeResult("'" + words[0] + "' has rules that are malformed", 0);
         vnFlushResults();
-        throw vnFailure(fault);
+        throw fault;
     }
     vnCheckError(rules);
     parser.setAdapter(input);
@@ -216,7 +217,9 @@ void vnRunMatch(vnArguments& arguments)
     writeResult(match.isOk ? "OK" : match.error.empty() ? "No Match" : match.error, parser.getTokenPos());
     printLines(match.pushed);
     vnFlushResults();
-    if (!match.isOk)
-        throw vnFailure(match.error.empty() ? "'" + words[2] + "' does not match rule '" + words[1] + "'"
-                                            : match.error);
+    if (match.isOk)
+        return;
+    if (!match.error.empty())
+        throw fault;
+    throw vnFailure("'" + words[2] + "' does not match rule '" + words[1] + "'");
 }

@@ -79,10 +79,8 @@ protected:
 };
 } // namespace
 
-vnAdapter vnOpenStream(const std::string& url, vnSerializeAction action)
+vnAdapter vnOpenStandardStream(vnSerializeAction action)
 {
-    if (url != "-")
-        return vnOpenURL(url, action);
     vnAdapter stream;
     if (action == VN_SERIALIZE_INPUT)
         stream = new StandardInput;

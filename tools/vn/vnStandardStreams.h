@@ -3,5 +3,5 @@
 
 #include "vnInput.h"
 
-/// Opens a URL as `vnOpenURL` does; "-" is standard input or standard output.
-vnAdapter vnOpenStream(const std::string& url, vnSerializeAction action);
+/// Standard input, or standard output, which is called "-".
+vnAdapter vnOpenStandardStream(vnSerializeAction action);

@@ -16,24 +16,25 @@ const std::vector<vnCommand>& vnCommands()
          "    vn copy dummy:1000000 file:noise.bin\n",
          vnRunCopy},
         {"decode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL", "undo what encode did",
-         "\"-\" stands for standard input or standard output. A file that ends within a byte is an error, "
-         "but "
-         "for\n"
-         "base64 in which a stray \"=\" ends the last group early: that is not noticed.\n"
+         "A file that ends within a byte is an error, but for base64 in which a stray \"=\" ends the last "
+         "group\n"
+         "early: that is not noticed.\n"
          "    vn decode base64 mail.txt picture.png\n",
          vnRunDecode},
         {"encode", "base64|hex|compress|scramble:NUMBER FROM-URL TO-URL",
          "write what a URL holds as text, compressed or scrambled",
-         "\"-\" stands for standard input or standard output. Base64 comes without padding and line ends.\n"
+         "Base64 comes without padding and line ends.\n"
          "compress writes a block for each 1000000 bytes. scramble hides from a glance, not from an attack.\n"
          "    vn encode base64 picture.png -\n",
          vnRunEncode},
         {"format", "FORMAT [ARGUMENT...]", "print a text by the library's format engine",
          "Up to 16 arguments. Digits with an optional sign that fit 64 bits are an integer, digits with a "
          "point or\n"
-         "an exponent are a number, anything else is a string; so is what stands behind a leading \"=\".\n"
+         "an exponent are a number, anything else is a string; so is what stands behind a leading \"=\",\n"
+         "which %s needs for digits.\n"
          "No word is an option, nor is --.\n"
-         "    vn format '%-8s|%5d|%x' name 42 255\n",
+         "    vn format '%-8s|%5d|%x' name 42 255\n"
+         "    vn format '%s' =5\n",
          vnRunFormat},
         {"json", "[--strict] [--value] URL", "read JSON and write it again",
          "Texts are read and written in the wide form of the library; --strict reads and writes exactly\n"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlDocument.h"
 
-#include "vnStandardStreams.h"
+#include "vnInput.h"
 #include "vnTool.h"
 
 #include <vnBase/vnXmlDom.h>
@@ -97,7 +97,7 @@ void vnShowXmlDocument(const std::string& url, const std::string& path, bool rea
     document->setReadIncludedXml(readsIncluded);
     document->setMaxDocumentSize(maxSize);
     document->setMaxIdleNotifications(maxIdleNotifications);
-    vnAdapter source = vnOpenStream(url, VN_SERIALIZE_INPUT);
+    vnAdapter source = vnOpenURL(url, VN_SERIALIZE_INPUT);
     document->read(source);
     vnCheckError(source);
     checkDocuments(*document);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnXmlEvents.h"
 
-#include "vnStandardStreams.h"
+#include "vnInput.h"
 #include "vnTool.h"
 #include "vnXmlNotifications.h"
 
@@ -71,7 +71,7 @@ private:
 
 void vnShowXmlEvents(const std::string& url)
 {
-    vnAdapter source = vnOpenStream(url, VN_SERIALIZE_INPUT);
+    vnAdapter source = vnOpenURL(url, VN_SERIALIZE_INPUT);
     Events events;
     events.read(source.get());
     vnFlushResults();

@@ -295,6 +295,18 @@ vnArray<vnRegKeyPlace> vnKeyDatabase::getStoredKeys(vnRegKeyHeader header, vnStr
         });
 }
 
+unsigned char vnKeyDatabase::checkStoredKeys(vnRegKeyHeader header, vnString* file)
+{
+    if (header > VN_REG_KEY_CLASSES)
+        return fail(EINVAL);
+    const vnString name = vnKeyFileName(header);
+    if (file)
+        *file = name;
+    vnKeyDocument document;
+    vnKeyFileIdentity identity;
+    return name.isEmpty() || vnReadKeyStore(name, document, identity);
+}
+
 vnString vnKeyDatabase::getGlobalKey(vnString key, const vnString& password, unsigned char storedOnly)
 {
     return getDefaultGlobalKey(std::move(key), vnString(), password, storedOnly);

@@ -4,6 +4,7 @@
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnMessage.h>
 
+#include <core/vnClassName.h>
 #include <core/vnLockedCount.h>
 
 #include <exception>
@@ -92,6 +93,15 @@ void vnReference::throwZeroCountNoDelete()
 void vnReference::throwFatalException(const char* format, const char* text)
 {
     vnExceptionThrows::vnThrowFatal(format, text);
+}
+
+void vnReference::throwForeignClone(const vnReference& object, vnReference* copy)
+{
+    const vnString name = vnClassName(typeid(object));
+    const vnString copyName = vnClassName(typeid(*copy));
+    copy->checkDelete();
+    vnExceptionThrows::vnThrowFatal("Clone of class '%s' is of class '%s': it has no clone() of its own",
+                                    name, copyName);
 }
 
 vnThreadSafeReference::~vnThreadSafeReference() noexcept(false) = default;

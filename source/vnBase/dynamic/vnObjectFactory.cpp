@@ -57,7 +57,7 @@ Factory* getFactory()
     return factory.lock.isValidMemory() ? &factory : nullptr;
 }
 
-vnRefPointer<vnReference> cloneOf(const vnObject& prototype)
+vnRefPointer<vnReference> copyOf(const vnObject& prototype)
 {
     return vnRefPointer<vnReference>(prototype.clone());
 }
@@ -88,7 +88,7 @@ vnObject* vnCreateFactoryObject(unsigned int id, bool isSilent)
     {
         const vnBodyGuard guard(factory->lock);
         if (const vnObject* prototype = factory->prototypes.find(Key(id)))
-            return static_cast<vnObject*>(prototype->clone());
+            return vnReference::cloneOf(*prototype);
     }
     if (!isSilent)
         vnMessage::message(VN_MESSAGE_WARNING, "Factory Object Id '%d' not registered", id);
@@ -102,7 +102,7 @@ unsigned int vnObject::registerFactoryObject(vnObject* prototype)
         return 0;
     const vnRefPointer<vnObject> held(prototype); // goes when the lock was given back
     const vnBodyGuard guard(factory->lock);
-    const vnRefPointer<vnReference> copy = cloneOf(*prototype);
+    const vnRefPointer<vnReference> copy = copyOf(*prototype);
     if (!copy || *copy->getType() != *prototype->getType())
     {
         vnMessage::message(VN_MESSAGE_WARNING, "Factory Object '%s' has incomplete clone() method",

@@ -4,6 +4,7 @@
 #include "vnAdapterError.h"
 #include "vnReadClaimed.h"
 #include "vnThreadSlot.h"
+#include "vnURLDispatch.h"
 
 #include <vnBase/vnMemoryCheck.h>
 #include <vnBase/vnRefDict.h>
@@ -177,11 +178,14 @@ public:
                 return;
             m_adapter = nullptr;
         }
-        m_adapter = vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, flags, password, nullptr);
+        m_adapter = vnOpenURL(url, {VN_SERIALIZE_INPUT, flags, password, nullptr, &m_reason}).release();
     }
 
     explicit operator bool() const noexcept { return m_adapter.get() != nullptr; }
     vnSerializeAdapter& get() const noexcept { return *m_adapter; }
+
+    /// Why there is none.
+    const vnString& getReason() const noexcept { return m_reason; }
 
     void keep(const vnString& key)
     {
@@ -194,6 +198,7 @@ public:
 
 private:
     vnRefPointer<vnSerializeAdapter> m_adapter;
+    vnString m_reason;
 };
 
 // What the stream of a URL is kept under. Those that are trusted and those that are not share nothing: the
@@ -225,7 +230,8 @@ vnSerializeAdapterCache::vnSerializeAdapterCache(const vnString& url, unsigned i
     SourceLoan source(key, url, flags, password);
     if (!source)
     {
-        setError(vnTranslated("Failed to open URL:") + url);
+        setError(vnString::formatString("%s%s (%s)", vnTranslated("Failed to open URL:"), url,
+                                        source.getReason()));
         return;
     }
     if (!source.get().canSeek())

@@ -143,8 +143,11 @@ Created openZip(const vnURLParts& parts, const vnURLRequest& request)
         request.report(VN_MESSAGE_WARNING, "Can not open '%s' as output", parts.text);
         return std::nullopt;
     }
-    const vnRefPointer<vnSerializeAdapter> archive(vnSerializeAdapter::getURLAdapter(
-        innerURLOf(parts), request.action, request.flags, request.password, nullptr));
+    // Deliberately without the error string: that the archive did not open is told by its message alone.
+    const vnRefPointer<vnSerializeAdapter> archive(
+        vnOpenURL(innerURLOf(parts),
+                  {request.action, request.flags, request.password, nullptr, request.reason})
+            .release());
     if (!archive)
         return std::nullopt; // that was reported
     auto* zip = new vnSerializeAdapterZIP(archive, VN_SERIALIZE_INPUT);

@@ -16,8 +16,9 @@ struct vnURLRequest
     {
         if (!(flags & VN_ADAPTER_SILENT))
             vnMessage::message(level, format, args...);
-        if (error)
-            *error = vnString::formatString(vnTranslated(format), args...);
+        for (vnString* const text : {error, reason})
+            if (text)
+                *text = vnString::formatString(vnTranslated(format), args...);
     }
 
     bool isTrusted() const noexcept { return !(flags & VN_ADAPTER_UNTRUSTED); }
@@ -26,6 +27,7 @@ struct vnURLRequest
     vnUInt64 flags;
     const vnString& password;
     vnString* error;
+    vnString* reason = nullptr; // likewise, but URL managers don't get it, and the archive of a "zip:" does
 };
 
 /// An adapter that was opened. One that nobody holds is deleted in the end, unless it was there before.
