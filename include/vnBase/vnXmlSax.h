@@ -75,10 +75,11 @@ enum vnXmlItemType : unsigned int
 /// U+FFFF is two.
 ///
 /// **Encodings.** UTF-8, UTF-16 of either order behind a byte order mark; every other declared encoding reads
-/// as one character a byte. Texts are written as the bytes that they are, and tested as UTF-8; in such an
-/// encoding one that is unfit as that is tested as one character a byte, so that what was read can be
-/// written. In 16-bit output a text that is no UTF-8 as a whole is of one character a byte, and what stands
-/// for no character, such as half a pair of surrogates, is U+FFFD.
+/// as one character a byte. Texts are written as the bytes that they are, and tested as what readers will
+/// take them for: as UTF-8 in that and with "none", else as one character a byte, so that what was read can
+/// be written, and UTF-8 in a name cannot. In 16-bit output a text that is no UTF-8 as a whole is of one
+/// character a byte, and refused when that makes it longer than a string can be; what stands for no
+/// character, such as half a pair of surrogates, is U+FFFD.
 ///
 /// **Errors.** Reading ends at the first fault, which `getError` tells: the place in this library's source
 /// for a fault of the syntax, a text for the others. A callback that answers 0 ends the parse without an
@@ -201,6 +202,10 @@ public:
         m_encoding = m_setEncoding = encoding;
         m_isReadWide = 0;
     }
+
+    /// Whether 16-bit text declared the encoding for itself, by any name but UTF-8: its texts are UTF-8 then,
+    /// and not in what the name says.
+    unsigned char isReadWide() const noexcept { return m_isReadWide; }
     unsigned char isStandalone() const noexcept { return hasFlag(VN_FLAG_STANDALONE); }
     void setStandalone(unsigned char standalone) noexcept { setFlag(VN_FLAG_STANDALONE, standalone); }
 

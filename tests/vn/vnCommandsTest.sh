@@ -278,6 +278,8 @@ check "no item" 1 "" xml main.xml a/b/c
 check "no document" 1 "" xml wrong.xml
 printf '<?xml version="1.0" encoding="latin1"?><a><b c="x\xe9"/></a>' > latin.xml
 check "an item of a document in Latin-1" 0 "$line<b c=\"x"$'\xe9'"\"/>$line" xml latin.xml a/b
+printf '<?xml version="1.0" encoding="latin1"?><a><b><?é d?></b></a>' | iconv -f utf-8 -t utf-16 > wide.xml
+check "an item of 16-bit text that calls itself Latin-1" 0 "$line<b>$line"$'\t'"<?é d?></b>$line" xml wide.xml a/b
 printf '<a><b c="%s&lt;"/></a>' "$(printf '%020000d' 0 | tr 0 "'")" > long.xml # each quote becomes a reference
 check "a value that may not be written" 1 "$declaration$line<a>$line"$'\t'"<b" xml long.xml
 grep -q "element 'b' at level 2: Attribute value" error || { echo "no place: $(cat error)"; failures=$((failures + 1)); }

@@ -32,7 +32,7 @@ public:
     }
     void onWrite() override
     {
-        setEncoding(encodingOf(&m_item)); // texts that are no UTF-8 are fit in the encoding they were read in
+        setEncoding(encodingOf(&m_item)); // texts are fit in the encoding they were read in
         m_item.write(this);
     }
 
@@ -41,7 +41,7 @@ private:
     {
         for (; item; item = item->getParent())
             if (const auto* document = dynamic_cast<vnXmlDom*>(item))
-                return document->getEncoding();
+                return document->isReadWide() ? vnString("none") : document->getEncoding();
         return "none";
     }
 

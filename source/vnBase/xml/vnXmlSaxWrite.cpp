@@ -9,6 +9,7 @@
 
 #include <vnBase/vnSerializeAdapter.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -137,15 +138,25 @@ public:
         return characters = vnXmlText::fromBytes(text);
     }
 
-    /// Whether readers will read it: as UTF-8, or as the bytes that they take for characters.
+    /// Whether readers will read it, as what they take it for: UTF-8, or one character a byte.
+    bool isRead(bool (&test)(std::string_view), std::string_view text) const
+    {
+        if (!isReadAsBytes() || vnUtf::plainLength(text.data(), text.size()) == text.size())
+            return test(text);
+        return test(vnXmlText::fromBytes(text));
+    }
+
+    /// And whether a string can hold it, which for bytes in 16-bit output is twice as long.
     bool isFit(bool (&test)(std::string_view), std::string_view text) const
     {
-        return test(text) || (isReadAsBytes() && test(vnXmlText::fromBytes(text)));
+        return isHeld(text.size()) && isRead(test, text);
     }
+    static bool isHeld(std::size_t size) noexcept { return size <= vnString::VN_MAX_LENGTH; }
+
     void putCharData(std::string_view text)
     {
         if (vnXmlText::isSimpleCharData(text))
-            put(text);
+            putPiece(text);
         else
             putReferences(text);
         setState(VN_STATE_CONTENTS);
@@ -179,6 +190,12 @@ private:
         return !isWide() && !isNamed(m_sax.m_encoding, "utf-8") && !isNamed(m_sax.m_encoding, "none");
     }
     void putReferences(std::string_view text);
+    void putPiece(std::string_view text)
+    {
+        if (!isHeld(text.size()))
+            fail("CharData is malformed");
+        put(text);
+    }
     void putOne(std::string_view text)
     {
         if (isWide())
@@ -255,7 +272,7 @@ void vnXmlWriter::putReferences(std::string_view text)
         setState(VN_STATE_CONTENTS);
         begin = found[i] + 1;
     }
-    put(text.substr(begin));
+    putPiece(text.substr(begin));
 }
 
 void vnXmlSax::write(vnSerializeAdapter* adapter)
@@ -363,9 +380,6 @@ void vnXmlSax::writeAttribute(const vnString& name, const vnString& value)
             writer.fail("Attribute value is malformed");
         fit = escaped;
     }
-    // What is longer than any string could not be read again.
-    if (fit.size() > vnString::VN_MAX_LENGTH)
-        writer.fail("Attribute value is malformed");
     // A double quote in the value stays although it ends the value for readers: the test above stands in
     // single quotes. That is required.
     writer.put(" ", viewOf(name), "=\"", fit, "\"");
@@ -425,7 +439,11 @@ void vnXmlSax::writePI(const vnString& target, const vnString& data)
     const std::string whole = std::string(viewOf(target)).append(" ").append(viewOf(data));
     std::string characters;
     const std::string_view text = writer.toRead(whole, characters);
-    if (!writer.isFit(vnXmlText::isPI, text))
+    // What a reader takes for the two, whichever of them a space came with.
+    const std::size_t targetEnd = text.find_first_of(" \t\r\n");
+    const std::size_t dataBegin = std::min(text.find_first_not_of(" \t\r\n", targetEnd), text.size());
+    if (!writer.isHeld(targetEnd) || !writer.isHeld(text.size() - dataBegin) ||
+        !writer.isRead(vnXmlText::isPI, text))
         writer.fail("PI is malformed");
     writer.putIndent(m_level);
     writer.put("<?", text, "?>");

@@ -7,9 +7,9 @@
 
 /// Whether a text is what a production of the reader reads, from its start to its end. The answers are those
 /// of the production over the bytes of the text as UTF-8, without a parser; `fromBytes` gives the text to ask
-/// about where they are characters. In char data and attribute values a "<" or "&" also counts where an
-/// accented letter of a text of 8 bits a character takes it along: such texts are written into documents of
-/// 8 bits a character, where it would be markup.
+/// about where they are characters. The answers differ: as UTF-8 a letter of 8 bits takes what is behind it
+/// along. In char data and attribute values a "<" or "&" that is taken so counts in either form, since a text
+/// may go where it is read in the other.
 namespace vnXmlText
 {
 /// As `vnString::isAsciiString` decides, for a text without a NUL behind it.
