@@ -191,9 +191,11 @@ public:
         return hasFlag(VN_FLAG_NOTIFYING) && (m_mask & type) == type;
     }
 
-    /// As declared by the document read last, or as they will be written. A document that declares no
-    /// encoding has the one that was set, UTF-8 at the start. Set while a document is written it says how the
-    /// texts that follow will be read.
+    /// As declared by the document read last, or as they will be written. An encoding that is set names what
+    /// is written and does not change how documents are read: one that declares none is called "UTF-8"
+    /// afterwards. Only that name, "none" and those of 16-bit text stay as set then, and any name where
+    /// documents are read as bytes (`useUtf8(0)`). Set while a document is written it says how the texts that
+    /// follow will be read.
     const vnString& getVersion() const noexcept { return m_version; }
     void setVersion(const vnString& version) { m_version = version; }
     const vnString& getEncoding() const noexcept { return m_encoding; }
@@ -443,6 +445,7 @@ private:
     }
     void skipMark();
     void writeDeclaration();
+    static bool fitsUtf8(const vnString& encoding) noexcept;
     Level& getLevel(unsigned int level)
     {
         return level < m_levels.getSize() && m_levels.data()[level] ? *m_levels.data()[level]
@@ -456,7 +459,7 @@ private:
     vnDynamicArray<Level*> m_levels{VN_LEVEL_STEP}; // names and attributes; each is made once and stays
     vnString m_version{"1.0"};
     vnString m_encoding{"UTF-8"};
-    vnString m_setEncoding{"UTF-8"}; // what m_encoding is for a document that declares none
+    vnString m_setEncoding{"UTF-8"}; // what m_encoding is where it fits a document that declares none
     unsigned int m_mask = VN_XML_DEFAULT_ITEMS;
     unsigned int m_level = 0;
     unsigned char m_flags = VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_NOTIFYING;

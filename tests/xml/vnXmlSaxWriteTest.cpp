@@ -168,6 +168,28 @@ TEST(vnXmlSaxWrite, WritesInTheEncodingOfTheDocumentReadLast)
         vnReadText(writer, document);
         EXPECT_EQ(writer.getOutput(), expected) << document;
     }
+    // Without a declaration a text is what it was read as, and so is its name.
+    struct Row
+    {
+        const char* set;
+        bool isUtf8; // read so
+        std::string document;
+        const char* encoding;
+    };
+    const Row named[] = {
+        {"iso-8859-1", true, "<?xml version='1.0'?><a/>", "UTF-8"},
+        {"iso-8859-1", true, vnUtf16(u"<a/>", true), "UTF-8"},
+        {"iso-8859-1", false, "\xEF\xBB\xBF<a/>", "UTF-8"},
+        {"iso-8859-1", false, "<a/>", "iso-8859-1"},
+        {"UCS-2", true, "<a/>", "UCS-2"},
+    };
+    for (const Row& row : named)
+    {
+        writer.setEncoding(row.set);
+        writer.useUtf8(row.isUtf8);
+        vnReadText(writer, row.document);
+        EXPECT_EQ(writer.getEncoding(), row.encoding) << row.document;
+    }
 }
 
 TEST(vnXmlSaxWrite, ReadsEachTextInOneWay)

@@ -337,9 +337,12 @@ void vnXmlSax::read(vnSerializeAdapter* adapter)
             (m_flags & (VN_FLAG_STANDALONE | VN_FLAG_BASE64 | VN_FLAG_DYN_ONLY | VN_FLAG_PLAIN_OUTPUT)) |
             VN_FLAG_NOTIFYING);
         m_idleNotifications = 0;
-        m_encoding = m_setEncoding;
         m_isReadWide = 0;
         skipMark();
+        vnParserCursor cursor(*this);
+        cursor.detect();
+        // What declares nothing is UTF-8, and as that it must be written again; unless it is read as bytes.
+        m_encoding = cursor.isByteText() || fitsUtf8(m_setEncoding) ? m_setEncoding : vnString("UTF-8");
         m_documentBegin = getTokenPos();
         m_arrayGaps = 0;
         if (XML_read_01() == VN_PARSE_OK)

@@ -49,6 +49,12 @@ bool isNamed(const vnString& encoding, std::string_view name) noexcept
     return vnXmlClass::equalIgnoringCase(viewOf(encoding), name);
 }
 
+bool isNamedWide(const vnString& encoding) noexcept
+{
+    return std::any_of(std::begin(wideEncodings), std::end(wideEncodings),
+                       [&](std::string_view name) { return isNamed(encoding, name); });
+}
+
 /// A character of a text that is UTF-8 in form, a pair of surrogates as one. What is none is the one that
 /// stands for such: what reads as none is no markup, so it must not become one.
 struct Character
@@ -301,13 +307,18 @@ void vnXmlSax::write(vnSerializeAdapter* adapter)
     setAdapter(nullptr);
 }
 
+// Whether texts that are UTF-8 can be written in it as what they are.
+bool vnXmlSax::fitsUtf8(const vnString& encoding) noexcept
+{
+    return isNamed(encoding, "utf-8") || isNamed(encoding, "none") || isNamedWide(encoding);
+}
+
 void vnXmlSax::writeDeclaration()
 {
     if (isNamed(m_encoding, "none"))
         return;
     // What was read of 16-bit text is UTF-8, whatever name that gave itself.
-    const bool isWide = m_isReadWide || std::any_of(std::begin(wideEncodings), std::end(wideEncodings),
-                                                    [this](auto name) { return isNamed(m_encoding, name); });
+    const bool isWide = m_isReadWide || isNamedWide(m_encoding);
     const vnString encoding = isWide ? vnString("utf-16") : m_encoding.toLower();
     vnSerializeAdapter& adapter = *getAdapter();
     const vnUInt64 flags = adapter.getAdapterFlags();
