@@ -270,10 +270,10 @@ public:
     static unsigned int getMaxURLDepth() noexcept;
     static void setMaxURLDepth(unsigned int depth) noexcept;
 
-    /// How many bytes the adapters of a URL from outside (`VN_ADAPTER_UNTRUSTED`) may take into memory, all
+    /// How many bytes the adapters of a URL from outside (`VN_ADAPTER_UNTRUSTED`) may hold in memory, all
     /// that stand in front of one another together: of a stream that "rand:" holds, of a stream or a part
     /// that "cache:" reads, of a member that "zip:" unpacks. 64 MiB at the start; what has more is an error.
-    /// The limits of these classes hold as well, and so the smaller one does.
+    /// The smaller of this and the limits of these classes holds. While it grows a block takes up to twice.
     static unsigned int getMaxUntrustedSize() noexcept;
     static void setMaxUntrustedSize(unsigned int size) noexcept;
 

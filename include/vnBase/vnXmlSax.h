@@ -287,7 +287,8 @@ public:
     /// is to be written, sets the error and throws `vnBasicParseException` with the value 3, which `write`
     /// catches.
 
-    /// The short declaration, for those who write without `write`.
+    /// The short declaration, for those who write without `write`: it names the encoding as `getEncoding`
+    /// does, also where `write` would declare "utf-16" and turn the texts into that.
     void writeXmlHeader();
     void writeElementStart(const vnString& name);
     void writeElementEnd();

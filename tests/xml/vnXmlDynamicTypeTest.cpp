@@ -414,6 +414,8 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
     const std::string filled = "<vnDyn type='cont'><x name='a'>" + std::string(65534, 'x');
     EXPECT_EQ(errorOf(filled + "<b/>y</x></vnDyn>"), "");
     EXPECT_EQ(errorOf(filled + "<b/>yz</x></vnDyn>"), "Too large 'CharData' is notified");
+    EXPECT_EQ(errorOf("<vnDyn type='cont'><x name='a'>" + std::string(65535, ' ') + "<!-- -->q</x></vnDyn>"),
+              "");
     unsigned char ok = 1;
     EXPECT_TRUE(vnDynamicType::fromXML("<a><vnDyn name='n'>x</vnDyn></a>", &ok) == vnDynamicType());
     EXPECT_FALSE(ok);

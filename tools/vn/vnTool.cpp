@@ -94,10 +94,10 @@ const std::vector<vnCommand>& vnCommands()
          vnRunWords},
         {"xml", "[--no-include] URL [PATH] | --events URL",
          "read an XML document and write it again, or a part of it",
-         "PATH names an item, such as a/b[2], //b[@id='7'] or a/<char_data>; it is written without a\n"
-         "declaration, and none that is there ends with exit code 1. Documents that are included are read, "
-         "and\n"
-         "the instructions written; --no-include leaves them unread. At most 1 GiB is read.\n"
+         "PATH names an item, such as a/b[2], //b[@id='7'] or a/<char_data>; it is written in the bytes of\n"
+         "its document (UTF-8 of 16-bit text) without a declaration; one that is not there ends with exit\n"
+         "code 1. Documents that are included are read, and the instructions written; --no-include leaves\n"
+         "them unread. At most 1 GiB is read.\n"
          "--events shows what the reader notifies, one line each: level, name of the callback, arguments.\n"
          "    vn xml settings.xml \"//item[@name='size']/<char_data>\"\n",
          vnRunXml},

@@ -187,7 +187,11 @@ public:
     }
     unsigned char onCharData(const vnString& text, unsigned int level) override
     {
-        return level != 1 || join(text.getString(), text.length());
+        if (level != 1)
+            return 1;
+        // White space in front is none of the text, and takes no room of it.
+        const vnString piece = m_text.isEmpty() ? text.stripWhiteSpace(1, 0) : text;
+        return join(piece.getString(), piece.length());
     }
     unsigned char onEntityReference(const vnString& name, unsigned int level,
                                     unsigned char inAttribute) override
