@@ -147,9 +147,7 @@ public:
     /// Whether readers will read it, as what they take it for: UTF-8, or one character a byte.
     bool isRead(bool (&test)(std::string_view), std::string_view text) const
     {
-        if (!isReadAsBytes() || vnUtf::plainLength(text.data(), text.size()) == text.size())
-            return test(text);
-        return test(vnXmlText::fromBytes(text));
+        return areOneCharacterEach(text) ? test(vnXmlText::fromBytes(text)) : test(text);
     }
 
     /// And whether a string can hold it, which for bytes in 16-bit output is twice as long.
@@ -194,6 +192,13 @@ private:
     bool isReadAsBytes() const noexcept
     {
         return !isWide() && !isNamed(m_sax.m_encoding, "utf-8") && !isNamed(m_sax.m_encoding, "none");
+    }
+
+    /// Whether the bytes are read one by one, and not all the same as UTF-8, which is asked first: it is
+    /// quick, and most texts are.
+    bool areOneCharacterEach(std::string_view text) const noexcept
+    {
+        return vnUtf::plainLength(text.data(), text.size()) != text.size() && isReadAsBytes();
     }
     void putReferences(std::string_view text);
     void putPiece(std::string_view text)
@@ -256,7 +261,7 @@ void vnXmlWriter::putWide(std::string_view text)
 void vnXmlWriter::putReferences(std::string_view text)
 {
     const std::size_t markupEnd =
-        isReadAsBytes() ? vnXmlText::behindMarkupOfBytes(text) : vnXmlText::behindMarkup(text);
+        areOneCharacterEach(text) ? vnXmlText::behindMarkupOfBytes(text) : vnXmlText::behindMarkup(text);
     std::array<std::size_t, std::size(escapes)> found{};
     std::size_t begin = 0;
     const auto find = [&](unsigned int i)
