@@ -2,6 +2,7 @@
 #include "vnGrammarTestTools.h"
 
 #include <vnBase/vnBaseError.h>
+#include <vnBase/vnParserFunction.h>
 #include <vnBase/vnProgress.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
@@ -165,6 +166,33 @@ TEST(vnBasicParser, RemembersWhereItsPositionBeginsAnew)
         EXPECT_EQ(parser.getLine(), 0u);
         EXPECT_EQ(parser.getColumn(), 3u);
     }
+}
+
+TEST(vnBasicParser, WalksRulesWhereItsPositionBeginsAnew)
+{
+    struct Rules : vnParserFunction<Rules>
+    {
+    };
+    const std::pair<const char*, unsigned int> rules[] = {
+        {"main ::= ('abcd' | 'ab') 'e' ;", 5},
+        {"main ::= 'abcd' | 'ab' ;", 4},
+        {"main ::= 'a' ('b' ('c' | 'cd') | 'bc') 'd' ;", 4},
+        {"main ::= ('ab' | 'abcd') 'cd' 'e'? ;", 5},
+    };
+    for (const auto& [text, length] : rules)
+        for (unsigned int begin = 0xFFFFFFFA; begin != 1; ++begin)
+            for (const bool hasWindow : {false, true})
+            {
+                vnRefPointer<vnSerializeAdapter> adapter(
+                    hasWindow ? static_cast<vnSerializeAdapter*>(new PieceAdapter("abcde", 20))
+                              : new TextAdapter("abcde"));
+                Rules parser;
+                parser.addRules(text);
+                parser.setAdapter(adapter);
+                positionOf(parser) = begin;
+                EXPECT_EQ(parser.parseRule("main"), VN_PARSE_OK) << text;
+                EXPECT_EQ(parser.getTokenPos() - begin, length) << text << " from " << begin;
+            }
 }
 
 TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)

@@ -270,7 +270,7 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, unsigned int begin,
     {
         // In front of more text the input goes back to the begin, and forward again. Over line feeds that
         // changes what is known of the ends of lines.
-        if (here == end && here >= begin && input.isInLine(begin))
+        if (here == end && !vnParserCursor::isBehind(begin, here) && input.isInLine(begin))
         {
             input.checkReturn(here - begin);
             return;
@@ -286,7 +286,7 @@ void vnGrammarData::endChoice(const vnGrammarChoice& choice, unsigned int begin,
 // begin a function gave back: grammars rely on where that ends.
 void vnGrammarData::goToEnd(unsigned int here, unsigned int end)
 {
-    if (here > end)
+    if (vnParserCursor::isBehind(here, end))
         input.giveBack(1);
     else
         input.moveTo(end);

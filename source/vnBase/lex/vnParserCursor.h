@@ -68,12 +68,15 @@ public:
         return p.m_remembered <= p.m_maxBufferSize && count <= p.m_maxBufferSize - p.m_remembered;
     }
 
-    /// Whether no line feed was consumed at or behind `position`, as far as is known. Positions begin anew at
-    /// 0 in a long stream, here and below: less than 2^31 characters are between them.
-    bool isInLine(unsigned int position) const noexcept
+    /// Whether a position is behind another one. Positions begin anew at 0 in a long stream: less than 2^31
+    /// characters are between them.
+    static bool isBehind(unsigned int position, unsigned int other) noexcept
     {
-        return static_cast<int>(position - m_parser.m_lineBegin) >= 0;
+        return static_cast<int>(position - other) > 0;
     }
+
+    /// Whether no line feed was consumed at or behind `position`, as far as is known.
+    bool isInLine(unsigned int position) const noexcept { return !isBehind(m_parser.m_lineBegin, position); }
 
     /// Consumes `count` bytes of the window, none of which is a line feed; or of which some may be.
     void takePlain(unsigned int count) noexcept
