@@ -50,8 +50,8 @@ public:
     /// A new object with the count 0. Throws for a class that does not override it.
     virtual vnReference* clone() const;
 
-    /// `object.clone()` as what `object` is. Throws when that gave an object of another class, which is
-    /// deleted: a class without a `clone()` of its own has that of its base.
+    /// `object.clone()` as a `T`. Throws when what that gave is none, and deletes it: a class without a
+    /// `clone()` of its own has that of its base.
     template <class T>
     static T* cloneOf(const T& object)
     {

@@ -195,6 +195,25 @@ TEST(vnBasicParser, WalksRulesWhereItsPositionBeginsAnew)
             }
 }
 
+TEST(vnBasicParser, DoesNotTakeAPlaceFarBackForOneAhead)
+{
+    struct Rules : vnParserFunction<Rules>
+    {
+        Rules() { addFunction("fLeap", &Rules::fLeap); }
+        vnParseResult fLeap() // as if so much had been read
+        {
+            positionOf(*this) += 0xC0000000;
+            return VN_PARSE_NO_MATCH;
+        }
+    };
+    Parsed input("abcde");
+    Rules parser;
+    parser.addRules("main ::= 'a' fLeap | 'ab' ;");
+    parser.setAdapter(input.adapter.get());
+    EXPECT_THROW(parser.parseRule("main"), vnBaseError);
+    EXPECT_EQ(readAll(*input.adapter), "bcde");
+}
+
 TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)
 {
     vnRefPointer<vnSerializeAdapter> adapter(new PieceAdapter("abcdefghij klm", 3));

@@ -162,13 +162,15 @@ public:
     /// again, and nothing else.
     void checkReturn(unsigned int count) { m_parser.checkPushBack(count); }
 
+    /// Forward only to what was given back, which is never farther away than what can be: a place 2^31 and
+    /// more characters back, which can't be gone to, must not look like one ahead.
     void moveTo(unsigned int position)
     {
-        const unsigned int back = m_parser.m_tokenPos - position;
-        if (static_cast<int>(back) > 0)
-            giveBack(back);
+        const unsigned int ahead = position - m_parser.m_tokenPos;
+        if (!isBehind(m_parser.m_tokenPos, position) && ahead <= getMaxBack())
+            takeForward(ahead);
         else
-            takeForward(0u - back);
+            giveBack(0u - ahead);
     }
 
     bool isByteText() const noexcept { return m_parser.isByteText(); }
