@@ -108,13 +108,13 @@ inline std::size_t plainLength(const char* text, std::size_t length) noexcept
     return i;
 }
 
-/// A text of `length` bytes with a NUL behind them is valid UTF-8.
+/// A text of `length` bytes is valid UTF-8; nothing behind them is looked at.
 inline bool isValid(const char* text, std::size_t length) noexcept
 {
     for (std::size_t i = plainLength(text, length); i < length;)
     {
-        const unsigned char size = sequenceSize(text + i);
-        if (size == 0)
+        const unsigned char size = leadSize(byteAt(text, i));
+        if (size == 0 || size > length - i || sequenceSize(text + i) == 0)
             return false;
         i += size;
         if (i < length && byteAt(text, i) < 0x80)

@@ -139,7 +139,7 @@ public:
     /// as one character a byte, for which UTF-8 in `characters` takes its place.
     std::string_view toRead(std::string_view text, std::string& characters) const
     {
-        if (!isWide() || vnXmlText::isUtf8(text))
+        if (!isWide() || vnUtf::isValid(text.data(), text.size()))
             return text;
         return characters = vnXmlText::fromBytes(text);
     }

@@ -218,18 +218,6 @@ bool has(std::string_view text, std::string_view part) noexcept
 }
 } // namespace
 
-bool vnXmlText::isUtf8(std::string_view text) noexcept
-{
-    for (std::size_t i = vnUtf::plainLength(text.data(), text.size()); i < text.size();)
-    {
-        const unsigned char size = vnUtf::leadSize(vnUtf::byteAt(text.data(), i));
-        if (size == 0 || size > text.size() - i || vnUtf::sequenceSize(text.data() + i) == 0)
-            return false;
-        i += size;
-    }
-    return true;
-}
-
 std::string vnXmlText::fromBytes(std::string_view text)
 {
     std::string result;

@@ -12,9 +12,6 @@
 /// may go where it is read in the other.
 namespace vnXmlText
 {
-/// As `vnString::isAsciiString` decides, for a text without a NUL behind it.
-bool isUtf8(std::string_view text) noexcept;
-
 /// A text of one character a byte, in UTF-8.
 std::string fromBytes(std::string_view text);
 
