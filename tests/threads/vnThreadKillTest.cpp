@@ -357,12 +357,14 @@ VN_KILL_TEST(LeavesTheOutputToOthers)
                 std::fflush(stdout);
             }
         });
+    std::atomic<bool> isKilled{false};
     std::thread reader(
         [&]
         {
-            // It lets the pipe run full, and reads only while the thread is being killed.
+            // It lets the pipe run full, and reads only once the thread is being killed, which may be over
+            // before this thread comes to look.
             char block[4096];
-            while (!victim.isStopping(0))
+            while (!victim.isStopping(0) && !isKilled)
                 std::this_thread::yield();
             while (read(ends[0], block, sizeof block) > 0)
                 continue;
@@ -370,6 +372,7 @@ VN_KILL_TEST(LeavesTheOutputToOthers)
     victim.run(0);
     EXPECT_TRUE(comesTrue([&] { return victim.steps >= 60; }));
     victim.kill();
+    isKilled = true;
     const int held = ftrylockfile(stdout);
     if (held == 0)
     {
