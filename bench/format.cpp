@@ -60,20 +60,20 @@ int main(int argc, char** argv)
     for (const Row& r : rows)
         ourNames.emplace_back(r.name.c_str());
 
+    // The body of a case that formats each row of the table, which returns the sum of the lengths.
+    auto each = [&](auto one)
+    {
+        return [&, one]
+        {
+            std::uint64_t sum = 0;
+            for (int l = 0; l < LOOPS; l++)
+                for (int i = 0; i < N; i++)
+                    sum += one(rows[i], i);
+            return sum;
+        };
+    };
     {
         Group& g = suite.group("four arguments (%s %d %f %x)", nsPerOp, double(N) * LOOPS).sameCheck();
-
-        auto each = [&](auto one)
-        {
-            return [&, one]
-            {
-                std::uint64_t sum = 0;
-                for (int l = 0; l < LOOPS; l++)
-                    for (int i = 0; i < N; i++)
-                        sum += one(rows[i], i);
-                return sum;
-            };
-        };
         g.add("to_chars by hand, stack buffer", limit,
               each(
                   [](const Row& r, int) -> size_t
@@ -232,17 +232,6 @@ int main(int argc, char** argv)
     }
     {
         Group& g = suite.group("no float (%s %d %x)", nsPerOp, double(N) * LOOPS).sameCheck();
-        auto each = [&](auto one)
-        {
-            return [&, one]
-            {
-                std::uint64_t sum = 0;
-                for (int l = 0; l < LOOPS; l++)
-                    for (int i = 0; i < N; i++)
-                        sum += one(rows[i], i);
-                return sum;
-            };
-        };
         g.add("to_chars by hand, stack buffer", limit,
               each(
                   [](const Row& r, int) -> size_t

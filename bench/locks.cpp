@@ -214,83 +214,55 @@ int main(int argc, char** argv)
     vnMutex vm;
     std::atomic<int> flag{0};
 
+    // Each of these adds the locks of one kind, used in the way that `use` makes of a lock and an unlock.
+    auto addPlain = [&](Group& g, auto use)
+    {
+        g.add("std::mutex", kit, use(LOCK(sm.lock()), LOCK(sm.unlock())));
+#ifdef HAVE_QT
+        g.add("QMutex", kit, use(LOCK(qm.lock()), LOCK(qm.unlock())));
+#endif
+#ifdef HAVE_POCO
+        g.add("Poco::FastMutex", kit, use(LOCK(pfm.lock()), LOCK(pfm.unlock())));
+#endif
+#ifdef HAVE_GLIB
+        g.add("GMutex", kit, use(LOCK(g_mutex_lock(&gm)), LOCK(g_mutex_unlock(&gm))));
+#endif
+        g.add("vnMutex", ours, use(LOCK(vm.waitLock()), LOCK(vm.unLock())));
+    };
+    auto addRecursive = [&](Group& g, auto use)
+    {
+        g.add("std::recursive_mutex", kit, use(LOCK(srm.lock()), LOCK(srm.unlock())));
+        g.add("pthread recursive", kit,
+              use(LOCK(pthread_mutex_lock(&prm)), LOCK(pthread_mutex_unlock(&prm))));
+#ifdef HAVE_POCO
+        g.add("Poco::Mutex", kit, use(LOCK(pm.lock()), LOCK(pm.unlock())));
+#endif
+#ifdef HAVE_QT
+        g.add("QRecursiveMutex", kit, use(LOCK(qrm.lock()), LOCK(qrm.unlock())));
+#endif
+#ifdef HAVE_GLIB
+        g.add("GRecMutex", kit, use(LOCK(g_rec_mutex_lock(&grm)), LOCK(g_rec_mutex_unlock(&grm))));
+#endif
+        g.add("vnMutex", ours, use(LOCK(vm.waitLock()), LOCK(vm.unLock())));
+    };
+
+    const int M = suite.scaled(1000000);
+    auto inOneThread = [](auto lock, auto unlock) { return alone(lock, unlock); };
+    auto onSecondLevel = [](auto lock, auto unlock) { return nested(lock, unlock); };
+    auto inTwoThreads = [M](auto lock, auto unlock) { return fight(lock, unlock, M); };
     {
         Group& g = suite.group("mutex lock + unlock, no contention", nsPerOp, N).sameCheck();
         g.add("atomic exchange + store", limit,
               alone(LOCK(while (flag.exchange(1, std::memory_order_acquire)){}),
                     LOCK(flag.store(0, std::memory_order_release))));
-        g.add("std::mutex", kit, alone(LOCK(sm.lock()), LOCK(sm.unlock())));
-#ifdef HAVE_QT
-        g.add("QMutex", kit, alone(LOCK(qm.lock()), LOCK(qm.unlock())));
-#endif
-#ifdef HAVE_POCO
-        g.add("Poco::FastMutex", kit, alone(LOCK(pfm.lock()), LOCK(pfm.unlock())));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GMutex", kit, alone(LOCK(g_mutex_lock(&gm)), LOCK(g_mutex_unlock(&gm))));
-#endif
-        g.add("vnMutex", ours, alone(LOCK(vm.waitLock()), LOCK(vm.unLock())));
+        addPlain(g, inOneThread);
     }
-    {
-        Group& g = suite.group("recursive mutex lock + unlock, no contention", nsPerOp, N).sameCheck();
-        g.add("std::recursive_mutex", kit, alone(LOCK(srm.lock()), LOCK(srm.unlock())));
-        g.add("pthread recursive", kit,
-              alone(LOCK(pthread_mutex_lock(&prm)), LOCK(pthread_mutex_unlock(&prm))));
-#ifdef HAVE_POCO
-        g.add("Poco::Mutex", kit, alone(LOCK(pm.lock()), LOCK(pm.unlock())));
-#endif
-#ifdef HAVE_QT
-        g.add("QRecursiveMutex", kit, alone(LOCK(qrm.lock()), LOCK(qrm.unlock())));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GRecMutex", kit, alone(LOCK(g_rec_mutex_lock(&grm)), LOCK(g_rec_mutex_unlock(&grm))));
-#endif
-        g.add("vnMutex", ours, alone(LOCK(vm.waitLock()), LOCK(vm.unLock())));
-    }
-    {
-        Group& g = suite.group("recursive mutex, second level lock + unlock", nsPerOp, N).sameCheck();
-        g.add("std::recursive_mutex", kit, nested(LOCK(srm.lock()), LOCK(srm.unlock())));
-#ifdef HAVE_POCO
-        g.add("Poco::Mutex", kit, nested(LOCK(pm.lock()), LOCK(pm.unlock())));
-#endif
-#ifdef HAVE_QT
-        g.add("QRecursiveMutex", kit, nested(LOCK(qrm.lock()), LOCK(qrm.unlock())));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GRecMutex", kit, nested(LOCK(g_rec_mutex_lock(&grm)), LOCK(g_rec_mutex_unlock(&grm))));
-#endif
-        g.add("vnMutex", ours, nested(LOCK(vm.waitLock()), LOCK(vm.unLock())));
-    }
-    {
-        const int M = suite.scaled(1000000);
-        Group& g = suite.group("mutex, 2 threads fight", nsPerOp, 2.0 * M);
-        g.add("std::mutex", kit, fight(LOCK(sm.lock()), LOCK(sm.unlock()), M));
-#ifdef HAVE_QT
-        g.add("QMutex", kit, fight(LOCK(qm.lock()), LOCK(qm.unlock()), M));
-#endif
-#ifdef HAVE_POCO
-        g.add("Poco::FastMutex", kit, fight(LOCK(pfm.lock()), LOCK(pfm.unlock()), M));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GMutex", kit, fight(LOCK(g_mutex_lock(&gm)), LOCK(g_mutex_unlock(&gm)), M));
-#endif
-        g.add("vnMutex", ours, fight(LOCK(vm.waitLock()), LOCK(vm.unLock()), M));
-    }
-    {
-        const int M = suite.scaled(1000000);
-        Group& g = suite.group("recursive mutex, 2 threads fight", nsPerOp, 2.0 * M);
-        g.add("std::recursive_mutex", kit, fight(LOCK(srm.lock()), LOCK(srm.unlock()), M));
-#ifdef HAVE_POCO
-        g.add("Poco::Mutex", kit, fight(LOCK(pm.lock()), LOCK(pm.unlock()), M));
-#endif
-#ifdef HAVE_QT
-        g.add("QRecursiveMutex", kit, fight(LOCK(qrm.lock()), LOCK(qrm.unlock()), M));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GRecMutex", kit, fight(LOCK(g_rec_mutex_lock(&grm)), LOCK(g_rec_mutex_unlock(&grm)), M));
-#endif
-        g.add("vnMutex", ours, fight(LOCK(vm.waitLock()), LOCK(vm.unLock()), M));
-    }
+    addRecursive(suite.group("recursive mutex lock + unlock, no contention", nsPerOp, N).sameCheck(),
+                 inOneThread);
+    addRecursive(suite.group("recursive mutex, second level lock + unlock", nsPerOp, N).sameCheck(),
+                 onSecondLevel);
+    addPlain(suite.group("mutex, 2 threads fight", nsPerOp, 2.0 * M), inTwoThreads);
+    addRecursive(suite.group("recursive mutex, 2 threads fight", nsPerOp, 2.0 * M), inTwoThreads);
 
     std::shared_mutex ss;
 #ifdef HAVE_QT
@@ -304,20 +276,21 @@ int main(int argc, char** argv)
     g_rw_lock_init(&grw);
 #endif
     vnReadWriteMutex vrw;
+    auto addReading = [&](Group& g, auto use)
     {
-        Group& g = suite.group("rwlock: read lock + unlock, 1 thread", nsPerOp, N).sameCheck();
-        g.add("std::shared_mutex", kit, alone(LOCK(ss.lock_shared()), LOCK(ss.unlock_shared())));
+        g.add("std::shared_mutex", kit, use(LOCK(ss.lock_shared()), LOCK(ss.unlock_shared())));
 #ifdef HAVE_QT
-        g.add("QReadWriteLock", kit, alone(LOCK(qrw.lockForRead()), LOCK(qrw.unlock())));
+        g.add("QReadWriteLock", kit, use(LOCK(qrw.lockForRead()), LOCK(qrw.unlock())));
 #endif
 #ifdef HAVE_POCO
-        g.add("Poco::RWLock", kit, alone(LOCK(prw.readLock()), LOCK(prw.unlock())));
+        g.add("Poco::RWLock", kit, use(LOCK(prw.readLock()), LOCK(prw.unlock())));
 #endif
 #ifdef HAVE_GLIB
-        g.add("GRWLock", kit, alone(LOCK(g_rw_lock_reader_lock(&grw)), LOCK(g_rw_lock_reader_unlock(&grw))));
+        g.add("GRWLock", kit, use(LOCK(g_rw_lock_reader_lock(&grw)), LOCK(g_rw_lock_reader_unlock(&grw))));
 #endif
-        g.add("vnReadWriteMutex", ours, alone(LOCK(vrw.waitLockRead()), LOCK(vrw.unLock())));
-    }
+        g.add("vnReadWriteMutex", ours, use(LOCK(vrw.waitLockRead()), LOCK(vrw.unLock())));
+    };
+    addReading(suite.group("rwlock: read lock + unlock, 1 thread", nsPerOp, N).sameCheck(), inOneThread);
     {
         Group& g = suite.group("rwlock: write lock + unlock, 1 thread", nsPerOp, N).sameCheck();
         g.add("std::shared_mutex", kit, alone(LOCK(ss.lock()), LOCK(ss.unlock())));
@@ -332,30 +305,15 @@ int main(int argc, char** argv)
 #endif
         g.add("vnReadWriteMutex", ours, alone(LOCK(vrw.waitLockWrite()), LOCK(vrw.unLock())));
     }
-    {
-        const int M = suite.scaled(1000000);
-        Group& g = suite.group("rwlock: read lock + unlock, 2 threads", nsPerOp, 2.0 * M);
-        g.add("std::shared_mutex", kit, fight(LOCK(ss.lock_shared()), LOCK(ss.unlock_shared()), M));
-#ifdef HAVE_QT
-        g.add("QReadWriteLock", kit, fight(LOCK(qrw.lockForRead()), LOCK(qrw.unlock()), M));
-#endif
-#ifdef HAVE_POCO
-        g.add("Poco::RWLock", kit, fight(LOCK(prw.readLock()), LOCK(prw.unlock()), M));
-#endif
-#ifdef HAVE_GLIB
-        g.add("GRWLock", kit,
-              fight(LOCK(g_rw_lock_reader_lock(&grw)), LOCK(g_rw_lock_reader_unlock(&grw)), M));
-#endif
-        g.add("vnReadWriteMutex", ours, fight(LOCK(vrw.waitLockRead()), LOCK(vrw.unLock()), M));
-    }
+    addReading(suite.group("rwlock: read lock + unlock, 2 threads", nsPerOp, 2.0 * M), inTwoThreads);
     // On two processors the time is the machine's inter-processor wake-up; on
     // one it is the context switch plus what the library adds.
     for (bool oneCpu : {false, true})
     {
-        const int M = suite.scaled(10000);
+        const int wakes = suite.scaled(10000);
         Group& g = suite.group(oneCpu ? "event: wake each other, one processor (one way)"
                                       : "event: wake each other, two processors (one way)",
-                               nsPerOp, 2.0 * M);
+                               nsPerOp, 2.0 * wakes);
         FutexEvent f[2];
         CondEvent c[2];
 #ifdef HAVE_POCO
@@ -367,7 +325,7 @@ int main(int argc, char** argv)
         OurEvent v[2];
         int fd[2] = {eventfd(0, 0), eventfd(0, 0)};
         g.add("futex by hand", limit,
-              pingpong([&](int i) { f[i].set(); }, [&](int i) { f[i].wait(); }, M, oneCpu));
+              pingpong([&](int i) { f[i].set(); }, [&](int i) { f[i].wait(); }, wakes, oneCpu));
         g.add("eventfd write/read", limit,
               pingpong(
                   [&](int i)
@@ -382,18 +340,19 @@ int main(int argc, char** argv)
                       if (read(fd[i], &count, 8) != 8)
                           abort();
                   },
-                  M, oneCpu));
+                  wakes, oneCpu));
         g.add("std::mutex + condition_variable", kit,
-              pingpong([&](int i) { c[i].set(); }, [&](int i) { c[i].wait(); }, M, oneCpu));
+              pingpong([&](int i) { c[i].set(); }, [&](int i) { c[i].wait(); }, wakes, oneCpu));
 #ifdef HAVE_POCO
         g.add("Poco::Event", kit,
-              pingpong([&](int i) { p[i].set(); }, [&](int i) { p[i].wait(); }, M, oneCpu));
+              pingpong([&](int i) { p[i].set(); }, [&](int i) { p[i].wait(); }, wakes, oneCpu));
 #endif
 #ifdef HAVE_QT
         g.add("QSemaphore", kit,
-              pingpong([&](int i) { q[i].release(); }, [&](int i) { q[i].acquire(); }, M, oneCpu));
+              pingpong([&](int i) { q[i].release(); }, [&](int i) { q[i].acquire(); }, wakes, oneCpu));
 #endif
-        g.add("vnEvent", ours, pingpong([&](int i) { v[i].set(); }, [&](int i) { v[i].wait(); }, M, oneCpu));
+        g.add("vnEvent", ours,
+              pingpong([&](int i) { v[i].set(); }, [&](int i) { v[i].wait(); }, wakes, oneCpu));
         suite.run();
         close(fd[0]);
         close(fd[1]);

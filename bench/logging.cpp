@@ -142,6 +142,22 @@ struct PocoReader
 };
 #endif
 
+#ifdef HAVE_SPDLOG
+template <class Sink>
+static bench::Body spdlogTo(const std::string& path, int n, bool flush)
+{
+    return [=]
+    {
+        spdlog::logger log("bench", std::make_shared<Sink>(path, true));
+        if (flush)
+            log.flush_on(spdlog::level::info);
+        for (int i = 0; i < n; i++)
+            log.info("message {} of the run, value {}", i, i * 7);
+        return 0;
+    };
+}
+#endif
+
 int main(int argc, char** argv)
 {
     using namespace bench;
@@ -178,36 +194,10 @@ int main(int argc, char** argv)
             },
             remove);
 #ifdef HAVE_SPDLOG
-        g.add(
-            "spdlog basic file, mt", peer,
-            [=]
-            {
-                {
-                    auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, true);
-                    spdlog::logger log("bench", sink);
-                    if (flush)
-                        log.flush_on(spdlog::level::info);
-                    for (int i = 0; i < n; i++)
-                        log.info("message {} of the run, value {}", i, i * 7);
-                }
-                return 0;
-            },
-            remove);
-        g.add(
-            "spdlog basic file, st", peer,
-            [=]
-            {
-                {
-                    auto sink = std::make_shared<spdlog::sinks::basic_file_sink_st>(path, true);
-                    spdlog::logger log("bench", sink);
-                    if (flush)
-                        log.flush_on(spdlog::level::info);
-                    for (int i = 0; i < n; i++)
-                        log.info("message {} of the run, value {}", i, i * 7);
-                }
-                return 0;
-            },
-            remove);
+        g.add("spdlog basic file, mt", peer, spdlogTo<spdlog::sinks::basic_file_sink_mt>(path, n, flush),
+              remove);
+        g.add("spdlog basic file, st", peer, spdlogTo<spdlog::sinks::basic_file_sink_st>(path, n, flush),
+              remove);
 #endif
 #ifdef HAVE_POCO
         g.add(
