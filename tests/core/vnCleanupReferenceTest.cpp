@@ -134,6 +134,28 @@ TEST(vnCleanupReference, MayBeDestroyedByTheObjectThatItLetsGo)
     EXPECT_EQ(log, "cm");
 }
 
+TEST(vnCleanupReference, KeepsForALaterPassWhatTheEndOfItsObjectPutThere)
+{
+    class Succeeded : public vnReference
+    {
+    public:
+        Succeeded(std::string& log, vnCleanupReference& entry) : m_log(log), m_entry(entry) {}
+        ~Succeeded() noexcept(false) override { m_entry = new Mourned(m_log, "s"); }
+
+    private:
+        std::string& m_log;
+        vnCleanupReference& m_entry;
+    };
+    std::string log;
+    vnCleanupReference entry(nullptr, 726);
+    entry = new Succeeded(log, entry);
+    vnCleanupReference::cleanUpReferences(726);
+    EXPECT_EQ(log, "");
+    vnCleanupReference::cleanUpReferences(726);
+    EXPECT_EQ(log, "s");
+    EXPECT_EQ(entry.get(), nullptr);
+}
+
 TEST(vnCleanupReference, GoesOnWhenAnObjectThrows)
 {
     std::string log;

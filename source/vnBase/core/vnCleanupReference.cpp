@@ -156,8 +156,8 @@ void vnCleanupReference::letGo()
     {
         failure = std::current_exception();
     }
-    // The object may have owned this very entry.
-    if (isEntered(this, number, number))
+    // The object may have owned this very entry, or have left another one here, which stays for a later pass.
+    if (isEntered(this, number, number) && !get())
     {
         removeEntry(this);
         m_entered = false;
