@@ -10,7 +10,13 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
+
+// Wide text is char16_t here: "%s" and "%S" would read a wchar_t text as something else.
+static_assert(!std::is_constructible_v<vnArgument, const wchar_t*>);
+static_assert(!std::is_constructible_v<vnArgument, wchar_t*>);
+static_assert(std::is_constructible_v<vnArgument, const char16_t*>);
 
 namespace
 {
