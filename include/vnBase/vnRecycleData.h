@@ -20,9 +20,10 @@
 ///     };
 ///
 /// The hooks run at the first access, not at construction: `onNewItem` for a value that was just made, then
-/// `onInitItem` for each one. A new value that was never accessed is not pooled. All classes that borrow one
-/// `T` share one pool, which lives until the statics are destroyed or the cleanup references are let go;
-/// borrowing works later as well, without a pool.
+/// `onInitItem` for each one. A hook that throws runs again at the next access. A new value that was never
+/// accessed, or whose `onNewItem` threw, is not pooled. All classes that borrow one `T` share one pool, which
+/// lives until the statics are destroyed or the cleanup references are let go; borrowing works later as well,
+/// without a pool.
 ///
 /// Thread-safety: a borrower belongs to one thread at a time; any threads may borrow.
 template <class T>
@@ -197,13 +198,24 @@ private:
         }
     }
 
+    // Cleared first, since a hook may access the value through here. What a hook did not finish, because it
+    // threw, is still to be done.
     void prepare() const
     {
-        const unsigned char flags = m_flags;
+        struct Pending
+        {
+            ~Pending() { flags = left; }
+            unsigned char& flags;
+            unsigned char left;
+        };
+
+        Pending pending{m_flags, m_flags};
         m_flags = 0;
-        if (flags & VN_NEW)
+        if (pending.left & VN_NEW)
             onNewItem(m_item->getData());
+        pending.left = VN_PENDING;
         onInitItem(m_item->getData());
+        pending.left = 0;
     }
 
     vnRefPointer<vnRefData<T>> m_item;

@@ -55,6 +55,46 @@ TEST(vnRecycleData, PreparesAtTheFirstAccess)
     EXPECT_EQ(log, "init ");
 }
 
+TEST(vnRecycleData, PreparesAnewAfterAHookThrew)
+{
+    class Failing : public vnRecycleData_vnBase<Scratch<8>>
+    {
+    public:
+        explicit Failing(std::string& log) : m_log(log) {}
+        void onNewItem(Scratch<8>&) const override { run("new "); }
+        void onInitItem(Scratch<8>&) const override { run("init "); }
+        std::string fails;
+
+    private:
+        void run(const char* hook) const
+        {
+            m_log += hook;
+            if (fails == hook)
+                throw 1;
+        }
+        std::string& m_log;
+    };
+    std::string log;
+    Failing::emptyPool();
+    {
+        Failing unprepared(log);
+        unprepared.fails = "new ";
+        EXPECT_THROW(unprepared.getData(), int);
+        EXPECT_THROW(unprepared.getData(), int);
+    }
+    EXPECT_EQ(log, "new new ");
+    log.clear();
+    {
+        Failing fresh(log); // the one before is not pooled
+        fresh.fails = "init ";
+        EXPECT_THROW(fresh.getData(), int);
+    }
+    Failing pooled(log);
+    pooled.getData();
+    pooled.getData();
+    EXPECT_EQ(log, "new init init ");
+}
+
 TEST(vnRecycleData, GivesTheOneReturnedLastFirst)
 {
     std::string log;
