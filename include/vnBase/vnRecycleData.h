@@ -152,9 +152,17 @@ private:
         }
         catch (...)
         {
-            shared.isOpened = false;
+            reopen(shared);
             throw;
         }
+    }
+
+    // The object that found no place among the cleanup references has ended the pool.
+    static void reopen(Pool& shared)
+    {
+        vnBodyGuard guard(shared.lock);
+        shared.isEnabled = 1;
+        shared.isOpened = false;
     }
 
     // Null when nothing waits there.

@@ -10,9 +10,11 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -153,6 +155,53 @@ TEST(vnRecycleData, KeepsNoMoreThanTheLimit)
     EXPECT_EQ(log, "init new init ");
 }
 
+TEST(vnRecycleData, OpensItsPoolWhenThereIsMemoryAgain)
+{
+    // Has memory for so many allocations.
+    class Short : public vnMemoryManagerInterface
+    {
+    public:
+        Short() { vnMemoryControl::setMemoryManager(this); }
+        ~Short() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
+        void* allocate(unsigned int size) override
+        {
+            if (left == 0)
+                return nullptr;
+            --left;
+            return std::malloc(size);
+        }
+        void* reallocate(void*, unsigned int) override { return nullptr; }
+        void deallocate(void* block) override { std::free(block); }
+        unsigned int left = 1000000;
+    };
+    const auto textAfterFailure = []
+    {
+        std::string log;
+        try
+        {
+            Short manager;
+            // The list of the cleanup references may have places left at first; these take them all.
+            std::vector<std::unique_ptr<vnCleanupReference>> entries;
+            for (int i = 0; i < 1000; ++i)
+                entries.push_back(std::make_unique<vnCleanupReference>(new vnReference, 891));
+            manager.left = 1; // for the object that goes there, and none for its place
+            Borrower<9> refused(log);
+            return std::string("not refused");
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        {
+            Borrower<9> first(log);
+            first->text = "kept";
+        }
+        Borrower<9> second(log);
+        return second->text;
+    };
+    // In a process of its own, where nobody has opened the pool yet.
+    EXPECT_EXIT(std::_Exit(textAfterFailure() == "kept" ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
 TEST(vnRecycleData, WorksOnWithoutItsPool)
 {
     const auto logAfterCleaning = []
@@ -232,6 +281,7 @@ private:
 
 TEST(vnRecycleData, MakesAndDropsItemsOutsideOfItsLock)
 {
+    RegisteredBorrower::emptyPool(); // of what an earlier run left there
     auto untouched = std::make_unique<RegisteredBorrower>();
     const std::function<void()> works[] = {[] { RegisteredBorrower theirs; }, [&] { untouched = nullptr; },
                                            [] { RegisteredBorrower::emptyPool(); }};
