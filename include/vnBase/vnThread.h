@@ -107,6 +107,7 @@ public:
     /// Deletes the object when the thread ends.
     void setAutoDelete(unsigned char enable);
 
+    /// A thread in `chain()` keeps its own.
     void setThreadPriority(vnThreadPriority priority);
     vnThreadPriority getThreadPriority() const;
 

@@ -226,6 +226,37 @@ TEST(vnThread, TakesNoNegativeTickLimit)
     EXPECT_EQ(worker.tickAlive(), 1);
 }
 
+TEST(vnThread, IsNotTakenForDeadBeforeItsFirstTick)
+{
+    for (const bool isChained : {false, true})
+        for (unsigned int i = 0; i < 300; ++i)
+        {
+            Worker worker(
+                [](Worker& self)
+                {
+                    while (!self.isStopping(1))
+                        std::this_thread::yield();
+                });
+            // Half the life of the clock: only a thread that has never ticked is past it.
+            worker.setTickLimit(vnTime::systemSeconds() / 2);
+            std::atomic<unsigned char> isAlive{0};
+            std::thread watchdog(
+                [&]
+                {
+                    while (!worker.isRunning(0))
+                        continue;
+                    isAlive = worker.tickAlive();
+                    worker.stop(1);
+                });
+            if (isChained)
+                worker.chain();
+            else
+                worker.run(0);
+            watchdog.join();
+            ASSERT_EQ(isAlive, 1) << (isChained ? "chained" : "run") << " number " << i;
+        }
+}
+
 TEST(vnThread, GivesALivingThreadOneNumber)
 {
     const unsigned int own = vnThread::getThreadEnum(0);
@@ -308,6 +339,11 @@ TEST(vnThread, LowersItsPriorityAndStoresThoseThatDoNotExist)
     const unsigned int id = low.getThreadInfo().threadID;
     EXPECT_TRUE(
         comesTrue([&] { return getpriority(PRIO_PROCESS, id) == std::min(base + 5, 19); })); // from the start
+    // It is this thread's priority that all others count from.
+    Worker chained([&](Worker&) { EXPECT_EQ(getpriority(PRIO_PROCESS, 0), base); });
+    chained.setThreadPriority(VN_THREAD_PRIORITY_LOWEST);
+    EXPECT_EQ(chained.chain(), 1);
+    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), base);
 }
 
 TEST(vnThread, ReportsThatNoThreadCouldBeStarted)

@@ -376,7 +376,12 @@ void vnThread::onProgramExecution()
     }
     vnThreadControl::markCallerLive();
     watch();
-    applyPriority(id);
+    {
+        vnBodyGuard guard(m_lock);
+        // A thread that chains the object is not its own: it keeps the priority that it has.
+        if (m_control && m_control->isCaller())
+            applyPriority(id);
+    }
     const Body body(id);
     process();
 }
@@ -407,6 +412,7 @@ unsigned char vnThread::chain()
         const StartGuard guard(*this);
         if (has(VN_RUNNING) || isKilledInside())
             return 0;
+        m_lastTick.store(vnTime::systemSeconds(), std::memory_order_relaxed); // as in run()
         change(VN_RUNNING | VN_INSIDE, VN_STOPPING | VN_KILLED | VN_RUN_AGAIN);
         ended = std::exchange(m_control, nullptr);
         m_threadID.store(vnCurrentThreadID(), std::memory_order_release);
