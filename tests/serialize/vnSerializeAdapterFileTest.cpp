@@ -162,6 +162,24 @@ TEST(vnSerializeAdapterFile, CollectsABlockBeforeItWrites)
     EXPECT_FALSE(adapter.hasError());
 }
 
+TEST(vnSerializeAdapterFile, LosesNothingToAWriteOfNoBytes)
+{
+    const vnTempFolder folder;
+    const vnString name = folder.path("a");
+    vnSerializeAdapterFile out = writer(name);
+    for (const char* text : {"a", "", "b", "", "cd", ""})
+        put(out, text);
+    EXPECT_EQ(out.length(), 4u);
+    out.flush();
+    EXPECT_EQ(vnTempFolder::content(name), "abcd");
+    Recorder recorder; // of the misuse
+    vnSerializeAdapterFile in = reader(name);
+    EXPECT_EQ(in.read(), 'a');
+    EXPECT_EQ(in.read(), 'b');
+    put(in, "");
+    EXPECT_EQ(takeByteByByte(in), "cd");
+}
+
 TEST(vnSerializeAdapterFile, WritesWhatIsBufferedWhenItEnds)
 {
     const vnTempFolder folder;

@@ -188,8 +188,9 @@ void vnSerializeAdapterFile::write_imp(unsigned char* data, unsigned int count)
         warnOfMisuse(VN_WRITE_ON_INPUT);
     else if (!makeRoom(count))
         return;
+    vnQueue<unsigned char>& queue = settled(); // also for no bytes: a window that is not settled starts anew
     if (count > 0)
-        settled().push(data, count);
+        queue.push(data, count);
     openWindow();
 }
 
