@@ -355,6 +355,7 @@ VN_KILL_TEST(LeavesTheOutputToOthers)
                 ++self.steps;
                 std::fputs(line.c_str(), stdout);
                 std::fflush(stdout);
+                vnThread::vnMicroDelayFunction(50); // others come to the lock as well
             }
         });
     std::atomic<bool> isKilled{false};
@@ -383,7 +384,11 @@ VN_KILL_TEST(LeavesTheOutputToOthers)
     close(saved);
     reader.join();
     close(ends[0]);
-    ASSERT_EQ(held, 0);
+    if (held != 0)
+    {
+        std::fputs("The victim has taken the lock of the output with it.\n", stderr);
+        std::_Exit(1); // to report it as usual would wait for that lock
+    }
     EXPECT_EQ(victim.isRunning(0), 0);
     EXPECT_TRUE(comesTrue([&] { return !isAlive(victim.id); }));
 }

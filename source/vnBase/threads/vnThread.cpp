@@ -500,7 +500,13 @@ bool vnThread::tryToKill(vnThreadControl* victim, double elapsed)
     const vnTryGuard guard(m_lock, 0);
     const Quiet quiet;
     if (guard.isHeld() && quiet.isHeld())
+    {
+        if (victim->tryToEnd(forceAfter(elapsed)))
+            return true;
+        // It may be on its way to one of these locks, and sleep there.
+        victim->waitForEnd(pollMilliseconds);
         return victim->tryToEnd(forceAfter(elapsed));
+    }
     return elapsed >= politeSeconds && victim->tryToEnd(forceAfter(elapsed - unquietSeconds));
 }
 
