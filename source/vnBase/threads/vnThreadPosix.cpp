@@ -80,7 +80,13 @@ struct vnThreadControl::Access
             !control->m_request.compare_exchange_strong(request, considered, std::memory_order_acq_rel))
             return;
         if (vnMayBeEndedHere(static_cast<vnKillForce>(request), context))
+        {
+            // Not in endHere: at a call that does not return AddressSanitizer may take the frames below this
+            // handler for left, and use their places again.
+            vnPassWakeUpOn(vnThisThread);
+            vnEndRunsHere();
             endHere(control);
+        }
         control->m_request.store(noRequest, std::memory_order_release);
         vnLockWake(&control->m_request, VN_LOCK_ALL);
     }
@@ -95,8 +101,6 @@ struct vnThreadControl::Access
 
     [[noreturn]] static void endHere(vnThreadControl* control)
     {
-        vnPassWakeUpOn(vnThisThread);
-        vnEndRunsHere();
         forgetSpecifics();
         control->m_state.fetch_or(VN_ENDED | VN_REMAINS, std::memory_order_acq_rel);
         control->m_request.store(accepted, std::memory_order_release);
