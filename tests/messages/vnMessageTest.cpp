@@ -415,8 +415,10 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheEnvironmentWithoutATerminal)
 TEST_F(vnMessageProcess, TakesTheAnswerOfTheSettingsWithoutATerminal)
 {
     const vnTempFolder folder;
-    GTEST_FLAG_SET(death_test_style, "fast"); // only this process removes the folder
+    // Only this process removes the folder. The child begins where the tests before have brought this one.
+    GTEST_FLAG_SET(death_test_style, "fast");
     EXPECT_PROCESS(setsid(); unsetenv("VANTOR_ASSERT"); setenv("XDG_CONFIG_HOME", folder.path("user"), 1);
+                   vnMessage::addMessageReceiver(vnMessage::getDefaultMessageReceiver());
                    vnKeyDatabase::setUserKey("VANTOR_ASSERT", "abort");
                    vnMessage::message("a", 0x6000, "x"), 99, "Assert::x");
 }

@@ -145,8 +145,9 @@ TEST(vnPerformance, LaysTheReportOutWithTheSharesOfEachSection)
         });
     const Lines all = dumped(VN_PERFORMANCE_ALL);
     Lines masked = all;
+    const std::regex number("0x[0-9a-f]+|[0-9]+([.][0-9]+)?");
     for (std::string& line : masked)
-        line = std::regex_replace(line, std::regex("0x[0-9a-f]+|[0-9]+([.][0-9]+)?"), "#");
+        line = std::regex_replace(line, number, "#");
     const auto running = std::find(masked.begin(), masked.end(), "- Running threads");
     const auto stopped = std::find(masked.begin(), masked.end(), "- Stopped threads");
     const auto thread = std::find(masked.begin(), masked.end(), "  - Thread ID: #  Name: in full");
