@@ -16,6 +16,7 @@
 #include <memory>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace
@@ -63,6 +64,28 @@ std::string printed(const char* sender, vnMessageLevel level, const char* text)
             std::exit(0);                                                                                    \
         },                                                                                                   \
         testing::ExitedWithCode(code), pattern)
+
+// Ends the process as its user answers an assertion: with 99, 3 or 0.
+void answerOnATerminal(const std::string& typed)
+{
+    alarm(60);                           // a dialogue that goes on waiting fails
+    setenv("VANTOR_ASSERT", "abort", 1); // is not asked for
+    setsid();
+    const int user = posix_openpt(O_RDWR | O_NOCTTY);
+    grantpt(user);
+    unlockpt(user);
+    open(ptsname(user), O_RDWR); // the first of its session: the terminal of the process
+    if (write(user, typed.data(), typed.size()) < 0)
+        std::exit(1);
+    try
+    {
+        vnMessage::message("a", 0x6000, "broken");
+    }
+    catch (const vnFatalError&)
+    {
+        std::exit(3);
+    }
+}
 
 class vnMessageProcess : public testing::Test
 {
@@ -421,6 +444,20 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheSettingsWithoutATerminal)
                    vnMessage::addMessageReceiver(vnMessage::getDefaultMessageReceiver());
                    vnKeyDatabase::setUserKey("VANTOR_ASSERT", "abort");
                    vnMessage::message("a", 0x6000, "x"), 99, "Assert::x");
+}
+
+TEST_F(vnMessageProcess, AsksOnItsTerminalUntilItHasAnAnswer)
+{
+    const std::pair<std::string, int> rows[] = {
+        {"abort\n", 99},                      // the initial counts
+        {"i\n", 0},                           //
+        {"no\n\nretry\n", 3},                 // asked again
+        {std::string(63, 'x') + "a\nr\n", 3}, // one line, however long it is
+        {"r\x04\x04", 3},                     // the end of the input behind an answer
+        {"\x04", 0},                          // and without one
+    };
+    for (const auto& [typed, code] : rows)
+        EXPECT_PROCESS(answerOnATerminal(typed), code, "Assert::broken") << typed;
 }
 
 TEST_F(vnMessageProcess, StillDeliversWhileTheProgramEnds)

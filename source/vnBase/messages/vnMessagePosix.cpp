@@ -49,17 +49,25 @@ File openTerminal()
 }
 
 // Goes on after a signal that the program treats.
-bool readLine(char* line, int size, FILE* from)
+int readCharacter(FILE* from)
 {
     for (;;)
     {
         errno = 0;
-        if (std::fgets(line, size, from))
-            return true;
-        if (!std::ferror(from) || errno != EINTR)
-            return false;
+        const int character = std::getc(from);
+        if (character != EOF || !std::ferror(from) || errno != EINTR)
+            return character;
         std::clearerr(from);
     }
+}
+
+// The first character of a line, which is read to its end: what is left of it would be taken for an answer.
+int readInitial(FILE* from)
+{
+    const int initial = readCharacter(from);
+    for (int character = initial; character != '\n' && character != EOF;)
+        character = readCharacter(from);
+    return initial;
 }
 } // namespace
 
@@ -74,16 +82,16 @@ vnAssertAnswer vnPlatformAssertDialogue(const vnString& title, const vnString& b
     if (!terminal)
         return answerOfUser();
 
-    char line[64];
+    int initial;
     do
     {
         std::fprintf(terminal.get(), "\n%s\n%s\n\n(a)bort, (r)etry, (i)gnore? ", title.getString(),
                      body.getString());
         std::fflush(terminal.get());
-        if (!readLine(line, sizeof line, terminal.get()))
-            return VN_ASSERT_IGNORE;
+        initial = readInitial(terminal.get());
         for (const AnswerName& entry : answers)
-            if (line[0] == entry.name[0])
+            if (initial == entry.name[0])
                 return entry.answer;
-    } while (true);
+    } while (initial != EOF);
+    return VN_ASSERT_IGNORE;
 }
