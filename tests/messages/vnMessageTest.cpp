@@ -17,6 +17,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace
@@ -66,7 +67,7 @@ std::string printed(const char* sender, vnMessageLevel level, const char* text)
         testing::ExitedWithCode(code), pattern)
 
 // Ends the process as its user answers an assertion: with 99, 3 or 0.
-void answerOnATerminal(const std::string& typed)
+void answerOnATerminal(const std::string& typed, tcflag_t localModes)
 {
     alarm(60);                           // a dialogue that goes on waiting fails
     setenv("VANTOR_ASSERT", "abort", 1); // is not asked for
@@ -75,6 +76,10 @@ void answerOnATerminal(const std::string& typed)
     grantpt(user);
     unlockpt(user);
     open(ptsname(user), O_RDWR); // the first of its session: the terminal of the process
+    termios modes;
+    tcgetattr(user, &modes);
+    modes.c_lflag = localModes;
+    tcsetattr(user, TCSANOW, &modes);
     if (write(user, typed.data(), typed.size()) < 0)
         std::exit(1);
     try
@@ -448,16 +453,23 @@ TEST_F(vnMessageProcess, TakesTheAnswerOfTheSettingsWithoutATerminal)
 
 TEST_F(vnMessageProcess, AsksOnItsTerminalUntilItHasAnAnswer)
 {
-    const std::pair<std::string, int> rows[] = {
-        {"abort\n", 99},                      // the initial counts
-        {"i\n", 0},                           //
-        {"no\n\nretry\n", 3},                 // asked again
-        {std::string(63, 'x') + "a\nr\n", 3}, // one line, however long it is
-        {"r\x04\x04", 3},                     // the end of the input behind an answer
-        {"\x04", 0},                          // and without one
+    struct Row
+    {
+        std::string typed;
+        tcflag_t localModes;
+        int code;
     };
-    for (const auto& [typed, code] : rows)
-        EXPECT_PROCESS(answerOnATerminal(typed), code, "Assert::broken") << typed;
+    const Row rows[] = {
+        {"abort\n", ICANON, 99},                      // the initial counts
+        {"i\n", ICANON, 0},                           //
+        {"no\n\nretry\n", ICANON, 3},                 // asked again
+        {"no\n\nretry\n", 0, 3},                      // from a terminal that gives out keys
+        {std::string(63, 'x') + "a\nr\n", ICANON, 3}, // one line, however long it is
+        {"r\x04\x04", ICANON, 3},                     // the end of the input behind an answer
+        {"\x04", ICANON, 0},                          // and without one
+    };
+    for (const Row& row : rows)
+        EXPECT_PROCESS(answerOnATerminal(row.typed, row.localModes), row.code, "Assert::broken") << row.typed;
 }
 
 TEST_F(vnMessageProcess, StillDeliversWhileTheProgramEnds)

@@ -43,8 +43,10 @@ vnAssertAnswer answerOfUser()
 File openTerminal()
 {
     File terminal(std::fopen("/dev/tty", "r+e"));
-    if (terminal && tcgetpgrp(fileno(terminal.get())) != getpgrp())
-        terminal.reset();
+    if (!terminal || tcgetpgrp(fileno(terminal.get())) != getpgrp())
+        return nullptr;
+    // Nothing is read ahead, as a terminal that gives out keys would: such a stream can't be written to.
+    std::setvbuf(terminal.get(), nullptr, _IONBF, 0);
     return terminal;
 }
 
