@@ -72,6 +72,7 @@ TEST(vnTime, TakesItsDateApart)
         {-1.0, "1969-12-31 23:59:59"},
         {-1e-20, "1969-12-31 00:00:00"}, // the second rounds up, the day does not
         {253402300799.0, "9999-12-31 23:59:59"},
+        {vnTime(4294967295u, 12, 31, 0.0).seconds(), "4294967295-12-31 00:00:00"},
     };
     for (const auto& row : cases)
         EXPECT_STREQ(vnTime(row.seconds).asString("%04d-%02d-%02d %02d:%02d:%02d").getString(), row.text);

@@ -26,7 +26,7 @@ bool isLeapYear(vnInt64 year)
 constexpr unsigned char monthDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 
 // Days from year 0 (that of the Gregorian rules carried back) to the first of January of `year`.
-vnInt64 daysBeforeYear(vnInt64 year)
+constexpr vnInt64 daysBeforeYear(vnInt64 year)
 {
     const vnInt64 last = year - 1;
     return year * 365 + last / 4 - last / 100 + last / 400 + 1;
@@ -44,9 +44,10 @@ struct Date
 
 Date dateOf(double seconds)
 {
-    // Years 1 to about four billion; what lies outside reads as the nearest end, and no number as 1970.
-    const double lowest = -719162.0;
-    const double highest = 1.5e12;
+    // Years 1 to the last that has a number; what lies outside reads as the nearest end, and no number as
+    // 1970.
+    const double lowest = daysBeforeYear(1) - daysBefore1970;
+    const double highest = daysBeforeYear(vnInt64(1) << 32) - 1 - daysBefore1970;
     const double floored = std::floor(seconds / secondsPerDay);
     const double limited = std::isnan(floored) ? 0.0 : std::min(std::max(floored, lowest), highest);
     const vnInt64 days = static_cast<vnInt64>(limited) + daysBefore1970;
