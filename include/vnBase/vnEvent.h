@@ -55,8 +55,9 @@ public:
     unsigned char waitAndLock(unsigned int milliseconds, unsigned char locked);
 
     /// Waits for any of `events` (include vnRefList.h): the first that fired, or null after `milliseconds`.
-    /// Null elements are passed over.
-    /// It costs a thread for each event; an event fired before its thread sleeps is missed.
+    /// Null elements are passed over; with no time-out and nothing to wait for, the answer is null at once.
+    /// The caller's holds of the events are given up while it waits, as above. It costs a thread for each
+    /// event; an event fired before its thread sleeps is missed.
     static vnEvent* wait(const vnRefList<vnEvent>& events, unsigned int milliseconds);
 
 private:

@@ -215,6 +215,37 @@ TEST(vnEvent, WaitsForTheFirstOfSeveral)
     done = true;
     other.join();
     EXPECT_EQ(vnEvent::wait(vnRefList<vnEvent>(), 5), nullptr);
+    EXPECT_EQ(vnEvent::wait(vnRefList<vnEvent>(), 0xFFFFFFFFu), nullptr); // nothing that could come
+}
+
+TEST(vnEvent, GivesTheCallersHoldsBackWhileItWaitsForSeveral)
+{
+    vnRefPointer<vnEvent> event(new vnEvent);
+    vnRefPointer<vnEvent> silent(new vnEvent);
+    vnRefList<vnEvent> events;
+    for (vnEvent* each : {silent.get(), event.get(), event.get()}) // its second sleeper needs the lock, too
+        events.append(each);
+    event->waitLock();
+    event->waitLock();
+    EXPECT_EQ(vnEvent::wait(events, 10), nullptr);
+    EXPECT_EQ(event->getSpinLockCount(), 2u);
+    std::atomic<bool> done{false};
+    std::thread other(
+        [&]
+        {
+            while (!done)
+            {
+                vnBodyGuard guard(*event);
+                event->fire();
+            }
+        });
+    EXPECT_EQ(vnEvent::wait(events, 20000), event.get());
+    EXPECT_EQ(event->getSpinLockCount(), 2u);
+    done = true;
+    event->unLock();
+    event->unLock();
+    other.join();
+    EXPECT_EQ(silent->isLocked(), 0);
 }
 
 TEST(vnEvent, WakesOtherSleepersWhenAWaitForSeveralEnds)

@@ -5,6 +5,9 @@
 
 #include <vnBase/vnRefList.h>
 
+#include <utility>
+#include <vector>
+
 namespace
 {
 vnEvent* firstFired(vnRefList<vnEventWaiter>& waiters)
@@ -46,17 +49,36 @@ void vnEventWaiter::process()
 
 vnEvent* vnEvent::wait(const vnRefList<vnEvent>& events, unsigned int milliseconds)
 {
+    // The sleepers, and whoever is to fire, need the locks: the caller's holds are given back until the
+    // sleepers are gone.
+    struct Holds
+    {
+        ~Holds()
+        {
+            for (const auto& [event, count] : list)
+                event->retake(count, false);
+        }
+        std::vector<std::pair<vnEvent*, unsigned int>> list;
+    } holds;
     const vnInt64 deadline = vnLockDeadline(milliseconds);
     std::atomic<unsigned int> woken{0};
     vnRefList<vnEventWaiter> waiters;
+    bool isAnyAsleep = false;
     for (vnEvent* event : events)
     {
         if (!event)
             continue;
         vnRefPointer<vnEventWaiter> waiter(new vnEventWaiter(event, milliseconds, woken));
         waiters.append(waiter);
-        waiter->run(0);
+        if (event->getOwnerThreadID() == vnCurrentThreadID())
+        {
+            holds.list.emplace_back(event, 0u);
+            holds.list.back().second = event->releaseAll();
+        }
+        isAnyAsleep = waiter->run(0) || isAnyAsleep;
     }
+    if (!isAnyAsleep && deadline == VN_LOCK_FOREVER)
+        return nullptr;
     for (;;)
     {
         const unsigned int seen = woken.load(std::memory_order_acquire);
