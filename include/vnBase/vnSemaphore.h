@@ -18,7 +18,8 @@
 class VN_BASE_API vnSemaphore
 {
 public:
-    /// `maxLockCount` 0 means no maximum.
+    /// `maxLockCount` 0 means no maximum but that of the count itself, 2^31 - 1; a larger `lockCount` is cut
+    /// to that.
     explicit vnSemaphore(unsigned int ownerValue = 0, unsigned int lockCount = 0,
                          unsigned int maxLockCount = 0);
 

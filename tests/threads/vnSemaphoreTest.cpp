@@ -38,6 +38,16 @@ TEST(vnSemaphore, CopiesTheStateOfTheLock)
     EXPECT_EQ(semaphore.getSpinLockCount(), 1u);
 }
 
+TEST(vnSemaphore, IsNotFreeWithMoreHoldsThanItCanCount)
+{
+    for (const unsigned int count : {0x80000000u, 0xFFFFFFFFu})
+    {
+        const vnSemaphore semaphore(5, count);
+        EXPECT_EQ(semaphore.getSpinLockCount(), 0x7FFFFFFFu);
+        EXPECT_EQ(semaphore.tryLock(6, 0), 0);
+    }
+}
+
 TEST(vnSemaphore, TriesOnceBelowTenMillisecondsAndWaitsTheWholeTimeAbove)
 {
     vnSemaphore semaphore;

@@ -3,6 +3,8 @@
 
 #include "vnLockPlatform.h"
 
+#include <algorithm>
+
 namespace
 {
 constexpr unsigned int waitMilliseconds = 100;
@@ -10,7 +12,7 @@ constexpr unsigned int tryMilliseconds = 10;
 } // namespace
 
 vnSemaphore::vnSemaphore(unsigned int ownerValue, unsigned int lockCount, unsigned int maxLockCount)
-    : m_state(pack(ownerValue, lockCount & VN_SEMAPHORE_COUNT)), m_maxLockCount(maxLockCount)
+    : m_state(pack(ownerValue, std::min(lockCount, VN_SEMAPHORE_COUNT))), m_maxLockCount(maxLockCount)
 {
 }
 
