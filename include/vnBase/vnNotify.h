@@ -72,7 +72,7 @@ public:
     void removeSubscriber(Slave* slave)
     {
         if (slave)
-            m_channel->removeSubscriber(slave);
+            m_channel->removeSubscriber(static_cast<Master*>(this), slave);
     }
 
     /// Queues data, behind all data of the same or a higher priority. It is dropped when it is not delivered

@@ -208,7 +208,8 @@ public:
         m_entries.setSize(m_entries.getSize() - 1);
     }
 
-    /// How many subscriptions to `channel` there are, with those that are not in effect yet.
+    /// How many subscriptions to `channel` there are, with those that are not in effect yet, and removals
+    /// that are still to be applied.
     unsigned int getCount(Channel* channel)
     {
         vnBodyGuard guard(m_lock);
@@ -304,42 +305,10 @@ public:
 
     void addSubscriber(Master* master, Slave* slave, vnUInt64 filter)
     {
-        Subscription subscription = createSubscription(slave, filter);
-        Membership* member = subscription.member;
-        // Not under the lock below: a status call, which holds the slave's lock, may subscribe elsewhere.
-        if (!member->enter(this, slave))
-            return;
-        try
-        {
-            vnBodyGuard guard(m_subscriberLock);
-            if (m_closed)
-            {
-                member->forget(this);
-                return;
-            }
-            if (!m_master)
-                m_master = master;
-            subscription.sequence = m_sequence;
-            append(m_adds.list, subscription);
-            ++m_sequence;
-            m_pending.store(true, std::memory_order_release);
-        }
-        catch (...)
-        {
-            member->forget(this);
-            throw;
-        }
+        queue(m_adds, master, slave, filter);
     }
 
-    void removeSubscriber(Slave* slave)
-    {
-        Subscription subscription = createSubscription(slave, 0);
-        vnBodyGuard guard(m_subscriberLock);
-        subscription.sequence = m_sequence;
-        append(m_removes.list, subscription);
-        ++m_sequence;
-        m_pending.store(true, std::memory_order_release);
-    }
+    void removeSubscriber(Master* master, Slave* slave) { queue(m_removes, master, slave, 0); }
 
     /// Leaves `data` empty: what counts its holders without a lock is the pass's alone from then on.
     void post(Data&& data, vnUInt64 source, double lifetime, double earliest, unsigned int priority)
@@ -390,6 +359,7 @@ public:
         {
             // A status call threw: the slave dies all the same, and nothing may point to it.
             abandon(member);
+            member->forget(this, true);
             throw;
         }
         member->forget(this, true);
@@ -519,6 +489,15 @@ private:
         vnPendChain<Data> m_waiting;
     };
 
+    /// Takes one subscription, or removal, from what its slave counts, also when a status call throws.
+    struct Forgetting
+    {
+        ~Forgetting() noexcept(false) { member->forget(channel); }
+
+        vnNotifyChannel* channel;
+        Membership* member;
+    };
+
     static Subscription createSubscription(Slave* slave, vnUInt64 filter)
     {
         Subscription subscription;
@@ -527,6 +506,36 @@ private:
         subscription.slave = slave;
         subscription.filter = filter;
         return subscription;
+    }
+
+    // Either way the slave belongs to the master from here on: until what it asked for was applied.
+    void queue(Pending& pending, Master* master, Slave* slave, vnUInt64 filter)
+    {
+        Subscription subscription = createSubscription(slave, filter);
+        Membership* member = subscription.member;
+        // Not under the lock below: a status call, which holds the slave's lock, may subscribe elsewhere.
+        if (!member->enter(this, slave))
+            return;
+        try
+        {
+            vnBodyGuard guard(m_subscriberLock);
+            if (m_closed)
+            {
+                member->forget(this);
+                return;
+            }
+            if (!m_master)
+                m_master = master;
+            subscription.sequence = m_sequence;
+            append(pending.list, subscription);
+            ++m_sequence;
+            m_pending.store(true, std::memory_order_release);
+        }
+        catch (...)
+        {
+            member->forget(this);
+            throw;
+        }
     }
 
     // Doubles the capacity, since many may subscribe.
@@ -587,6 +596,7 @@ private:
             const Subscription removal = takeNext(m_removes, limit);
             if (!removal.receiver)
                 return;
+            const Forgetting forgetting{this, removal.member};
             removeSlave(removal.member, removal.sequence);
         }
     }
@@ -671,29 +681,27 @@ private:
             tellMaster(slave, VN_NOTIFY_DESTROYED);
     }
 
-    // Takes the slave out without telling anybody.
+    // Takes the slave out without telling anybody. One that another thread is about to queue stays counted.
     void abandon(Membership* member)
     {
         vnBodyGuard guard(m_subscriberLock);
-        for (Subscription& add : m_adds.list)
-            if (add.member.get() == member)
-                add = Subscription();
-        for (Subscription& subscriber : m_subscribers)
-            if (subscriber.member.get() == member)
-            {
-                subscriber = Subscription();
-                m_gaps = true;
-            }
-        member->forget(this, true);
+        for (vnDynamicArray<Subscription>* list : {&m_adds.list, &m_removes.list, &m_subscribers})
+            for (Subscription& subscription : *list)
+                if (subscription.member.get() == member)
+                {
+                    subscription = Subscription();
+                    member->forget(this);
+                }
+        m_gaps = true;
     }
 
     // The slave learns in either case that its subscription ended; the master is told whether it was in
     // effect. The slave's entry goes last: until then its destructor waits for this thread.
     void end(const Subscription& subscription, vnNotifyState stateForMaster)
     {
+        const Forgetting forgetting{this, subscription.member};
         subscription.member->tell(m_master, subscription.slave, VN_NOTIFY_UNSUBSCRIBED);
         tellMaster(subscription.slave, stateForMaster);
-        subscription.member->forget(this);
     }
 
     void applyAdds(unsigned int limit)

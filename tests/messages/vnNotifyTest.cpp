@@ -173,6 +173,15 @@ TEST(vnNotify, TellsTheStateOfSubscriptions)
 
     Listener survivor(&log);
     {
+        Listener leaving(&log);
+        sender.removeSubscriber(&leaving); // of a removal alone its master is told as well
+        sender.addSubscriber(&survivor);
+    }
+    EXPECT_EQ(std::exchange(log, ""), "s0 m0 m5 ");
+    sender.removeSubscriber(&survivor);
+    sender.triggerNotify();
+    EXPECT_EQ(std::exchange(log, ""), "s3 m3 ");
+    {
         Sender other(&log);
         other.addSubscriber(&survivor);
         other.post(1, 0);
@@ -337,6 +346,24 @@ TEST(vnNotify, LeavesNoDestroyedSlaveBehindAfterAStatusCallThrew)
     EXPECT_THROW(subscribeAndDie(), std::runtime_error);
     first.post(1, 1); // reaches nobody
     second.post(2, 2);
+}
+
+TEST(vnNotify, ForgetsASubscriptionAlthoughAStatusCallThrows)
+{
+    std::string log;
+    Sender sender(&log);
+    sender.setDeliverAtOnce(0);
+    {
+        Listener listener;
+        sender.addSubscriber(&listener);
+        sender.triggerNotify();
+        listener.onStatus = [](vnNotifyState) { throw std::runtime_error("status"); };
+        sender.removeSubscriber(&listener);
+        EXPECT_THROW(sender.triggerNotify(), std::runtime_error);
+        listener.onStatus = nullptr;
+        log.clear();
+    }
+    EXPECT_EQ(log, ""); // it was no subscriber any more
 }
 
 TEST(vnNotify, EndsAllSubscriptionsOfADyingMasterAlthoughAStatusCallThrows)
