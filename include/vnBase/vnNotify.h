@@ -26,7 +26,8 @@
 /// thread that triggers. A master or a slave may be destroyed on any thread, also from within a callback: its
 /// destructor waits for a pass of another thread. Since the derived part is gone by then, `onNotify` among
 /// it, each class whose callbacks another thread can run calls `endSubscriptions()` first thing in its own
-/// destructor, also when it has no state.
+/// destructor, also when it has no state. A callback that triggers another master, or destroys what is
+/// subscribed to it, waits for that one's pass: no callback there may wait for this one's.
 ///
 /// Data passes from the thread that posts to the one that triggers. What it refers to, such as the object
 /// behind a `vnRefPointer`, is either given away with it or made for use by several threads.
