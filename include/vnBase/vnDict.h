@@ -176,6 +176,7 @@ public:
                 try
                 {
                     m_buckets[i].m_head = entry->m_next;
+                    removeFromIndex(entry); // a hook that enters a key may open it anew
                     drop(entry);
                 }
                 catch (...)
@@ -215,11 +216,7 @@ public:
     /// With 1, neither look-ups nor insertions change which entry is remembered.
     void setStopLastFound(unsigned char enable) noexcept { m_stopLastFound = enable; }
 
-    Iterator begin() const noexcept
-    {
-        orderForReader();
-        return Iterator(const_cast<vnDict&>(*this));
-    }
+    Iterator begin() const noexcept { return Iterator(const_cast<vnDict&>(*this)); }
     Iterator end() const noexcept { return Iterator(); }
 
 protected:
@@ -517,6 +514,8 @@ private:
         }
         catch (...)
         {
+            if (entry == m_last) // the hook looked it up
+                m_last = nullptr;
             unlink(entry);
             giveBack(entry);
             throw;
@@ -577,14 +576,16 @@ private:
             dropDead();
     }
 
-    // Of an entry that was unlinked. The entry goes back behind the hook, also behind one that throws.
+    // Of an entry that was unlinked. The entry goes back behind the hook, also behind one that throws; one
+    // that waits does so before it, since a hook that walks the dictionary puts the waiting ones in order.
     void drop(Entry* entry)
     {
         struct GiveBack
         {
             ~GiveBack()
             {
-                dict.giveBack(entry);
+                if (entry)
+                    dict.giveBack(entry);
                 dict.m_pool.trim();
             }
             vnDict& dict;
@@ -597,8 +598,11 @@ private:
             m_index.close();
             m_wantsIndex = 0;
         }
+        V* const value = entry->m_value;
+        if (entry->m_isWaiting)
+            giveBack(std::exchange(entry, nullptr));
         const GiveBack back{*this, entry};
-        onRemoveItem(entry->m_value);
+        onRemoveItem(value);
     }
 
     void destroyAll() noexcept
@@ -637,6 +641,7 @@ public:
     {
         if (m_left == 0)
             return;
+        dict.orderForReader();
         m_bucket = dict.m_buckets;
         m_end = dict.m_buckets + dict.m_hashSize;
         m_link = &m_bucket->m_head;

@@ -233,6 +233,7 @@ private:
         entry->m_key = key;
         entry->m_value = value;
         entry->m_hash = hash;
+        entry->m_isWaiting = entry->m_isDead = 0;
         m_spare = entry->m_next;
         ++m_inUse;
         return entry;

@@ -86,6 +86,24 @@ public:
     std::function<void(const char*)> removing;
 };
 
+// The keys from 1 on in one bucket. Most of them wait for a walk to be put in order.
+void fillOneBucket(HookedDict& dict, unsigned int count)
+{
+    dict.setAutoGrow(0);
+    dict.setHashSize(1);
+    for (unsigned int i = 1; i <= count; ++i)
+        dict.enter(i, "x");
+}
+
+// The keys in the order of a walk.
+std::vector<unsigned int> keysOf(const HookedDict& dict)
+{
+    std::vector<unsigned int> keys;
+    for (const auto& entry : dict)
+        keys.push_back(entry.getKey().number);
+    return keys;
+}
+
 using Dict = vnDict<Key, const char>;
 
 std::string walk(const Dict& dict)
@@ -248,23 +266,27 @@ TEST(vnDict, CallsItsHooksForEachEntry)
 
 TEST(vnDict, RemovesThroughAnIterator)
 {
-    vnDict<vnUInt32CompareInterface, int> dict;
-    int values[40];
-    for (unsigned int i = 0; i < 40; ++i)
-        dict.enter(i, values + i);
-    unsigned int seen = 0;
-    for (vnDict<vnUInt32CompareInterface, int>::Iterator i(dict); i.isValid(); ++seen)
+    for (const unsigned char grows : {1, 0}) // in short buckets and in a long one
     {
-        const unsigned int key = i.getKey().getValue();
-        if (key % 3 == 0)
-            EXPECT_EQ(i.remove(), values + key);
-        else
-            ++i;
+        vnDict<vnUInt32CompareInterface, int> dict(1);
+        dict.setAutoGrow(grows);
+        int values[40];
+        for (unsigned int i = 0; i < 40; ++i)
+            dict.enter(i, values + i);
+        unsigned int seen = 0;
+        for (vnDict<vnUInt32CompareInterface, int>::Iterator i(dict); i.isValid(); ++seen)
+        {
+            const unsigned int key = i.getKey().getValue();
+            if (key % 3 == 0)
+                EXPECT_EQ(i.remove(), values + key);
+            else
+                ++i;
+        }
+        EXPECT_EQ(seen, 40u);
+        EXPECT_EQ(dict.getCount(), 26u);
+        for (unsigned int i = 0; i < 40; ++i)
+            EXPECT_EQ(dict.contains(i), i % 3 != 0) << i;
     }
-    EXPECT_EQ(seen, 40u);
-    EXPECT_EQ(dict.getCount(), 26u);
-    for (unsigned int i = 0; i < 40; ++i)
-        EXPECT_EQ(dict.contains(i), i % 3 != 0) << i;
 }
 
 TEST(vnDict, CallsItsHooksWhereTheEntryIsBetweenTwoStates)
@@ -295,10 +317,15 @@ TEST(vnDict, UndoesAnInsertionWhoseHookThrows)
 {
     HookedDict dict;
     dict.enter(1u, "one");
-    dict.inserting = [](const char*) { throw 1; };
+    dict.inserting = [&](const char* value)
+    {
+        EXPECT_EQ(dict.find(2u), value);
+        throw 1;
+    };
     EXPECT_THROW(dict.enter(2u, "two"), int);
     EXPECT_EQ(dict.getCount(), 1u);
     EXPECT_FALSE(dict.contains(2u));
+    EXPECT_EQ(dict.find(2u), nullptr) << "nor is it remembered";
     dict.removing = [](const char*) { throw 1; };
     EXPECT_THROW(dict.remove(1u), int);
     EXPECT_TRUE(dict.isEmpty()) << "the removal stands";
@@ -316,6 +343,50 @@ TEST(vnDict, AdmitsHooksThatRemoveFurtherEntries)
     EXPECT_TRUE(dict.isEmpty());
     dict.enter(5u, "y");
     EXPECT_STREQ(dict.find(5u), "y");
+}
+
+TEST(vnDict, AdmitsHooksThatWalk)
+{
+    HookedDict dict;
+    fillOneBucket(dict, 40);
+    std::vector<unsigned int> left;
+    dict.removing = [&](const char*) { left = keysOf(dict); };
+    dict.remove(20u);
+    EXPECT_EQ(left.size(), 39u);
+    EXPECT_EQ(std::count(left.begin(), left.end(), 20u), 0);
+    dict.enter(100u, "y"); // where the entry was
+    left.push_back(100);
+    EXPECT_EQ(keysOf(dict), left);
+}
+
+TEST(vnDict, AdmitsHooksThatEnterKeysWhileItIsCleared)
+{
+    HookedDict dict;
+    fillOneBucket(dict, 40);
+    dict.removing = [&](const char*)
+    {
+        dict.removing = nullptr;
+        dict.enter(1000u, "late");
+    };
+    dict.clear();
+    for (unsigned int i = 1; i <= 40; ++i)
+        EXPECT_EQ(dict.find(i), nullptr) << i;
+    EXPECT_EQ(keysOf(dict), std::vector<unsigned int>(dict.getCount(), 1000u));
+}
+
+TEST(vnDict, UsesSpareEntriesAgainThatOnceWaited)
+{
+    HookedDict dict;
+    fillOneBucket(dict, 40);
+    dict.remove(40u);
+    dict.setReuseEntries(1);
+    EXPECT_EQ(keysOf(dict).size(), 39u); // the removed one is spare now
+    dict.enter(100u, "y");               // and used again
+    dict.setReuseEntries(0);
+    dict.enter(101u, "z");
+    dict.remove(101u);
+    EXPECT_EQ(keysOf(dict).size(), 40u);
+    EXPECT_STREQ(dict.find(100u), "y");
 }
 
 TEST(vnDict, UsesSpareEntriesAgain)
