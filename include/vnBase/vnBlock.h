@@ -78,17 +78,20 @@ private:
         }
         else
         {
-            unsigned int done = 0;
+            // The new ones come first: behind elements that were moved nothing may fail any more.
+            unsigned int made = count;
+            unsigned int placed = 0;
             try
             {
-                for (; done < count; ++done)
-                    place(block + done, done);
-                for (; done < size; ++done)
-                    new (block + done) T();
+                for (; made < size; ++made)
+                    new (block + made) T();
+                for (; placed < count; ++placed)
+                    place(block + placed, placed);
             }
             catch (...)
             {
-                destroyElements(block, done);
+                destroyElements(block + count, made - count);
+                destroyElements(block, placed);
                 release(block);
                 throw;
             }

@@ -98,7 +98,13 @@ public:
     {
         if (isEmpty())
             throwFatalTemplateError("vnQueue:pop out of data");
-        return std::move(m_storage.data()[m_mode == VN_QUEUE_LIFO ? --m_tail : m_head++]);
+        const bool isStack = m_mode == VN_QUEUE_LIFO;
+        T element(std::move(m_storage.data()[isStack ? m_tail - 1 : m_head]));
+        if (isStack)
+            --m_tail;
+        else
+            ++m_head;
+        return element;
     }
 
     /// Pops up to `count` elements in the order in which `pop()` delivers them, and returns how many there
@@ -109,9 +115,9 @@ public:
         T* data = m_storage.data();
         if (m_mode == VN_QUEUE_LIFO)
         {
-            m_tail -= count;
             if (to)
-                std::reverse_copy(data + m_tail, data + m_tail + count, to);
+                std::reverse_copy(data + m_tail - count, data + m_tail, to);
+            m_tail -= count;
             return count;
         }
         if (to)

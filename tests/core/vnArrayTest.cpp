@@ -13,6 +13,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -34,6 +35,21 @@ struct Fragile
 };
 int Fragile::s_alive = 0;
 int Fragile::s_copiesLeft = -1;
+
+// Moves without failing, and throws when one too many is made anew.
+struct Movable
+{
+    Movable()
+    {
+        if (s_newLeft-- == 0)
+            throw 1;
+    }
+    Movable(const Movable&) = default;
+    Movable(Movable&& other) noexcept : value(std::exchange(other.value, 0)) {}
+    int value = 0;
+    static int s_newLeft;
+};
+int Movable::s_newLeft = -1;
 
 // Throws when it is destroyed armed.
 struct Mine
@@ -96,6 +112,22 @@ TEST(vnArray, ConstructsAndDestroysItsElements)
         Fragile::s_copiesLeft = -1;
     }
     EXPECT_EQ(Fragile::s_alive, 0);
+}
+
+TEST(vnArray, KeepsItsElementsWhenNewOnesFail)
+{
+    vnArray<Movable> array(2);
+    vnDynamicArray<Movable> growing(2);
+    array[0].value = growing[1].value = 5;
+    Movable::s_newLeft = 1;
+    EXPECT_THROW(array.setSize(5), int);
+    Movable::s_newLeft = 1;
+    EXPECT_THROW(growing.setSize(5), int);
+    Movable::s_newLeft = -1;
+    EXPECT_EQ(array.getSize(), 2u);
+    EXPECT_EQ(array[0].value, 5);
+    EXPECT_EQ(growing.getSize(), 2u);
+    EXPECT_EQ(growing[1].value, 5);
 }
 
 TEST(vnArray, IsWholeWhenADestructorThrows)
@@ -271,6 +303,26 @@ TEST(vnQueue, SharesTheObjectsOfItsPointers)
     while (!queue.isEmpty())
         EXPECT_EQ(queue.pop().get(), object.get());
     EXPECT_EQ(object->getRef(), 1u);
+}
+
+TEST(vnQueue, KeepsTheElementWhoseCopyFails)
+{
+    for (const vnQueueMode mode : {VN_QUEUE_LIFO, VN_QUEUE_FIFO})
+    {
+        vnQueue<Fragile> queue(mode);
+        for (int value : {4, 5})
+        {
+            Fragile element;
+            element.value = value;
+            queue.push(element);
+        }
+        const int next = queue.top().value;
+        Fragile::s_copiesLeft = 0;
+        EXPECT_THROW(queue.pop(), int);
+        Fragile::s_copiesLeft = -1;
+        EXPECT_EQ(queue.getCount(), 2u);
+        EXPECT_EQ(queue.pop().value, next);
+    }
 }
 
 TEST(vnQueue, MovesBlocks)
