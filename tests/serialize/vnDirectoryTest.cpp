@@ -5,6 +5,7 @@
 
 #include <vnBase/vnFile.h>
 #include <vnBase/vnKeyDatabase.h>
+#include <vnBase/vnUniqueString.h>
 
 #include <gtest/gtest.h>
 
@@ -113,6 +114,15 @@ TEST(vnDirectory, SearchesTheListThatIsStored)
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
+}
+
+TEST(vnDirectory, LeavesTheNameItIsAskedForAlone)
+{
+    const vnUniqueString interned("no such file");
+    const vnString plain("no such file");
+    vnDirectory::getExtendedFileName(interned);
+    EXPECT_EQ(vnDirectory::getExtendedFileName(plain), "no such file");
+    EXPECT_FALSE(plain.isUnique());
 }
 
 TEST(vnDirectory, KeepsItsLastAnswer)

@@ -25,6 +25,12 @@ vnString joined(const vnString& directory, const vnString& name)
     return directory + "/" + name;
 }
 
+// Never shares a text of the intern table, which may end before the last file is opened.
+vnString plainCopy(const vnString& text)
+{
+    return vnString(text.getString(), text.length());
+}
+
 // `name` in the first directory of the list that has it; `name` itself when none does.
 vnString searched(const vnString& list, const vnString& name)
 {
@@ -147,13 +153,16 @@ vnString vnDirectory::getExtendedFileName(const vnString& name)
     }
     {
         const vnBodyGuard guard(state.mutex);
-        if (name == state.name)
+        // By bytes: comparing two strings may intern `name`, which other threads may read meanwhile.
+        if (name == state.name.getString())
             return state.answer;
     }
     vnString answer = extended(name, state);
-    vnString kept = answer; // before the name: exhausted memory must not give one name the answer of another
+    // Both before either is stored: exhausted memory must not give one name the answer of another.
+    vnString keptName = plainCopy(name);
+    vnString keptAnswer = plainCopy(answer);
     const vnBodyGuard guard(state.mutex);
-    state.name = name;
-    state.answer = std::move(kept);
+    state.name = std::move(keptName);
+    state.answer = std::move(keptAnswer);
     return answer;
 }
