@@ -207,6 +207,26 @@ TEST(vnMemory, KeepsTheRecordsWhenTheManagerChanges)
     EXPECT_EQ(vnMemoryControl::getAllocMem(0, 0), 0u);
 }
 
+TEST(vnMemory, CountsAnewWhenTheRecordsCanNotBeMoved)
+{
+    Tracking tracking;
+    void* old = vn_malloc(10);
+    CountingManager manager;
+    manager.allowance = 0;
+    {
+        ManagerScope scope(manager);
+        EXPECT_EQ(vnMemoryControl::getMemInfo(nullptr, 0), 0u);
+    }
+    vnMemoryControl::traceAlloc(1);
+    void* block = nullptr;
+    const auto lines = printed([&] { block = vn_malloc(5); });
+    vnMemoryControl::traceAlloc(0);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(" (tot:5)"), std::string::npos) << lines[0];
+    vn_free(block);
+    vn_free(old);
+}
+
 TEST(vnMemory, GeneratesPositionsIntoARing)
 {
     const char* first = vnGenerateDebugString("a.cpp", 12, "1.0");

@@ -108,6 +108,8 @@ void moveTable(vnMemoryManagerInterface* owner)
     vnMemoryTable* moved = table->getLive() > 0 ? allocateTable() : nullptr;
     if (moved)
         moved->copyFrom(*table);
+    else
+        totalBytes = 0;
     freeThrough(owner, std::exchange(table, moved));
 }
 
