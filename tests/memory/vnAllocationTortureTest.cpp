@@ -104,6 +104,21 @@ void useStrings()
     EXPECT_EQ(bytes.getSize(), wide.length() < 255 ? wide.length() + 1u : 256u);
 }
 
+// Equal keys enough for the chains of the index, in a bucket long enough to have one.
+void useLongBuckets()
+{
+    vnDict<vnString, const char> dict(1);
+    dict.setAutoGrow(0);
+    for (int i = 0; i < 60; ++i)
+        dict.enter(i % 3 ? vnString(longText) : vnString::formatString("%s %d", longText, i), longText);
+    EXPECT_EQ(dict.remove(longText), longText);
+    const vnDict<vnString, const char> copy(dict);
+    unsigned int count = 0;
+    for (const auto& entry : copy)
+        count += entry.getKey() == longText;
+    EXPECT_EQ(count, 39u);
+}
+
 void useDicts()
 {
     vnDict<vnString, const char> dict;
@@ -702,6 +717,7 @@ struct Script
 const Script scripts[] = {
     {"strings", useStrings},
     {"dicts", useDicts},
+    {"long buckets", useLongBuckets},
     {"references", useReferences},
     {"arrays", useArrays},
     {"pools", usePools},
