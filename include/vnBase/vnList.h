@@ -63,7 +63,8 @@ public:
     /// Removes all items and deletes each. When hooks or destructors throw, likewise.
     virtual void clearAndDestroy() { removeAll(true); }
 
-    /// Called with each item once it stands in the list, and once it has left it.
+    /// Called with each item once it stands in the list, and once it has left it. An insertion whose hook
+    /// throws is undone; a removal stands.
     virtual void onInsertItem(T*) {}
     virtual void onRemoveItem(T*) {}
 
@@ -71,16 +72,8 @@ public:
     virtual T* cloneItem(T* item) { return item; }
 
     /// Unsorted insertion; the key is 0.
-    void insertHead(T* item)
-    {
-        insertBehind(nullptr, takeNode(0, item));
-        onInsertItem(item);
-    }
-    void append(T* item)
-    {
-        insertBehind(m_tail, takeNode(0, item));
-        onInsertItem(item);
-    }
+    void insertHead(T* item) { insertAndAnnounce(nullptr, takeNode(0, item)); }
+    void append(T* item) { insertAndAnnounce(m_tail, takeNode(0, item)); }
 
     /// Inserts by ascending key, behind the items of the same key. Answers 1 when the item before it has the
     /// same key.
@@ -89,9 +82,8 @@ public:
         Node* before = m_tail;
         if (m_tail && !(key >= m_tail->key))
             before = lastBefore([key](const Node* node) { return node->key > key; });
-        insertBehind(before, takeNode(key, item));
         const unsigned char equal = before && before->key == key;
-        onInsertItem(item);
+        insertAndAnnounce(before, takeNode(key, item));
         return equal;
     }
 
@@ -102,10 +94,9 @@ public:
         Node* before = m_tail;
         if (m_tail && !(key > m_tail->key))
             before = lastBefore([key](const Node* node) { return node->key >= key; });
-        Node* node = takeNode(key, item);
-        insertBehind(before, node);
-        const unsigned char equal = node->next && node->next->key == key;
-        onInsertItem(item);
+        const Node* behind = before ? before->next : m_head;
+        const unsigned char equal = behind && behind->key == key;
+        insertAndAnnounce(before, takeNode(key, item));
         return equal;
     }
 
@@ -206,8 +197,24 @@ private:
             giveNode(node);
             throw;
         }
-        insertBehind(m_tail, node);
-        onInsertItem(node->item);
+        insertAndAnnounce(m_tail, node);
+    }
+
+    void insertAndAnnounce(Node* before, Node* node)
+    {
+        insertBehind(before, node);
+        try
+        {
+            onInsertItem(node->item);
+        }
+        catch (...)
+        {
+            // Where the hook has left it, if it did.
+            before = lastBefore([node](const Node* at) { return at == node; });
+            if ((before ? before->next : m_head) == node)
+                giveNode(unlinkBehind(before));
+            throw;
+        }
     }
 
     void insertBehind(Node* before, Node* node) noexcept
@@ -220,15 +227,21 @@ private:
         ++m_count;
     }
 
-    T* removeBehind(Node* before)
+    Node* unlinkBehind(Node* before) noexcept
     {
         Node*& link = before ? before->next : m_head;
         Node* node = link;
-        T* item = node->item;
         link = node->next;
         if (node == m_tail)
             m_tail = before;
         --m_count;
+        return node;
+    }
+
+    T* removeBehind(Node* before)
+    {
+        Node* node = unlinkBehind(before);
+        T* item = node->item;
         giveNode(node);
         onRemoveItem(item);
         return item;

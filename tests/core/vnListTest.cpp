@@ -31,6 +31,16 @@ public:
     std::string log;
 };
 
+class RefusingList : public vnList<const char>
+{
+public:
+    void onInsertItem(const char* item) override
+    {
+        if (*item == 'x')
+            throw 1;
+    }
+};
+
 struct Counted
 {
     explicit Counted(int& counter, bool armed = false) : alive(counter), isArmed(armed) { ++alive; }
@@ -110,6 +120,23 @@ TEST(vnList, RemovesTheFirstMatchOnly)
     EXPECT_EQ(list.getTail(), a);
     list.append(b);
     EXPECT_EQ(joined(list), "aab");
+}
+
+TEST(vnList, UndoesAnInsertionWhoseHookThrows)
+{
+    RefusingList list;
+    EXPECT_THROW(list.append("x"), int);
+    EXPECT_EQ(list.getTail(), nullptr);
+    list.insertSorted(1, "a");
+    list.insertSorted(3, "c");
+    EXPECT_THROW(list.insertHead("x"), int);
+    EXPECT_THROW(list.append("x"), int);
+    EXPECT_THROW(list.insertSorted(2, "x"), int);
+    EXPECT_THROW(list.insertSortedFirst(3, "x"), int);
+    EXPECT_EQ(joined(list), "ac");
+    EXPECT_EQ(list.getCount(), 2u);
+    list.append("d");
+    EXPECT_EQ(joined(list), "acd");
 }
 
 TEST(vnList, CallsTheRemovalHookWhenTheItemHasLeft)
