@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnJSON.h>
 
+#include "vnValueTestTools.h"
+
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnProgress.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnVarUInt64.h>
 
 #include <gtest/gtest.h>
@@ -13,29 +12,15 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace
 {
 using Container = vnDynamicTypeContainer;
 
-vnDynamicType arrayOf(std::initializer_list<vnDynamicType> elements)
+vnDynamicType readFrom(const vnRefPointer<vnSerializeAdapter>& source, vnJSON& json)
 {
-    return vnDynamicTypeArray(
-        vnArray<vnDynamicType>(elements.begin(), static_cast<unsigned int>(elements.size())));
-}
-
-vnDynamicType objectOf(std::initializer_list<std::pair<const char*, vnDynamicType>> members)
-{
-    Container container;
-    for (const auto& [name, value] : members)
-        container.setAttribute(name, value);
-    return vnDynamicTypeCustom<Container>(container);
-}
-
-vnDynamicType readFrom(vnSerializeAdapter* source, vnJSON& json)
-{
-    const vnRefPointer<vnSerializeAdapter> held(source);
-    json.read(held);
+    json.read(source);
     EXPECT_EQ(json.getAdapter(), nullptr);
     return json.getData();
 }
@@ -45,9 +30,7 @@ vnDynamicType readText(const std::string& text, unsigned char strict = 0, vnJSON
     vnJSON own;
     vnJSON& json = parser ? *parser : own;
     json.setStrict(strict);
-    return readFrom(
-        new vnSerializeAdapterMemory(const_cast<char*>(text.data()), static_cast<unsigned int>(text.size())),
-        json);
+    return readFrom(memoryOf(text), json);
 }
 
 std::string errorOf(const vnDynamicType& value)
@@ -95,14 +78,6 @@ std::string toWide(const std::string& text)
     return wide;
 }
 
-// All that is in the queue.
-std::string take(vnSerializeAdapterQueue& queue)
-{
-    std::string text(queue.length(), 0);
-    queue.read(reinterpret_cast<unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
-    return text;
-}
-
 // A value as only a stream holds it.
 vnDynamicType fromPayload(const char* tag, std::string_view payload)
 {
@@ -126,7 +101,7 @@ std::string written(const vnDynamicType& value, unsigned char strict = 0, vnUInt
     queue.setAdapterFlags(flags);
     json.write(&queue);
     EXPECT_EQ(std::string(json.getError()), "");
-    return take(queue);
+    return takeAll(queue);
 }
 
 const char* const sample =
@@ -152,8 +127,8 @@ TEST(vnJSON, ReadsEachKindOfValue)
         {"[]", vnDynamicTypeArray(vnArray<vnDynamicType>())},
         {"[1,[\"a\",[ ]] , {}]",
          arrayOf({1.0, arrayOf({"a", arrayOf({})}), vnDynamicTypeCustom<Container>(Container())})},
-        {"{\"b\":1,\"a\":{\"\":2}}", objectOf({{"b", 1.0}, {"a", objectOf({{"", 2.0}})}})},
-        {"{\"a\":1,\"b\":2,\"a\":[3]}", objectOf({{"b", 2.0}, {"a", arrayOf({3.0})}})},
+        {"{\"b\":1,\"a\":{\"\":2}}", containerOf({{"b", 1.0}, {"a", containerOf({{"", 2.0}})}})},
+        {"{\"a\":1,\"b\":2,\"a\":[3]}", containerOf({{"b", 2.0}, {"a", arrayOf({3.0})}})},
         {"1 2", arrayOf({1.0, 2.0})}, // several values, with nothing between them but what parts numbers
         {"1-2\"a\"[]true{}",
          arrayOf({1.0, -2.0, "a", arrayOf({}), "true", vnDynamicTypeCustom<Container>(Container())})},
@@ -185,6 +160,8 @@ TEST(vnJSON, DecodesTheEscapesOfStrings)
 
 TEST(vnJSON, TellsWhatIsWrongAndWhere)
 {
+    const char* const fault = "File: vnJson  Line: ";
+    const char* const cut = "Adapter out of Data";
     const struct
     {
         const char* text;
@@ -193,45 +170,41 @@ TEST(vnJSON, TellsWhatIsWrongAndWhere)
     } cases[] = {
         {"", "Empty Result", 0, 0},
         {" \n ", "Empty Result", 1, 1},
-        {"[1,2,]", "File: vnJson  Line: ", 0, 5},
-        {"{\"a\":1,}", "File: vnJson  Line: ", 0, 7},
-        {"{\n \"a\":}", "File: vnJson  Line: ", 1, 5},
-        {"{\n1:2}", "File: vnJson  Line: ", 1, 0},
-        {"[1 2]", "File: vnJson  Line: ", 0, 3},
-        {"{\"a\" 1}", "File: vnJson  Line: ", 0, 5},
-        {"[1}", "File: vnJson  Line: ", 0, 2},
-        {"1 x", "File: vnJson  Line: ", 0, 2},
-        {"tru", "File: vnJson  Line: ", 0, 3},
-        {"[,1]", "File: vnJson  Line: ", 0, 1},
-        {"-", "File: vnJson  Line: ", 0, 1},
-        {"[1,-x]", "File: vnJson  Line: ", 0, 4}, // as where the "-" ends the block
-        {"1e", "File: vnJson  Line: ", 0, 2},
-        {"]", "File: vnJson  Line: ", 0, 0},
-        {"[1,", "File: vnJson  Line: ", 0, 3},
-        {"[1", "Adapter out of Data", 0, 2},
-        {"[", "Adapter out of Data", 0, 1},
-        {"{\"a\"", "Adapter out of Data", 0, 4},
-        {"{\"a\":[{", "Adapter out of Data", 0, 7},
-        {"\"a\n", "Adapter out of Data", 1, 0},
+        {"[1,2,]", fault, 0, 5},
+        {"{\"a\":1,}", fault, 0, 7},
+        {"{\n \"a\":}", fault, 1, 5},
+        {"{\n1:2}", fault, 1, 0},
+        {"[1 2]", fault, 0, 3},
+        {"{\"a\" 1}", fault, 0, 5},
+        {"[1}", fault, 0, 2},
+        {"1 x", fault, 0, 2},
+        {"tru", fault, 0, 3},
+        {"[,1]", fault, 0, 1},
+        {"-", fault, 0, 1},
+        {"[1,-x]", fault, 0, 4}, // as where the "-" ends the block
+        {"1e", fault, 0, 2},
+        {"]", fault, 0, 0},
+        {"[1,", fault, 0, 3},
+        {"[1", cut, 0, 2},
+        {"[", cut, 0, 1},
+        {"{\"a\"", cut, 0, 4},
+        {"{\"a\":[{", cut, 0, 7},
+        {"\"a\n", cut, 1, 0},
         {"{\"a\\0\":1}", "A key with a NUL", 0, 6},
         {"{\"a\\u0000b\":1}", "A key with a NUL", 0, 11},
     };
-    for (const auto& one : cases)
-    {
-        const std::string text = one.text;
-        for (const std::string& form : {text, toWide(text)})
+    for (const auto& [text, expected, line, column] : cases)
+        for (const std::string& form : {std::string(text), toWide(text)})
             for (const int size : {-1, 0, 1, 3}) // of a window; -1 for all in memory
             {
+                SCOPED_TRACE(text + std::string(" by ") + std::to_string(size));
                 vnJSON json;
-                const vnDynamicType value =
-                    size < 0 ? readText(form, 0, &json)
-                             : readFrom(new Pieces(form, static_cast<std::size_t>(size)), json);
-                const std::string error = errorOf(value);
-                EXPECT_EQ(error.substr(0, std::strlen(one.error)), one.error) << text << " by " << size;
-                EXPECT_EQ(json.getLine(), one.line) << text << " by " << size;
-                EXPECT_EQ(json.getColumn(), one.column) << text << " by " << size;
+                const std::string error = errorOf(readFrom(
+                    size < 0 ? memoryOf(form) : new Pieces(form, static_cast<std::size_t>(size)), json));
+                EXPECT_EQ(error.substr(0, std::strlen(expected)), expected);
+                EXPECT_EQ(json.getLine(), line);
+                EXPECT_EQ(json.getColumn(), column);
             }
-    }
 }
 
 TEST(vnJSON, EveryTruncationIsAnError)
@@ -321,24 +294,18 @@ TEST(vnJSON, WritesItsOwnLayout)
         // The outermost array has no commas.
         {arrayOf({1.0, "a", arrayOf({1.0, 2.0, arrayOf({"x", "y"})})}),
          "[1.000000\"a\"[1.000000,2.000000,[\"x\",\"y\"]]]"},
-        {objectOf({}), "\n{\n}"},
-        {objectOf({{"b", 1.0}, {"a", arrayOf({objectOf({{"n\"\n", "null"}}), "x"})}}),
+        {containerOf({}), "\n{\n}"},
+        {containerOf({{"b", 1.0}, {"a", arrayOf({containerOf({{"n\"\n", "null"}}), "x"})}}),
          "\n{\n\t\"a\":\t[\n\t\t\t{\n\t\t\t\t\"n\"\n\":\tnull\n\t\t\t},\"x\"],\n\t\"b\":\t1.000000\n}"},
     };
     for (const auto& [value, text] : cases)
         EXPECT_EQ(written(value), text);
-    EXPECT_EQ(vnDynamicType(1.5).asJSON(), "1.500000");
-    vnJSON empty;
-    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
-    empty.write(&queue);
-    EXPECT_EQ(queue.length(), 6u); // "void" in quotes
-    EXPECT_TRUE(empty.getData() == vnDynamicType());
     // Also of a container that was written with more buckets.
     Container buckets(5);
     for (const char* name : {"one", "two", "three", "four"})
         buckets.setAttribute(name, "x");
     EXPECT_EQ(written(vnDynamicTypeCustom<Container>(buckets)),
-              written(objectOf({{"one", "x"}, {"two", "x"}, {"three", "x"}, {"four", "x"}})));
+              written(containerOf({{"one", "x"}, {"two", "x"}, {"three", "x"}, {"four", "x"}})));
 }
 
 TEST(vnJSON, WritesWideText)
@@ -363,52 +330,27 @@ TEST(vnJSON, StrictFormTakesExactlyTheGrammar)
          {"0", "-0", "1.5e-3", "1E+2", "\"\"", " [ ] ", "{\"a\" : [ 1 , 2 ] }", "\"\x7F\xEF\xBF\xBF\"",
           "\"\\u0000\\uFFFF\\uD834\\uDD1E\"", "\"\xF4\x8F\xBF\xBF\"", "\xEF\xBB\xBF[1]", "1e-400"})
         EXPECT_EQ(errorOf(readText(text, 1)), "no error") << text;
-    const std::pair<const char*, const char*> refused[] = {
-        {"", "A value is missing"},
-        {"\xEF\xBB\xBF", "A value is missing"},
-        {"1 2", "There is more than one value"},
-        {"[1 2]", "A comma or the closing bracket is missing"},
-        {"[1,]", "A value is missing"},
-        {"{\"a\":1,}", "A key is missing"},
-        {"{a:1}", "A key is missing"},
-        {"{\"a\",1}", "A colon is missing"},
-        {"01", "A number is malformed"},
-        {"-01", "A number is malformed"},
-        {"1.", "A number is malformed"},
-        {"[1.-2]", "A number is malformed"},
-        {"[012]", "A number is malformed"},
-        {"[01-2]", "A number is malformed"},
-        {"-", "A number is malformed"},
-        {"1e+", "A number is malformed"},
-        {"+1", "A value is missing"},
-        {".5", "A value is missing"},
-        {"NaN", "A value is missing"},
-        {"True", "A value is missing"},
-        {"nul", "A value is missing"},
-        {"\f1", "A value is missing"},
-        {"/**/1", "A value is missing"},
-        {"'a'", "A value is missing"},
-        {"1e400", "A number is out of range"},
-        {"9223372036854775808", "A number is out of range"},
-        {"\"a", "Adapter out of Data"},
-        {"\"\\", "Adapter out of Data"},
-        {"\"\t\"", "A text holds a control character"},
-        {"\"\\a\"", "A text holds an unknown escape"},
-        {"\"\\'\"", "A text holds an unknown escape"},
-        {"\"\\u12G4\"", "A text holds an escape without four hexadecimal digits"},
-        {"\"\\uD800\"", "A text holds half a surrogate pair"},
-        {"\"\\uDC00\\uD800\"", "A text holds half a surrogate pair"},
-        {"\"\\uD800\\u0041\"", "A text holds half a surrogate pair"},
-        {"\"\xFF\"", "A text is not UTF-8"},
-        {"\"\xC0\x80\"", "A text is not UTF-8"},
-        {"\"\xE0\x80\xAF\"", "A text is not UTF-8"},
-        {"\"\xED\xA0\x80\"", "A text is not UTF-8"},
-        {"\"\xF4\x90\x80\x80\"", "A text is not UTF-8"},
-        {"\"\xC3\"", "A text is not UTF-8"},
-        {"{\"\xC3\\u00a9\":1}", "A text is not UTF-8"},
+    const std::pair<const char*, std::vector<const char*>> refused[] = {
+        {"A value is missing",
+         {"", "\xEF\xBB\xBF", "[1,]", "+1", ".5", "NaN", "True", "nul", "\f1", "/**/1", "'a'"}},
+        {"There is more than one value", {"1 2"}},
+        {"A comma or the closing bracket is missing", {"[1 2]"}},
+        {"A key is missing", {"{\"a\":1,}", "{a:1}"}},
+        {"A colon is missing", {"{\"a\",1}"}},
+        {"A number is malformed", {"01", "-01", "1.", "[1.-2]", "[012]", "[01-2]", "-", "1e+"}},
+        {"A number is out of range", {"1e400", "9223372036854775808"}},
+        {"Adapter out of Data", {"\"a", "\"\\"}},
+        {"A text holds a control character", {"\"\t\""}},
+        {"A text holds an unknown escape", {"\"\\a\"", "\"\\'\""}},
+        {"A text holds an escape without four hexadecimal digits", {"\"\\u12G4\""}},
+        {"A text holds half a surrogate pair", {"\"\\uD800\"", "\"\\uDC00\\uD800\"", "\"\\uD800\\u0041\""}},
+        {"A text is not UTF-8",
+         {"\"\xFF\"", "\"\xC0\x80\"", "\"\xE0\x80\xAF\"", "\"\xED\xA0\x80\"", "\"\xF4\x90\x80\x80\"",
+          "\"\xC3\"", "{\"\xC3\\u00a9\":1}"}},
     };
-    for (const auto& [text, error] : refused)
-        EXPECT_EQ(errorOf(readText(text, 1)), error) << text;
+    for (const auto& [error, texts] : refused)
+        for (const char* text : texts)
+            EXPECT_EQ(errorOf(readText(text, 1)), error) << text;
     EXPECT_EQ(errorOf(readText(std::string("\xFF\xFE[\0]\0", 6), 1)), "The text is not UTF-8");
 }
 
@@ -433,16 +375,9 @@ TEST(vnJSON, StrictFormKeepsValues)
 
 TEST(vnJSON, BoundsTheDepth)
 {
-    const auto nested = [](const char* open, unsigned int depth)
-    {
-        std::string text;
-        for (unsigned int i = 0; i < depth; ++i)
-            text += open;
-        return text;
-    };
-    EXPECT_EQ(errorOf(readText(nested("[", 100000))), "Values are nested deeper than 5000");
-    EXPECT_EQ(errorOf(readText(nested("{\"a\":", 100000), 1)), "Values are nested deeper than 5000");
-    const std::string deepest = nested("[", 5000) + nested("]", 5000);
+    EXPECT_EQ(errorOf(readText(repeated("[", 100000))), "Values are nested deeper than 5000");
+    EXPECT_EQ(errorOf(readText(repeated("{\"a\":", 100000), 1)), "Values are nested deeper than 5000");
+    const std::string deepest = repeated("[", 5000) + repeated("]", 5000);
     EXPECT_EQ(written(readText(deepest)), deepest);
     vnJSON json;
     json.setMaxDepth(2);
@@ -468,22 +403,22 @@ TEST(vnJSON, BoundsTheSizeOnRequest)
             json.read(endless);
             EXPECT_EQ(json.getError(), "The text is longer than 10000 characters") << text;
         }
-    vnJSON json;
-    json.setMaxSize(10);
-    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
-    json.setData("12345678");
-    json.write(&queue);
-    EXPECT_FALSE(json.hasError());
-    json.setData("123456789");
-    json.write(&queue);
-    EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
-    // Of any kind, and in any depth.
-    json.reset();
-    json.setData(vnDynamicTypeArray(vnArray<vnDynamicType>(100000)));
-    queue.clear();
-    json.write(&queue);
-    EXPECT_EQ(json.getError(), "The text is longer than 10 bytes");
-    EXPECT_LT(queue.length(), 30u);
+    const std::string tooLong = "The text is longer than 10 bytes";
+    const std::pair<vnDynamicType, std::string> values[] = {
+        {"12345678", ""},
+        {"123456789", tooLong},
+        {vnDynamicTypeArray(vnArray<vnDynamicType>(100000)), tooLong}, // of any kind, and in any depth
+    };
+    for (const auto& [value, error] : values)
+    {
+        vnJSON json;
+        json.setMaxSize(10);
+        json.setData(value);
+        vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+        json.write(&queue);
+        EXPECT_EQ(json.getError(), error.c_str());
+        EXPECT_LT(queue.length(), 30u);
+    }
     const std::string longest(65535, 'x');
     EXPECT_EQ(readText('"' + longest + '"').getString().length(), 65535);
     const std::string longText = '"' + longest;
@@ -544,7 +479,7 @@ TEST(vnJSON, CutsTextsThatNoReaderTakes)
         vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
         json.writeValue(&queue, value);
         EXPECT_EQ(json.getError(), "A text is longer than 65535 bytes");
-        EXPECT_TRUE(take(queue) == expected);
+        EXPECT_TRUE(takeAll(queue) == expected);
     }
 }
 
@@ -587,9 +522,8 @@ TEST(vnJSON, LooksForTheMarkOfEachText)
 
 TEST(vnJSON, LetsGoOfAnInputThatFails)
 {
-    class Broken : public vnSerializeAdapter
+    struct Broken : vnSerializeAdapter
     {
-    protected:
         void write_imp(unsigned char) override {}
         unsigned char read_imp() override { return 0; }
         unsigned int length_imp() override { throw 1; }
@@ -602,9 +536,8 @@ TEST(vnJSON, LetsGoOfAnInputThatFails)
 
 TEST(vnJSON, ReportsItsProgress)
 {
-    class Listener : public vnProgressInterface
+    struct Listener : vnProgressInterface
     {
-    public:
         ~Listener() noexcept(false) override { deactivateProgressInterface(); }
         void onProgress(unsigned char percent, const char* banner) override
         {
@@ -612,14 +545,13 @@ TEST(vnJSON, ReportsItsProgress)
         }
         std::string reports;
     };
-    const auto reportsOf = [](const char* text, const char* message)
+    const auto reportsOf = [](const std::string& text, const char* message)
     {
         Listener listener;
         vnProgress::setProgressInterface(&listener);
         vnJSON json;
         json.setProgressMessage("%s", message);
-        vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterMemory(
-            const_cast<char*>(text), static_cast<unsigned int>(std::strlen(text))));
+        const vnRefPointer<vnSerializeAdapter> adapter = memoryOf(text);
         adapter->setURLBase("scheme:");
         adapter->setName("name");
         json.read(adapter);

@@ -2,10 +2,8 @@
 #include "vnXmlTestTools.h"
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnDynamicTypeContainer.h>
 #include <vnBase/vnJSON.h>
 #include <vnBase/vnMessage.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnXmlDom.h>
 #include <vnBase/vnXmlDynamicType.h>
 
@@ -18,22 +16,6 @@
 
 namespace
 {
-using Container = vnDynamicTypeContainer;
-
-vnDynamicType arrayOf(std::initializer_list<vnDynamicType> elements)
-{
-    return vnDynamicTypeArray(
-        vnArray<vnDynamicType>(elements.begin(), static_cast<unsigned int>(elements.size())));
-}
-
-vnDynamicType containerOf(std::initializer_list<std::pair<const char*, vnDynamicType>> attributes)
-{
-    Container container;
-    for (const auto& [name, value] : attributes)
-        container.setAttribute(name, value);
-    return vnDynamicTypeCustom<Container>(container);
-}
-
 // Only of a class without heirs a container may know how to destroy it.
 struct HeldObject final : vnRefPointer<vnObject>
 {
@@ -95,32 +77,6 @@ vnDynamicType read(const std::string& text, unsigned char dynOnly = 0)
     return value;
 }
 
-template <class Write>
-class Writer : public vnXmlSax
-{
-public:
-    explicit Writer(const Write& write) : m_write(write)
-    {
-        setEncoding("none");
-        setPlainOutput(1);
-    }
-    void onWrite() override { m_write(*this); }
-
-private:
-    const Write& m_write;
-};
-
-template <class Write>
-std::string written(const Write& write)
-{
-    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    Writer<Write> writer(write);
-    writer.write(queue);
-    std::string text(queue->length(), '\0');
-    queue->read(reinterpret_cast<unsigned char*>(text.data()), queue->length());
-    return text;
-}
-
 const std::string arrayStart = "<vnDyn type=\"array\">";
 const std::string valueEnd = "</vnDyn>";
 
@@ -176,7 +132,7 @@ TEST(vnXmlDynamicType, WritesAFormForEachTag)
     EXPECT_EQ(vnDynamicType("  a > b ").asString(1), "a > b");
     EXPECT_EQ(arrayOf({1.0}).asString(0, 1, "list"),
               R"(<list type="array" size="1.000000"><item type="num" index="0.000000">1</item></list>)");
-    Container container;
+    vnDynamicTypeContainer container;
     container.setAttribute("a", 1.0);
     EXPECT_EQ(container.asString(0, 1, "c"), R"(<c type="cont"><a type="num">1</a></c>)");
     EXPECT_EQ(vnDynamicTypeChain().asJSON(), "\"FC0C0000\"");
@@ -359,7 +315,7 @@ TEST(vnXmlDynamicType, TellsValuesWithinADocument)
     vnXmlItem* item = dom->findItem("doc/a");
     ASSERT_NE(item, nullptr);
     EXPECT_EQ(item->asString(static_cast<vnXmlStringFlags>(96)), "Dyn:{1,2}");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }), text);
+    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }), text);
 }
 
 TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
@@ -536,7 +492,7 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     const vnDynamicType value =
         vnDynamicTypeTimeTagged(1, vnDynamicTypeArray(vnArray<vnDynamicType>(
                                        elements.data(), static_cast<unsigned int>(elements.size()))));
-    const std::string text = written(
+    const std::string text = vnOutputOf(
         [&](vnXmlSax& sax)
         {
             sax.writeElementStart("x");
@@ -568,7 +524,7 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
     const vnRefPointer<vnSerializeAdapter> memory(
         new vnSerializeAdapterMemory(block.data(), static_cast<unsigned int>(block.size())));
     const auto write = [](vnXmlSax& sax) { sax.writeDynamicType(vnDynamicTypeChain(), "n", "vnDyn"); };
-    Writer writer(write);
+    vnXmlWriter writer(write);
     writer.write(memory);
     const vnRefPointer<FlushCounter> counter(new FlushCounter(VN_QUEUE_FIFO));
     writer.write(counter);
@@ -585,7 +541,7 @@ TEST(vnXmlDynamicType, SharesObjectsAcrossElements)
     outer->addUserData("inner", inner);
     for (const unsigned char base64 : {0, 1})
     {
-        const std::string text = written(
+        const std::string text = vnOutputOf(
             [&](vnXmlSax& sax)
             {
                 sax.useBase64(base64);
@@ -787,12 +743,13 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(Told(document).log, "2 vnXmlCharData note\n");
     EXPECT_EQ(errorOf("<note/>"), "Invalid or unknown data for vnDynamicType");
     const vnRefPointer<vnXmlCharData> data(new vnXmlCharData("x"));
-    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", data, 1); }), "<note>text</note>");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }), "<note>text</note>");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { sax.writeCustomData("other", nullptr, 1); }), "<other/>");
+    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("note", data, 1); }), "<note>text</note>");
+    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }),
+              "<note>text</note>");
+    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("other", nullptr, 1); }), "<other/>");
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
     vnReadText(*dom, "<doc><note a=\"1\">text</note></doc>");
-    EXPECT_EQ(written([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }),
+    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }),
               "<doc><note a=\"1\">text</note></doc>");
     Custom::unregisterCustomDataInterface(note);
     EXPECT_EQ(Told(document).log, "");

@@ -19,14 +19,6 @@ const char sample[] = R"(<?xml version="1.0" encoding="UTF-8" standalone="no" ?>
 <doc id="1" b='x &amp; y'>text<a/><b encoding="hex">one &lt; two</b><![CDATA[<&]]> <!--c--><?pi?></doc>
 )";
 
-std::string repeated(const char* text, unsigned int count)
-{
-    std::string result;
-    for (unsigned int i = 0; i < count; ++i)
-        result += text;
-    return result;
-}
-
 // A syntax fault tells its place in the source of the library.
 bool isFault(const std::string& error)
 {

@@ -3,7 +3,6 @@
 
 #include "vnXmlTestTools.h"
 
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnXmlDom.h>
 
 #include <string>
@@ -70,10 +69,6 @@ inline std::string vnShapeOf(const std::string& text)
 inline std::string vnWritten(vnXmlDom& document)
 {
     document.setEncoding("none");
-    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    document.write(queue.get());
-    std::string text;
-    while (queue->hasData())
-        text += static_cast<char>(queue->read());
+    const std::string text = vnOutputOf(document);
     return text + (document.hasError() ? " error " + vnText(document.getError()) : "");
 }

@@ -3,8 +3,7 @@
 
 #include "../../tools/vn/vnXmlNotifications.h"
 #include "../lex/vnByteAdapter.h"
-
-#include <vnBase/vnSerializeAdapterMemory.h>
+#include "vnValueTestTools.h"
 
 #include <functional>
 #include <string>
@@ -101,9 +100,39 @@ inline std::string vnUtf16(const std::u16string& text, bool isBigEndian)
 /// Reads the text of a document.
 inline void vnReadText(vnXmlSax& sax, const std::string& text)
 {
-    const vnRefPointer<vnSerializeAdapter> memory(new vnSerializeAdapterMemory(
-        const_cast<char*>(text.data()), static_cast<unsigned int>(text.size()))); // only read
-    sax.read(memory.get());
+    sax.read(memoryOf(text));
+}
+
+/// Writes what a function writes.
+class vnXmlWriter : public vnXmlSax
+{
+public:
+    using Body = std::function<void(vnXmlSax&)>;
+    explicit vnXmlWriter(Body body, bool isPlain = true) : m_body(std::move(body))
+    {
+        setEncoding("none");
+        setPlainOutput(isPlain);
+    }
+    void onWrite() override { m_body(*this); }
+
+private:
+    Body m_body;
+};
+
+/// What a parser writes.
+inline std::string vnOutputOf(vnXmlSax& sax)
+{
+    const vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    sax.write(queue);
+    return takeAll(*queue);
+}
+
+/// What a function writes, and the error behind it.
+inline std::string vnOutputOf(const vnXmlWriter::Body& body, bool isPlain = true)
+{
+    vnXmlWriter writer(body, isPlain);
+    const std::string output = vnOutputOf(writer);
+    return writer.hasError() ? output + "|" + writer.getError().getString() : output;
 }
 
 /// What a recorder with this mask wrote down.
