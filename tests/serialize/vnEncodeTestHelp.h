@@ -25,6 +25,12 @@ inline std::string readAll(vnSerializeAdapter* from, unsigned int count = 1u << 
     return text;
 }
 
+/// What is left by its length.
+inline std::string restOf(vnSerializeAdapter* from)
+{
+    return readAll(from, from->length());
+}
+
 inline std::string readByByte(vnSerializeAdapter* from)
 {
     std::string text;

@@ -28,96 +28,63 @@ std::string encoded(const std::string& plain, unsigned int block = 0xFFFFFFFF, b
     return readAll(queue);
 }
 
-struct Decoded
-{
-    std::string plain;
-    std::string left;
+using Decoded = std::pair<std::string, std::string>; // the plain bytes, and what is left in the target
 
-    bool operator==(const Decoded& other) const { return plain == other.plain && left == other.left; }
-};
-
-std::ostream& operator<<(std::ostream& out, const Decoded& decoded)
+std::string wideOf(const std::string& text)
 {
-    return out << decoded.plain << '|' << decoded.left;
+    std::string wide;
+    for (const char c : text)
+        wide += {c, '\0'};
+    return wide;
 }
 
-// Also of a target that gives few at a time.
-std::string restOf(vnSerializeAdapter* target)
+// The first `count` bytes, in blocks of the given size or by single reads, and what they leave in the target.
+template <class Codec>
+Decoded decoded(const Adapter& target, unsigned int count, unsigned int block)
 {
-    std::string rest, piece;
+    Adapter codec(new Codec(target.get()));
+    std::string plain, left, piece;
+    while (plain.size() < count)
+        plain += block ? readAll(codec, std::min<unsigned int>(block, count - plain.size()))
+                       : std::string(1, static_cast<char>(codec->read()));
     while (!(piece = readAll(target)).empty())
-        rest += piece;
-    return rest;
-}
-
-// The first `count` bytes by single reads, and what they leave in the target.
-template <class Codec>
-Decoded decodedByByte(const Adapter& target, unsigned int count)
-{
-    Adapter codec(new Codec(target.get()));
-    Decoded decoded;
-    for (unsigned int i = 0; i < count; ++i)
-        decoded.plain += static_cast<char>(codec->read());
-    decoded.left = restOf(target.get());
-    return decoded;
-}
-
-template <class Codec>
-Decoded decodedInBlocks(const Adapter& target, unsigned int count, unsigned int block)
-{
-    Adapter codec(new Codec(target.get()));
-    Decoded decoded;
-    while (decoded.plain.size() < count)
-        decoded.plain += readAll(codec, std::min<unsigned int>(block, count - decoded.plain.size()));
-    decoded.left = restOf(target.get());
-    return decoded;
+        left += piece; // of a target that may give few at a time
+    return {plain, left};
 }
 
 // Every way of reading `text` gives `plain`, and leaves the same of what follows.
 template <class Codec>
 void expectDecoded(const std::string& text, const std::string& plain, const std::string& left = "")
 {
+    SCOPED_TRACE(text);
     const auto count = static_cast<unsigned int>(plain.size());
-    const Decoded expected{plain, left};
     const std::function<Adapter()> targets[] = {[&] { return memoryWith(text); },
                                                 [&] { return queueWith(text); },
                                                 [&] { return Adapter(new Portions(text, 0)); },
                                                 [&] { return Adapter(new Portions(text, 0xFFFFFFFF)); }};
     for (const auto& target : targets)
-    {
-        EXPECT_EQ(decodedByByte<Codec>(target(), count), expected) << text;
-        for (const unsigned int block : {1u, 2u, 5u, count})
-            EXPECT_EQ(decodedInBlocks<Codec>(target(), count, std::max(block, 1u)), expected) << text;
-    }
-    std::string wide, wideLeft;
-    for (const char c : text)
-        wide += {c, '\0'};
-    for (const char c : left)
-        wideLeft += {c, '\0'};
+        for (const unsigned int block : {0u, 1u, 2u, 5u, std::max(count, 1u)})
+            EXPECT_EQ(decoded<Codec>(target(), count, block), (Decoded{plain, left})) << block;
+    const std::string wide = wideOf(text);
     for (Adapter target : {memoryWith(wide), queueWith(wide), Adapter(new Portions(wide, 0))})
     {
         target->setAdapterFlags(VN_ADAPTER_UNICODE);
-        EXPECT_EQ(decodedInBlocks<Codec>(target, count, std::max(count, 1u)), (Decoded{plain, wideLeft}))
-            << text;
+        EXPECT_EQ(decoded<Codec>(target, count, std::max(count, 1u)), (Decoded{plain, wideOf(left)}));
     }
     // To the end, as far as `hasData` tells it.
     if (left.find_first_not_of(" =\r\n") != std::string::npos)
         return;
-    EXPECT_EQ(readByByte(Adapter(new Codec(memoryWith(text)))), plain) << text;
-    EXPECT_EQ(readByByte(Adapter(new Codec(queueWith(text)))), plain) << text;
-    EXPECT_EQ(readByByte(Adapter(new Codec(Adapter(new Portions(text, 0))))), plain) << text;
+    for (const Adapter& target : {memoryWith(text), queueWith(text), Adapter(new Portions(text, 0))})
+        EXPECT_EQ(readByByte(Adapter(new Codec(target))), plain);
 }
 
 template <class Codec>
 void expectEncoded(const std::string& plain, const std::string& text)
 {
-    std::string wide;
-    for (const char c : text)
-        wide += {c, '\0'};
     for (const unsigned int block : {0u, 1u, 2u, 4u, 0xFFFFFFFFu})
     {
         EXPECT_EQ(encoded<Codec>(plain, block), text);
-        EXPECT_EQ(encoded<Codec>(plain, block, true), wide);
+        EXPECT_EQ(encoded<Codec>(plain, block, true), wideOf(text));
     }
     expectDecoded<Codec>(text, plain);
 }

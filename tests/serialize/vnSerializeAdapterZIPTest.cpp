@@ -3,29 +3,22 @@
 
 #include "../messages/vnMessageRecorder.h"
 #include "vnArchiveBytes.h"
+#include "vnEncodeTestHelp.h"
 #include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterCache.h>
 #include <vnBase/vnSerializeAdapterFile.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <iterator>
-#include <stdexcept>
-#include <string>
 #include <utility>
 #include <vector>
 
 namespace
 {
-using Adapter = vnRefPointer<vnSerializeAdapter>;
-
 using Member = vnArchiveMember;
 
 const Member hello{"dir/b.txt", "Hello", 5, 0xF7D18982u, 0, 0};
@@ -34,16 +27,10 @@ const Member empty{"empty", "", 0, 0, 0, 0};
 const Member letters{
     "letters", std::string("\x4b\x4c\x1c\x05\xa3\x60\x14\x0c\x77\x00\x00", 11), 1000, 0x9A38DA03u, 8, 0};
 
+// Nothing is copied.
 Adapter memoryOf(std::string& bytes)
 {
     return new vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
-
-std::string restOf(vnSerializeAdapter& adapter)
-{
-    std::string text(adapter.length(), '?');
-    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), adapter.length()));
-    return text;
 }
 
 std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT, vnUInt64 flags = 0)
@@ -58,24 +45,23 @@ std::string failureOf(const vnString& url, vnSerializeAction action = VN_SERIALI
 TEST(vnSerializeAdapterZIP, ReadsStoredDeflatedAndEmptyMembers)
 {
     std::string bytes = vnArchiveOf({hello, empty, letters}, "a comment");
-    const vnRefPointer<vnSerializeAdapterZIP> zip(
-        new vnSerializeAdapterZIP(memoryOf(bytes), VN_SERIALIZE_INPUT));
-    EXPECT_FALSE(zip->hasError()) << zip->getError().getString();
-    EXPECT_EQ(zip->getComment(), "a comment");
-    EXPECT_TRUE(zip->setCurrentItem("letters"));
-    EXPECT_EQ(restOf(*zip), std::string(1000, 'a'));
-    EXPECT_TRUE(zip->setCurrentItem("empty"));
-    EXPECT_EQ(zip->length(), 0u);
-    EXPECT_FALSE(zip->hasData());
-    EXPECT_TRUE(zip->setCurrentItem("dir/b.txt"));
-    EXPECT_EQ(zip->getCurrentItem(), "dir/b.txt");
-    EXPECT_EQ(zip->read(), 'H');
-    EXPECT_EQ(zip->length(), 4u);
-    EXPECT_EQ(zip->seek(-2, VN_ORIGIN_CURRENT), 0xFFFFFFFFu);
-    EXPECT_EQ(zip->seek(2, VN_ORIGIN_CURRENT), 3u);
-    EXPECT_EQ(restOf(*zip), "lo");
-    EXPECT_EQ(zip->seek(0, VN_ORIGIN_SET), 0u);
-    EXPECT_EQ(restOf(*zip), "Hello");
+    vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
+    EXPECT_FALSE(zip.hasError()) << zip.getError().getString();
+    EXPECT_EQ(zip.getComment(), "a comment");
+    EXPECT_TRUE(zip.setCurrentItem("letters"));
+    EXPECT_EQ(restOf(&zip), std::string(1000, 'a'));
+    EXPECT_TRUE(zip.setCurrentItem("empty"));
+    EXPECT_EQ(zip.length(), 0u);
+    EXPECT_FALSE(zip.hasData());
+    EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
+    EXPECT_EQ(zip.getCurrentItem(), "dir/b.txt");
+    EXPECT_EQ(zip.read(), 'H');
+    EXPECT_EQ(zip.length(), 4u);
+    EXPECT_EQ(zip.seek(-2, VN_ORIGIN_CURRENT), 0xFFFFFFFFu);
+    EXPECT_EQ(zip.seek(2, VN_ORIGIN_CURRENT), 3u);
+    EXPECT_EQ(restOf(&zip), "lo");
+    EXPECT_EQ(zip.seek(0, VN_ORIGIN_SET), 0u);
+    EXPECT_EQ(restOf(&zip), "Hello");
 }
 
 TEST(vnSerializeAdapterZIP, NamesAreComparedByTheCaseOfTheirLetters)
@@ -97,25 +83,28 @@ TEST(vnSerializeAdapterZIP, RefusesMembersThatAreNotWhatTheyClaim)
         return member;
     };
     const std::pair<Member, const char*> members[] = {
-        {changed(hello, &Member::crc, 1), "Couldn't read current file dir/b.txt in archive "},
-        {changed(hello, &Member::size, 0xFFFFFFF0u), "Couldn't read current file dir/b.txt in archive "},
-        {changed(hello, &Member::size, 4), "Couldn't read current file dir/b.txt in archive "},
-        {changed(changed(hello, &Member::size, 4), &Member::crc, 0xBCB4AFDDu), // of "Hell"
-         "Couldn't read current file dir/b.txt in archive "},
-        {changed(letters, &Member::size, 0xFFFFFFF0u), "Couldn't read current file letters in archive "},
-        {changed(letters, &Member::size, 999), "Couldn't read current file letters in archive "},
-        {changed(hello, &Member::method, 8), "Couldn't read current file dir/b.txt in archive "},
-        {changed(hello, &Member::method, 12), "Couldn't open current file dir/b.txt in archive "},
-        {changed(hello, &Member::flags, 1), "Couldn't open current file dir/b.txt in archive "}, // encrypted
+        {changed(hello, &Member::crc, 1), "read"},
+        {changed(hello, &Member::size, 0xFFFFFFF0u), "read"},
+        {changed(hello, &Member::size, 4), "read"},
+        {changed(changed(hello, &Member::size, 4), &Member::crc, 0xBCB4AFDDu), "read"}, // of "Hell"
+        {changed(letters, &Member::size, 0xFFFFFFF0u), "read"},
+        {changed(letters, &Member::size, 999), "read"},
+        {changed(hello, &Member::method, 8), "read"},
+        {changed(hello, &Member::method, 12), "open"},
+        {changed(hello, &Member::flags, 1), "open"}, // encrypted
     };
-    for (const auto& [member, error] : members)
+    for (const auto& [member, failed] : members)
     {
+        SCOPED_TRACE(member.name + " of " + std::to_string(member.size) + " by " +
+                     std::to_string(member.method));
         std::string bytes = vnArchiveOf({member, empty});
         vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
-        EXPECT_FALSE(zip.setCurrentItem(member.name.c_str())) << error;
-        EXPECT_EQ(zip.getError(), error);
-        EXPECT_EQ(zip.length(), 0u) << error;
-        EXPECT_TRUE(zip.setCurrentItem("empty")) << error; // the archive is usable all the same
+        EXPECT_FALSE(zip.setCurrentItem(member.name.c_str()));
+        EXPECT_EQ(
+            zip.getError(),
+            ("Couldn't " + std::string(failed) + " current file " + member.name + " in archive ").c_str());
+        EXPECT_EQ(zip.length(), 0u);
+        EXPECT_TRUE(zip.setCurrentItem("empty")); // the archive is usable all the same
     }
 }
 
@@ -212,10 +201,9 @@ TEST(vnSerializeAdapterZIP, TakesNoMoreIntoMemoryForAURLFromOutsideThanIsAllowed
 
 TEST(vnSerializeAdapterZIP, SupportsAnyActionWhateverItsParentDoes)
 {
-    std::string bytes = vnArchiveOf({hello});
     const vnTempFolder folder;
-    const Adapter file(new vnSerializeAdapterFile(folder.write("a.zip", bytes), VN_SERIALIZE_INPUT, 0, 0));
-    EXPECT_FALSE(file->supportAction(VN_SERIALIZE_OUTPUT));
+    const Adapter file(
+        new vnSerializeAdapterFile(folder.write("a.zip", vnArchiveOf({hello})), VN_SERIALIZE_INPUT, 0, 0));
     vnSerializeAdapterZIP zip(file, VN_SERIALIZE_INPUT);
     EXPECT_TRUE(zip.supportAction(VN_SERIALIZE_INPUT));
     EXPECT_TRUE(zip.supportAction(VN_SERIALIZE_OUTPUT));
@@ -232,46 +220,40 @@ TEST(vnSerializeAdapterZIP, TruncationAtEachByteIsAnErrorOrTheMember)
             vnSerializeAdapterZIP zip(memoryOf(bytes), VN_SERIALIZE_INPUT);
             // Cut in its comment an archive can be read, and one of 64 bits also in its old end record.
             const bool isThere = size >= whole.size() - 7 - (isZip64 ? 22 : 0);
-            EXPECT_EQ(!zip.hasError(), isThere) << isZip64 << " " << size;
-            EXPECT_EQ(zip.setCurrentItem("letters") != 0, isThere) << isZip64 << " " << size;
-            EXPECT_EQ(restOf(zip), std::string(isThere ? 1000 : 0, 'a')) << isZip64 << " " << size;
-            EXPECT_EQ(zip.setCurrentItem("dir/b.txt") != 0, isThere) << isZip64 << " " << size;
-            if (size == whole.size())
-            {
-                EXPECT_EQ(zip.getComment(), "comment");
-            }
+            SCOPED_TRACE((isZip64 ? "64 bits " : "32 bits ") + std::to_string(size));
+            EXPECT_EQ(!zip.hasError(), isThere);
+            EXPECT_EQ(zip.setCurrentItem("letters") != 0, isThere);
+            EXPECT_EQ(restOf(&zip), std::string(isThere ? 1000 : 0, 'a'));
+            EXPECT_EQ(zip.setCurrentItem("dir/b.txt") != 0, isThere);
+            EXPECT_EQ(zip.getComment() == "comment", size == whole.size());
         }
     }
 }
 
-TEST(vnSerializeAdapterZIP, OpensByURL)
-{
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.zip", vnArchiveOf({hello}));
-    const vnString url = vnString("zip:{file:") + path + "},dir/b.txt";
-    const Adapter adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT));
-    ASSERT_TRUE(adapter);
-    EXPECT_EQ(restOf(*adapter), "Hello");
-    EXPECT_EQ(adapter->getURL(), url);
-    EXPECT_EQ(failureOf(vnString("zip:{rand:file:") + path + "},dir/b.txt"), "opened");
-}
-
-TEST(vnSerializeAdapterZIP, TellsWhyAURLDoesNotOpen)
+TEST(vnSerializeAdapterZIP, OpensByURLOrTellsWhyNot)
 {
     const vnTempFolder folder;
     const vnString path = folder.write("a.zip", vnArchiveOf({hello}));
     const vnString none = folder.write("none", "no archive");
-    const std::string at = path.getString();
-    EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},missing.txt"),
-              "URL Adapter (zip:{file:" + at +
-                  "},missing.txt) Error:Couldn't locate missing.txt in archive file:" + at);
-    EXPECT_EQ(failureOf(vnString("zip:{file:") + none + "},a"),
-              std::string("URL Adapter (zip:{file:") + none.getString() +
-                  "},a) Error:Failed to initialize ZIP archive from adapter file:" + none.getString());
-    EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "x},a"), ""); // what the archive's own URL reported
+    const std::string at = path.getString(), noneAt = none.getString();
+    const vnString url = vnString("zip:{file:") + path + "},dir/b.txt";
+    const Adapter adapter(vnSerializeAdapter::getURLAdapter(url, VN_SERIALIZE_INPUT, VN_ADAPTER_SILENT));
+    ASSERT_TRUE(adapter);
+    EXPECT_EQ(restOf(adapter), "Hello");
+    EXPECT_EQ(adapter->getURL(), url);
+    const std::pair<vnString, std::string> rows[] = {
+        {vnString("zip:{rand:file:") + path + "},dir/b.txt", "opened"},
+        {vnString("zip:{file:") + path + "},no",
+         "URL Adapter (zip:{file:" + at + "},no) Error:Couldn't locate no in archive file:" + at},
+        {vnString("zip:{file:") + none + "},a",
+         "URL Adapter (zip:{file:" + noneAt +
+             "},a) Error:Failed to initialize ZIP archive from adapter file:" + noneAt},
+        {vnString("zip:{file:") + path + "x},a", ""}, // what the archive's own URL reported
+    };
+    for (const auto& [wrong, failure] : rows)
+        EXPECT_EQ(failureOf(wrong), failure);
     for (const vnSerializeAction action : {VN_SERIALIZE_OUTPUT, VN_SERIALIZE_APPEND})
-        EXPECT_EQ(failureOf(vnString("zip:{file:") + path + "},dir/b.txt", action),
-                  "Can not open 'zip:{file:" + at + "},dir/b.txt' as output");
+        EXPECT_EQ(failureOf(url, action), "Can not open 'zip:{file:" + at + "},dir/b.txt' as output");
     EXPECT_EQ(vnTempFolder::content(path), vnArchiveOf({hello})); // nothing was cut
 }
 
@@ -354,21 +336,18 @@ TEST(vnSerializeAdapterZIP, TakesBytesBackUntilAnotherMemberIsSelected)
     zip.flush();
     EXPECT_EQ(zip.length(), 4u);
     EXPECT_EQ(zip.seek(1, VN_ORIGIN_CURRENT), 3u); // of the member
-    EXPECT_EQ(restOf(zip), "Xlo");
+    EXPECT_EQ(restOf(&zip), "Xlo");
     zip.pushBack('X');
     EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
-    EXPECT_EQ(restOf(zip), "Hello");
+    EXPECT_EQ(restOf(&zip), "Hello");
 }
 
 TEST(vnSerializeAdapterZIP, WrapsAParentThatCanNotSeek)
 {
     const std::string bytes = vnArchiveOf({hello});
-    const Adapter queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    queue->write(reinterpret_cast<const unsigned char*>(bytes.data()),
-                 static_cast<unsigned int>(bytes.size()));
-    vnSerializeAdapterZIP zip(queue, VN_SERIALIZE_INPUT);
+    vnSerializeAdapterZIP zip(queueWith(bytes), VN_SERIALIZE_INPUT);
     EXPECT_TRUE(zip.setCurrentItem("dir/b.txt"));
-    EXPECT_EQ(restOf(zip), "Hello");
+    EXPECT_EQ(restOf(&zip), "Hello");
 }
 
 TEST(vnSerializeAdapterZIP, WritesAnArchiveWithoutMembersBehindWhatIsThere)
@@ -394,13 +373,13 @@ TEST(vnSerializeAdapterZIP, WritesAnArchiveWithoutMembersBehindWhatIsThere)
 
 namespace
 {
-// Gives at most so many bytes at a time, and none but an error after so many reads.
-class Stingy : public vnSerializeAdapterMemory
+// Gives at most so many bytes at a time; after so many reads it throws, or has an error and gives none.
+class Limited : public vnSerializeAdapterMemory
 {
 public:
-    Stingy(std::string& bytes, unsigned int most, unsigned int reads)
+    Limited(std::string& bytes, unsigned int most, unsigned int reads, bool isThrowing)
         : vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size())), m_most(most),
-          m_left(reads)
+          m_left(reads), m_isThrowing(isThrowing)
     {
     }
 
@@ -408,11 +387,10 @@ protected:
     using vnSerializeAdapterMemory::read_imp;
     unsigned int read_imp(unsigned char* data, unsigned int count) override
     {
+        if (m_left == 0 && m_isThrowing)
+            throw std::runtime_error("no more");
         if (m_left == 0)
-        {
-            setError("no more");
-            return 0;
-        }
+            return setError("no more"), 0;
         --m_left;
         const unsigned int got = vnSerializeAdapterMemory::read_imp(data, std::min(count, m_most));
         setReadWindow(nullptr, nullptr); // the next one comes here, too
@@ -421,6 +399,7 @@ protected:
 
 private:
     unsigned int m_most, m_left;
+    bool m_isThrowing;
 };
 
 // Knows its length and moves nowhere, without an error.
@@ -449,7 +428,7 @@ TEST(vnSerializeAdapterZIP, ReadsAParentThatGivesFewBytesAtATimeOrFails)
     for (unsigned int reads = 0; reads < 300; ++reads)
     {
         std::string bytes = whole;
-        vnSerializeAdapterZIP zip(new Stingy(bytes, 1, reads), VN_SERIALIZE_INPUT);
+        vnSerializeAdapterZIP zip(new Limited(bytes, 1, reads, false), VN_SERIALIZE_INPUT);
         EXPECT_EQ(zip.hasError() != 0, reads < whole.size()) << reads; // it fits in one page
         EXPECT_EQ(zip.setCurrentItem("letters") != 0, reads >= whole.size()) << reads;
     }
@@ -474,45 +453,19 @@ TEST(vnSerializeAdapterZIP, TellsThatItsArchiveCouldNotBeWritten)
     EXPECT_EQ(recorder.take(), Lines{});
 }
 
-namespace
-{
-// Throws once it was read so many times.
-class Throwing : public vnSerializeAdapterMemory
-{
-public:
-    Throwing(std::string& bytes, unsigned int reads)
-        : vnSerializeAdapterMemory(bytes.data(), static_cast<unsigned int>(bytes.size())), m_left(reads)
-    {
-    }
-
-protected:
-    using vnSerializeAdapterMemory::read_imp;
-    unsigned int read_imp(unsigned char* data, unsigned int count) override
-    {
-        if (m_left-- == 0)
-            throw std::runtime_error("no more");
-        const unsigned int got = vnSerializeAdapterMemory::read_imp(data, count);
-        setReadWindow(nullptr, nullptr); // the next one comes here, too
-        return got;
-    }
-
-private:
-    unsigned int m_left;
-};
-} // namespace
-
 TEST(vnSerializeAdapterZIP, HandsOnWhatItsParentThrows)
 {
     Member large = letters;
     large.name.assign(200, 'n');
     std::vector<Member> members(2000, large); // over several pages
     std::string bytes = vnArchiveOf(members);
-    EXPECT_THROW(vnSerializeAdapterZIP(new Throwing(bytes, 0), VN_SERIALIZE_INPUT), std::runtime_error);
+    EXPECT_THROW(vnSerializeAdapterZIP(new Limited(bytes, ~0u, 0, true), VN_SERIALIZE_INPUT),
+                 std::runtime_error);
     unsigned int thrown = 0;
     for (unsigned int reads = 1; reads < 40; ++reads)
         try
         {
-            vnSerializeAdapterZIP zip(new Throwing(bytes, reads), VN_SERIALIZE_INPUT);
+            vnSerializeAdapterZIP zip(new Limited(bytes, ~0u, reads, true), VN_SERIALIZE_INPUT);
             EXPECT_TRUE(zip.setCurrentItem(large.name.c_str()));
         }
         catch (const std::runtime_error&)
@@ -559,35 +512,29 @@ for seven in ('7z', '7za', '7zz'):
         std::string("LC_ALL=C.UTF-8 python3 ") + script.getString() + " " + folder.path("").getString();
     ASSERT_EQ(std::system(command.c_str()), 0);
     unsigned int archives = 0;
-    const std::pair<const char*, const char*> made[] = {{"python.zip", "comment"},
-                                                        {"descriptors.zip", "comment"},
-                                                        {"zip64.zip", "comment"},
-                                                        {"infozip.zip", "comment"},
-                                                        {"seven.zip", ""}};
-    for (const auto& [name, comment] : made)
+    const char* const made[] = {"python.zip", "descriptors.zip", "zip64.zip", "infozip.zip", "seven.zip"};
+    for (const std::string name : made)
     {
         const Adapter file(new vnSerializeAdapterFile(folder.path(name), VN_SERIALIZE_INPUT, 0, 0));
         if (file->hasError())
             continue;
         ++archives;
+        SCOPED_TRACE(name);
         vnSerializeAdapterZIP zip(file, VN_SERIALIZE_INPUT);
-        EXPECT_EQ(zip.getComment(), comment) << name;
-        if (std::string(name) == "zip64.zip")
-        {
-            EXPECT_TRUE(zip.setCurrentItem("forced")) << zip.getError().getString();
-            EXPECT_EQ(restOf(zip), "forced");
-        }
+        EXPECT_EQ(zip.getComment(), name == "seven.zip" ? "" : "comment");
         std::string deflated;
         for (unsigned int i = 0; i < 1000; ++i)
             deflated += "deflated ";
-        const std::pair<const char*, std::string> members[] = {{"stored.txt", "stored"},
-                                                               {"deflated.txt", deflated},
-                                                               {"empty", ""},
-                                                               {"\xc3\xa4\xce\xb2.txt", "named"}};
+        std::vector<std::pair<const char*, std::string>> members = {{"stored.txt", "stored"},
+                                                                    {"deflated.txt", deflated},
+                                                                    {"empty", ""},
+                                                                    {"\xc3\xa4\xce\xb2.txt", "named"}};
+        if (name == "zip64.zip")
+            members.emplace_back("forced", "forced");
         for (const auto& [member, text] : members)
         {
-            EXPECT_TRUE(zip.setCurrentItem(member)) << name << ": " << zip.getError().getString();
-            EXPECT_EQ(restOf(zip), text) << name << " " << member;
+            EXPECT_TRUE(zip.setCurrentItem(member)) << zip.getError().getString();
+            EXPECT_EQ(restOf(&zip), text) << member;
         }
     }
     EXPECT_GE(archives, 3u);

@@ -28,12 +28,6 @@ std::string blockOf(const std::string& text)
     EXPECT_EQ(vnCompress(plain, block, scratch), 1);
     return std::string(reinterpret_cast<const char*>(block.data()), block.getSize());
 }
-
-// What is left by its length: reading on would make it longer.
-std::string restOf(vnSerializeAdapter* access)
-{
-    return readAll(access, access->length());
-}
 } // namespace
 
 TEST(vnSerializeAdapterPacket, RefusesAPacketThatMemoryDoesNotHold)
