@@ -2,20 +2,16 @@
 #include <vnBase/vnSerializeAdapterRandomAccess.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnEncodeTestHelp.h"
 #include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterFile.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnURL.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <stdexcept>
-#include <string>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -23,7 +19,7 @@
 
 namespace
 {
-using Adapter = vnRefPointer<vnSerializeAdapter>;
+using RandomAccess = vnSerializeAdapterRandomAccess;
 
 // A stream that can't seek and counts its calls.
 class Target : public vnSerializeAdapterQueue
@@ -65,84 +61,75 @@ private:
     unsigned int m_left = 0xFFFFFFFFu;
 };
 
-void write(vnSerializeAdapter& adapter, const char* text)
+// What `use` makes an adapter write to the target when it goes.
+std::vector<std::string> writtenBack(Target& target, const std::function<void(RandomAccess&)>& use)
 {
-    adapter.write(reinterpret_cast<const unsigned char*>(text),
-                  static_cast<unsigned int>(std::char_traits<char>::length(text)));
+    {
+        const vnRefPointer<RandomAccess> adapter(new RandomAccess(&target));
+        use(*adapter);
+    }
+    return target.written;
 }
 
-const char* const lostLine =
-    "VantorSDK|4000|Random Access Adapter drops what was written: its target was not "
-    "read as a whole";
-
-std::string read(vnSerializeAdapter& adapter, unsigned int count)
-{
-    std::string text(count, '?');
-    text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), count));
-    return text;
-}
+const Lines lost = {"VantorSDK|4000|Random Access Adapter drops what was written: its target was not "
+                    "read as a whole"};
 } // namespace
 
 TEST(vnSerializeAdapterRandomAccess, ReadsItsTargetOnceAndWritesItBackOnceAsAWhole)
 {
     const vnRefPointer<Target> target(new Target("0123456789"));
+    const auto use = [&target](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
         EXPECT_EQ(target->reads, 1u);
-        EXPECT_EQ(adapter->seek(5, VN_ORIGIN_SET), 5u);
-        EXPECT_EQ(adapter->length(), 5u);
-        write(*adapter, "abc");
-        EXPECT_EQ(adapter->length(), 2u);
-        EXPECT_EQ(read(*adapter, 2), "89");
-        EXPECT_EQ(adapter->seek(-10, VN_ORIGIN_CURRENT), 0u);
+        EXPECT_EQ(adapter.seek(5, VN_ORIGIN_SET), 5u);
+        EXPECT_EQ(adapter.length(), 5u);
+        writeText(&adapter, "abc");
+        EXPECT_EQ(adapter.length(), 2u);
+        EXPECT_EQ(readAll(&adapter, 2), "89");
+        EXPECT_EQ(adapter.seek(-10, VN_ORIGIN_CURRENT), 0u);
         for (const char byte : std::string("01234abc89"))
-            EXPECT_EQ(adapter->read(), byte);
-        adapter->flush();
+            EXPECT_EQ(adapter.read(), byte);
+        adapter.flush();
         EXPECT_TRUE(target->written.empty());
-    }
-    EXPECT_EQ(target->written, std::vector<std::string>{"01234abc89"});
+    };
+    EXPECT_EQ(writtenBack(*target, use), Lines{"01234abc89"});
 }
 
-TEST(vnSerializeAdapterRandomAccess, ReadingMakesTheStreamLongerAndChangesNothing)
+TEST(vnSerializeAdapterRandomAccess, GrowsByWhatIsReadOrWrittenBehindTheEnd)
 {
     const vnRefPointer<Target> target(new Target("ab"));
+    const auto read = [](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-        adapter->seek(1, VN_ORIGIN_END);
-        EXPECT_EQ(adapter->length(), 0u);
-        EXPECT_EQ(read(*adapter, 2), std::string(2, '\0'));
-        EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 5u);
-        EXPECT_FALSE(adapter->hasError());
-    }
-    EXPECT_TRUE(target->written.empty());
-}
-
-TEST(vnSerializeAdapterRandomAccess, WritesBehindTheEnd)
-{
-    const vnRefPointer<Target> target(new Target("ab"));
+        adapter.seek(1, VN_ORIGIN_END);
+        EXPECT_EQ(adapter.length(), 0u);
+        EXPECT_EQ(readAll(&adapter, 2), std::string(2, '\0'));
+        EXPECT_EQ(adapter.seek(0, VN_ORIGIN_END), 5u);
+        EXPECT_FALSE(adapter.hasError());
+    };
+    EXPECT_EQ(writtenBack(*target, read), Lines{}); // nothing was changed
+    const vnRefPointer<Target> other(new Target("ab"));
+    const auto write = [](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-        adapter->seek(2, VN_ORIGIN_END);
-        write(*adapter, "z");
-    }
-    EXPECT_EQ(target->written, (std::vector<std::string>{std::string("ab\0\0z", 5)}));
+        adapter.seek(2, VN_ORIGIN_END);
+        writeText(&adapter, "z");
+    };
+    EXPECT_EQ(writtenBack(*other, write), (Lines{std::string("ab\0\0z", 5)}));
 }
 
 TEST(vnSerializeAdapterRandomAccess, RefusesPlacesThatAreOutOfReach)
 {
     const vnRefPointer<Target> target(new Target("ab"));
-    const vnRefPointer<vnSerializeAdapterRandomAccess> adapter(new vnSerializeAdapterRandomAccess(target));
+    const vnRefPointer<RandomAccess> adapter(new RandomAccess(target));
     adapter->setMaxGap(10);
-    struct Place
+    const struct
     {
         const char* what;
         int offset;
         vnOriginPos origin;
-    };
-    const Place places[] = {{"before the start", -1, VN_ORIGIN_SET},
-                            {"one more than the gap", 11, VN_ORIGIN_END},
-                            {"two gigabytes", 0x7FFFFFFF, VN_ORIGIN_SET}};
-    for (const Place& place : places)
+    } places[] = {{"before the start", -1, VN_ORIGIN_SET},
+                  {"one more than the gap", 11, VN_ORIGIN_END},
+                  {"two gigabytes", 0x7FFFFFFF, VN_ORIGIN_SET}};
+    for (const auto& place : places)
     {
         adapter->seek(place.offset, place.origin);
         EXPECT_EQ(adapter->read(), 0) << place.what;
@@ -168,49 +155,49 @@ TEST(vnSerializeAdapterRandomAccess, RefusesPlacesThatAreOutOfReach)
 
 TEST(vnSerializeAdapterRandomAccess, ReadingEndsWhereALimitIsSet)
 {
-    auto* stream = new vnSerializeAdapterRandomAccess(Adapter(new Target("abcdefgh")));
+    auto* stream = new RandomAccess(Adapter(new Target("abcdefgh")));
     const Adapter adapter(stream);
     stream->setMaxSize(5); // less than is there takes nothing away
-    EXPECT_EQ(read(*adapter, 8), "abcdefgh");
-    EXPECT_EQ(read(*adapter, 1), "");
+    EXPECT_EQ(readAll(adapter, 8), "abcdefgh");
+    EXPECT_EQ(readAll(adapter, 1), "");
     EXPECT_EQ(adapter->getError(), "Random Access Adapter moved outside size");
     stream->setMaxSize(10);
-    EXPECT_EQ(read(*adapter, 2), std::string(2, '\0'));
-    EXPECT_EQ(read(*adapter, 1), "");
+    EXPECT_EQ(readAll(adapter, 2), std::string(2, '\0'));
+    EXPECT_EQ(readAll(adapter, 1), "");
 }
 
 TEST(vnSerializeAdapterRandomAccess, TakesNoMemoryForALengthThatIsALie)
 {
     Recorder recorder;
     const vnRefPointer<Target> target(new Target("abc", 0xFFFFFFF0u));
+    const auto use = [](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-        EXPECT_EQ(adapter->getError(), "Source adapter has data and gives none");
-        EXPECT_EQ(adapter->length(), 3u);
-        EXPECT_EQ(read(*adapter, 3), "abc");
-        adapter->write('d'); // grows by what is there, not by what was claimed
-        EXPECT_EQ(adapter->seek(0, VN_ORIGIN_END), 4u);
-    }
-    EXPECT_TRUE(target->written.empty()); // nobody knows what the rest of it is
-    EXPECT_EQ(recorder.take(), Lines{lostLine});
+        EXPECT_EQ(adapter.getError(), "Source adapter has data and gives none");
+        EXPECT_EQ(adapter.length(), 3u);
+        EXPECT_EQ(readAll(&adapter, 3), "abc");
+        adapter.write('d'); // grows by what is there, not by what was claimed
+        EXPECT_EQ(adapter.seek(0, VN_ORIGIN_END), 4u);
+    };
+    EXPECT_EQ(writtenBack(*target, use), Lines{}); // nobody knows what the rest of it is
+    EXPECT_EQ(recorder.take(), lost);
 }
 
 TEST(vnSerializeAdapterRandomAccess, WhatMemoryDoesNotHoldIsAnError)
 {
     const SmallHeap heap(40u << 20);
     const vnRefPointer<Target> target(new Target("ab"));
+    const auto use = [](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-        adapter->seek(0x7FFFFFFF, VN_ORIGIN_SET);
-        adapter->seek(0x7FFFFFFF, VN_ORIGIN_CURRENT);
-        EXPECT_EQ(read(*adapter, 1), "");
-        EXPECT_EQ(adapter->getError(), "No memory for the position of the Random Access Adapter");
-        adapter->write('x');
-        adapter->setError("");
-        adapter->seek(0, VN_ORIGIN_SET);
-        adapter->write('c');
-    }
-    EXPECT_EQ(target->written, std::vector<std::string>{"cb"});
+        adapter.seek(0x7FFFFFFF, VN_ORIGIN_SET);
+        adapter.seek(0x7FFFFFFF, VN_ORIGIN_CURRENT);
+        EXPECT_EQ(readAll(&adapter, 1), "");
+        EXPECT_EQ(adapter.getError(), "No memory for the position of the Random Access Adapter");
+        adapter.write('x');
+        adapter.setError("");
+        adapter.seek(0, VN_ORIGIN_SET);
+        adapter.write('c');
+    };
+    EXPECT_EQ(writtenBack(*target, use), Lines{"cb"});
     vnString error;
     const auto open = [&error](const char* url)
     {
@@ -234,12 +221,12 @@ TEST(vnSerializeAdapterRandomAccess, WritesATargetThatSeeksFromWhereItWasRead)
         {
             unsigned char block[] = "0123456789";
             const Adapter memory(new vnSerializeAdapterMemory(block, 10));
-            const std::string taken = read(*memory, start);
+            const std::string taken = readAll(memory, start);
             if (back > 0 && start > back)
                 memory->pushBack(reinterpret_cast<const unsigned char*>(&taken[start - back]), back);
             std::string expected = "0123456789";
             {
-                const Adapter adapter(new vnSerializeAdapterRandomAccess(memory));
+                const Adapter adapter(new RandomAccess(memory));
                 if (adapter->hasData())
                 {
                     expected[10 - adapter->length()] = 'x';
@@ -252,7 +239,7 @@ TEST(vnSerializeAdapterRandomAccess, WritesATargetThatSeeksFromWhereItWasRead)
     const vnString path = folder.write("a", "0123456789");
     {
         const Adapter file(new vnSerializeAdapterFile(path, VN_SERIALIZE_INPUT, 0, 0));
-        const vnSerializeAdapterRandomAccess whole(file);
+        const RandomAccess whole(file);
     }
     EXPECT_EQ(vnTempFolder::content(path), "0123456789");
 }
@@ -266,7 +253,7 @@ TEST(vnSerializeAdapterRandomAccess, LeavesTheContentOfAFileOpenedForAppend)
         const Adapter adapter(vnSerializeAdapter::getURLAdapter(vnString(url) + path, VN_SERIALIZE_APPEND));
         ASSERT_TRUE(adapter);
         EXPECT_EQ(adapter->length(), 0u);
-        write(*adapter, "45");
+        writeText(adapter, "45");
     }
     EXPECT_EQ(vnTempFolder::content(path), "01234545");
 }
@@ -276,14 +263,14 @@ TEST(vnSerializeAdapterRandomAccess, WritesBackWhileAnExceptionIsOnItsWay)
     const vnRefPointer<Target> target(new Target("0123"));
     try
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
+        const Adapter adapter(new RandomAccess(target));
         adapter->write('x');
         throw std::runtime_error("on its way");
     }
     catch (const std::runtime_error&)
     {
     }
-    EXPECT_EQ(target->written, std::vector<std::string>{"x123"});
+    EXPECT_EQ(target->written, Lines{"x123"});
 }
 
 // The bytes leave at the end only, when there is nobody left to answer to.
@@ -308,7 +295,7 @@ TEST(vnSerializeAdapterRandomAccess, ReadsAPipeToItsEnd)
             const Adapter out(new vnSerializeAdapterFile(path, VN_SERIALIZE_OUTPUT, 0, 0));
             for (int i = 0; i < 30; ++i)
             {
-                write(*out, std::string(10000, 'p').c_str());
+                writeText(out, std::string(10000, 'p'));
                 out->flush();
             }
         });
@@ -326,37 +313,30 @@ TEST(vnSerializeAdapterRandomAccess, TellsWhatCouldNotBeWrittenBack)
     Recorder recorder;
     unsigned char block[] = "0123";
     {
-        const Adapter adapter(
-            new vnSerializeAdapterRandomAccess(new vnSerializeAdapterMemory(block, sizeof block - 1)));
+        const Adapter adapter(new RandomAccess(new vnSerializeAdapterMemory(block, sizeof block - 1)));
         adapter->seek(0, VN_ORIGIN_END);
         adapter->write('x');
     }
     EXPECT_EQ(recorder.take(), Lines{"VantorSDK|4000|Memory Adapter written beyond end"});
 }
 
-TEST(vnSerializeAdapterRandomAccess, ReadsATargetThatGivesFewBytesAtATime)
-{
-    const vnRefPointer<Target> target(new Target("0123456789"));
-    target->setStingy(1000);
-    const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-    EXPECT_EQ(read(*adapter, 10), "0123456789");
-    EXPECT_FALSE(adapter->hasError());
-}
-
 TEST(vnSerializeAdapterRandomAccess, LeavesATargetAloneThatCouldNotBeReadWhole)
 {
     Recorder recorder;
     const vnRefPointer<Target> target(new Target("0123456789"));
-    target->setStingy(4);
+    target->setStingy(1000);
+    EXPECT_EQ(readAll(Adapter(new RandomAccess(target)), 10), "0123456789"); // a few bytes at a time
+    const vnRefPointer<Target> broken(new Target("0123456789"));
+    broken->setStingy(4);
+    const auto use = [](RandomAccess& adapter)
     {
-        const Adapter adapter(new vnSerializeAdapterRandomAccess(target));
-        EXPECT_EQ(adapter->getError(), "no more");
-        EXPECT_EQ(adapter->length(), 4u);
-        adapter->setError(""); // the target's, too
-        adapter->write('x');
-    }
-    EXPECT_TRUE(target->written.empty());
-    EXPECT_EQ(recorder.take(), Lines{lostLine});
+        EXPECT_EQ(adapter.getError(), "no more");
+        EXPECT_EQ(adapter.length(), 4u);
+        adapter.setError(""); // the target's, too
+        adapter.write('x');
+    };
+    EXPECT_EQ(writtenBack(*broken, use), Lines{});
+    EXPECT_EQ(recorder.take(), lost);
 }
 
 TEST(vnSerializeAdapterRandomAccess, OpensByURL)
@@ -368,10 +348,10 @@ TEST(vnSerializeAdapterRandomAccess, OpensByURL)
     ASSERT_TRUE(adapter);
     EXPECT_EQ(adapter->getURL(), vnString("rand:file:") + path);
     adapter->seek(-1, VN_ORIGIN_END);
-    EXPECT_EQ(read(*adapter, 1), "3");
+    EXPECT_EQ(readAll(adapter, 1), "3");
     vnString error;
     EXPECT_FALSE(vnSerializeAdapter::getURLAdapter(vnString("rand:file:") + path + "x", VN_SERIALIZE_INPUT,
                                                    VN_ADAPTER_SILENT, vnString(), &error));
     EXPECT_EQ(error, vnString("Could not create URL Adapter 'rand:file:") + path + "x'");
-    EXPECT_TRUE(vnSerializeAdapterRandomAccess(nullptr).hasError());
+    EXPECT_TRUE(RandomAccess(nullptr).hasError());
 }

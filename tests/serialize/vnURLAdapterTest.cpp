@@ -51,6 +51,20 @@ std::string readAll(vnSerializeAdapter* adapter)
     return text;
 }
 
+// A folder with a file of "abc".
+class vnURLAdapter : public testing::Test
+{
+protected:
+    ~vnURLAdapter() noexcept override { std::filesystem::current_path(m_old); }
+    void enterFolder() const { std::filesystem::current_path(folder.path("").getString()); }
+
+    const vnTempFolder folder;
+    const vnString path = folder.write("a.txt", "abc");
+
+private:
+    const std::filesystem::path m_old = std::filesystem::current_path();
+};
+
 // Counts its instances, and starts with an error if that is wanted.
 class Counted : public vnSerializeAdapterQueue
 {
@@ -109,10 +123,8 @@ private:
 };
 } // namespace
 
-TEST(vnURLAdapter, OpensFilesWithAndWithoutScheme)
+TEST_F(vnURLAdapter, OpensFilesWithAndWithoutScheme)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.txt", "abc");
     for (const vnString& url : {path, vnString("file:") + path, vnString("FILE:") + path, path + "?x=1"})
     {
         const Adapter adapter(open(url));
@@ -127,10 +139,8 @@ TEST(vnURLAdapter, OpensFilesWithAndWithoutScheme)
     EXPECT_EQ(adapter->getURL(), vnString("file:") + path + "?x=1");
 }
 
-TEST(vnURLAdapter, HandsFlagsAndPasswordOn)
+TEST_F(vnURLAdapter, HandsFlagsAndPasswordOn)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.txt", "abc");
     const vnUInt64 flags = 0x200000000 | VN_ADAPTER_NO_EXPANSION;
     const Adapter adapter(vnSerializeAdapter::getURLAdapter(path, VN_SERIALIZE_INPUT, flags, "secret"));
     EXPECT_EQ(adapter->getAdapterFlags(), flags);
@@ -138,25 +148,17 @@ TEST(vnURLAdapter, HandsFlagsAndPasswordOn)
     EXPECT_EQ(adapter->getRef(), 1u);
 }
 
-TEST(vnURLAdapter, LooksNamesOfTheSchemeFileUpWhateverTheFlagsSay)
+TEST_F(vnURLAdapter, LooksNamesOfTheSchemeFileUpWhateverTheFlagsSay)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.txt", "abc");
     // The look-up takes a scheme from a name, so it shows that it was made.
-    const vnUInt64 flags = VN_ADAPTER_SILENT | VN_ADAPTER_NO_EXPANSION;
-    EXPECT_TRUE(
-        Adapter(vnSerializeAdapter::getURLAdapter(vnString("file:file:") + path, VN_SERIALIZE_INPUT, flags)));
+    EXPECT_TRUE(Adapter(vnSerializeAdapter::getURLAdapter(vnString("file:file:") + path, VN_SERIALIZE_INPUT,
+                                                          VN_ADAPTER_SILENT | VN_ADAPTER_NO_EXPANSION)));
 }
 
-TEST(vnURLAdapter, WritesAndAppendsToFiles)
+TEST_F(vnURLAdapter, WritesAndAppendsToFiles)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.path("a.txt");
-    const auto write = [&](const vnString& url, vnSerializeAction action)
-    {
-        const Adapter adapter(open(url, action));
-        adapter->write('x');
-    };
+    const auto write = [](const vnString& url, vnSerializeAction action)
+    { Adapter(open(url, action))->write('x'); };
     write(path, VN_SERIALIZE_OUTPUT);
     write(vnString("file:") + path + "?append=yes", VN_SERIALIZE_OUTPUT);
     write(path + "?append", VN_SERIALIZE_OUTPUT);
@@ -166,21 +168,18 @@ TEST(vnURLAdapter, WritesAndAppendsToFiles)
     EXPECT_EQ(vnTempFolder::content(path), "x");
 }
 
-TEST(vnURLAdapter, TakesUnknownSchemesAsPartsOfFileNames)
+TEST_F(vnURLAdapter, TakesUnknownSchemesAsPartsOfFileNames)
 {
-    const vnTempFolder folder;
-    const std::filesystem::path old = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path("").getString());
+    enterFolder();
     std::filesystem::create_directories("ftp:/host");
     for (const char* url : {"Foo:Bar", "ftp://host/x", "purl:wrong"}) // as they were spelled
     {
         EXPECT_TRUE(Adapter(open(url, VN_SERIALIZE_OUTPUT))) << url;
         EXPECT_TRUE(std::filesystem::exists(url)) << url;
     }
-    std::filesystem::current_path(old);
 }
 
-TEST(vnURLAdapter, OpensMemoryByItsAddress)
+TEST_F(vnURLAdapter, OpensMemoryByItsAddress)
 {
     unsigned char block[] = {1, 2, 3, 4};
     const vnString url = urlOf("mem:", block);
@@ -196,23 +195,20 @@ TEST(vnURLAdapter, OpensMemoryByItsAddress)
                   std::string("Wrong syntax in (mem:address,len) adapter arguments (") + wrong + ")");
 }
 
-TEST(vnURLAdapter, ReturnsTheAdapterThatAnAddressNames)
+TEST_F(vnURLAdapter, ReturnsTheAdapterThatAnAddressNames)
 {
     vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
     const vnString url = urlOf("adapt:", &queue);
     EXPECT_EQ(open(url + "?x=1"), &queue);
     EXPECT_EQ(queue.getURL(), url + "?x=1");
-    EXPECT_EQ(failure("adapt:x"), "Wrong syntax in (adapt:address) adapter arguments (adapt:x)");
-    EXPECT_EQ(failure("adapt:0"), "Could not create URL Adapter 'adapt:0'");
 }
 
-TEST(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
+TEST_F(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
 {
     auto* named = new Counted;
     const vnString url = urlOf("adapt:", named);
-    const vnTempFolder folder;
     EXPECT_TRUE(vnURLExist(url));
-    EXPECT_TRUE(copyAdapters(url, folder.write("a.txt", "abc"), nullptr));
+    EXPECT_TRUE(copyAdapters(url, path, nullptr));
     EXPECT_EQ(readAll(named), "abc");
     named->setError("broken");
     EXPECT_EQ(failure(url), "URL Adapter (" + std::string(url.getString()) + ") Error:broken");
@@ -221,15 +217,14 @@ TEST(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
     named->checkDelete();
 }
 
-TEST(vnURLAdapter, NeverDeletesAnAdapterThatAManagerGotByItsAddress)
+TEST_F(vnURLAdapter, NeverDeletesAnAdapterThatAManagerGotByItsAddress)
 {
     auto* named = new Counted;
     Manager outer("outer"), inner("inner");
     outer.forward = "inner:x";
     inner.forward = urlOf("adapt:", named);
-    const vnTempFolder folder;
     EXPECT_TRUE(vnURLExist("outer:a"));
-    EXPECT_TRUE(copyAdapters("outer:a", folder.write("a.txt", "abc"), nullptr));
+    EXPECT_TRUE(copyAdapters("outer:a", path, nullptr));
     EXPECT_EQ(readAll(named), "abc");
     named->setError("broken");
     EXPECT_EQ(failure("outer:a").substr(0, 42), "URL Adapter (outer:a) Error:Could not open"); // as a file
@@ -238,13 +233,13 @@ TEST(vnURLAdapter, NeverDeletesAnAdapterThatAManagerGotByItsAddress)
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
-TEST(vnURLAdapter, OpensTheConsole)
+TEST_F(vnURLAdapter, OpensTheConsole)
 {
     const Adapter adapter(open("con:"));
     EXPECT_TRUE(dynamic_cast<vnSerializeAdapterStdIO*>(adapter.get()));
 }
 
-TEST(vnURLAdapter, MakesRandomBytes)
+TEST_F(vnURLAdapter, MakesRandomBytes)
 {
     const Adapter adapter(open("dummy:5000"));
     ASSERT_TRUE(adapter);
@@ -258,7 +253,7 @@ TEST(vnURLAdapter, MakesRandomBytes)
     vnSetMaxDummyURLSize(0xFFFFFFFF);
 }
 
-TEST(vnURLAdapter, TriesAFileWhenRandomBytesAreRefused)
+TEST_F(vnURLAdapter, TriesAFileWhenRandomBytesAreRefused)
 {
     Recorder recorder;
     EXPECT_EQ(vnSerializeAdapter::getURLAdapter("dummy:x", VN_SERIALIZE_INPUT), nullptr);
@@ -267,25 +262,20 @@ TEST(vnURLAdapter, TriesAFileWhenRandomBytesAreRefused)
                      "VantorSDK|4000|URL Adapter (dummy:x) Error:Could not open 'dummy:x' for reading (No "
                      "such file or directory)"}));
     vnString error;
-    const vnTempFolder folder;
-    const std::filesystem::path old = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path("").getString());
+    enterFolder();
     EXPECT_TRUE(Adapter(open("dummy:1", VN_SERIALIZE_OUTPUT, &error)));
     EXPECT_EQ(error, "Can not open 'dummy:1' as output");
-    std::filesystem::current_path(old);
 }
 
-TEST(vnURLAdapter, TellsWhatFailed)
+TEST_F(vnURLAdapter, TellsWhatFailed)
 {
-    const struct
-    {
-        const char* url;
-        const char* text;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"", "Empty URL name in getAdapter"},
         {"{6BA7B810-9DAD-11D1-80B4-00C04FD430C8}", "Unknown GUID URL in getAdapter"},
         {"{}", "Unknown GUID URL in getAdapter"},
         {"file:/a/{no guid}", "Unknown GUID URLName in getAdapter"},
+        {"adapt:x", "Wrong syntax in (adapt:address) adapter arguments (adapt:x)"},
+        {"adapt:0", "Could not create URL Adapter 'adapt:0'"},
         {"cache:1", "Wrong syntax in (cache:offset,len,url) adapter arguments (cache:1)"},
         {"http://host/a", "Could not create URL Adapter 'http://host/a'"},
         {"udp:host,1", "Could not create URL Adapter 'udp:host,1'"},
@@ -305,14 +295,12 @@ TEST(vnURLAdapter, TellsWhatFailed)
          "Adapter (/no/such/file) Error:Could not open '/no/such/file' for reading (No such file or "
          "directory))"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(failure(row.url), row.text) << row.url;
+    for (const auto& [url, text] : rows)
+        EXPECT_EQ(failure(url), text) << url;
 }
 
-TEST(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
+TEST_F(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
 {
-    const vnTempFolder folder;
-    const vnString file = folder.write("a.txt", "abc");
     const vnString fifo = folder.path("fifo");
     ASSERT_EQ(mkfifo(fifo, 0600), 0);
     char bytes[] = "secret";
@@ -338,7 +326,7 @@ TEST(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
         EXPECT_FALSE(openUntrusted(url)) << url;
     EXPECT_EQ(ownMemory.asked, memory + ";"); // for the one that is trusted
     for (const vnString& url :
-         {file, vnString("file:") + file, vnString("cache:0,-1,") + file, vnString("rand:file:") + file})
+         {path, vnString("file:") + path, vnString("cache:0,-1,") + path, vnString("rand:file:") + path})
     {
         const Adapter adapter(openUntrusted(url));
         ASSERT_TRUE(adapter) << url;
@@ -346,32 +334,28 @@ TEST(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
     }
     for (const vnString& url : {vnString("/proc/self/maps"), vnString("cache:0,9,/proc/self/maps")})
         EXPECT_EQ(readAll(openUntrusted(url)), "") << url;
-    const std::filesystem::path old = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path("").getString());
+    enterFolder();
     folder.write(" a.txt", "own");
     EXPECT_EQ(readAll(Adapter(open("cache:0,9, a.txt"))), "own");
     EXPECT_EQ(readAll(openUntrusted("cache:0,9,a.txt")), "abc"); // not what is kept open for the other
-    std::filesystem::current_path(old);
     // What is cached is read, whatever it is opened for.
-    Adapter(vnSerializeAdapter::getURLAdapter(vnString("cache:0,2,") + file, VN_SERIALIZE_OUTPUT,
+    Adapter(vnSerializeAdapter::getURLAdapter(vnString("cache:0,2,") + path, VN_SERIALIZE_OUTPUT,
                                               VN_ADAPTER_UNTRUSTED | 1));
-    EXPECT_EQ(readAll(openUntrusted(file)), "abc");
+    EXPECT_EQ(readAll(openUntrusted(path)), "abc");
     vnGuidStringDict::remove(guid);
 }
 
-TEST(vnURLAdapter, MakesNoFileOfASchemeThatItCanNotOpen)
+TEST_F(vnURLAdapter, MakesNoFileOfASchemeThatItCanNotOpen)
 {
-    const vnTempFolder folder;
-    const std::filesystem::path old = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path("").getString());
+    enterFolder();
+    std::filesystem::remove("a.txt");
     for (const char* url : {"http:a", "udp:a", "tcp:a", "pipe:a", "psrv:a"})
         EXPECT_EQ(failure(url, VN_SERIALIZE_OUTPUT),
                   std::string("Could not create URL Adapter '") + url + "'");
     EXPECT_TRUE(std::filesystem::is_empty("."));
-    std::filesystem::current_path(old);
 }
 
-TEST(vnURLAdapter, HandsOutTranslatedFailures)
+TEST_F(vnURLAdapter, HandsOutTranslatedFailures)
 {
     class Brackets : public vnMessageTranslatorInterface
     {
@@ -391,7 +375,7 @@ TEST(vnURLAdapter, HandsOutTranslatedFailures)
     EXPECT_EQ(error, "<Could not create URL Adapter 'adapt:0'>");
 }
 
-TEST(vnURLAdapter, PostsFailuresUnlessSilent)
+TEST_F(vnURLAdapter, PostsFailuresUnlessSilent)
 {
     Recorder recorder;
     vnMessage::setMessageLevel(VN_MESSAGE_NOTICE | VN_MESSAGE_INTERNAL);
@@ -408,13 +392,12 @@ TEST(vnURLAdapter, PostsFailuresUnlessSilent)
                      "VantorSDK|4000|Could not create URL Adapter 'adapt:0'"}));
 }
 
-TEST(vnURLAdapter, OpensWhatAGUIDStandsFor)
+TEST_F(vnURLAdapter, OpensWhatAGUIDStandsFor)
 {
-    const vnTempFolder folder;
     const vnGUID url(1ull, 2), name(3ull, 4);
     const auto braced = [](const vnGUID& guid)
     { return vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}"; };
-    vnGuidStringDict::enter(url, folder.write("a.txt", "abc") + "?x=1");
+    vnGuidStringDict::enter(url, path + "?x=1");
     vnGuidStringDict::enter(name, "a.txt");
     const Adapter whole(open(braced(url)));
     ASSERT_TRUE(whole);
@@ -429,7 +412,7 @@ TEST(vnURLAdapter, OpensWhatAGUIDStandsFor)
     vnGuidStringDict::remove(name);
 }
 
-TEST(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
+TEST_F(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
 {
     const vnGUID guid(5ull, 6);
     const vnString name = vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}";
@@ -450,10 +433,8 @@ TEST(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
     vnGuidStringDict::remove(guid);
 }
 
-TEST(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
+TEST_F(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.txt", "abc");
     Manager first("FILE"), second("file:");
     first.answer = new Counted;
     {
@@ -469,7 +450,7 @@ TEST(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
-TEST(vnURLAdapter, TellsManagersWhatWasAsked)
+TEST_F(vnURLAdapter, TellsManagersWhatWasAsked)
 {
     Manager manager("myscheme"), cache("cache");
     vnString error;
@@ -486,7 +467,7 @@ TEST(vnURLAdapter, TellsManagersWhatWasAsked)
     EXPECT_EQ(cache.asked, "cache:0,9,http://host/file;");
 }
 
-TEST(vnURLAdapter, HoldsTheManagersThatAreRegistered)
+TEST_F(vnURLAdapter, HoldsTheManagersThatAreRegistered)
 {
     class Dying : public vnSerializeURLManagerInterface
     {
@@ -510,7 +491,7 @@ TEST(vnURLAdapter, HoldsTheManagersThatAreRegistered)
     EXPECT_TRUE(isGone);
 }
 
-TEST(vnURLAdapter, DeletesAnAdapterWithAnError)
+TEST_F(vnURLAdapter, DeletesAnAdapterWithAnError)
 {
     Manager manager("myscheme");
     manager.answer = new Counted("born broken");
@@ -518,7 +499,7 @@ TEST(vnURLAdapter, DeletesAnAdapterWithAnError)
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
-TEST(vnURLAdapter, EndsURLsThatOpenThemselves)
+TEST_F(vnURLAdapter, EndsURLsThatOpenThemselves)
 {
     Manager manager("myscheme");
     manager.again = true;
@@ -526,7 +507,7 @@ TEST(vnURLAdapter, EndsURLsThatOpenThemselves)
     EXPECT_EQ(manager.asked.length(), 32 * 11);
 }
 
-TEST(vnURLAdapter, ListsManagersByTheirExactKey)
+TEST_F(vnURLAdapter, ListsManagersByTheirExactKey)
 {
     Manager first("MyScheme"), second("myscheme:");
     EXPECT_EQ(vnSerializeAdapter::getURLManager("myscheme:"), &first);
@@ -540,7 +521,7 @@ TEST(vnURLAdapter, ListsManagersByTheirExactKey)
     EXPECT_FALSE(vnSerializeAdapter::hasRegisteredURLManager("none:"));
 }
 
-TEST(vnURLAdapter, AsksAManagerOnceThatIsRegisteredTwice)
+TEST_F(vnURLAdapter, AsksAManagerOnceThatIsRegisteredTwice)
 {
     Manager first("myscheme"), second("myscheme");
     vnSerializeAdapter::registerURLManager("MyScheme:", &first);
@@ -550,10 +531,9 @@ TEST(vnURLAdapter, AsksAManagerOnceThatIsRegisteredTwice)
     EXPECT_EQ(second.asked, "myscheme:a;");
 }
 
-TEST(vnURLAdapter, OpensFromManyThreadsAtOnce)
+TEST_F(vnURLAdapter, OpensFromManyThreadsAtOnce)
 {
-    const vnTempFolder folder;
-    vnString path = vnString("file:") + folder.write("a.txt", "abc");
+    const vnString url = vnString("file:") + path;
     vnString base("dummy:");
     base.makeUnique(); // a look-up must not pass this on to the key
     const auto work = [&]
@@ -561,7 +541,7 @@ TEST(vnURLAdapter, OpensFromManyThreadsAtOnce)
         for (int i = 0; i < 500; ++i)
         {
             EXPECT_TRUE(vnSerializeAdapter::hasRegisteredURLManager(base));
-            EXPECT_EQ(readAll(Adapter(open(vnString(path.getString())))), "abc");
+            EXPECT_EQ(readAll(Adapter(open(vnString(url.getString())))), "abc");
         }
     };
     std::thread other(work);
@@ -569,10 +549,8 @@ TEST(vnURLAdapter, OpensFromManyThreadsAtOnce)
     other.join();
 }
 
-TEST(vnURLAdapter, KnowsWhetherURLsExist)
+TEST_F(vnURLAdapter, KnowsWhetherURLsExist)
 {
-    const vnTempFolder folder;
-    const vnString path = folder.write("a.txt", "abc");
     Recorder recorder;
     EXPECT_TRUE(vnURLExist(path));
     EXPECT_TRUE(vnURLExist(vnString("file:") + path));
