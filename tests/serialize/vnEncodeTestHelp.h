@@ -18,6 +18,11 @@
 
 using Adapter = vnRefPointer<vnSerializeAdapter>;
 
+inline std::string textOf(const vnString& text)
+{
+    return std::string(text.getString(), text.length());
+}
+
 inline std::string readAll(vnSerializeAdapter* from, unsigned int count = 1u << 20)
 {
     std::string text(count, '?');

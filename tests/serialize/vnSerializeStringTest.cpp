@@ -1,37 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnSerializeString.h>
 
+#include "../lex/vnByteAdapter.h"
+#include "vnEncodeTestHelp.h"
+#include "vnSmallHeap.h"
+
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnMemory.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <string>
-
 namespace
 {
-std::string drained(vnSerializeAdapter& adapter)
-{
-    std::string result;
-    while (adapter.hasData())
-        result += static_cast<char>(adapter.read());
-    return result;
-}
-
-void put(vnSerializeAdapter& adapter, const std::string& bytes)
-{
-    adapter.write(reinterpret_cast<const unsigned char*>(bytes.data()),
-                  static_cast<unsigned int>(bytes.size()));
-}
-
-std::string textOf(const vnString& text)
-{
-    return std::string(text.getString(), text.length());
-}
-
+using Queue = vnSerializeAdapterQueue;
 using std::string_literals::operator""s;
 } // namespace
 
@@ -56,19 +36,19 @@ TEST(vnSerializeString, EndsWithItsTerminator)
 
     text.setUseTerminator(0);
     text.write(&adapter);
-    EXPECT_EQ(drained(adapter), "abc");
+    EXPECT_EQ(readByByte(&adapter), "abc");
 }
 
 TEST(vnSerializeString, EndsWithTheData)
 {
     vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-    put(adapter, "abc");
+    writeText(&adapter, "abc");
     vnSerializeString line('\n');
     line.read(&adapter);
     EXPECT_EQ(line.getText(), "abc");
     EXPECT_FALSE(adapter.hasError());
 
-    put(adapter, "a\0b"s);
+    writeText(&adapter, "a\0b"s);
     vnSerializeString all;
     all.setUseTerminator(0);
     all.read(&adapter);
@@ -84,31 +64,16 @@ TEST(vnSerializeString, WrapsItsIndexBeyondTheLongestText)
         std::string bytes(size, 'a');
         bytes.back() = 'z';
         vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
-        put(adapter, bytes + '\0' + "next");
+        writeText(&adapter, bytes + '\0' + "next");
         vnSerializeString item;
         item.read(&adapter);
         EXPECT_EQ(textOf(item.getText()), bytes.substr(size & ~0xFFFFu)) << size;
-        EXPECT_EQ(drained(adapter), "next") << size;
+        EXPECT_EQ(readByByte(&adapter), "next") << size;
     }
 }
 
 TEST(vnSerializeString, ReadsManyTextsIntoOnePlace)
 {
-    class Counting : public vnMemoryManagerInterface
-    {
-    public:
-        Counting() { vnMemoryControl::setMemoryManager(this); }
-        ~Counting() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-        void* allocate(unsigned int size) override
-        {
-            ++count;
-            return std::malloc(size);
-        }
-        void* reallocate(void* block, unsigned int size) override { return std::realloc(block, size); }
-        void deallocate(void* block) override { std::free(block); }
-
-        unsigned int count = 0;
-    };
     for (const unsigned char terminator : {'\0', '\n'})
     {
         const std::string text(30, 'x');
@@ -118,24 +83,23 @@ TEST(vnSerializeString, ReadsManyTextsIntoOnePlace)
         vnSerializeAdapterMemory adapter(bytes.data(), static_cast<unsigned int>(bytes.size()));
         vnSerializeString item(terminator);
         item.read(&adapter);
-        Counting manager;
+        const SmallHeap heap(0xFFFFFFFFu);
         for (unsigned int i = 1; i < 100; ++i)
         {
             item.read(&adapter);
             ASSERT_EQ(textOf(item.getText()), text);
         }
-        EXPECT_EQ(manager.count, 0u);
+        EXPECT_EQ(heap.getTotal(), 0u);
     }
 }
 
 TEST(vnSerializeString, PushesTheTerminatorInEveryCase)
 {
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-    adapter.write('!');
+    const Adapter adapter = queueWith("!");
     vnSerializeString item("ab");
     item.setUseTerminator(0);
-    item.pushBack(&adapter);
-    EXPECT_EQ(drained(adapter), "ab\0!"s);
+    item.pushBack(adapter);
+    EXPECT_EQ(readByByte(adapter), "ab\0!"s);
 }
 
 TEST(vnSerializeString, FormatsAndInterns)
@@ -153,12 +117,12 @@ TEST(vnSerializeStringWide, IsLittleEndianUnlessToldOtherwise)
     vnSerializeStringWide little;
     little = vnString("A");
     little.write(&adapter);
-    EXPECT_EQ(drained(adapter), "A\0\0\0"s);
+    EXPECT_EQ(readByByte(&adapter), "A\0\0\0"s);
 
     vnSerializeStringWide big(vnString("\xE2\x82\xAC"), 0x0A0D, 1);
     EXPECT_EQ(big.getDataSize(&adapter), 4u);
     big.write(&adapter);
-    EXPECT_EQ(drained(adapter), "\x20\xAC\x0A\x0D");
+    EXPECT_EQ(readByByte(&adapter), "\x20\xAC\x0A\x0D");
     big.pushBack(&adapter);
     vnSerializeStringWide again(0x0A0D, 1);
     again.read(&adapter);
@@ -169,53 +133,39 @@ TEST(vnSerializeStringWide, IsLittleEndianUnlessToldOtherwise)
 
 TEST(vnSerializeStringWide, ReadsALastByteAsHalfAUnit)
 {
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-    put(adapter, "a\0b\0c"s);
+    const Adapter adapter = queueWith("a\0b\0c"s);
     vnSerializeStringWide item;
-    item.read(&adapter);
+    item.read(adapter);
     EXPECT_EQ(item.getText(), "abc");
-}
-
-TEST(vnSerializeStringWide, ReadsTheHighHalfOfALastBigEndianUnit)
-{
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-    put(adapter, "\0a\x01"s);
-    vnSerializeStringWide item(0, 1);
-    item.read(&adapter);
-    EXPECT_EQ(item.getText(), "a\xC4\x80"); // U+0100
+    writeText(adapter, "\0a\x01"s);
+    vnSerializeStringWide big(0, 1); // the high half, of U+0100
+    big.read(adapter);
+    EXPECT_EQ(big.getText(), "a\xC4\x80");
 }
 
 TEST(vnSerializeStringWide, WrapsItsIndexBeyondTheLongestText)
 {
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    std::string bytes;
     for (unsigned int i = 0; i < 65536 + 3; ++i)
-        put(adapter, i < 65536 ? "a\0"s : "z\0"s);
-    put(adapter, "\0\0!"s);
+        bytes += i < 65536 ? "a\0"s : "z\0"s;
+    const Adapter adapter = memoryWith(bytes + "\0\0!"s);
     vnSerializeStringWide item;
-    item.read(&adapter);
+    item.read(adapter);
     EXPECT_EQ(item.getText(), "zzz");
-    EXPECT_EQ(drained(adapter), "!");
+    EXPECT_EQ(readByByte(adapter), "!");
 }
 
 TEST(vnSerializeStringWide, KeepsItsTextWhenTheSourceReadsOneToo)
 {
-    class Nested : public vnSerializeAdapter
+    struct Nested : vnByteAdapter
     {
-    protected:
-        void write_imp(unsigned char) override {}
-        unsigned char read_imp() override { return static_cast<unsigned char>(m_bytes[m_next++]); }
-        unsigned char hasData_imp() override
+        Nested() : vnByteAdapter("a\0b\0c\0\0\0"s) {}
+        unsigned int length_imp() override
         {
-            vnSerializeAdapterQueue other(VN_QUEUE_FIFO);
-            put(other, "x\0y\0z\0"s);
             vnSerializeStringWide item;
-            item.read(&other);
-            return m_next < m_bytes.size();
+            item.read(queueWith("x\0y\0z\0"s));
+            return vnByteAdapter::length_imp();
         }
-
-    private:
-        std::string m_bytes = "a\0b\0c\0\0\0"s;
-        std::size_t m_next = 0;
     };
     Nested adapter;
     vnSerializeStringWide item;
@@ -237,17 +187,14 @@ TEST(vnSerializeStringWide, WritesLongTextsWhole)
 
 TEST(vnSerializeStringWide, KeepsItsTextWhenTheTargetConvertsTexts)
 {
-    class Converting : public vnSerializeAdapterQueue
+    struct Converting : Queue
     {
-    public:
-        Converting() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
-
-    protected:
+        Converting() : Queue(VN_QUEUE_FIFO) {}
         void write_imp(unsigned char* data, unsigned int count) override
         {
             for (int i = 0; i < 20; ++i)
                 static_cast<void>(vnString("another text").getWideString());
-            vnSerializeAdapterQueue::write_imp(data, count);
+            Queue::write_imp(data, count);
         }
     };
     const std::string text(1000, 'x');
@@ -262,17 +209,16 @@ TEST(vnWriteAdapterStringUtils, WritesNoTerminator)
 {
     vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
     vnWriteAdapterStringUtils::writeAdapterString(&adapter, "%d%%", 5);
-    EXPECT_EQ(drained(adapter), "5%");
+    EXPECT_EQ(readByByte(&adapter), "5%");
     vnWriteAdapterStringUtils::writeAdapterString(&adapter, u"<%d>", 5);
-    EXPECT_EQ(drained(adapter), "<\0"s + "5\0"s + ">\0"s);
+    EXPECT_EQ(readByByte(&adapter), "<\0"s + "5\0"s + ">\0"s);
     vnWriteAdapterStringUtils::writeAdapterString(1, &adapter, u"%s", "x");
-    EXPECT_EQ(drained(adapter), "\0x"s);
+    EXPECT_EQ(readByByte(&adapter), "\0x"s);
 }
 
 TEST(readLine, TakesTheLineFeedAndLeavesTheCarriageReturn)
 {
-    vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    put(*adapter, "one\r\n\nlast");
+    const Adapter adapter = queueWith("one\r\n\nlast");
     vnString line;
     for (const char* expected : {"one\r", "", "last", ""})
     {
@@ -282,41 +228,23 @@ TEST(readLine, TakesTheLineFeedAndLeavesTheCarriageReturn)
     EXPECT_FALSE(readLine(line, nullptr));
 }
 
-TEST(readLine, DeletesAnAdapterThatNobodyHolds)
+TEST(readLine, DeletesAnAdapterThatNobodyHoldsAlsoWhenItThrows)
 {
-    class Watched : public vnSerializeAdapterQueue
+    struct Watched : Queue
     {
-    public:
-        explicit Watched(bool& isGone) : vnSerializeAdapterQueue(VN_QUEUE_FIFO), m_isGone(isGone) {}
-        ~Watched() noexcept(false) override { m_isGone = true; }
-
-    private:
-        bool& m_isGone;
-    };
-    bool isGone = false;
-    vnString line;
-    EXPECT_TRUE(readLine(line, new Watched(isGone)));
-    EXPECT_TRUE(isGone);
-}
-
-TEST(readLine, DeletesTheAdapterAlsoWhenItThrows)
-{
-    class Failing : public vnSerializeAdapter
-    {
-    public:
-        explicit Failing(bool& isGone) : m_isGone(isGone) {}
-        ~Failing() noexcept(false) override { m_isGone = true; }
-
-    protected:
-        void write_imp(unsigned char) override {}
+        Watched(bool& gone, bool fails) : Queue(VN_QUEUE_FIFO), isGone(gone), isFailing(fails) {}
+        ~Watched() noexcept(false) override { isGone = true; }
+        unsigned char hasData_imp() override { return isFailing; }
         unsigned char read_imp() override { vnExceptionThrows::vnThrowWarning("source failed"); }
-        unsigned char hasData_imp() override { return 1; }
 
-    private:
-        bool& m_isGone;
+        bool& isGone;
+        bool isFailing;
     };
-    bool isGone = false;
     vnString line;
-    EXPECT_THROW(readLine(line, new Failing(isGone)), vnWarningError);
+    bool isGone = false;
+    EXPECT_TRUE(readLine(line, new Watched(isGone, false)));
+    EXPECT_TRUE(isGone);
+    isGone = false;
+    EXPECT_THROW(readLine(line, new Watched(isGone, true)), vnWarningError);
     EXPECT_TRUE(isGone);
 }

@@ -300,6 +300,10 @@ TEST(vnJSON, WritesItsOwnLayout)
     };
     for (const auto& [value, text] : cases)
         EXPECT_EQ(written(value), text);
+    vnJSON empty;
+    vnSerializeAdapterQueue queue(VN_QUEUE_FIFO);
+    empty.write(&queue);
+    EXPECT_EQ(takeAll(queue), "\"void\"");
     // Also of a container that was written with more buckets.
     Container buckets(5);
     for (const char* name : {"one", "two", "three", "four"})
