@@ -3,7 +3,6 @@
 #include "vnEncodeTestHelp.h"
 #include "vnTempFolder.h"
 
-#include <vnBase/vnCompress.h>
 #include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterEncoder.h>
 #include <vnBase/vnSerializeAdapterFile.h>
@@ -29,13 +28,6 @@ Bytes bytesOf(const std::string& text)
 std::string textOf(const Bytes& bytes)
 {
     return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.getSize());
-}
-
-std::string blockOf(const std::string& text)
-{
-    Bytes block, scratch;
-    EXPECT_EQ(vnCompress(bytesOf(text), block, scratch), 1);
-    return textOf(block);
 }
 
 // "-" for a block that is refused with an emptied destination.
@@ -121,23 +113,20 @@ TEST(vnUnCompress, refusesWhatIsNoWholeBlock)
 {
     for (std::size_t cut = 0; cut < tenBlock.size(); ++cut)
         EXPECT_EQ(plainOf(tenBlock.substr(0, cut)), "-") << cut;
-    std::string bad = tenBlock;
-    bad[1] = 2; // no such method
-    EXPECT_EQ(plainOf(bad), "-");
-    for (const char size : {9, 11}) // more and less than claimed
-    {
-        bad = tenBlock;
-        bad[0] = size;
-        EXPECT_EQ(plainOf(bad), "-");
-    }
-    bad = tenBlock;
-    bad[12] ^= 1; // the checksum
-    EXPECT_EQ(plainOf(bad), "-");
-    EXPECT_EQ(plainOf(std::string("\x04\x00xyz", 5)), "-");
-    // 4 GiB - 1 and 4 GiB from ten bytes, and a number that does not end
-    EXPECT_EQ(plainOf("\xff\xff\xff\xff\x0f" + tenBlock.substr(1)), "-");
-    EXPECT_EQ(plainOf("\x80\x80\x80\x80\x10" + tenBlock.substr(1)), "-");
-    EXPECT_EQ(plainOf(std::string(50, '\xff')), "-");
+    const std::string rest = tenBlock.substr(1);
+    const std::string size("\x0a", 1), payload = tenBlock.substr(2);
+    const std::pair<const char*, std::string> blocks[] = {
+        {"no such method", size + '\2' + payload},
+        {"more than claimed", '\x9' + rest},
+        {"less than claimed", '\xb' + rest},
+        {"another checksum", tenBlock.substr(0, 12) + static_cast<char>(tenBlock[12] ^ 1)},
+        {"a byte less, stored", std::string("\4\0xyz", 5)},
+        {"4 GiB - 1 from ten bytes", "\xff\xff\xff\xff\x0f" + rest},
+        {"4 GiB from ten bytes", "\x80\x80\x80\x80\x10" + rest},
+        {"a number that does not end", std::string(50, '\xff')},
+    };
+    for (const auto& [what, block] : blocks)
+        EXPECT_EQ(plainOf(block), "-") << what;
 }
 
 TEST(vnUnCompress, takesMemoryAsBytesComeOut)

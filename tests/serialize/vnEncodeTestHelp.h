@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <vnBase/vnCompress.h>
 #include <vnBase/vnMemory.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeLex.h>
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -73,6 +76,15 @@ inline Adapter memoryWith(const std::string& text)
     block.release();
     memory->setDeleteMemOnDestruction(1);
     return Adapter(memory);
+}
+
+/// A compressed block of the text.
+inline std::string blockOf(const std::string& text)
+{
+    vnDynamicArray<unsigned char> plain, block, scratch;
+    plain.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    EXPECT_EQ(vnCompress(plain, block, scratch), 1);
+    return std::string(reinterpret_cast<const char*>(block.data()), block.getSize());
 }
 
 /// Bytes without a pattern, the same ones each time.

@@ -2,20 +2,18 @@
 #include <vnBase/vnSerializeAdapterCache.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnEncodeTestHelp.h"
 #include "vnSoakTime.h"
 #include "vnTempFolder.h"
 
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnURL.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -76,8 +74,7 @@ public:
         if (text.substr(0, 4) == "both")
             meet();
         auto* queue = new vnSerializeAdapterQueue(VN_QUEUE_FIFO);
-        queue->write(reinterpret_cast<const unsigned char*>(text.data()),
-                     static_cast<unsigned int>(text.size()));
+        writeText(queue, text);
         return queue;
     }
 
@@ -117,8 +114,7 @@ protected:
                             unsigned char readLength = 0)
     {
         vnSerializeAdapterCache adapter(url, offset, length, readLength, VN_ADAPTER_SILENT, vnString());
-        std::string text(adapter.length(), '?');
-        text.resize(adapter.read(reinterpret_cast<unsigned char*>(text.data()), adapter.length()));
+        const std::string text = restOf(&adapter);
         EXPECT_FALSE(adapter.hasError());
         return text;
     }

@@ -4,7 +4,6 @@
 #include "vnEncodeTestHelp.h"
 #include "vnSmallHeap.h"
 
-#include <vnBase/vnCompress.h>
 #include <vnBase/vnSerializeAdapterBase64Encoder.h>
 #include <vnBase/vnSerializeAdapterCompress.h>
 #include <vnBase/vnSerializeAdapterEncoder.h>
@@ -18,17 +17,6 @@
 
 #include <chrono>
 #include <future>
-
-namespace
-{
-std::string blockOf(const std::string& text)
-{
-    vnDynamicArray<unsigned char> plain, block, scratch;
-    plain.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
-    EXPECT_EQ(vnCompress(plain, block, scratch), 1);
-    return std::string(reinterpret_cast<const char*>(block.data()), block.getSize());
-}
-} // namespace
 
 TEST(vnSerializeAdapterPacket, RefusesAPacketThatMemoryDoesNotHold)
 {
