@@ -82,12 +82,7 @@ const std::string valueEnd = "</vnDyn>";
 
 std::string nestedArrays(unsigned int depth)
 {
-    std::string text;
-    for (unsigned int i = 0; i < depth; ++i)
-        text += arrayStart;
-    for (unsigned int i = 0; i < depth; ++i)
-        text += valueEnd;
-    return text;
+    return repeated(arrayStart, depth) + repeated(valueEnd, depth);
 }
 
 const char guidText[] = "{6BA7B810-9DAD-11D1-80B4-00C04FD430C8}";
@@ -269,9 +264,7 @@ TEST(vnXmlDynamicType, ReadsValuesInEveryEncoding)
     const std::string text =
         "<d><vnDyn type='array'><vnDyn type='cont'><vnDyn name='a' type='num'>1</vnDyn></vnDyn>"
         "<vnDyn type='chain' encoding='hex'>FC 0C\n0000</vnDyn></vnDyn></d>";
-    std::string wide = "\xFE\xFF";
-    for (const char c : text)
-        wide.append(1, '\0') += c;
+    const std::string wide = vnUtf16(std::u16string(text.begin(), text.end()), true);
     for (const std::string& document :
          {text, wide, "<?xml version='1.0' encoding='iso-8859-1'?>" + text, "\xEF\xBB\xBF" + text})
     {
@@ -320,38 +313,36 @@ TEST(vnXmlDynamicType, TellsValuesWithinADocument)
 
 TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
 {
+    const char* const invalid = "Invalid or unknown data for vnDynamicType";
+    const char* const outOfRange = "An index or the size of vnDynamicTypeArray is out of range";
     const std::pair<const char*, const char*> cases[] = {
         {"<vnDyn type='num'></vnDyn>", "vnDynamicType 'num' requires a valid CharData or CDATA field"},
         {"<vnDyn type='vec2'/>", "vnDynamicType 'vec2' requires a valid CharData or CDATA field"},
         {"<vnDyn type='error'></vnDyn>", "vnDynamicType 'error' requires a valid CharData or CDATA field"},
         {"<vnDyn><a/></vnDyn>", "vnDynamicType 'str' requires a valid CharData or CDATA field"},
-        {"<vnDyn type='vec2'>{1;2}</vnDyn>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnDyn type='vec2'>{1;2}</vnDyn>", invalid},
         // Meant to be read by nobody.
-        {"<vnDyn type='vec3'><![CDATA[{1,2,3}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='vec4'><![CDATA[{1,2,3,4}]]></vnDyn>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='guid'>x</vnDyn>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='array'><vnDyn type='guid'>{6BA7}</vnDyn></vnDyn>",
-         "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='other'/>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='other'><a/></vnDyn>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='other' encoding='hex'>FC0C0005</vnDyn>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnDyn type='other' encoding='hex'>FC0C00FFFFFFFF0F00</vnDyn>",
-         "Invalid or unknown data for vnDynamicType"}, // 4 GB
+        {"<vnDyn type='vec3'><![CDATA[{1,2,3}]]></vnDyn>", invalid},
+        {"<vnDyn type='vec4'><![CDATA[{1,2,3,4}]]></vnDyn>", invalid},
+        {"<vnDyn type='guid'>x</vnDyn>", invalid},
+        {"<vnDyn type='array'><vnDyn type='guid'>{6BA7}</vnDyn></vnDyn>", invalid},
+        {"<vnDyn type='other'/>", invalid},
+        {"<vnDyn type='other'><a/></vnDyn>", invalid},
+        {"<vnDyn type='other' encoding='hex'>FC0C0005</vnDyn>", invalid},
+        {"<vnDyn type='other' encoding='hex'>FC0C00FFFFFFFF0F00</vnDyn>", invalid}, // 4 GB
         {"<vnDyn type='array'><x><vnDyn>a</vnDyn></x></vnDyn>",
          "vnDynamicTypeArray can't read recursive xml entities"},
         {"<vnDyn type='cont'><x><vnDyn>a</vnDyn></x></vnDyn>",
          "vnDynamicTypeContainer can't read recursive xml entities"},
         {"<vnDyn type='cont'><vnDyn>a</vnDyn></vnDyn>", "Missing 'name' attribute in container"},
         {"<vnDyn type='cont'><x>text</x></vnDyn>", "Missing 'name' attribute in container"},
-        {"<vnDyn type='array' size='4000000000'/>",
-         "An index or the size of vnDynamicTypeArray is out of range"},
-        {"<vnDyn type='array' size='-1'/>", "An index or the size of vnDynamicTypeArray is out of range"},
-        {"<vnDyn type='array' size='1e30'/>", "An index or the size of vnDynamicTypeArray is out of range"},
-        {"<vnDyn type='array'><vnDyn index='1000'/></vnDyn>",
-         "An index or the size of vnDynamicTypeArray is out of range"},
+        {"<vnDyn type='array' size='4000000000'/>", outOfRange},
+        {"<vnDyn type='array' size='-1'/>", outOfRange},
+        {"<vnDyn type='array' size='1e30'/>", outOfRange},
+        {"<vnDyn type='array'><vnDyn index='1000'/></vnDyn>", outOfRange},
         {"<vnDyn type='array'><x>]]></x></vnDyn>", "No progress in XML data"},
-        {"<vnObj type='vnObject'/>", "Invalid or unknown data for vnDynamicType"},
-        {"<vnObj type='vnObject'><a/></vnObj>", "Invalid or unknown data for vnDynamicType"},
+        {"<vnObj type='vnObject'/>", invalid},
+        {"<vnObj type='vnObject'><a/></vnObj>", invalid},
         {"<vnDyn>a</vnDin>", "Expected end tag 'vnDyn' but got 'vnDin'"},
     };
     for (const auto& [text, error] : cases)
@@ -361,28 +352,27 @@ TEST(vnXmlDynamicType, RefusesWhatIsNoValue)
         vnDynamicType::fromXML(text, &ok);
         EXPECT_EQ(ok, std::string(text) == "<vnDyn>a</vnDin>") << text; // whose value is whole
     }
-    const std::string zero(1, '\0');
-    EXPECT_EQ(errorOf("<vnDyn type='cont'><vnDyn name='a" + zero + "b'>a</vnDyn></vnDyn>"),
-              "Zero byte in 'name' attribute in container");
-    EXPECT_EQ(errorOf("<vnDyn>" + std::string(65536, 'x') + "</vnDyn>"), "Too large 'CharData' is notified");
-    EXPECT_EQ(errorOf("<a><![CDATA[" + std::string(65536, 'x') + "]]></a>", 1),
-              "Too large 'CData' is notified");
     const std::string filled = "<vnDyn type='cont'><x name='a'>" + std::string(65534, 'x');
-    EXPECT_EQ(errorOf(filled + "<b/>y</x></vnDyn>"), "");
-    EXPECT_EQ(errorOf(filled + "<b/>yz</x></vnDyn>"), "Too large 'CharData' is notified");
-    EXPECT_EQ(errorOf("<vnDyn type='cont'><x name='a'>" + std::string(65535, ' ') + "<!-- -->q</x></vnDyn>"),
-              "");
+    const std::string large(65536, 'x'), name(65535, 'n');
+    const std::pair<std::string, const char*> sizes[] = {
+        {std::string("<vnDyn type='cont'><vnDyn name='a\0b'>a</vnDyn></vnDyn>", 54),
+         "Zero byte in 'name' attribute in container"},
+        {"<vnDyn>" + large + "</vnDyn>", "Too large 'CharData' is notified"},
+        {filled + "<b/>y</x></vnDyn>", ""},
+        {filled + "<b/>yz</x></vnDyn>", "Too large 'CharData' is notified"},
+        {"<vnDyn type='cont'><x name='a'>" + std::string(65535, ' ') + "<!-- -->q</x></vnDyn>", ""},
+    };
+    for (const auto& [text, error] : sizes)
+        EXPECT_EQ(errorOf(text), error) << text.substr(0, 50);
+    EXPECT_EQ(errorOf("<a><![CDATA[" + large + "]]></a>", 1), "Too large 'CData' is notified");
+    EXPECT_FALSE(errorOf("<vnDyn type='array'/><a/>").empty());                   // behind the value
+    EXPECT_FALSE(errorOf("<" + name + "></" + name.substr(1) + "m>", 1).empty()); // as long as is remembered
     unsigned char ok = 1;
     EXPECT_TRUE(vnDynamicType::fromXML("<a><vnDyn name='n'>x</vnDyn></a>", &ok) == vnDynamicType());
     EXPECT_FALSE(ok);
-    EXPECT_EQ(errorOf("<vnDyn type='array'/><a/>").empty(), false); // behind the value
     ok = 1;
     EXPECT_TRUE(vnXml2DynamicType(static_cast<const char*>(nullptr), 9, &ok) == vnDynamicType());
     EXPECT_FALSE(ok);
-
-    // An end tag as long as what is remembered.
-    const std::string name(65535, 'n');
-    EXPECT_FALSE(errorOf("<" + name + "></" + name.substr(1) + "m>", 1).empty());
 }
 
 TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
@@ -412,40 +402,25 @@ TEST(vnXmlDynamicType, EndsEveryTruncationWithAnError)
     EXPECT_TRUE(trickled.values.at(0) == whole);
 }
 
-namespace
-{
-/// A source that never knows of more than the next byte.
-class Trickle : public vnByteAdapter
-{
-public:
-    using vnByteAdapter::vnByteAdapter;
-
-protected:
-    unsigned int length_imp() override { return std::min(vnByteAdapter::length_imp(), 1u); }
-};
-} // namespace
-
 TEST(vnXmlDynamicType, BoundsTheElementsThatAreNotThere)
 {
     const char error[] = "An index or the size of vnDynamicTypeArray is out of range";
-    const auto repeat = [](const std::string& text, unsigned int count)
-    {
-        std::string all;
-        for (unsigned int i = 0; i < count; ++i)
-            all += text;
-        return all;
-    };
     // Each of them alone would not be too large.
     const std::string gaps = "<vnDyn name='a' type='array' size='5000'/>";
-    EXPECT_EQ(errorOf(arrayStart + repeat(gaps, 500) + valueEnd), error);
-    EXPECT_EQ(errorOf("<vnDyn type='cont'>" + repeat(gaps, 500) + valueEnd), error);
-    EXPECT_EQ(errorOf("<x>" + repeat(arrayStart + gaps + valueEnd, 500) + "</x>"), error);
+    EXPECT_EQ(errorOf(arrayStart + repeated(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<vnDyn type='cont'>" + repeated(gaps, 500) + valueEnd), error);
+    EXPECT_EQ(errorOf("<x>" + repeated(arrayStart + gaps + valueEnd, 500) + "</x>"), error);
     const std::string document = "<x>" + gaps + std::string(5000, ' ') + "</x>";
     Told told(document);
     vnReadText(told, document); // whose gaps count anew
     EXPECT_EQ(told.values.size(), 2u) << told.getError();
 
-    // An element may come before those in front of it.
+    // An element may come before those in front of it, also where no more than the next byte is known.
+    struct Trickle : vnByteAdapter
+    {
+        using vnByteAdapter::vnByteAdapter;
+        unsigned int length_imp() override { return std::min(vnByteAdapter::length_imp(), 1u); }
+    };
     std::string descending = arrayStart;
     for (int i = 99; i >= 0; --i)
         descending += "<vnDyn type='num' index='" + std::to_string(i) + "'>1</vnDyn>";
@@ -474,24 +449,11 @@ TEST(vnXmlDynamicType, BoundsTheDepthOfValues)
     EXPECT_EQ(shallow.getError(), error);
 }
 
-namespace
-{
-class FlushCounter : public vnSerializeAdapterQueue
-{
-public:
-    using vnSerializeAdapterQueue::vnSerializeAdapterQueue;
-    void flush() override { ++count; }
-
-    int count = 0;
-};
-} // namespace
-
 TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
 {
-    std::vector<vnDynamicType> elements(20000, vnDynamicType("a text"));
+    const std::vector<vnDynamicType> elements(20000, vnDynamicType("a text"));
     const vnDynamicType value =
-        vnDynamicTypeTimeTagged(1, vnDynamicTypeArray(vnArray<vnDynamicType>(
-                                       elements.data(), static_cast<unsigned int>(elements.size()))));
+        vnDynamicTypeTimeTagged(1, vnDynamicTypeArray(vnArray<vnDynamicType>(elements.data(), 20000)));
     const std::string text = vnOutputOf(
         [&](vnXmlSax& sax)
         {
@@ -520,12 +482,17 @@ TEST(vnXmlDynamicType, ReadsBytesThatAreLargerThanATextMayBe)
         EXPECT_TRUE(told.hasError()) << cut;
     }
     // A block of memory goes on behind such a value.
-    std::string block(100, ' ');
-    const vnRefPointer<vnSerializeAdapter> memory(
-        new vnSerializeAdapterMemory(block.data(), static_cast<unsigned int>(block.size())));
+    const std::string block(100, ' ');
+    const vnRefPointer<vnSerializeAdapter> memory = memoryOf(block);
     const auto write = [](vnXmlSax& sax) { sax.writeDynamicType(vnDynamicTypeChain(), "n", "vnDyn"); };
     vnXmlWriter writer(write);
     writer.write(memory);
+    struct FlushCounter : vnSerializeAdapterQueue
+    {
+        using vnSerializeAdapterQueue::vnSerializeAdapterQueue;
+        void flush() override { ++count; }
+        int count = 0;
+    };
     const vnRefPointer<FlushCounter> counter(new FlushCounter(VN_QUEUE_FIFO));
     writer.write(counter);
     EXPECT_EQ(counter->count, 1);
