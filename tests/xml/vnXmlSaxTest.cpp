@@ -2,7 +2,6 @@
 #include "vnXmlTestTools.h"
 
 #include <vnBase/vnProgress.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 
 #include <gtest/gtest.h>
 
@@ -26,12 +25,22 @@ bool isFault(const std::string& error)
            error.find("  Ver: 2.10.5\n") != std::string::npos;
 }
 
-std::string recordFrom(vnSerializeAdapter* adapter, unsigned int mask)
+std::string recordFrom(const vnRefPointer<vnSerializeAdapter>& adapter)
 {
-    const vnRefPointer<vnSerializeAdapter> held(adapter);
-    vnXmlRecorder recorder(mask);
+    vnXmlRecorder recorder;
     recorder.read(adapter);
     return recorder.getResult();
+}
+
+// The ways that a document comes: by single bytes, in windows of a size, as one block.
+vnRefPointer<vnSerializeAdapter> byBytes(const std::string& document)
+{
+    return new vnByteAdapter(document);
+}
+
+vnRefPointer<vnSerializeAdapter> inWindows(const std::string& document, std::size_t size)
+{
+    return new vnSlicedAdapter(document, size);
 }
 } // namespace
 
@@ -240,24 +249,20 @@ TEST(vnXmlSax, ReadsTheSameFromEveryAdapter)
         for (const unsigned int mask : {VN_XML_ALL_ITEMS, VN_XML_DEFAULT_ITEMS})
             for (const unsigned int bufferSize : {65536, 40})
             {
-                const auto record = [&](vnSerializeAdapter* adapter)
+                const auto record = [&](const vnRefPointer<vnSerializeAdapter>& adapter)
                 {
-                    const vnRefPointer<vnSerializeAdapter> held(adapter);
                     vnXmlRecorder recorder(mask);
                     recorder.setMaxBufferSize(bufferSize);
                     recorder.read(adapter);
                     return recorder.getResult() + std::to_string(recorder.getTokenPos());
                 };
-                std::string memory = document;
-                const std::string expected = record(
-                    new vnSerializeAdapterMemory(memory.data(), static_cast<unsigned int>(memory.size())));
+                SCOPED_TRACE(document);
+                const std::string expected = record(memoryOf(document));
                 EXPECT_EQ(expected.find("error") == std::string::npos,
-                          vnRecord(document, mask).find("error") == std::string::npos)
-                    << document;
-                EXPECT_EQ(record(new vnByteAdapter(document)), expected) << document;
-                for (std::size_t slice = 1; slice < 9; ++slice)
-                    EXPECT_EQ(record(new vnSlicedAdapter(document, slice)), expected)
-                        << slice << " bytes a window: " << document;
+                          vnRecord(document, mask).find("error") == std::string::npos);
+                EXPECT_EQ(record(byBytes(document)), expected);
+                for (std::size_t size = 1; size < 9; ++size)
+                    EXPECT_EQ(record(inWindows(document, size)), expected) << size << " bytes a window";
             }
 }
 
@@ -270,28 +275,20 @@ TEST(vnXmlSax, EndsAtEveryTruncation)
         const std::string part = document.substr(0, size);
         const std::string expected = vnRecord(part);
         EXPECT_NE(expected.find("error "), std::string::npos) << part;
-        EXPECT_EQ(recordFrom(new vnByteAdapter(part), VN_XML_DEFAULT_ITEMS), expected) << part;
-        EXPECT_EQ(recordFrom(new vnSlicedAdapter(part, 3), VN_XML_DEFAULT_ITEMS), expected) << part;
+        EXPECT_EQ(recordFrom(byBytes(part)), expected) << part;
+        EXPECT_EQ(recordFrom(inWindows(part, 3)), expected) << part;
     }
 }
 
-TEST(vnXmlSax, ReadsTextOf16Bits)
+// It knows of 16-bit text, and the mark is in front.
+TEST(vnXmlSax, ReadsWhatWasWrittenToTheSameAdapter)
 {
-    const std::u16string document = u"<a b='\xE9'>\xD83D\xDE00\x4E00</a>";
-    const char expected[] = "1 ElementStart [a]\n1 Attribute [b] [\xC3\xA9]\n"
-                            "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n1 ElementEnd [a]\n";
-    EXPECT_EQ(vnRecord(vnUtf16(document, false)), expected);
-    EXPECT_EQ(vnRecord(vnUtf16(document, true)), expected);
-    // What was written to an adapter can be read from it: it knows of 16-bit text, and the mark is in front.
-    class Copy : public vnXmlSax
-    {
-        void onWrite() override { writeCharDataElement("a", "\xE4\xB8\x80"); }
-    } copy;
-    copy.setEncoding("utf-16");
+    vnXmlWriter writer([](vnXmlSax& sax) { sax.writeCharDataElement("a", "\xE4\xB8\x80"); });
+    writer.setEncoding("utf-16");
     const vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    copy.write(queue.get());
+    writer.write(queue);
     vnXmlRecorder recorder(VN_XML_CHAR_DATA);
-    recorder.read(queue.get());
+    recorder.read(queue);
     EXPECT_EQ(recorder.getResult(), "1 CharData [\xE4\xB8\x80]\n");
 }
 
@@ -299,9 +296,9 @@ TEST(vnXmlSax, LooksForTheEncodingOfEachDocument)
 {
     const std::pair<std::string, const char*> documents[] = {
         {"\xEF\xBB\xBF<a>\xC3\xA9</a>", "1 CharData [\xC3\xA9]\n"},
-        {vnUtf16(u"<a>\xE9</a>", false), "1 CharData [\xC3\xA9]\n"},
+        {vnUtf16(u"<a>\xD83D\xDE00\x4E00</a>", false), "1 CharData [\xF0\x9F\x98\x80\xE4\xB8\x80]\n"},
         {"<?xml version='1.0' encoding='latin1'?><a>\xE9</a>", "1 CharData [\xE9]\n"},
-        {vnUtf16(u"<a>\xE9</a>", true), "1 CharData [\xC3\xA9]\n"},
+        {vnUtf16(u"<\xE9>\xE9\xD83D\xDE00</\xE9>", true), "1 CharData [\xC3\xA9\xF0\x9F\x98\x80]\n"},
         {"<\xC3\xA9>\xC3\xA9</\xC3\xA9>", "1 CharData [\xC3\xA9]\n"},
     };
     vnXmlRecorder recorder(VN_XML_CHAR_DATA);
@@ -328,32 +325,21 @@ TEST(vnXmlSax, RefusesTextsThatNoStringHolds)
 {
     const std::string most(65535, 'x');
     const std::string wide = repeated("\xC3\xA9", 32768); // 65,536 bytes
-    struct Row
+    const struct
     {
-        const char* before;
-        const char* behind;
-        const char* error;
-    };
-    const Row rows[] = {{"<a>", "</a>", "error Too large 'CharData' is notified\n"},
-                        {"<a><![CDATA[", "]]></a>", "error Too large 'CData' is notified\n"},
-                        {"<a><!--", "--></a>", "error Too large 'Comment' is notified\n"},
-                        {"<a b='", "'/>", "error Too large 'Attribute' is notified\n"},
-                        {"<?p ", "?><a/>", "error Too large 'PI' is notified\n"}};
-    for (const Row& row : rows)
-        for (int way = 0; way < 3; ++way)
+        const char *before, *behind, *error;
+    } rows[] = {{"<a>", "</a>", "error Too large 'CharData' is notified\n"},
+                {"<a><![CDATA[", "]]></a>", "error Too large 'CData' is notified\n"},
+                {"<a><!--", "--></a>", "error Too large 'Comment' is notified\n"},
+                {"<a b='", "'/>", "error Too large 'Attribute' is notified\n"},
+                {"<?p ", "?><a/>", "error Too large 'PI' is notified\n"}};
+    for (const auto& [before, behind, error] : rows)
+        for (const std::string& text : {most, most + "x", wide})
         {
-            const auto record = [&](const std::string& text)
-            {
-                const std::string document = row.before + text + row.behind;
-                if (way == 0)
-                    return vnRecord(document);
-                return recordFrom(way == 1 ? static_cast<vnSerializeAdapter*>(new vnByteAdapter(document))
-                                           : new vnSlicedAdapter(document, 1000),
-                                  VN_XML_DEFAULT_ITEMS);
-            };
-            EXPECT_NE(record(most).find("[" + most + "]"), std::string::npos) << row.before << way;
-            for (const std::string& text : {most + "x", wide})
-                EXPECT_NE(record(text).find(row.error), std::string::npos) << row.before << way;
+            const std::string document = before + text + behind;
+            const std::string expected = text == most ? "[" + most + "]" : error;
+            for (const auto& adapter : {memoryOf(document), byBytes(document), inWindows(document, 1000)})
+                EXPECT_NE(recordFrom(adapter).find(expected), std::string::npos) << before << text.size();
         }
     // What nobody is told of may be larger, and contents that are too large are left out.
     EXPECT_EQ(vnRecord("<a>" + most + "x</a>", VN_XML_ELEMENT | VN_XML_ELEMENT_CONTENTS),
@@ -408,7 +394,7 @@ TEST(vnXmlSax, RefusesTextsThatItDoesNotRememberAsAWhole)
             << pattern;
         vnXmlRecorder byteRecorder;
         byteRecorder.setMaxBufferSize(50);
-        byteRecorder.read(vnRefPointer<vnSerializeAdapter>(new vnByteAdapter(document)).get());
+        byteRecorder.read(byBytes(document));
         EXPECT_EQ(byteRecorder.getResult(), recorder.getResult()) << pattern;
     }
 }
@@ -428,17 +414,15 @@ TEST(vnXmlSax, ReportsItsProgress)
     std::vector<int> expected(101);
     std::iota(expected.begin(), expected.end(), 0);
     const std::string document = "<a>" + repeated("<b>text</b>", 1000) + "</a>";
-    for (const std::size_t slice : {0, 1, 7, 20000})
+    for (const auto& adapter :
+         {byBytes(document), inWindows(document, 1), inWindows(document, 7), inWindows(document, 20000)})
     {
         Bar bar;
         vnProgress::setProgressInterface(&bar);
         vnXmlRecorder recorder;
         recorder.useProgress(1);
-        vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
-        if (slice)
-            adapter = new vnSlicedAdapter(document, slice);
-        recorder.read(adapter.get());
-        EXPECT_EQ(bar.told, expected) << slice;
+        recorder.read(adapter);
+        EXPECT_EQ(bar.told, expected);
     }
 }
 
@@ -542,19 +526,13 @@ TEST(vnXmlSax, BoundsWhatDocumentsMayDo)
 
     const std::string document = "<a>" + repeated("<b>text \xC3\xA9</b>", 100) + "</a>";
     for (const bool isLarge : {false, true})
-        for (int way = 0; way < 3; ++way)
+        for (const auto& adapter : {byBytes(document), inWindows(document, 50), memoryOf(document)})
         {
             vnXmlRecorder sized(VN_XML_ELEMENT);
             // The characters of the document, each of one token.
             sized.setMaxDocumentSize(static_cast<unsigned int>(document.size()) - 100 - isLarge);
-            vnRefPointer<vnSerializeAdapter> adapter(new vnByteAdapter(document));
-            if (way == 1)
-                adapter = new vnSlicedAdapter(document, 50);
-            if (way < 2)
-                sized.read(adapter.get());
-            else
-                vnReadText(sized, document);
-            EXPECT_EQ(sized.getError(), isLarge ? "Too large XML data" : "") << way;
+            sized.read(adapter);
+            EXPECT_EQ(sized.getError(), isLarge ? "Too large XML data" : "");
         }
     // Where nobody is told of the empty texts, nobody can end them either.
     vnXmlSax sax;
@@ -591,13 +569,12 @@ TEST(vnXmlSax, StandsBehindWhatIsNotified)
 // Also those that no document reaches; each takes its text and nothing behind it, or nothing.
 TEST(vnXmlSax, OffersEveryProduction)
 {
-    struct Row
+    const struct
     {
         vnParseResult (vnXmlSax::*production)();
         const char* text;
         unsigned int taken; // 0 for no match
-    };
-    const Row rows[] = {
+    } rows[] = {
         {&vnXmlSax::XML_read_02, "\t.", 1},
         {&vnXmlSax::XML_read_02, "\x02.", 0},
         {&vnXmlSax::XML_read_02, "\xF0\x9F\x98\x80.", 2},
@@ -658,14 +635,13 @@ TEST(vnXmlSax, OffersEveryProduction)
         {&vnXmlSax::XML_read_91, "x</a>", 1},
         {&vnXmlSax::XML_read_93, "x", 0},
     };
-    for (const Row& row : rows)
+    for (const auto& [production, text, taken] : rows)
     {
         vnXmlSax sax;
-        sax.setAdapter(new vnByteAdapter(row.text));
-        const vnParseResult result = (sax.*row.production)();
-        EXPECT_EQ(result, row.taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH)
-            << row.text << sax.getError().getString();
-        EXPECT_EQ(sax.getTokenPos(), row.taken) << row.text;
+        sax.setAdapter(byBytes(text));
+        EXPECT_EQ((sax.*production)(), taken ? VN_PARSE_OK : VN_PARSE_NO_MATCH)
+            << text << sax.getError().getString();
+        EXPECT_EQ(sax.getTokenPos(), taken) << text;
         EXPECT_FALSE(sax.hasError());
     }
     // What an ignored section holds is read as an external subset, although it might be anything.
@@ -676,12 +652,11 @@ TEST(vnXmlSax, OffersEveryProduction)
 
 TEST(vnXmlSax, KnowsTheEndsOfTheCharacterClasses)
 {
-    struct Class
+    const struct
     {
         vnParseResult (vnXmlSax::*production)();
         std::vector<std::pair<int, int>> ranges;
-    };
-    const Class classes[] = {
+    } classes[] = {
         {&vnXmlSax::XML_read_02, {{0x9, 0xA}, {0xD, 0xD}, {0x20, 0xD7FF}, {0xE000, 0xFFFD}}},
         {&vnXmlSax::XML_read_85,
          {{'A', 'Z'}, {'a', 'z'}, {0xC0, 0xD6}, {0xD8, 0xF6}, {0xF8, 0xFF}, {0x100, 0x131}}},
@@ -692,15 +667,15 @@ TEST(vnXmlSax, KnowsTheEndsOfTheCharacterClasses)
          {{'0', '9'}, {0x660, 0x669}, {0x6F0, 0x6F9}, {0x966, 0x96F}, {0x9E6, 0x9EF}, {0xA66, 0xA6F}}},
         {&vnXmlSax::XML_read_89, {{0xB7, 0xB7}, {0x2D0, 0x2D0}}},
     };
-    for (const Class& each : classes)
-        for (const auto& [first, last] : each.ranges)
+    for (const auto& [production, ranges] : classes)
+        for (const auto& [first, last] : ranges)
             for (const int c : {first - 1, first, last, last + 1})
             {
                 const bool isIn =
-                    std::any_of(each.ranges.begin(), each.ranges.end(),
+                    std::any_of(ranges.begin(), ranges.end(),
                                 [c = c](const auto& range) { return range.first <= c && c <= range.second; });
                 vnXmlSax sax;
-                sax.setAdapter(new vnByteAdapter(vnUtf16({static_cast<char16_t>(c), u'.'}, true)));
-                EXPECT_EQ((sax.*each.production)(), isIn ? VN_PARSE_OK : VN_PARSE_NO_MATCH) << c;
+                sax.setAdapter(byBytes(vnUtf16({static_cast<char16_t>(c), u'.'}, true)));
+                EXPECT_EQ((sax.*production)(), isIn ? VN_PARSE_OK : VN_PARSE_NO_MATCH) << c;
             }
 }
