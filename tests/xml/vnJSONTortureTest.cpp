@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <vnBase/vnDynamicTypeContainer.h>
+#include "vnValueTestTools.h"
+
 #include <vnBase/vnJSON.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnXmlDynamicType.h>
 
 #include <gtest/gtest.h>
@@ -41,14 +40,11 @@ public:
     int alive = 0;
 };
 
-std::string makeText()
+vnRefPointer<vnSerializeAdapter> queueOf(const std::string& text)
 {
-    std::string text = "[";
-    for (int i = 0; i < 40; ++i)
-        text +=
-            "{\"name\":\"a text that is too long for any small buffer\",\"na\\u006de\":" + std::to_string(i) +
-            "},";
-    return text + std::string(12, '[') + "1,\"\\u00e9\"" + std::string(12, ']') + "]";
+    const vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    queue->write(reinterpret_cast<const unsigned char*>(text.data()), static_cast<unsigned int>(text.size()));
+    return queue;
 }
 
 // Reads and writes in both forms, from memory and as it comes.
@@ -56,9 +52,7 @@ void useJSON(const std::string& text)
 {
     for (const unsigned char strict : {0, 1})
     {
-        vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-        queue->write(reinterpret_cast<const unsigned char*>(text.data()),
-                     static_cast<unsigned int>(text.size()));
+        const vnRefPointer<vnSerializeAdapter> queue = queueOf(text);
         vnJSON json;
         json.setStrict(strict);
         json.read(queue);
@@ -88,9 +82,7 @@ void useXml()
     const vnString xml = object->asString();
     vnXmlSax reader;
     reader.useProgress(0);
-    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
-    queue->write(reinterpret_cast<const unsigned char*>(xml.getString()), xml.length());
-    reader.read(queue);
+    reader.read(queueOf(std::string(xml.getString(), xml.length())));
     EXPECT_FALSE(reader.hasError());
 }
 
@@ -138,7 +130,10 @@ void torture(const Use& use)
 
 TEST(vnJSONTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
 {
-    const std::string text = makeText();
+    const std::string object =
+        "{\"name\":\"a text that is too long for any small buffer\",\"na\\u006de\":1.5},";
+    const std::string text =
+        "[" + repeated(object, 40) + std::string(12, '[') + "1,\"\\u00e9\"" + std::string(12, ']') + "]";
     torture([&] { useJSON(text); });
 }
 

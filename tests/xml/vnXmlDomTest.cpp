@@ -165,11 +165,8 @@ TEST(vnXmlDom, EndsAtEveryTruncation)
 
 TEST(vnXmlDom, RefusesElementsThatNestTooDeep)
 {
-    std::string text;
-    for (int i = 0; i < 100000; ++i)
-        text += "<a>t&amp;";
     vnXmlDom document;
-    vnReadText(document, text);
+    vnReadText(document, repeated("<a>t&amp;", 100000));
     EXPECT_EQ(vnText(document.getError()), "Too deep nesting in XML data");
     EXPECT_EQ(vnShapeOf("<a><b>x</b></a>"), "a(b('x'))");
     document.setMaxElementDepth(1);

@@ -1,43 +1,27 @@
 // SPDX-License-Identifier: MIT
+#include "../messages/vnMessageRecorder.h"
+#include "../serialize/vnTempFolder.h"
 #include "vnXmlShape.h"
 
-#include <vnBase/vnMessage.h>
-
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include <sys/stat.h>
 
 namespace
 {
-struct Messages : vnMessageReceiverInterface
+struct Messages
 {
-    Messages() { vnMessage::addMessageReceiver(this); }
-    ~Messages() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel, const char* message) override
-    {
-        text += message + std::string("\n");
-    }
+    Caller caller{[this](vnMessageLevel, const char* message) { text += std::string(message) + "\n"; }};
     std::string text;
 };
 
 class vnXmlInclude : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vnXmlIncludeXXXXXX").string();
-        folder = mkdtemp(pattern.data());
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
-    void file(const std::string& name, const std::string& text)
+    void file(const std::string& name, const std::string& text) const
     {
         std::filesystem::create_directories((folder / name).parent_path());
-        std::ofstream(folder / name, std::ios::binary) << text;
+        temp.write(name, text);
     }
 
     std::string read(vnXmlDom& document, const std::string& name)
@@ -54,7 +38,8 @@ protected:
         return read(document, name);
     }
 
-    std::filesystem::path folder;
+    const vnTempFolder temp;
+    const std::filesystem::path folder = temp.path("").getString();
 };
 } // namespace
 

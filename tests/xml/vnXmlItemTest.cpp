@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "../messages/vnMessageRecorder.h"
 #include "vnXmlShape.h"
-
-#include <vnBase/vnMessage.h>
 
 #include <gtest/gtest.h>
 
@@ -55,17 +54,6 @@ private:
     std::string& m_calls;
 };
 
-class DebugLines : public vnMessageReceiverInterface
-{
-public:
-    DebugLines() { vnMessage::addMessageReceiver(this); }
-    ~DebugLines() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel, const char* text) override
-    {
-        lines += std::string(text) + "\n";
-    }
-    std::string lines;
-};
 } // namespace
 
 TEST(vnXmlItem, FindsWhatAPathNames)
@@ -193,10 +181,7 @@ TEST(vnXmlItem, KeepsAttributesInOrderInBothForms)
     {
         const vnRefPointer<vnXmlElement> element(new vnXmlElement("e"));
         element->setAttribute("id", "%d-%s", 7, "x");
-        if (asList)
-        {
-            EXPECT_EQ(element->getAttributeList().getCount(), 1u);
-        }
+        EXPECT_EQ(asList ? element->getAttributeList().getCount() : 1u, 1u);
         element->setAttribute("a", "one");
         element->setAttribute("a", "two"); // a second one, not a new value
         element->setAttribute("half", "50%%");
@@ -212,10 +197,8 @@ TEST(vnXmlItem, KeepsAttributesInOrderInBothForms)
         element->removeAttribute("a");
         element->removeAttribute("no");
         EXPECT_EQ(vnShape(*element), "e[id=7-x][a=two][half=50%][empty=]");
-        element->removeAttribute("id");
-        element->removeAttribute("empty");
-        element->removeAttribute("half");
-        element->removeAttribute("a");
+        for (const char* each : {"id", "empty", "half", "a"})
+            element->removeAttribute(each);
         EXPECT_EQ(vnShape(*element), "e");
     }
 }
@@ -293,25 +276,27 @@ TEST(vnXmlItem, DescribesATreeInDebugLines)
     vnReadText(document, "<a x='1'>t<b><!--k--></b></a>");
     std::string calls;
     document.findItem("a")->addChild(new Foreign(calls));
+    std::string lines;
+    const Recorder restoring; // of the level
+    const Caller caller([&lines](vnMessageLevel, const char* line) { lines += std::string(line) + "\n"; });
     vnMessage::setMessageLevel(VN_MESSAGE_DEBUG);
-    DebugLines debug;
     document.findItem("a")->debugOutputTraverse("base ", "", 0);
-    EXPECT_EQ(debug.lines, "base (vnXmlElement):a\n"
-                           "+-Attribute count:1\n"
-                           "+-['x'='1']\n"
-                           "+-Children count:3\n"
-                           "+-(vnXmlCharData):<char_data>\n"
-                           "| +-CharData size:1\n"
-                           "| +-[t]\n"
-                           "| +-Children count:0\n"
-                           "+-(vnXmlElement):b\n"
-                           "| +-Attribute count:0\n"
-                           "| +-Children count:1\n"
-                           "| +-(vnXmlComment):<comment>\n"
-                           "| | +-<!-- k -->\n"
-                           "| | +-Children count:0\n");
+    EXPECT_EQ(lines, "base (vnXmlElement):a\n"
+                     "+-Attribute count:1\n"
+                     "+-['x'='1']\n"
+                     "+-Children count:3\n"
+                     "+-(vnXmlCharData):<char_data>\n"
+                     "| +-CharData size:1\n"
+                     "| +-[t]\n"
+                     "| +-Children count:0\n"
+                     "+-(vnXmlElement):b\n"
+                     "| +-Attribute count:0\n"
+                     "| +-Children count:1\n"
+                     "| +-(vnXmlComment):<comment>\n"
+                     "| | +-<!-- k -->\n"
+                     "| | +-Children count:0\n");
     EXPECT_EQ(calls, "debug(+-,| ) ");
-    debug.lines.clear();
+    lines.clear();
     const vnRefPointer<vnXmlElement> others(new vnXmlElement("others"));
     for (vnXmlItem* item : std::initializer_list<vnXmlItem*>{
              new vnXmlPI("t", "d"), new vnXmlEntityReference("e"), new vnXmlCDATA("c"),
@@ -322,13 +307,13 @@ TEST(vnXmlItem, DescribesATreeInDebugLines)
         item->debugOutput("", "", 0);
     }
     others->removeChildren(); // one of them holds it
-    EXPECT_EQ(debug.lines, "(vnXmlPI):<pi>\n+-Target   :t\n+-Data size:1\n+-[d]\n"
-                           "(vnXmlEntityReference):<entity_ref>\n+-Name:e\n"
-                           "(vnXmlCDATA):<cdata>\n+-CDATA size:1\n+-[c]\n"
-                           "(vnXmlDynamicType):v\n+-vnDynamicType:some text\n"
-                           "(vnXmlObject):o\n+-vnObject:NULL\n"
-                           "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: NULL\n"
-                           "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: vnXmlElement\n");
+    EXPECT_EQ(lines, "(vnXmlPI):<pi>\n+-Target   :t\n+-Data size:1\n+-[d]\n"
+                     "(vnXmlEntityReference):<entity_ref>\n+-Name:e\n"
+                     "(vnXmlCDATA):<cdata>\n+-CDATA size:1\n+-[c]\n"
+                     "(vnXmlDynamicType):v\n+-vnDynamicType:some text\n"
+                     "(vnXmlObject):o\n+-vnObject:NULL\n"
+                     "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: NULL\n"
+                     "(vnXmlCustomData):n\n+-Attribute count:0\n+-Custom Data: vnXmlElement\n");
 }
 
 TEST(vnXmlItem, CallsWhatOtherClassesOverride)
