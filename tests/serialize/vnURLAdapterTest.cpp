@@ -2,13 +2,11 @@
 #include <vnBase/vnURL.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnEncodeTestHelp.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnCleanupReference.h>
 #include <vnBase/vnGuidStringDict.h>
-#include <vnBase/vnSerializeAdapterFile.h>
-#include <vnBase/vnSerializeAdapterMemory.h>
-#include <vnBase/vnSerializeAdapterQueue.h>
 #include <vnBase/vnSerializeAdapterStdIO.h>
 #include <vnBase/vnSerializeAdapterString.h>
 
@@ -21,8 +19,6 @@
 
 namespace
 {
-using Adapter = vnRefPointer<vnSerializeAdapter>;
-
 vnSerializeAdapter* open(const vnString& url, vnSerializeAction action = VN_SERIALIZE_INPUT,
                          vnString* error = nullptr)
 {
@@ -43,12 +39,9 @@ vnString urlOf(const char* scheme, const void* address)
                                   static_cast<vnUInt64>(reinterpret_cast<std::uintptr_t>(address)));
 }
 
-std::string readAll(vnSerializeAdapter* adapter)
+vnString braced(const vnGUID& guid)
 {
-    std::string text;
-    while (adapter->hasData())
-        text += static_cast<char>(adapter->read());
-    return text;
+    return vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}";
 }
 
 // A folder with a file of "abc".
@@ -129,7 +122,7 @@ TEST_F(vnURLAdapter, OpensFilesWithAndWithoutScheme)
     {
         const Adapter adapter(open(url));
         ASSERT_TRUE(adapter) << url;
-        EXPECT_EQ(readAll(adapter), "abc") << url;
+        EXPECT_EQ(readByByte(adapter), "abc") << url;
         EXPECT_EQ(adapter->getName(), "a.txt") << url;
         EXPECT_EQ(adapter->getDefaultPath() + "a.txt", path) << url;
     }
@@ -185,7 +178,7 @@ TEST_F(vnURLAdapter, OpensMemoryByItsAddress)
     const vnString url = urlOf("mem:", block);
     const Adapter adapter(open(url + ",3"));
     ASSERT_TRUE(adapter);
-    EXPECT_EQ(readAll(adapter), "\1\2\3");
+    EXPECT_EQ(readByByte(adapter), "\1\2\3");
     EXPECT_EQ(Adapter(open(url + ",4 and more"))->length(), 4u);
     EXPECT_EQ(Adapter(open("mem:0,10"))->length(), 0u);
     EXPECT_EQ(Adapter(open("mem:-,+"))->length(), 0u); // signs alone are zeros
@@ -205,31 +198,24 @@ TEST_F(vnURLAdapter, ReturnsTheAdapterThatAnAddressNames)
 
 TEST_F(vnURLAdapter, NeverDeletesAnAdapterThatAnAddressNames)
 {
-    auto* named = new Counted;
-    const vnString url = urlOf("adapt:", named);
-    EXPECT_TRUE(vnURLExist(url));
-    EXPECT_TRUE(copyAdapters(url, path, nullptr));
-    EXPECT_EQ(readAll(named), "abc");
-    named->setError("broken");
-    EXPECT_EQ(failure(url), "URL Adapter (" + std::string(url.getString()) + ") Error:broken");
-    EXPECT_EQ(Counted::s_alive, 1);
-    EXPECT_EQ(named->getRef(), 0u);
-    named->checkDelete();
-}
-
-TEST_F(vnURLAdapter, NeverDeletesAnAdapterThatAManagerGotByItsAddress)
-{
-    auto* named = new Counted;
     Manager outer("outer"), inner("inner");
     outer.forward = "inner:x";
-    inner.forward = urlOf("adapt:", named);
-    EXPECT_TRUE(vnURLExist("outer:a"));
-    EXPECT_TRUE(copyAdapters("outer:a", path, nullptr));
-    EXPECT_EQ(readAll(named), "abc");
-    named->setError("broken");
-    EXPECT_EQ(failure("outer:a").substr(0, 42), "URL Adapter (outer:a) Error:Could not open"); // as a file
-    EXPECT_EQ(Counted::s_alive, 1);
-    named->checkDelete();
+    for (const bool isBehindManagers : {false, true})
+    {
+        auto* named = new Counted;
+        inner.forward = urlOf("adapt:", named);
+        const vnString url = isBehindManagers ? vnString("outer:a") : inner.forward;
+        EXPECT_TRUE(vnURLExist(url));
+        EXPECT_TRUE(copyAdapters(url, path, nullptr));
+        EXPECT_EQ(readByByte(named), "abc");
+        named->setError("broken");
+        const std::string expected = "URL Adapter (" + std::string(url.getString()) + ") Error:" +
+                                     (isBehindManagers ? "Could not open" : "broken"); // as a file, at last
+        EXPECT_EQ(failure(url).substr(0, expected.size()), expected);
+        EXPECT_EQ(Counted::s_alive, 1);
+        EXPECT_EQ(named->getRef(), 0u);
+        named->checkDelete();
+    }
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
@@ -243,7 +229,7 @@ TEST_F(vnURLAdapter, MakesRandomBytes)
 {
     const Adapter adapter(open("dummy:5000"));
     ASSERT_TRUE(adapter);
-    const std::string bytes = readAll(adapter);
+    const std::string bytes = readByByte(adapter);
     EXPECT_EQ(bytes.size(), 5000u);
     EXPECT_NE(bytes.find_first_not_of(bytes[0]), std::string::npos);
     EXPECT_EQ(Adapter(open("DUMMY:0"))->length(), 0u);
@@ -330,18 +316,18 @@ TEST_F(vnURLAdapter, ReachesNothingInTheProcessForAURLFromOutside)
     {
         const Adapter adapter(openUntrusted(url));
         ASSERT_TRUE(adapter) << url;
-        EXPECT_EQ(readAll(adapter), "abc") << url;
+        EXPECT_EQ(readByByte(adapter), "abc") << url;
     }
     for (const vnString& url : {vnString("/proc/self/maps"), vnString("cache:0,9,/proc/self/maps")})
-        EXPECT_EQ(readAll(openUntrusted(url)), "") << url;
+        EXPECT_EQ(readByByte(openUntrusted(url)), "") << url;
     enterFolder();
     folder.write(" a.txt", "own");
-    EXPECT_EQ(readAll(Adapter(open("cache:0,9, a.txt"))), "own");
-    EXPECT_EQ(readAll(openUntrusted("cache:0,9,a.txt")), "abc"); // not what is kept open for the other
+    EXPECT_EQ(readByByte(Adapter(open("cache:0,9, a.txt"))), "own");
+    EXPECT_EQ(readByByte(openUntrusted("cache:0,9,a.txt")), "abc"); // not what is kept open for the other
     // What is cached is read, whatever it is opened for.
     Adapter(vnSerializeAdapter::getURLAdapter(vnString("cache:0,2,") + path, VN_SERIALIZE_OUTPUT,
                                               VN_ADAPTER_UNTRUSTED | 1));
-    EXPECT_EQ(readAll(openUntrusted(path)), "abc");
+    EXPECT_EQ(readByByte(openUntrusted(path)), "abc");
     vnGuidStringDict::remove(guid);
 }
 
@@ -357,9 +343,8 @@ TEST_F(vnURLAdapter, MakesNoFileOfASchemeThatItCanNotOpen)
 
 TEST_F(vnURLAdapter, HandsOutTranslatedFailures)
 {
-    class Brackets : public vnMessageTranslatorInterface
+    struct Brackets : vnMessageTranslatorInterface
     {
-    public:
         Brackets() { vnMessage::setMessageTranslator(this); }
         ~Brackets() noexcept(false) override { vnMessage::setMessageTranslator(nullptr); }
         vnString translate(const vnString& sender, vnMessageLevel, const vnString& text) override
@@ -395,8 +380,6 @@ TEST_F(vnURLAdapter, PostsFailuresUnlessSilent)
 TEST_F(vnURLAdapter, OpensWhatAGUIDStandsFor)
 {
     const vnGUID url(1ull, 2), name(3ull, 4);
-    const auto braced = [](const vnGUID& guid)
-    { return vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}"; };
     vnGuidStringDict::enter(url, path + "?x=1");
     vnGuidStringDict::enter(name, "a.txt");
     const Adapter whole(open(braced(url)));
@@ -404,7 +387,7 @@ TEST_F(vnURLAdapter, OpensWhatAGUIDStandsFor)
     EXPECT_EQ(whole->getAttributes(), "x=1");
     const Adapter last(open(vnString("file:") + folder.path("") + braced(name)));
     ASSERT_TRUE(last);
-    EXPECT_EQ(readAll(last), "abc");
+    EXPECT_EQ(readByByte(last), "abc");
     Manager manager("myscheme");
     EXPECT_FALSE(Adapter(open(vnString("MyScheme:dir/") + braced(name) + "?y=2")));
     EXPECT_EQ(manager.asked, "MyScheme:dir/a.txt?y=2;");
@@ -415,7 +398,7 @@ TEST_F(vnURLAdapter, OpensWhatAGUIDStandsFor)
 TEST_F(vnURLAdapter, RefusesAGUIDThatMakesTheURLTooLong)
 {
     const vnGUID guid(5ull, 6);
-    const vnString name = vnString("{") + vnString(guid.asString()).strip('{').strip('}') + "}";
+    const vnString name = braced(guid);
     for (const std::string tail : {"", "?x"})
     {
         const vnString url = vnString("file:/no/") + name + tail.c_str();
@@ -446,7 +429,7 @@ TEST_F(vnURLAdapter, AsksManagersFirstAndInTheirOrder)
     second.answer = new Counted;
     EXPECT_TRUE(dynamic_cast<Counted*>(Adapter(open(vnString("file:") + path)).get()));
     EXPECT_EQ(first.asked, vnString("file:") + path + "?x;file:" + path + ";");
-    EXPECT_EQ(readAll(Adapter(open(vnString("file:") + path))), "abc"); // both decline
+    EXPECT_EQ(readByByte(Adapter(open(vnString("file:") + path))), "abc"); // both decline
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
@@ -469,19 +452,16 @@ TEST_F(vnURLAdapter, TellsManagersWhatWasAsked)
 
 TEST_F(vnURLAdapter, HoldsTheManagersThatAreRegistered)
 {
-    class Dying : public vnSerializeURLManagerInterface
+    struct Dying : vnSerializeURLManagerInterface
     {
-    public:
-        explicit Dying(bool& isGone) : m_isGone(isGone) {}
-        ~Dying() noexcept(false) override { m_isGone = true; }
+        explicit Dying(bool& gone) : isGone(gone) {}
+        ~Dying() noexcept(false) override { isGone = true; }
         vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
                                           vnString*) override
         {
             return new Counted;
         }
-
-    private:
-        bool& m_isGone;
+        bool& isGone;
     };
     bool isGone = false;
     vnSerializeAdapter::registerURLManager("myscheme", new Dying(isGone));
@@ -541,7 +521,7 @@ TEST_F(vnURLAdapter, OpensFromManyThreadsAtOnce)
         for (int i = 0; i < 500; ++i)
         {
             EXPECT_TRUE(vnSerializeAdapter::hasRegisteredURLManager(base));
-            EXPECT_EQ(readAll(Adapter(open(vnString(url.getString())))), "abc");
+            EXPECT_EQ(readByByte(Adapter(open(vnString(url.getString())))), "abc");
         }
     };
     std::thread other(work);

@@ -25,16 +25,16 @@ std::string split(const std::string& url)
     return result + (absolute ? " absolute" : "") + (valid ? "" : " invalid");
 }
 
-struct Row
+void expectParts(std::initializer_list<std::pair<const char*, const char*>> rows)
 {
-    std::string url;
-    std::string parts;
-};
+    for (const auto& [url, parts] : rows)
+        EXPECT_EQ(split(url), parts) << url;
+}
 } // namespace
 
 TEST(vnURL, SplitsIntoBasePathNameAndAttributes)
 {
-    const Row rows[] = {
+    expectParts({
         {"http://host/dir/file.txt?a=1&b=2", "http:|//host/dir/|file.txt|a=1&b=2 absolute"},
         {"HTTP://Host/A", "http:|//Host/|A| absolute"}, // the base in lower case, nothing else
         {"c:\\dir\\a.txt", "c:|/dir/|a.txt| absolute"},
@@ -53,14 +53,12 @@ TEST(vnURL, SplitsIntoBasePathNameAndAttributes)
         {"a?x=1:2", "a?x=1:||2| absolute"}, // the first colon, wherever it stands
         {"a\\b:c", "a/b:||c| absolute"},
         {"?x=1", "|||x=1"},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(split(row.url), row.parts) << row.url;
+    });
 }
 
 TEST(vnURL, LooksIntoArchivesAndPipesByTheirOwnSyntax)
 {
-    const Row rows[] = {
+    expectParts({
         {"zip:{file:a.zip},dir/b.txt?x=1", "zip:|{file:a.zip},|dir/b.txt|x=1 absolute"},
         {"ZIP:{a},b", "zip:|{a},|b| absolute"},
         {"zip:{a?b},c?d?e", "zip:|{a?b},|c|d?e absolute"}, // the first question mark behind the braces
@@ -78,14 +76,12 @@ TEST(vnURL, LooksIntoArchivesAndPipesByTheirOwnSyntax)
         {"purl:name,", "purl:||| absolute invalid"},
         {"purl:name,?x", "purl:||| absolute invalid"},
         {"purl:name,zip:a", "purl:||| absolute invalid"}, // the URL within has to be right, too
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(split(row.url), row.parts) << row.url;
+    });
 }
 
 TEST(vnURL, MovesACacheSpecificationToTheFront)
 {
-    const Row rows[] = {
+    expectParts({
         {"http://host/cache:0,100,file", "cache:|0,100,http://host/|file| absolute"},
         {"http://host/CaChE:0,100,file?x=1", "cache:|0,100,http://host/|file|x=1 absolute"},
         {"cache:0,100,file", "cache:||0,100,file| absolute"},
@@ -99,9 +95,7 @@ TEST(vnURL, MovesACacheSpecificationToTheFront)
         {"http://host/cache:0,,f", "http:|//host/|cache:0,,f| absolute"},
         {"http://host/cache:0,1,", "http:|//host/|cache:0,1,| absolute"},
         {"ache:0,1,f", "ache:||0,1,f| absolute"},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(split(row.url), row.parts) << row.url;
+    });
 }
 
 TEST(vnURL, LeavesACacheSpecificationThatWouldNotFit)
