@@ -249,9 +249,8 @@ TEST(vnSerializeAdapterCompress, servesReadersThatGoByItsLength)
 {
     const std::string stream = tenBlock + emptyBlock + tenBlock;
     const vnTempFolder folder;
-    for (const Adapter& target :
-         {memoryWith(stream), queueWith(stream),
-          Adapter(new vnSerializeAdapterFile(folder.write("a", stream), VN_SERIALIZE_INPUT, 0, 0))})
+    const Adapter file(new vnSerializeAdapterFile(folder.write("a", stream), VN_SERIALIZE_INPUT, 0, 0));
+    for (const Adapter& target : {memoryWith(stream), queueWith(stream), file})
     {
         const Adapter adapter(new vnSerializeAdapterCompress(target.get()));
         std::string got;
@@ -379,22 +378,17 @@ TEST(vnSerializeAdapterCompress, keepsItsMemoryWhenWrittenAndReadInTurn)
     EXPECT_LE(heap.getLargest(), 4096u);
 }
 
-namespace
-{
-// Its last reference goes with the static objects, when those of the thread are gone.
-struct LateTarget : Portions
-{
-    LateTarget() : Portions("", 0) {}
-    ~LateTarget() noexcept(false) override
-    {
-        const bool isWhole = plainOf(written) == "late" + std::string(5000, 'x');
-        _exit(isWhole ? 7 : 8);
-    }
-};
-} // namespace
-
 TEST(vnSerializeAdapterCompress, flushesAlsoAtTheEndOfTheProgram)
 {
+    // Its last reference goes with the static objects, when those of the thread are gone.
+    struct LateTarget : Portions
+    {
+        LateTarget() : Portions("", 0) {}
+        ~LateTarget() noexcept(false) override
+        {
+            _exit(plainOf(written) == "late" + std::string(5000, 'x') ? 7 : 8);
+        }
+    };
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {

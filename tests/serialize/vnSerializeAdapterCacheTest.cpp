@@ -20,12 +20,9 @@
 namespace
 {
 // A stream that breaks behind its first bytes.
-class Broken : public vnSerializeAdapterQueue
+struct Broken : vnSerializeAdapterQueue
 {
-public:
     Broken() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) { write('b'); }
-
-protected:
     using vnSerializeAdapterQueue::read_imp;
     unsigned int read_imp(unsigned char* data, unsigned int count) override
     {
@@ -35,22 +32,18 @@ protected:
 };
 
 // A stream that can seek; those that are open are counted.
-class Seekable : public vnSerializeAdapterMemory
+struct Seekable : vnSerializeAdapterMemory
 {
-public:
-    explicit Seekable(const std::string& text) : vnSerializeAdapterMemory(nullptr, 0), m_text(text)
+    explicit Seekable(const std::string& bytes) : vnSerializeAdapterMemory(nullptr, 0), text(bytes)
     {
-        reset(m_text.data(), static_cast<unsigned int>(m_text.size()));
+        reset(text.data(), static_cast<unsigned int>(text.size()));
         ++open;
     }
     ~Seekable() noexcept(false) override { --open; }
 
-    static std::atomic<unsigned int> open;
-
-private:
-    std::string m_text;
+    std::string text;
+    static inline std::atomic<unsigned int> open{0};
 };
-std::atomic<unsigned int> Seekable::open{0};
 
 // Serves "stream:TEXT" as a stream that can't seek, or can when the text begins with "seek", and counts how
 // often it is opened. A text that begins with "both" opens when two threads have asked for it.
@@ -58,8 +51,6 @@ class Streams : public vnSerializeURLManagerInterface
 {
 public:
     Streams() { vnSerializeAdapter::registerURLManager("stream:", this); }
-    ~Streams() noexcept(false) override = default;
-
     void stop() { vnSerializeAdapter::unregisterURLManager("stream:", this); }
 
     vnSerializeAdapter* getURLAdapter(const vnString& url, vnSerializeAction, vnUInt64, const vnString&,
@@ -125,11 +116,12 @@ protected:
 
 TEST_F(vnCacheTest, ServesPartsOfAStreamThatCanNotSeekFromOneTransfer)
 {
-    EXPECT_EQ(part("stream:0123456789", 2, 3), "234");
-    EXPECT_EQ(part("stream:0123456789", 8, 100), "89"); // cut to what is there
-    EXPECT_EQ(part("stream:0123456789", 10, 1), "");
-    EXPECT_EQ(part("stream:0123456789", 0xFFFFFFFFu, 0xFFFFFFFFu), "");
-    EXPECT_EQ(part("stream:0123456789", 0, 0xFFFFFFFFu), "0123456789");
+    const vnString url = "stream:0123456789";
+    EXPECT_EQ(part(url, 2, 3), "234");
+    EXPECT_EQ(part(url, 8, 100), "89"); // cut to what is there
+    EXPECT_EQ(part(url, 10, 1), "");
+    EXPECT_EQ(part(url, 0xFFFFFFFFu, 0xFFFFFFFFu), "");
+    EXPECT_EQ(part(url, 0, 0xFFFFFFFFu), "0123456789");
     EXPECT_EQ(streams->opened, 1u);
     vnSerializeAdapterCache::resetCaches();
     EXPECT_EQ(part("stream:0123456789", 0, 1), "0");
@@ -139,15 +131,15 @@ TEST_F(vnCacheTest, ServesPartsOfAStreamThatCanNotSeekFromOneTransfer)
 TEST_F(vnCacheTest, DropsTheOldestBlocksWhenThereAreTooManyBytes)
 {
     vnSerializeAdapterCache::setMaxSizeOfCachedData(20);
-    part("stream:first.....", 0, 1);
-    part("stream:second....", 0, 1);
-    part("stream:first.....", 0, 1);
-    EXPECT_EQ(streams->opened, 2u);
-    part("stream:third.....", 0, 1); // the first one goes
-    part("stream:second....", 0, 1);
-    EXPECT_EQ(streams->opened, 3u);
-    part("stream:first.....", 0, 1);
-    EXPECT_EQ(streams->opened, 4u);
+    const std::pair<const char*, unsigned int> asked[] = {
+        {"stream:first.....", 1}, {"stream:second....", 2},
+        {"stream:first.....", 2}, {"stream:third.....", 3}, // the first one goes
+        {"stream:second....", 3}, {"stream:first.....", 4}};
+    for (const auto& [url, opened] : asked)
+    {
+        part(url, 0, 1);
+        EXPECT_EQ(streams->opened, opened) << url;
+    }
     vnSerializeAdapterCache held("stream:held......", 0, 4, 0, VN_ADAPTER_SILENT, vnString());
     vnSerializeAdapterCache::setMaxSizeOfCachedData(0);
     EXPECT_EQ(held.read(), 'h'); // its block lives on

@@ -46,9 +46,8 @@ private:
 };
 
 // Promises data that never come.
-class Liar : public vnSerializeAdapter
+struct Liar : vnSerializeAdapter
 {
-protected:
     using vnSerializeAdapter::write_imp;
     void write_imp(unsigned char) override {}
     unsigned int read_imp(unsigned char*, unsigned int) override { return 0; }
@@ -101,9 +100,8 @@ TEST(vnURLCopy, RefusesToCopyAnAdapterToItself)
 // Flushing a memory adapter empties it.
 TEST(vnURLCopy, LeavesADestinationUnflushedThatSomebodyElseHolds)
 {
-    class Holding : public vnSerializeURLManagerInterface
+    struct Holding : vnSerializeURLManagerInterface
     {
-    public:
         vnSerializeAdapter* getURLAdapter(const vnString&, vnSerializeAction, vnUInt64, const vnString&,
                                           vnString*) override
         {

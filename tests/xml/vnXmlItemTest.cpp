@@ -58,8 +58,7 @@ private:
 
 TEST(vnXmlItem, FindsWhatAPathNames)
 {
-    vnXmlDom document;
-    vnReadText(document, library);
+    vnTestDocument document(library);
     const std::pair<const char*, const char*> rows[] = {
         {"library/shelf/cup", "cup"},
         {"library/shelf/book/part", "part[id=p1]"},
@@ -272,8 +271,7 @@ TEST(vnXmlItem, ShowsItselfAsText)
 
 TEST(vnXmlItem, DescribesATreeInDebugLines)
 {
-    vnXmlDom document;
-    vnReadText(document, "<a x='1'>t<b><!--k--></b></a>");
+    vnTestDocument document("<a x='1'>t<b><!--k--></b></a>");
     std::string calls;
     document.findItem("a")->addChild(new Foreign(calls));
     std::string lines;
