@@ -29,6 +29,8 @@ inline vnRefPointer<vnSerializeAdapter> memoryOf(const std::string& text)
                                         static_cast<unsigned int>(text.size()));
 }
 
+vnRefPointer<vnSerializeAdapter> memoryOf(std::string&& text) = delete;
+
 /// All that an adapter has.
 inline std::string takeAll(vnSerializeAdapter& adapter)
 {

@@ -173,14 +173,15 @@ TEST(vnXmlDynamicType, ReadsWhatItWrites)
                                           dynOnly) == value)
                 << text;
         }
+    // What is wide, byte by byte; only what is read has a mark.
     const vnDynamicType wide("gr\xC3\xBC\xC3\x9F \xE2\x82\xAC");
+    const std::string marked = vnUtf16(u"<vnDyn type=\"str\">gr\xFC\xDF \x20AC</vnDyn>", false);
+    EXPECT_TRUE(
+        vnXml2DynamicType(vnArray<unsigned char>(reinterpret_cast<const unsigned char*>(marked.data()),
+                                                 static_cast<unsigned int>(marked.size()))) == wide);
     vnDynamicArray<unsigned char> bytes;
-    vnDynamicType2Xml(wide, bytes, 1, 0, "");
-    const unsigned char mark[] = {0xFF, 0xFE};
-    vnArray<unsigned char> marked(bytes.getSize() + 2);
-    std::copy(std::begin(mark), std::end(mark), marked.data());
-    std::copy(bytes.begin(), bytes.end(), marked.data() + 2);
-    EXPECT_TRUE(vnXml2DynamicType(marked) == wide);
+    EXPECT_TRUE(vnDynamicType2Xml(wide, bytes, 1, 0, ""));
+    EXPECT_EQ("\xFF\xFE" + std::string(bytes.begin(), bytes.end()), marked);
     EXPECT_TRUE(read(vnDynamicType(interned).asString().getString()) == vnDynamicType(interned.getString()));
 
     // An object in a value is named by its address, and nobody holds it behind the text.
@@ -638,7 +639,7 @@ public:
 };
 } // namespace
 
-TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
+TEST(vnXmlDynamicType, UsesTheApplicationsInterfaceOfATag)
 {
     using Values = vnXmlDynamicTypeInterface;
     const vnRefPointer<Values> builtin = Values::getDynamicTypeInterface("str");
@@ -669,8 +670,10 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(celsius->unrefNoDelete(), 1u); // from both tags
     EXPECT_EQ(Values::getDynamicTypeInterface("num").get(), builtin.get());
     EXPECT_EQ(vnDynamicType(1.0).asString(1), "1");
+}
 
-    // The objects of a circle are kept when somebody holds one of them, and else let go.
+TEST(vnXmlDynamicType, KeepsACircleOfObjectsThatSomebodyHoldsAndNoOther)
+{
     const vnRefPointer<vnObject> inner(new vnObject);
     const vnRefPointer<vnObject> outer(new vnObject);
     outer->addUserData("inner", inner);
@@ -679,10 +682,10 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     const std::string circle = outer->asString(1).getString();
     outer->removeAllUserData();
     const vnRefPointer<Held> held(new Held);
-    Values::registerDynamicTypeInterface("held", held);
+    vnXmlDynamicTypeInterface::registerDynamicTypeInterface("held", held);
     const vnDynamicType value = read("<vnDyn type='held' use='hold'>" + circle + valueEnd);
     read("<vnDyn type='held'>" + circle + valueEnd); // lost memory if they stay
-    Values::unregisterDynamicTypeInterface(held);
+    vnXmlDynamicTypeInterface::unregisterDynamicTypeInterface(held);
     auto* const first = dynamic_cast<vnObject*>(value.getReference());
     ASSERT_TRUE(first);
     auto* const second = dynamic_cast<vnObject*>(first->getUserData("inner"));
@@ -690,7 +693,10 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(second->getAttribute("data", "a").getNumber(), 1.5);
     EXPECT_EQ(second->getUserData("outer"), first);
     first->removeAllUserData();
+}
 
+TEST(vnXmlDynamicType, UsesTheApplicationsInterfaceOfAClass)
+{
     using Objects = vnXmlObjectInterface;
     EXPECT_STREQ(Objects::getObjectInterface("vnObject")->getTypeName(), "vnXmlObjectInterface_builtin");
     Objects::registerObjectInterface("vnObject", new Bare);
@@ -699,7 +705,10 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_TRUE(Told(R"(<vnObj type="vnObject"/>)").objects.at(0));
     Objects::unregisterObjectInterface(bare);
     EXPECT_TRUE(Told(R"(<vnObj type="vnObject"/>)").objects.empty());
+}
 
+TEST(vnXmlDynamicType, UsesTheApplicationsInterfaceOfAnElement)
+{
     using Custom = vnXmlCustomDataInterface;
     EXPECT_EQ(Custom::getCustomDataInterface("note").get(), nullptr);
     const std::string document = "<doc>\n<note>text</note>\n<notes/></doc>";
@@ -710,10 +719,11 @@ TEST(vnXmlDynamicType, UsesTheInterfacesOfTheApplication)
     EXPECT_EQ(Told(document).log, "2 vnXmlCharData note\n");
     EXPECT_EQ(errorOf("<note/>"), "Invalid or unknown data for vnDynamicType");
     const vnRefPointer<vnXmlCharData> data(new vnXmlCharData("x"));
-    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("note", data, 1); }), "<note>text</note>");
-    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("note", nullptr, 1); }),
-              "<note>text</note>");
-    EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { sax.writeCustomData("other", nullptr, 1); }), "<other/>");
+    const auto writtenAs = [](const char* name, const vnReference* reference)
+    { return vnOutputOf([=](vnXmlSax& sax) { sax.writeCustomData(name, reference, 1); }); };
+    EXPECT_EQ(writtenAs("note", data), "<note>text</note>");
+    EXPECT_EQ(writtenAs("note", nullptr), "<note>text</note>");
+    EXPECT_EQ(writtenAs("other", nullptr), "<other/>");
     vnRefPointer<vnXmlDom> dom(new vnXmlDom);
     vnReadText(*dom, "<doc><note a=\"1\">text</note></doc>");
     EXPECT_EQ(vnOutputOf([&](vnXmlSax& sax) { dom->findItem("doc")->write(&sax); }),
