@@ -58,7 +58,8 @@ private:
 
 TEST(vnXmlItem, FindsWhatAPathNames)
 {
-    vnTestDocument document(library);
+    vnXmlDom document;
+    vnReadText(document, library);
     const std::pair<const char*, const char*> rows[] = {
         {"library/shelf/cup", "cup"},
         {"library/shelf/book/part", "part[id=p1]"},
@@ -271,7 +272,8 @@ TEST(vnXmlItem, ShowsItselfAsText)
 
 TEST(vnXmlItem, DescribesATreeInDebugLines)
 {
-    vnTestDocument document("<a x='1'>t<b><!--k--></b></a>");
+    vnXmlDom document;
+    vnReadText(document, "<a x='1'>t<b><!--k--></b></a>");
     std::string calls;
     document.findItem("a")->addChild(new Foreign(calls));
     std::string lines;

@@ -52,13 +52,6 @@ inline std::string vnShape(vnXmlItem& item)
     return shape;
 }
 
-/// A document that was read from a text.
-class vnTestDocument : public vnXmlDom
-{
-public:
-    explicit vnTestDocument(const std::string& text) { vnReadText(*this, text); }
-};
-
 /// What a document holds, and its error.
 inline std::string vnShapeOf(vnXmlDom& document)
 {
@@ -67,7 +60,8 @@ inline std::string vnShapeOf(vnXmlDom& document)
 
 inline std::string vnShapeOf(const std::string& text)
 {
-    vnTestDocument document(text);
+    vnXmlDom document;
+    vnReadText(document, text);
     return vnShapeOf(document);
 }
 
