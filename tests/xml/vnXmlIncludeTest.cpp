@@ -140,10 +140,15 @@ TEST_F(vnXmlInclude, EndsWhereDocumentsIncludeOneAnother)
     document.setMaxIncludeDepth(1);
     file("b.xml", "<b/>");
     EXPECT_EQ(read(document, "a.xml"), "a(b.xml(b)b.xml(b))");
-    document.setMaxIncludeDepth(0);
     EXPECT_EQ(vnText(document.getError()), "");
-    read(document, "a.xml");
-    EXPECT_TRUE(document.hasError());
+    file("b.xml", "<b><?include c.xml?></b>");
+    file("c.xml", "<c/>");
+    for (const unsigned int depth : {0, 1, 2}) // which the included documents have as well
+    {
+        document.setMaxIncludeDepth(depth);
+        read(document, "a.xml");
+        EXPECT_EQ(document.hasError(), depth < 2) << depth;
+    }
 }
 
 TEST_F(vnXmlInclude, CountsIncludedDocumentsInTheLimits)
