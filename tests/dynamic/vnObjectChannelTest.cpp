@@ -7,9 +7,9 @@
 
 #include <vnBase/vnSerializeAdapterMux.h>
 
+#include "../memory/vnFailingManager.h"
 #include "../serialize/vnSocketAdapter.h"
 #include "../serialize/vnTempFolder.h"
-#include "vnFailingManager.h"
 #include "vnObjectTestHelp.h"
 
 #include <chrono>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vnFailingManager.h"
+#include "../memory/vnFailingManager.h"
 #include "vnObjectTestHelp.h"
 
 #include <vnBase/vnProgress.h>

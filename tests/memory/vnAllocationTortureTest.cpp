@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "vnFailingManager.h"
+
 #include <vnBase/vnArgumentParser.h>
 #include <vnBase/vnArray.h>
 #include <vnBase/vnBaseError.h>
@@ -52,34 +54,6 @@
 
 namespace
 {
-// The C library's heap, but for allocations that fail on request. It counts what is alive.
-class FailingManager : public vnMemoryManagerInterface
-{
-public:
-    FailingManager() { vnMemoryControl::setMemoryManager(this); }
-    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override
-    {
-        ++made;
-        if (made == failing || (failing && made > failing && failsOn))
-            return nullptr;
-        void* block = std::malloc(size);
-        alive += block != nullptr;
-        return block;
-    }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override
-    {
-        --alive;
-        std::free(block);
-    }
-
-    unsigned int made = 0;
-    unsigned int failing = 0; // the number of the allocation that fails; 0 for none
-    bool failsOn = false;     // all later ones fail, too
-    int alive = 0;
-};
-
 class Receiver : public vnMessageReceiverInterface
 {
 public:
@@ -749,30 +723,20 @@ const Script scripts[] = {
 };
 
 // Runs once with an allocation that fails and once without; answers whether the failing one took place.
-bool tortureOnce(FailingManager& manager, const Script& script, unsigned int failing)
+bool tortureOnce(vnFailingManager& manager, const Script& script, unsigned int failing)
 {
-    manager.made = 0;
-    manager.failing = failing;
-    try
-    {
-        script.run();
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
-    const bool reached = manager.made >= failing;
-    manager.failing = 0;
+    const bool isReached = manager.run(script.run, failing).isReached;
     EXPECT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
     EXPECT_EQ(vnCurrentThreadState().shared, 0) << "a read-write lock is held";
     script.run(); // works as before, and fills the pools again
-    return reached;
+    return isReached;
 }
 } // namespace
 
 TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
 {
     Receiver receiver;
-    FailingManager manager;
+    vnFailingManager manager;
     testing::internal::CaptureStderr(); // each failure is reported there
     for (const Script& script : scripts)
         for (const bool failsOn : {false, true})
@@ -781,11 +745,11 @@ TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
             manager.failsOn = failsOn;
             for (int i = 0; i < 20; ++i)
                 script.run(); // what is kept for good, such as the rings of buffers, stands now
-            const int before = manager.alive;
+            const int before = manager.getAlive();
             unsigned int failing = 1;
             while (tortureOnce(manager, script, failing))
             {
-                ASSERT_EQ(manager.alive, before) << "after failing number " << failing;
+                ASSERT_EQ(manager.getAlive(), before) << "after failing number " << failing;
                 ASSERT_LT(++failing, 10000u);
             }
             EXPECT_GT(failing, 1u) << "the script allocates nothing";
@@ -797,37 +761,26 @@ TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
 // Sections stay for good: each round needs new ones.
 TEST(vnAllocationTorture, LeavesTheProfilerInBalance)
 {
-    FailingManager manager;
+    vnFailingManager manager;
     testing::internal::CaptureStderr();
     vnEnablePerformanceSections(1);
     {
         vnPerformanceBody first("torture first"); // what is kept for the thread stands now
     }
     unsigned int failing = 0;
-    bool reached = true;
-    while (reached)
+    bool isReached = true;
+    while (isReached)
     {
         const vnString name = vnString::formatString("torture of a section whose name is long %d", ++failing);
-        manager.made = 0;
-        manager.failing = failing;
-        bool failed = false;
-        try
-        {
-            vnPerformanceBody section(name);
-        }
-        catch (const std::bad_alloc&)
-        {
-            failed = true;
-        }
-        reached = manager.made >= failing;
-        manager.failing = 0;
-        EXPECT_EQ(failed, reached);
+        const auto outcome = manager.run([&] { vnPerformanceBody section(name); }, failing);
+        isReached = outcome.isReached;
+        EXPECT_EQ(outcome.hasThrown, isReached);
         EXPECT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
         EXPECT_EQ(vnMemoryControl::getState(0), 1u);
         {
             vnPerformanceBody section(name);
         }
-        EXPECT_EQ(vnGetSectionResult(name).count, failed ? 1u : 2u);
+        EXPECT_EQ(vnGetSectionResult(name).count, isReached ? 1u : 2u);
         ASSERT_LT(failing, 100u);
     }
     vnEnablePerformanceSections(0);

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "../memory/vnFailingManager.h"
 #include "vnThreadTestHelp.h"
 
-#include <vnBase/vnMemory.h>
-#include <vnBase/vnMessage.h>
 #include <vnBase/vnRefList.h>
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnString.h>
@@ -13,42 +12,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <string>
 
 namespace
 {
-// The C library's heap, but for one allocation, on whichever thread, that fails on request.
-class FailingManager : public vnMemoryManagerInterface
-{
-public:
-    FailingManager() { vnMemoryControl::setMemoryManager(this); }
-    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override
-    {
-        const unsigned int number = ++made;
-        if (number == failing || (failsOn && failing && number > failing))
-            return nullptr;
-        ++live;
-        return std::malloc(size);
-    }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override
-    {
-        --live;
-        std::free(block);
-    }
-
-    std::atomic<int> live{0}; // blocks; those from before go, too
-    std::atomic<unsigned int> made{0};
-    std::atomic<unsigned int> failing{0}; // 0 for none
-    std::atomic<bool> failsOn{false};     // all later ones fail, too
-};
-
 class Ticker : public vnThreadTicker
 {
 public:
@@ -149,15 +119,15 @@ unsigned int countThreads()
 }
 
 // The live blocks, once other threads have stopped letting go of some.
-int settled(const FailingManager& manager)
+int settled(const vnFailingManager& manager)
 {
-    int live = manager.live;
+    int live = manager.getAlive();
     for (unsigned int still = 0; still < 20; ++still)
     {
         vnThread::vnMicroDelayFunction(1000);
-        if (manager.live != live)
+        if (manager.getAlive() != live)
             still = 0;
-        live = manager.live;
+        live = manager.getAlive();
     }
     return live;
 }
@@ -175,21 +145,12 @@ const Script scripts[] = {
 // The report of a failure may go past the script's end, on another thread, so that a fixed number is tried.
 constexpr unsigned int mostAllocations = 40;
 
-void torture(FailingManager& manager, const Script& script)
+void torture(vnFailingManager& manager, const Script& script)
 {
     for (unsigned int failing = 1; failing <= mostAllocations; ++failing)
     {
         SCOPED_TRACE(failing);
-        manager.made = 0;
-        manager.failing = failing;
-        try
-        {
-            script.run();
-        }
-        catch (const std::bad_alloc&)
-        {
-        }
-        manager.failing = 0;
+        manager.run(script.run, failing);
         ASSERT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
         ASSERT_EQ(vnCurrentThreadState().shared, 0) << "a read-write lock is held";
         script.run(); // works as before
@@ -198,7 +159,7 @@ void torture(FailingManager& manager, const Script& script)
 
 // The blocks that torture leaves behind. Some are made once and kept, and when depends on how the threads
 // meet; what is lost is lost again each time.
-int growth(FailingManager& manager, const Script& script)
+int growth(vnFailingManager& manager, const Script& script)
 {
     constexpr unsigned int attempts = 5;
     int blocks = 0;
@@ -216,7 +177,7 @@ int growth(FailingManager& manager, const Script& script)
 
 TEST(vnThreadTorture, GoesOnAfterAnyAllocationHasFailed)
 {
-    FailingManager manager;
+    vnFailingManager manager;
     testing::internal::CaptureStderr(); // each failure is reported there
     for (const bool failsOn : {false, true})
         for (const Script& script : scripts)

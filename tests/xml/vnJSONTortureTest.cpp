@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "../memory/vnFailingManager.h"
 #include "vnValueTestTools.h"
 
 #include <vnBase/vnJSON.h>
@@ -6,40 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 
 namespace
 {
-// The C library's heap, in which one allocation fails, and perhaps all later ones. It counts what is alive.
-class FailingManager : public vnMemoryManagerInterface
-{
-public:
-    FailingManager() { vnMemoryControl::setMemoryManager(this); }
-    ~FailingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override
-    {
-        ++made;
-        if (made == failing || (failing && made > failing && failsOn))
-            return nullptr;
-        void* const block = std::malloc(size);
-        alive += block != nullptr;
-        return block;
-    }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override
-    {
-        --alive;
-        std::free(block);
-    }
-
-    unsigned int made = 0;
-    unsigned int failing = 0; // 0 for none
-    bool failsOn = false;
-    int alive = 0;
-};
-
 vnRefPointer<vnSerializeAdapter> queueOf(const std::string& text)
 {
     const vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
@@ -90,7 +61,7 @@ void useXml()
 template <class Use>
 void torture(const Use& use)
 {
-    FailingManager manager;
+    vnFailingManager manager;
     // The texts of errors stay in a ring, each place of which takes memory when it is first used.
     constexpr int places = 300;
     for (int i = 0; i < places; ++i)
@@ -101,25 +72,14 @@ void torture(const Use& use)
         manager.failsOn = failsOn;
         for (int i = 0; i < 20; ++i)
             use(); // what is kept for good stands now
-        const int before = manager.alive;
+        const int before = manager.getAlive();
         unsigned int failing = 0;
         for (bool isReached = true; isReached;)
         {
-            manager.made = 0;
-            manager.failing = ++failing;
-            bool failed = false;
-            try
-            {
-                use();
-            }
-            catch (const std::bad_alloc&)
-            {
-                failed = true;
-            }
-            isReached = manager.made >= failing;
-            manager.failing = 0;
-            ASSERT_EQ(failed, isReached) << failing;
-            ASSERT_EQ(manager.alive, before) << failing;
+            const auto outcome = manager.run(use, ++failing);
+            isReached = outcome.isReached;
+            ASSERT_EQ(outcome.hasThrown, isReached) << failing;
+            ASSERT_EQ(manager.getAlive(), before) << failing;
             ASSERT_LT(failing, 10000u);
         }
         EXPECT_GT(failing, 30u);
