@@ -12,19 +12,15 @@
 
 using Bytes = std::vector<unsigned char>;
 
+inline Bytes operator+(Bytes bytes, const Bytes& more)
+{
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    return bytes;
+}
+
 inline Bytes payloadOf(const vnDynamicType& value)
 {
     return Bytes(value.getPayload().begin(), value.getPayload().end());
-}
-
-inline Bytes written(vnSerializeData& item)
-{
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
-    item.write(&adapter);
-    Bytes bytes(adapter.length());
-    adapter.read(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    EXPECT_EQ(item.getDataSize(&adapter), bytes.size());
-    return bytes;
 }
 
 inline void put(vnSerializeAdapter& adapter, const Bytes& bytes)
@@ -32,26 +28,51 @@ inline void put(vnSerializeAdapter& adapter, const Bytes& bytes)
     adapter.write(bytes.data(), static_cast<unsigned int>(bytes.size()));
 }
 
+/// Bytes that come first in, first out. A block that is read ends without an error.
+class Queue : public vnSerializeAdapterQueue
+{
+public:
+    explicit Queue(const Bytes& bytes = Bytes()) : vnSerializeAdapterQueue(VN_QUEUE_FIFO, 1000)
+    {
+        put(*this, bytes);
+    }
+};
+
+/// Takes what an adapter holds.
+inline Bytes contentOf(vnSerializeAdapter& adapter)
+{
+    Bytes bytes(adapter.length());
+    adapter.read(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    return bytes;
+}
+
+inline Bytes written(vnSerializeData& item)
+{
+    Queue adapter;
+    item.write(&adapter);
+    EXPECT_EQ(item.getDataSize(&adapter), adapter.length());
+    return contentOf(adapter);
+}
+
 /// What a value of these bytes reads as.
 inline vnDynamicType readFrom(const Bytes& bytes)
 {
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
-    put(adapter, bytes);
+    Queue adapter(bytes);
     vnDynamicType value;
     value.read(&adapter);
     EXPECT_EQ(adapter.length(), 0u);
     return value;
 }
 
-/// The text of the fatal error that a call throws; empty when it throws none.
-template <class Call>
+/// The text of the error that a call throws; empty when it throws none.
+template <class Error = vnFatalError, class Call>
 std::string faultOf(const Call& call)
 {
     try
     {
         call();
     }
-    catch (const vnFatalError& error)
+    catch (const Error& error)
     {
         return error.getErrorString().getString();
     }

@@ -49,6 +49,7 @@ TEST(vnDynamicTypeError, IsAFailureUnlessItIsTheConstant)
     vnDynamicTypeError plain(vnString("OK"));
     EXPECT_TRUE(VN_FAIL(plain));
     EXPECT_FALSE(plain.isError());
+    EXPECT_STREQ(plain.getTypeName(), "vnDynamicType"); // no kind has a type of its own
     EXPECT_TRUE(vnDynamicTestOK().isError());
     plain.setError("gone");
     EXPECT_TRUE(plain.isError());
@@ -71,10 +72,8 @@ TEST(vnDynamicTypeTimeTagged, HoldsOneValueAndItsTime)
     EXPECT_EQ(cut.getTimeTag(), 0.0);
     // Without bytes of a value it has no tag, as one read from a stream that has ended.
     EXPECT_EQ(cut.getData().getDynamicType(), "");
-    EXPECT_EQ(vnDynamicTypeTimeTagged(readFrom({0xFC, 19, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}))
-                  .getData()
-                  .getDynamicType(),
-              "");
+    const vnDynamicTypeTimeTagged timeOnly(readFrom({0xFC, 19, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(timeOnly.getData().getDynamicType(), "");
 }
 
 TEST(vnDynamicTypeArray, HoldsItsElementsAsBytes)
@@ -129,8 +128,7 @@ TEST(vnSerializeArray, IsThePayloadOfAnArray)
     EXPECT_EQ(written(items), bytes);
     EXPECT_EQ(payloadOf(vnDynamicTypeArray(items)), bytes);
 
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO);
-    adapter.write('!');
+    Queue adapter({'!'});
     items.pushBack(&adapter);
     vnSerializeArray<vnDynamicType> again;
     again.append(vnDynamicType(1.0));
@@ -168,8 +166,7 @@ TEST(vnSerializeArray, MovesFewElementsWhenItReadsMany)
     constexpr unsigned int count = 16383;
     Bytes bytes{0xFF, 0x7F}; // the count
     bytes.resize(bytes.size() + count);
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
-    put(adapter, bytes);
+    Queue adapter(bytes);
     vnSerializeArray<Moved> items;
     items.setChunkSize(7);
     items.read(&adapter);

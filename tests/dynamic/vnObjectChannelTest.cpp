@@ -39,7 +39,7 @@ vnRefPointer<vnObject> objectOf(double number)
     return object;
 }
 
-std::string bytesOf(vnSerializeAdapterQueue& queue)
+std::string bytesOf(vnSerializeAdapter& queue)
 {
     const Bytes bytes = contentOf(queue);
     return std::string(bytes.begin(), bytes.end());
@@ -47,7 +47,7 @@ std::string bytesOf(vnSerializeAdapterQueue& queue)
 
 std::string frameOf(const vnString& name, vnObject* object)
 {
-    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> queue(new Queue);
     vnObjectSender sender(name, queue);
     EXPECT_EQ(sender.sendObject(object), 1);
     return bytesOf(*queue);
@@ -110,6 +110,14 @@ public:
         numbers.push_back(object->getAttribute("data", "n").getNumber());
         m_came.notify_all();
     }
+    /// Runs until so many came.
+    bool receive(std::size_t count)
+    {
+        run(0);
+        const bool haveCome = waitFor(count);
+        stop(1);
+        return haveCome;
+    }
     bool waitFor(std::size_t count)
     {
         std::unique_lock<std::mutex> guard(m_lock);
@@ -127,7 +135,7 @@ private:
 std::vector<double> receivedFrom(const std::string& bytes, unsigned int maxFrameSize = 0xFFFFFFFFu,
                                  unsigned int maxPlainSize = 0xFFFFFFFFu)
 {
-    vnRefPointer<vnSerializeAdapterQueue> stream(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> stream(new Queue);
     writeTo(*stream, bytes);
     Receiver receiver(stream);
     receiver.setMaxFrameSize(maxFrameSize);
@@ -203,10 +211,10 @@ private:
 class BrokenManager : public vnSerializeURLManagerInterface
 {
 public:
-    class Stream : public vnSerializeAdapterQueue
+    class Stream : public Queue
     {
     public:
-        explicit Stream(int way) : vnSerializeAdapterQueue(VN_QUEUE_FIFO), m_way(way)
+        explicit Stream(int way) : m_way(way)
         {
             if (way == 0)
                 vnExceptionThrows::vnThrowFatal("constructor");
@@ -225,15 +233,15 @@ public:
         {
             if (m_way == 3)
                 throw std::bad_alloc();
-            return vnSerializeAdapterQueue::read_imp(data, count);
+            return Queue::read_imp(data, count);
         }
         unsigned char hasData_imp() override
         {
             if (m_way == 4)
                 vnExceptionThrows::vnThrowFatal("hasData");
-            return vnSerializeAdapterQueue::hasData_imp();
+            return Queue::hasData_imp();
         }
-        unsigned int length_imp() override { return m_way == 4 ? 0 : vnSerializeAdapterQueue::length_imp(); }
+        unsigned int length_imp() override { return m_way == 4 ? 0 : Queue::length_imp(); }
 
     private:
         int m_way;
@@ -290,7 +298,7 @@ TEST(vnObjectSender, WritesWhatAnIndependentReaderExpects)
 
 TEST(vnObjectSender, NumbersTheInstancesOfEachFrameAnewAndHoldsNoObject)
 {
-    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> queue(new Queue);
     vnObjectSender sender("scene", queue);
     vnRefPointer<vnObject> object = objectOf(5);
     object->addUserData("self", objectOf(6));
@@ -309,7 +317,7 @@ TEST(vnObjectSender, LeavesTheStreamAloneWhenAnObjectFails)
         vnReference* clone() const override { return new Failing(*this); }
         void write(vnSerializeAdapter*) override { vnExceptionThrows::vnThrowFatal("no"); }
     };
-    vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> queue(new Queue);
     vnObjectSender sender("scene", queue);
     vnRefPointer<vnObject> failing(new Failing);
     EXPECT_THROW(sender.sendObject(failing), vnFatalError);
@@ -323,27 +331,10 @@ TEST(vnObjectSender, LeavesTheStreamAloneWhenAnObjectFails)
 // most.
 TEST(vnObjectSender, GoesOnWhenItsStreamFailsWithinAFrame)
 {
-    class Failing : public vnSerializeAdapterQueue
-    {
-    public:
-        Failing() : vnSerializeAdapterQueue(VN_QUEUE_FIFO) {}
-        int left = 0; // writes until one fails
-
-    protected:
-        void write_imp(unsigned char* data, unsigned int count) override
-        {
-            if (left-- == 0)
-                vnExceptionThrows::vnThrowWarning("stream");
-            vnSerializeAdapterQueue::write_imp(data, count);
-            setWriteWindow(nullptr, nullptr);
-        }
-        void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
-    };
     for (int piece = 0; piece < 4; ++piece)
     {
-        vnRefPointer<Failing> stream(new Failing);
+        vnRefPointer<Queue> stream(new FailingQueue(piece));
         vnObjectSender sender("scene", stream);
-        stream->left = piece;
         EXPECT_THROW(sender.sendObject(objectOf(1)), vnWarningError) << piece;
         sender.sendObject(objectOf(2));
         sender.sendObject(objectOf(3));
@@ -358,7 +349,7 @@ TEST(vnObjectSender, SurvivesExhaustedMemory)
     const vnRefPointer<vnObject> object = objectOf(3);
     const auto send = [&object]
     {
-        vnRefPointer<vnSerializeAdapterQueue> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+        vnRefPointer<Queue> queue(new Queue);
         vnObjectSender sender("scene", queue);
         sender.sendObject(object);
     };
@@ -419,7 +410,7 @@ TEST(vnObjectReceiver, SurvivesExhaustedMemory)
 TEST(vnObjectReceiver, HasTheNewURLAndNoStreamWhenOpeningThrows)
 {
     const Scheme scheme("broken", new BrokenManager);
-    vnRefPointer<vnSerializeAdapterQueue> old(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> old(new Queue);
     Receiver receiver(old);
     EXPECT_THROW(receiver.openURL("broken:"), vnFatalError);
     EXPECT_EQ(receiver.getURL(), "broken:");
@@ -427,21 +418,17 @@ TEST(vnObjectReceiver, HasTheNewURLAndNoStreamWhenOpeningThrows)
     EXPECT_EQ(receiver.chain(), 1); // ends at once
     EXPECT_THROW(receiver.openURL("broken:"), std::bad_alloc);
     EXPECT_EQ(receiver.openURL("broken:"), 1); // and runs with a stream once there is one
-    receiver.run(0);
-    EXPECT_TRUE(receiver.waitFor(2));
-    receiver.stop(1);
+    EXPECT_TRUE(receiver.receive(2));
 }
 
 TEST(vnObjectReceiver, GoesOnWhenStreamsThrow)
 {
     const Scheme scheme("broken", new BrokenManager);
-    vnRefPointer<vnSerializeAdapterQueue> empty(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> empty(new Queue);
     empty->setURLBase("broken:");
     Recorder messages;
     Receiver receiver(empty);
-    receiver.run(0);
-    EXPECT_TRUE(receiver.waitFor(2));
-    receiver.stop(1);
+    EXPECT_TRUE(receiver.receive(2));
     EXPECT_EQ(receiver.numbers[0], 2);
     EXPECT_EQ(receiver.numbers[1], 5);
     EXPECT_EQ(messages.take(), Lines());
@@ -488,9 +475,7 @@ TEST(vnObjectReceiver, TakesWhatWasPushedBackOnAnOpenChannel)
     mux->pushBack(reinterpret_cast<const unsigned char*>(frame.data()),
                   static_cast<unsigned int>(frame.size()));
     Receiver receiver(mux);
-    receiver.run(0);
-    EXPECT_TRUE(receiver.waitFor(1));
-    receiver.stop(1);
+    EXPECT_TRUE(receiver.receive(1));
 }
 
 TEST(vnObjectReceiver, GoesOnWhereItWasWhenItRunsAgain)
@@ -507,7 +492,7 @@ TEST(vnObjectReceiver, GoesOnWhereItWasWhenItRunsAgain)
                 stop(0);
         }
     };
-    vnRefPointer<vnSerializeAdapterQueue> stream(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+    vnRefPointer<Queue> stream(new Queue);
     for (int i = 0; i < 10; ++i)
         writeTo(*stream, frameOf("scene", i));
     Stopping receiver(stream);
@@ -551,9 +536,7 @@ TEST(vnObjectReceiver, ReconnectsAndResynchronisesWithAnIndependentSender)
         // Its file: as a file, which is opened again at its end, and as a block of memory.
         Receiver receiver(nullptr);
         ASSERT_EQ(receiver.openURL(("file:" + file).c_str()), 1);
-        receiver.run(0);
-        EXPECT_TRUE(receiver.waitFor(3));
-        receiver.stop(1);
+        EXPECT_TRUE(receiver.receive(3));
         receiver.numbers.resize(3);
         EXPECT_EQ(receiver.numbers, (std::vector<double>{21, 22, 21}));
         vnSerializeAdapterFile source(file.c_str(), VN_SERIALIZE_INPUT, 0, 0);
@@ -564,9 +547,7 @@ TEST(vnObjectReceiver, ReconnectsAndResynchronisesWithAnIndependentSender)
     }
     Receiver receiver(nullptr);
     ASSERT_EQ(receiver.openURL(("peer:" + path).c_str()), 1);
-    receiver.run(0);
-    EXPECT_TRUE(receiver.waitFor(4));
-    receiver.stop(1); // while the peer is silent
+    EXPECT_TRUE(receiver.receive(4)); // while the peer is silent
     EXPECT_EQ(receiver.numbers, (std::vector<double>{1, 3, 5, 6}));
     EXPECT_EQ(messages.take(), std::vector<std::string>());
 }
@@ -591,14 +572,9 @@ TEST(vnObjectReceiver, CarriesObjectsThroughASocketPair)
 TEST(vnObjectReceiver, OpensItsFileAgainAtTheEnd)
 {
     const vnTempFolder folder;
-    const vnString url = vnString("file:") + folder.path("frames");
-    {
-        vnObjectSender sender("scene", nullptr);
-        ASSERT_EQ(sender.openURL(url), 1);
-        sender.sendObject(objectOf(9));
-    }
+    const vnString url = vnString("file:") + folder.write("frames", frameOf("scene", 9));
     // A receiver that is read from a stream is at work at once.
-    vnSerializeAdapterQueue stored(VN_QUEUE_FIFO);
+    Queue stored;
     Receiver pattern(nullptr);
     pattern.openURL(url);
     pattern.write(&stored);
@@ -609,9 +585,7 @@ TEST(vnObjectReceiver, OpensItsFileAgainAtTheEnd)
     EXPECT_TRUE(receiver.waitFor(3));
     receiver.stop(1); // mostly between two openings
     receiver.numbers.clear();
-    receiver.run(0);
-    EXPECT_TRUE(receiver.waitFor(3));
-    receiver.stop(1);
+    EXPECT_TRUE(receiver.receive(3));
     for (double number : receiver.numbers)
         EXPECT_EQ(number, 9);
 }
@@ -621,16 +595,10 @@ TEST(vnObjectReceiver, TakesAnotherStreamWhileItRuns)
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     const vnTempFolder folder;
-    const vnString url = vnString("file:") + folder.path("frames");
-    {
-        vnObjectSender sender("scene", nullptr);
-        ASSERT_EQ(sender.openURL(url), 1);
-        sender.sendObject(objectOf(4));
-    }
     vnRefPointer<vnSerializeAdapter> silent(new vnSocketAdapter(ends[1]));
     Receiver receiver(new vnSocketAdapter(ends[0]));
     receiver.run(0);
-    receiver.openURL(url);
+    receiver.openURL(vnString("file:") + folder.write("frames", frameOf("scene", 4)));
     EXPECT_TRUE(receiver.waitFor(1));
     receiver.stop(1);
 }

@@ -109,12 +109,51 @@ inline Object createLamps()
     return Object(root.get());
 }
 
+/// Expects what `createLamps` made.
+inline void expectLamps(vnObject* object)
+{
+    ASSERT_TRUE(object);
+    ASSERT_TRUE(object->isExactType(Lamp::getClassType()));
+    auto& root = static_cast<Lamp&>(*object);
+    auto* shared = static_cast<Lamp*>(root.left.get());
+    auto* inner = static_cast<vnObject*>(root.getUserData("inner"));
+    ASSERT_TRUE(shared);
+    ASSERT_TRUE(inner);
+    EXPECT_EQ(root.value, 1u);
+    EXPECT_EQ(shared->value, 2u);
+    EXPECT_EQ(root.right.get(), shared);
+    EXPECT_EQ(inner->getUserData("back"), object);
+    EXPECT_EQ(inner->getUserData("lamp"), shared);
+    EXPECT_EQ(root.getAttribute("attributes", "number").getNumber(), 1.5);
+    EXPECT_EQ(root.getNumberOfAttributes("attributes"), 2u);
+}
+
 inline void breakLamps(vnObject* object)
 {
     if (object)
         if (auto* inner = static_cast<vnObject*>(object->getUserData("inner")))
             inner->removeAllUserData();
 }
+
+/// Fails once after so many writes.
+class FailingQueue : public Queue
+{
+public:
+    explicit FailingQueue(int writes) : m_left(writes) {}
+
+protected:
+    void write_imp(unsigned char* data, unsigned int count) override
+    {
+        if (m_left-- == 0)
+            vnExceptionThrows::vnThrowWarning("stream");
+        Queue::write_imp(data, count);
+        setWriteWindow(nullptr, nullptr);
+    }
+    void write_imp(unsigned char byte) override { write_imp(&byte, 1); }
+
+private:
+    int m_left;
+};
 
 /// Registers a class for a test.
 template <class T>
@@ -127,23 +166,11 @@ public:
     ~Registered() { vnObject::unregisterFactory(T::getClassType()); }
 };
 
-inline Bytes contentOf(vnSerializeAdapter& adapter)
-{
-    Bytes bytes(adapter.length());
-    adapter.read(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    return bytes;
-}
-
 inline Bytes recordOf(vnObject* object)
 {
-    vnSerializeAdapterQueue adapter(VN_QUEUE_FIFO, 1000);
+    Queue adapter;
     const unsigned int size = vnObject::getChunkSize(object, &adapter);
     vnObject::writeObject(object, &adapter, 0, "", 1);
     EXPECT_EQ(adapter.length(), size);
     return contentOf(adapter);
-}
-
-inline void append(Bytes& to, const Bytes& more)
-{
-    to.insert(to.end(), more.begin(), more.end());
 }
