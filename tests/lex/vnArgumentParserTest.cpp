@@ -15,37 +15,20 @@
 
 namespace
 {
-std::vector<std::string> wordsOf(const vnArgumentParser& parser)
+using Words = std::vector<std::string>;
+
+Words wordsOf(const vnArgumentParser& parser)
 {
-    std::vector<std::string> words;
+    Words words;
     for (unsigned int i = 0; i < parser.getArgumentCount(0); ++i)
         words.push_back(parser.getArgument(i, 0).getString());
     return words;
 }
-
-std::vector<std::string> wordsOf(const char* text)
-{
-    return wordsOf(vnArgumentParser(text, "-"));
-}
-
-// Messages on standard error, where death tests look for them.
-class Printer : public vnMessageReceiverInterface
-{
-public:
-    Printer() { vnMessage::addMessageReceiver(this); }
-    ~Printer() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-    void onMessage(const vnString&, vnMessageLevel level, const char* message) override
-    {
-        std::fprintf(stderr, "%x:%s|", level, message);
-    }
-};
-
-using Words = std::vector<std::string>;
 } // namespace
 
-TEST(vnArgumentParser, GivesOptionsWhatStandsBehindThem)
+TEST(vnArgumentParser, GivesOptionsWhatStandsBehindThemAndKeepsFreeArgumentsApart)
 {
-    const vnArgumentParser parser("-a 1 2 -b", "-");
+    const vnArgumentParser parser("-a 1 2 -b -a 3 4 5", "-"); // the first of a name counts
     unsigned int first = 9, count = 9;
     EXPECT_TRUE(parser.hasOption("a", 1, &first, &count));
     EXPECT_EQ(first, 0u);
@@ -55,18 +38,15 @@ TEST(vnArgumentParser, GivesOptionsWhatStandsBehindThem)
     EXPECT_EQ(count, 0u);
     EXPECT_FALSE(parser.hasOption("c"));
     EXPECT_EQ(parser.getArgumentCount(1), 0u);
-    EXPECT_EQ(parser.getArgumentCount(0), 2u);
-}
+    EXPECT_EQ(parser.getArgumentCount(0), 5u);
 
-TEST(vnArgumentParser, KeepsFreeArgumentsApart)
-{
-    const vnArgumentParser parser("file -a 1", "-");
-    EXPECT_EQ(parser.getArgumentCount(1), 1u);
-    EXPECT_EQ(parser.getArgument(0, 1), "file");
-    EXPECT_EQ(parser.getArgument(1, 1), "");
-    EXPECT_EQ(parser.getArgument(1, 0), "1");
-    EXPECT_EQ(parser.getArgumentValue(0, "none"), "file");
-    EXPECT_EQ(parser.getArgumentValue(1, "none"), "none");
+    const vnArgumentParser free("file -a 1", "-");
+    EXPECT_EQ(free.getArgumentCount(1), 1u);
+    EXPECT_EQ(free.getArgument(0, 1), "file");
+    EXPECT_EQ(free.getArgument(1, 1), "");
+    EXPECT_EQ(free.getArgument(1, 0), "1");
+    EXPECT_EQ(free.getArgumentValue(0, "none"), "file");
+    EXPECT_EQ(free.getArgumentValue(1, "none"), "none");
 }
 
 TEST(vnArgumentParser, TakesNegativeNumbersForArguments)
@@ -103,13 +83,17 @@ TEST(vnArgumentParser, UsesAnyPrefix)
 
 TEST(vnArgumentParser, SplitsAtWhiteSpaceOutsideOfQuotes)
 {
-    EXPECT_EQ(wordsOf(" a\tb\r\nc "), (Words{"a", "b", "c"}));
-    EXPECT_EQ(wordsOf("\"a b\" 'c d' e\" f\"g \"\""), (Words{"a b", "c d", "e fg", ""}));
-    EXPECT_EQ(wordsOf("\"a\\\"b\\\\c\\td\" e\\tf"), (Words{"a\"b\\c\td", "e\\tf"}));
-    EXPECT_EQ(wordsOf("don't \"a b\" it\" c"), (Words{"don't", "a b", "it\"", "c"}));
-    EXPECT_EQ(wordsOf("http://host/*a b*/"), (Words{"http://host/*a", "b*/"}));
-    EXPECT_EQ(wordsOf("\"open\\"), (Words{"\"open\\"}));
-    EXPECT_EQ(wordsOf(""), Words{});
+    const std::pair<const char*, Words> rows[] = {
+        {" a\tb\r\nc ", {"a", "b", "c"}},
+        {R"("a b" 'c d' e" f"g "")", {"a b", "c d", "e fg", ""}},
+        {R"("a\"b\\c\td" e\tf)", {"a\"b\\c\td", "e\\tf"}},
+        {R"(don't "a b" it" c)", {"don't", "a b", "it\"", "c"}},
+        {"http://host/*a b*/", {"http://host/*a", "b*/"}},
+        {R"("open\)", {R"("open\)"}},
+        {"", {}},
+    };
+    for (const auto& [text, words] : rows)
+        EXPECT_EQ(wordsOf(vnArgumentParser(text, "-")), words) << text;
 }
 
 // Each quote here opens a text that is never closed, since those behind it are escaped within.
@@ -118,7 +102,7 @@ TEST(vnArgumentParser, LeavesManyUnclosedQuotesAlone)
     std::string text;
     while (text.size() + 6 < vnString::VN_MAX_LENGTH)
         text += "\\\" \\' ";
-    const Words words = wordsOf(text.c_str());
+    const Words words = wordsOf(vnArgumentParser(text.c_str(), "-"));
     EXPECT_EQ(words.size(), 21844u);
     EXPECT_EQ(words[21842], "\\\"");
     EXPECT_EQ(words[21843], "\\'");
@@ -131,12 +115,6 @@ TEST(vnArgumentParser, ComparesOptionsInAnyCaseWhenAsked)
     EXPECT_TRUE(parser.hasOption("sIZE", 0));
     EXPECT_EQ(parser.getOptionValue("size", 1, 0, 0), 7);
     EXPECT_EQ(parser.getOptionValue("size", 1, 0, 1), 1);
-}
-
-TEST(vnArgumentParser, TakesTheFirstOptionOfAName)
-{
-    vnArgumentParser parser("-a 1 -a 2", "-");
-    EXPECT_EQ(parser.getOptionValue("a", 0), 1);
 }
 
 TEST(vnArgumentParser, ConvertsValues)
@@ -296,79 +274,47 @@ TEST(vnArgumentParser, CopiesOwnWhatTheyHold)
     EXPECT_EQ(copy.getArgOptString(), "a -b c");
 }
 
-// The codes below look like mistakes; scripts that call such programs rely on them.
-TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode0AfterHelp)
+// The codes look like mistakes; scripts that call such programs rely on them.
+TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode0AfterHelpOrAWrongCountAnd99AfterAnError)
 {
-    char program[] = "tool", help[] = "-HELP";
-    char* words[] = {program, help};
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser(2, words, "-").setSyntaxString("FILE");
-        },
-        testing::ExitedWithCode(0), "^3000: Syntax: tool FILE\\|");
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser parser("-H", "-");
-            parser.setProgramName("");
-            parser.setSyntaxString("FILE");
-        },
-        testing::ExitedWithCode(0), "^3000: Syntax: FILE\\|");
-    vnArgumentParser(2, words, "-").setSyntaxString("");
-}
-
-TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode0AfterAWrongCount)
-{
-    char program[] = "tool", word[] = "a";
-    char* words[] = {program, word};
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser parser(2, words, "-");
-            parser.setSyntaxString("FILE FILE");
-            parser.checkArgumentCount(2);
-        },
-        testing::ExitedWithCode(0), "^4000: Wrong number of arguments \\(1\\) - Syntax: tool FILE FILE\\|");
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser parser(2, words, "-");
-            parser.setProgramName("");
-            parser.setSyntaxString("FILE FILE");
-            parser.checkArgumentCount(2);
-        },
-        testing::ExitedWithCode(0), "^4000: Wrong number of arguments \\(1\\) - Syntax: FILE FILE\\|");
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser(2, words, "-").checkArgumentCount(0);
-        },
-        testing::ExitedWithCode(0), "^4000: Wrong number of arguments \\(1\\)\\|");
-    EXPECT_TRUE(vnArgumentParser(2, words, "-").checkArgumentCount(1));
-}
-
-TEST(vnArgumentParserDeathTest, EndsTheProgramWithCode99AfterAnError)
-{
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser parser("-a", "-");
-            parser.setProgramName("");
-            parser.setSyntaxString("[-a N]");
-            parser.getOptionValue("a", 0);
-        },
-        testing::ExitedWithCode(99),
-        "^4000: Syntax: \\[-a N\\]\\|4000:Error:Missing argument 0 for option '-a'\\|");
-    EXPECT_EXIT(
-        {
-            Printer printer;
-            vnArgumentParser parser("-a", "-");
-            parser.setProgramName("tool");
-            parser.getOptionValue("a", 0);
-        },
-        testing::ExitedWithCode(99),
-        "^4000: Syntax: tool \\|4000:Error:Missing argument 0 for option '-a'\\|");
+    using Call = void (*)(vnArgumentParser&);
+    const Call nothing = [](vnArgumentParser&) {};
+    const Call wantTwo = [](vnArgumentParser& parser) { parser.checkArgumentCount(2); };
+    const Call wantNone = [](vnArgumentParser& parser) { parser.checkArgumentCount(0); };
+    const Call wantOption = [](vnArgumentParser& parser) { parser.getOptionValue("a", 0); };
+    const struct
+    {
+        const char* program;
+        const char* arguments;
+        const char* syntax;
+        Call call;
+        int code;
+        const char* output; // levels and texts
+    } rows[] = {
+        {"tool", "-HELP", "FILE", nothing, 0, "^3000: Syntax: tool FILE\\|"},
+        {"", "-H", "FILE", nothing, 0, "^3000: Syntax: FILE\\|"},
+        {"tool", "a", "X X", wantTwo, 0, "^4000: Wrong number of arguments \\(1\\) - Syntax: tool X X\\|"},
+        {"", "a", "X X", wantTwo, 0, "^4000: Wrong number of arguments \\(1\\) - Syntax: X X\\|"},
+        {"tool", "a", "", wantNone, 0, "^4000: Wrong number of arguments \\(1\\)\\|"},
+        {"", "-a", "[-a N]", wantOption, 99,
+         "^4000: Syntax: \\[-a N\\]\\|4000:Error:Missing argument 0 for option '-a'\\|"},
+        {"tool", "-a", "", wantOption, 99,
+         "^4000: Syntax: tool \\|4000:Error:Missing argument 0 for option '-a'\\|"},
+    };
+    const auto run = [](const auto& row)
+    {
+        // Messages on standard error, where death tests look for them.
+        const Caller printer([](vnMessageLevel level, const char* message)
+                             { std::fprintf(stderr, "%x:%s|", level, message); });
+        vnArgumentParser parser(row.arguments, "-");
+        parser.setProgramName(row.program);
+        parser.setSyntaxString(row.syntax);
+        row.call(parser);
+    };
+    for (const auto& row : rows)
+        EXPECT_EXIT(run(row), testing::ExitedWithCode(row.code), row.output);
+    vnArgumentParser("-HELP", "-").setSyntaxString("");
+    EXPECT_TRUE(vnArgumentParser("a", "-").checkArgumentCount(1));
 }
 
 TEST(vnArgumentParser, NeverEndsTheProgramWhenToldSo)
