@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vnBase/vnMessage.h>
+#include "../messages/vnMessageRecorder.h"
+
 #include <vnBase/vnParserFunction.h>
 #include <vnBase/vnSerializeAdapterMemory.h>
 
@@ -93,29 +94,22 @@ private:
     std::unique_ptr<std::string> m_text;
 };
 
-/// Keeps what is posted.
-class MessageLog : public vnMessageReceiverInterface
+/// Keeps the texts that are posted at a level or above.
+class MessageLog : public Caller
 {
 public:
-    explicit MessageLog(vnMessageLevel level) : m_level(vnMessage::getMessageLevel())
+    explicit MessageLog(vnMessageLevel level)
+        : Caller([this](vnMessageLevel, const char* message) { texts.emplace_back(message); }),
+          m_oldLevel(vnMessage::getMessageLevel())
     {
         vnMessage::setMessageLevel(level);
-        vnMessage::addMessageReceiver(this);
     }
-    ~MessageLog() noexcept(false) override
-    {
-        vnMessage::removeMessageReceiver(this);
-        vnMessage::setMessageLevel(m_level);
-    }
-    void onMessage(const vnString&, vnMessageLevel, const char* message) override
-    {
-        texts.emplace_back(message);
-    }
+    ~MessageLog() noexcept(false) override { vnMessage::setMessageLevel(m_oldLevel); }
 
     std::vector<std::string> texts;
 
 private:
-    vnMessageLevel m_level;
+    vnMessageLevel m_oldLevel;
 };
 
 /// What is left on an adapter.

@@ -2,73 +2,46 @@
 #pragma once
 
 #include "vnByteAdapter.h"
+#include "vnGrammarTestTools.h"
 
-#include <vnBase/vnSerializeAdapterMemory.h>
 #include <vnBase/vnSerializeLex.h>
 
 #include <cstdio>
 #include <functional>
-#include <memory>
+#include <map>
 #include <string>
 
 /// Has laid open all its bytes.
-class WindowAdapter : public vnSerializeAdapterMemory
+class WindowAdapter : public TextAdapter
 {
 public:
-    explicit WindowAdapter(const std::string& bytes) : WindowAdapter(new std::string("." + bytes)) {}
-
-private:
-    explicit WindowAdapter(std::string* bytes)
-        : vnSerializeAdapterMemory(bytes->data(), static_cast<unsigned int>(bytes->size())), m_bytes(bytes)
+    explicit WindowAdapter(const std::string& bytes) : TextAdapter("." + bytes)
     {
         read(); // what opens the window
     }
-
-    std::unique_ptr<std::string> m_bytes;
 };
 
 /// A token as a letter for its kind and its value: "d12" for the integer 12.
 inline std::string tokenText(const vnSerializeLex& lex)
 {
-    char number[40];
-    const auto withNumber = [&](char kind)
-    {
-        std::snprintf(number, sizeof number, "%c%.17g", kind, lex.getData().getNumber());
-        return std::string(number);
-    };
-    const auto withText = [&](char kind)
-    {
-        const vnString text = lex.getData().getString();
-        return kind + std::string(text.getString(), text.length());
-    };
-    switch (lex.getDataType())
-    {
-    case VN_LEX_NONE:
+    static const std::map<unsigned int, char> letters = {
+        {VN_LEX_TOKEN, 't'},      {VN_LEX_IDENTIFIER, 'i'},
+        {VN_LEX_STRING, 's'},     {VN_LEX_QUOTED, 'q'},
+        {VN_LEX_INTEGER, 'd'},    {VN_LEX_REAL, 'r'},
+        {VN_LEX_COMMENT, 'c'},    {VN_LEX_LARGE_INTEGER, 'l'},
+        {VN_LEX_WHITESPACE, 'w'}, {VN_LEX_ERROR, 'e'},
+        {VN_LEX_SET, 'x'}};
+    if (lex.getDataType() == VN_LEX_NONE)
         return "-";
-    case VN_LEX_TOKEN:
-        return withNumber('t');
-    case VN_LEX_IDENTIFIER:
-        return withText('i');
-    case VN_LEX_STRING:
-        return withText('s');
-    case VN_LEX_QUOTED:
-        return withText('q');
-    case VN_LEX_INTEGER:
-        return withNumber('d');
-    case VN_LEX_REAL:
-        return withNumber('r');
-    case VN_LEX_LARGE_INTEGER:
-        return "l" + std::to_string(vnDynamicTypeInt64(lex.getData()).getInt64());
-    case VN_LEX_COMMENT:
-        return withText('c');
-    case VN_LEX_WHITESPACE:
-        return withNumber('w');
-    case VN_LEX_ERROR:
-        return withNumber('e');
-    case VN_LEX_SET:
-        return withText('x');
-    }
-    return "?";
+    const char letter = letters.at(lex.getDataType());
+    const vnDynamicType data = lex.getData();
+    if (data.is("str"))
+        return letter + toStd(data.getString());
+    if (data.is("llnum"))
+        return letter + std::to_string(vnDynamicTypeInt64(data).getInt64());
+    char number[40];
+    std::snprintf(number, sizeof number, "%c%.17g", letter, data.getNumber());
+    return number;
 }
 
 /// All tokens of a stream, parted by "|".
