@@ -39,11 +39,7 @@ public:
         ++notes;
         return VN_PARSE_OK;
     }
-    vnParseResult fReplace()
-    {
-        addRule("main ::= 'new'");
-        return VN_PARSE_OK;
-    }
+    vnParseResult fReplace() { return addRule("main ::= 'new'") ? VN_PARSE_OK : VN_PARSE_ERROR; }
     vnParseResult fBack()
     {
         pushBackTokens(1);
@@ -183,15 +179,11 @@ TEST(vnParserFunction, ReadsCharactersOfWideInput)
     EXPECT_EQ(utf16.run(std::string("\0a", 2)), VN_PARSE_NO_MATCH);
 }
 
-TEST(vnParserFunction, CallsFunctionsAlsoInBranchesThatLose)
+TEST(vnParserFunction, CallsFunctionsInBranchesThatLoseAndTakesTheirMarksBack)
 {
-    Grammar grammar("main ::= 'a' | 'a' fNote | 'b' fNote ;");
-    EXPECT_EQ(grammar.run("a"), VN_PARSE_OK);
-    EXPECT_EQ(grammar.notes, 1u);
-}
-
-TEST(vnParserFunction, TakesMarksOfBranchesThatLoseBack)
-{
+    Grammar noting("main ::= 'a' | 'a' fNote | 'b' fNote ;");
+    EXPECT_EQ(noting.run("a"), VN_PARSE_OK);
+    EXPECT_EQ(noting.notes, 1u);
     Grammar grammar("main ::= $ 'x' (@ 'a' | @ 'ab' | $ 'c') [^]* fPush fPush ;");
     EXPECT_EQ(grammar.run("xab"), VN_PARSE_OK);
     // From the mark of the first branch, and from the one before the group.
@@ -204,19 +196,10 @@ TEST(vnParserFunction, TakesMarksOfBranchesThatLoseBack)
 
 TEST(vnParserFunction, KeepsMarksOfWhatMatchedAndWasPutBack)
 {
-    Grammar grammar("main ::= ($ 'a'){0,0} 'ab' fPush ;");
-    EXPECT_EQ(grammar.run("abc"), VN_PARSE_OK);
-    EXPECT_EQ(grammar.pushed, std::vector<std::string>{"ab"});
-    Grammar marked("main ::= 'x' $ ($ 'a') 0 'ab' fPush fPush ;");
-    EXPECT_EQ(marked.run("xabc"), VN_PARSE_OK);
-    EXPECT_EQ(marked.pushed, (std::vector<std::string>{"ab", "ab"}));
-}
-
-TEST(vnParserFunction, PushesEverythingWithoutAMark)
-{
-    Grammar grammar("main ::= 'a' fPush ;");
-    grammar.run("ab");
-    EXPECT_EQ(grammar.pushed, std::vector<std::string>{"a"});
+    Grammar grammar("main ::= 'x' ($ 'a'){0,0} $ ($ 'a') 0 'ab' fPush fPush fPush fPush ;");
+    EXPECT_EQ(grammar.run("xabc"), VN_PARSE_OK);
+    // What is pushed without a mark is all.
+    EXPECT_EQ(grammar.pushed, (std::vector<std::string>{"ab", "ab", "ab", "xab"}));
 }
 
 TEST(vnParserFunction, TakesTextsUpToTheLengthOfAString)
@@ -224,8 +207,7 @@ TEST(vnParserFunction, TakesTextsUpToTheLengthOfAString)
     Grammar grammar("main ::= $ [^]* fPush ;");
     grammar.setMaxBufferSize(100000);
     EXPECT_EQ(grammar.run(std::string(65535, 'x')), VN_PARSE_OK);
-    ASSERT_EQ(grammar.pushed.size(), 1u);
-    EXPECT_EQ(grammar.pushed[0], std::string(65535, 'x'));
+    EXPECT_EQ(grammar.pushed, std::vector<std::string>{std::string(65535, 'x')});
     EXPECT_EQ(grammar.run(std::string(65536, 'x')), VN_PARSE_ERROR);
     EXPECT_EQ(toStd(grammar.getError()), "A text in the input has more than 65535 bytes");
     EXPECT_EQ(grammar.pushed.size(), 1u);
@@ -233,33 +215,36 @@ TEST(vnParserFunction, TakesTextsUpToTheLengthOfAString)
 
 TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)
 {
-    EXPECT_EQ(errorOf("main ::= 'a'{2,1} ;", "aa"),
-              "Min>Max in set {Min,Max} in rule 'main' at (Line:0,Col:8) -> 'a'{2,1}");
-    EXPECT_EQ(errorOf("main ::= 'a'{,1} ;", "a"),
-              "Missing Min number in set {Min,Max} in rule 'main' at (Line:0,Col:4) -> 'a'{,1}");
-    EXPECT_EQ(errorOf("main ::= 'a'{1} ;", "a"),
-              "Missing ',' in set {Min,Max} in rule 'main' at (Line:0,Col:5) -> 'a'{1}");
-    EXPECT_EQ(errorOf("main ::= 'a'{1, } ;", "a"),
-              "Missing Max number in set {Min,Max} in rule 'main' at (Line:0,Col:7) -> 'a'{1, }");
-    EXPECT_EQ(errorOf("main ::= 'a'{1,2 ;", "a"),
-              "Missing right '}' in set {Min,Max} in rule 'main' at (Line:0,Col:7) -> 'a'{1,2");
-    // Also when the match has failed before.
-    EXPECT_EQ(errorOf("main ::= 'b' ('a' ;", "x"),
-              "Missing right ')' in rule 'main' at (Line:0,Col:8) -> 'b' ('a'");
-    EXPECT_EQ(errorOf("main ::= \"a ;", "a"),
-              "Unbalansed quote string in rule 'main' at (Line:0,Col:4) -> \"a ;");
-    EXPECT_EQ(errorOf("main ::= 'a ;", "a"),
-              "Unbalansed single quoted string in rule 'main' at (Line:0,Col:4) -> 'a ;");
-    EXPECT_EQ(errorOf("main ::= [a ;", "a"), "Unbalansed Set [] in rule 'main' at (Line:0,Col:4) -> [a ;");
-    EXPECT_EQ(errorOf("main ::= 'a' /* b", "a"),
-              "Unbalansed comment in rule 'main' at (Line:0,Col:8) -> 'a' /* b");
-    EXPECT_EQ(errorOf("main ::= 'a' | ;", "a"),
-              "Expression mismatch in rule 'main' at (Line:0,Col:5) -> 'a' |");
+    const struct
+    {
+        const char* body;
+        const char* text;
+        const char* fault;
+        const char* place;
+    } rows[] = {
+        {"'a'{2,1}", "aa", "Min>Max in set {Min,Max}", "(Line:0,Col:8)"},
+        {"'a'{,1}", "a", "Missing Min number in set {Min,Max}", "(Line:0,Col:4)"},
+        {"'a'{1}", "a", "Missing ',' in set {Min,Max}", "(Line:0,Col:5)"},
+        {"'a'{1, }", "a", "Missing Max number in set {Min,Max}", "(Line:0,Col:7)"},
+        {"'a'{1,2", "a", "Missing right '}' in set {Min,Max}", "(Line:0,Col:7)"},
+        {"'b' ('a'", "x", "Missing right ')'", "(Line:0,Col:8)"}, // also when the match has failed before
+        {"'a'\n ( 'b'", "ab", "Missing right ')'", "(Line:1,Col:6)"},
+        {"\"a ;", "a", "Unbalansed quote string", "(Line:0,Col:4)"},
+        {"'a ;", "a", "Unbalansed single quoted string", "(Line:0,Col:4)"},
+        {"[a ;", "a", "Unbalansed Set []", "(Line:0,Col:4)"},
+        {"'a' /* b", "a", "Unbalansed comment", "(Line:0,Col:8)"},
+        {"'a' |", "a", "Expression mismatch", "(Line:0,Col:5)"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.body);
+        Grammar grammar("");
+        EXPECT_TRUE(grammar.addRule(vnString("main ::= ") + row.body));
+        EXPECT_EQ(grammar.run(row.text), VN_PARSE_ERROR);
+        EXPECT_EQ(toStd(grammar.getError()),
+                  std::string(row.fault) + " in rule 'main' at " + row.place + " -> " + row.body);
+    }
     EXPECT_EQ(errorOf("main ::= b ;", ""), "Unknow parse function 'b'");
-    Grammar lines("");
-    EXPECT_TRUE(lines.addRule("main ::= 'a'\n ( 'b'"));
-    EXPECT_EQ(lines.run("ab"), VN_PARSE_ERROR);
-    EXPECT_EQ(toStd(lines.getError()), "Missing right ')' in rule 'main' at (Line:1,Col:6) -> 'a'\n ( 'b'");
     Grammar grammar("main ::= 'a' | bad ; bad ::= (;");
     EXPECT_EQ(grammar.run("a"), VN_PARSE_ERROR); // the losing branch is walked, too
 }
@@ -267,9 +252,9 @@ TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)
 TEST(vnParserFunction, ReadsTextsOfRules)
 {
     MessageLog messages(VN_MESSAGE_WARNING);
-    Grammar grammar("main ::= two ; nothing ; ::= 'x' ; two ::= 'a' ; two ::= 'b'");
-    EXPECT_EQ(grammar.isGood, 0);
     const std::string all = "main ::= two ; nothing ; ::= 'x' ; two ::= 'a' ; two ::= 'b'";
+    Grammar grammar(all.c_str());
+    EXPECT_EQ(grammar.isGood, 0);
     EXPECT_EQ(messages.texts,
               (std::vector<std::string>{"Malformed rule in parser -> 'nothing'",
                                         "Malformed rule in parser string:" + all + " rule nr:2",
@@ -381,27 +366,20 @@ TEST(vnParserFunction, DiesWhenItWouldGoBackFurtherThanItRemembers)
 
 TEST(vnParserFunction, LetsReceiversOfTracesReadTheInput)
 {
-    class Reader : public MessageLog
-    {
-    public:
-        explicit Reader(vnSerializeAdapter& adapter) : MessageLog(VN_MESSAGE_DEBUG), m_adapter(adapter) {}
-        void onMessage(const vnString&, vnMessageLevel, const char* message) override
-        {
-            if (std::string(message).find("Parsing Rule     : inner") == 0)
-            {
-                EXPECT_EQ(m_adapter.read(), 'c');
-            }
-        }
-
-    private:
-        vnSerializeAdapter& m_adapter;
-    };
+    const MessageLog log(VN_MESSAGE_DEBUG);
     Grammar grammar("main ::= $ 'ab' inner [^]* fPush ; inner ::= 'd' ;");
     grammar.setTrace(1);
     for (const unsigned int window : {3, 8})
     {
         vnRefPointer<vnSerializeAdapter> adapter(new PieceAdapter("abcdefgh", window));
-        const Reader reader(*adapter);
+        const Caller reader(
+            [&adapter](vnMessageLevel, const char* message)
+            {
+                if (std::string(message).find("Parsing Rule     : inner") == 0)
+                {
+                    EXPECT_EQ(adapter->read(), 'c');
+                }
+            });
         grammar.reset();
         grammar.setAdapter(adapter.get());
         EXPECT_EQ(grammar.parseRule("main"), VN_PARSE_OK);
@@ -430,16 +408,13 @@ TEST(vnParserFunction, MeasuresRulesAndFunctions)
     vnEnablePerformanceSections(0);
     MessageLog messages(VN_MESSAGE_PERF);
     vnDumpPerformanceInfo(VN_PERFORMANCE_ALL - VN_PERFORMANCE_ACCUMULATED);
-    const auto isOf = [](const char* name)
-    {
-        return [name](const std::string& line)
-        { return line.size() > std::strlen(name) && line.find(name) == line.size() - std::strlen(name); };
-    };
-    const auto first = std::find_if(messages.texts.begin(), messages.texts.end(), isOf("measured"));
-    const auto behind = std::find_if(messages.texts.begin(), messages.texts.end(), isOf("behind all rules"));
-    ASSERT_NE(first, messages.texts.end());
-    ASSERT_NE(behind, messages.texts.end());
-    EXPECT_EQ(first->find('-'), behind->find('-')); // on the same level
+    std::vector<std::size_t> levels;
+    for (const std::string& line : messages.texts)
+        for (const std::string name : {"measured", "behind all rules"})
+            if (line.size() > name.size() && line.find(name) == line.size() - name.size())
+                levels.push_back(line.find('-'));
+    ASSERT_EQ(levels.size(), 2u);
+    EXPECT_EQ(levels[0], levels[1]);
 }
 
 TEST(vnParserFunction, MatchesWithSetsAsTheMatchersDo)
