@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "../core/vnFatalText.h"
 #include "vnGrammarTestTools.h"
 
 #include <vnBase/vnBaseError.h>
@@ -11,10 +12,16 @@
 
 namespace
 {
-// A parser over a text.
+// A parser over a text or any other source.
 struct Parsed : vnBasicParser
 {
-    explicit Parsed(const std::string& text) : adapter(new TextAdapter(text)) { setAdapter(adapter.get()); }
+    explicit Parsed(const std::string& text) : Parsed(new TextAdapter(text)) {}
+    explicit Parsed(vnSerializeAdapter* source) : adapter(source) { setAdapter(source); }
+    void take(unsigned int count)
+    {
+        for (; count > 0; --count)
+            getNextToken(1);
+    }
     std::string taken() { return toStd(getTokenData(0, static_cast<unsigned short>(getTokenPos()))); }
 
     vnRefPointer<vnSerializeAdapter> adapter;
@@ -43,8 +50,7 @@ struct BarLog : vnProgressInterface
 TEST(vnBasicParser, CountsLinesAndColumnsForthAndBack)
 {
     Parsed parser("ab\nc");
-    for (int i = 0; i < 4; ++i)
-        parser.getNextToken(1);
+    parser.take(4);
     EXPECT_EQ(parser.getLine(), 1u);
     EXPECT_EQ(parser.getColumn(), 1u);
     EXPECT_EQ(parser.getTokenPos(), 4u);
@@ -52,16 +58,13 @@ TEST(vnBasicParser, CountsLinesAndColumnsForthAndBack)
     EXPECT_EQ(parser.getLine(), 0u);
     EXPECT_EQ(parser.getColumn(), 1u);
     EXPECT_EQ(parser.getNextToken(1), 'b');
-}
 
-TEST(vnBasicParser, KnowsTheEndOfTheLastLineOnly)
-{
-    Parsed parser("abc\nd\n");
-    while (parser.hasData())
-        parser.getNextToken(1);
-    parser.pushBackTokens(3); // both line feeds: the column is that of the last one
-    EXPECT_EQ(parser.getLine(), 0u);
-    EXPECT_EQ(parser.getColumn(), 1u);
+    // The end is known of the last line only: back over both line feeds the column is that of the last one.
+    Parsed lines("abc\nd\n");
+    lines.take(6);
+    lines.pushBackTokens(3);
+    EXPECT_EQ(lines.getLine(), 0u);
+    EXPECT_EQ(lines.getColumn(), 1u);
 }
 
 TEST(vnBasicParser, EndsTheParseWhenACharacterMustBeThere)
@@ -81,8 +84,7 @@ TEST(vnBasicParser, EndsTheParseWhenACharacterMustBeThere)
 
 TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
 {
-    for (const std::string& text :
-         {std::string("\xEF\xBB\xBF"), std::string("\xFE\xFF"), std::string("\xFF\xFE\x41")})
+    for (const std::string text : {"\xEF\xBB\xBF", "\xFE\xFF", "\xFF\xFE\x41"})
     {
         Parsed parser(text);
         EXPECT_EQ(parser.parseAllWS(), VN_PARSE_NO_MATCH);
@@ -91,14 +93,12 @@ TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
         EXPECT_FALSE(parser.adapter->hasError());
         EXPECT_THROW(parser.getNextToken(1), vnBasicParseException);
     }
-    for (const std::string& mark : {std::string("\xEF\xBB\xBF"), std::string("\xFE\xFF")})
+    for (const std::string mark : {"\xEF\xBB\xBF", "\xFE\xFF"})
     {
         // Which throws when it is read beyond its end.
-        vnRefPointer<vnSerializeAdapter> queue(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
+        Parsed parser(new vnSerializeAdapterQueue(VN_QUEUE_FIFO));
         for (const char c : mark)
-            queue->write(static_cast<unsigned char>(c));
-        vnBasicParser parser;
-        parser.setAdapter(queue.get());
+            parser.adapter->write(static_cast<unsigned char>(c));
         EXPECT_EQ(parser.checkTokens(u"a", 1, 0), 0);
         EXPECT_EQ(parser.parseChar(), VN_PARSE_NO_MATCH);
         EXPECT_EQ(parser.skipToEOL(), VN_PARSE_OK);
@@ -110,8 +110,7 @@ TEST(vnBasicParser, HasNoDataBehindAMarkOrInHalfACharacter)
              new VagueAdapter(std::string("\xFF\xFE\x41\0\x42\0\x43", 7)),
              new vnSerializeAdapterBase64Encoder(new TextAdapter("//5BAEIAQw=="))})
     {
-        vnBasicParser wide;
-        wide.setAdapter(adapter);
+        Parsed wide(adapter);
         EXPECT_TRUE(wide.hasData());
         EXPECT_EQ(wide.getNextToken(1), 'A');
         EXPECT_EQ(wide.checkTokens(u"B", 1, 0), 1);
@@ -125,29 +124,18 @@ TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)
 {
     Parsed parser("0123456789abc");
     parser.setMaxBufferSize(10);
-    for (int i = 0; i < 12; ++i)
-        parser.getNextToken(1);
+    parser.take(12);
     EXPECT_EQ(toStd(parser.getTokenData(0, 12)), "23456789ab"); // the first two are forgotten
-    try
-    {
-        parser.pushBackTokens(11);
-        FAIL() << "nothing was thrown";
-    }
-    catch (const vnFatalError& error)
-    {
-        EXPECT_EQ(toStd(error.getErrorString()), "Too Large Pushback in basic parser");
-    }
+    EXPECT_EQ(fatalText([&parser] { parser.pushBackTokens(11); }), "Too Large Pushback in basic parser");
     parser.pushBackTokens(10);
     EXPECT_EQ(readAll(*parser.adapter), "23456789abc");
 }
 
 TEST(vnBasicParser, RemembersWhereItsPositionBeginsAnew)
 {
-    for (const bool hasWindow : {false, true})
+    for (const unsigned int window : {0, 20})
     {
-        Parsed parser("abc\ndefgh");
-        if (hasWindow)
-            parser.setAdapter(new PieceAdapter("abc\ndefgh", 20));
+        Parsed parser(new PieceAdapter("abc\ndefgh", window));
         parser.setMaxBufferSize(6);
         positionOf(parser) = 0xFFFFFFFD;
         EXPECT_EQ(parser.parseToEOL(), VN_PARSE_OK);
@@ -181,14 +169,11 @@ TEST(vnBasicParser, WalksRulesWhereItsPositionBeginsAnew)
     };
     for (const auto& [text, length] : rules)
         for (unsigned int begin = 0xFFFFFFFA; begin != 1; ++begin)
-            for (const bool hasWindow : {false, true})
+            for (const unsigned int window : {0, 20})
             {
-                vnRefPointer<vnSerializeAdapter> adapter(
-                    hasWindow ? static_cast<vnSerializeAdapter*>(new PieceAdapter("abcde", 20))
-                              : new TextAdapter("abcde"));
                 Rules parser;
                 parser.addRules(text);
-                parser.setAdapter(adapter);
+                parser.setAdapter(new PieceAdapter("abcde", window));
                 positionOf(parser) = begin;
                 EXPECT_EQ(parser.parseRule("main"), VN_PARSE_OK) << text;
                 EXPECT_EQ(parser.getTokenPos() - begin, length) << text << " from " << begin;
@@ -206,23 +191,21 @@ TEST(vnBasicParser, DoesNotTakeAPlaceFarBackForOneAhead)
             return VN_PARSE_NO_MATCH;
         }
     };
-    Parsed input("abcde");
+    vnRefPointer<vnSerializeAdapter> adapter(new TextAdapter("abcde"));
     Rules parser;
     parser.addRules("main ::= 'a' fLeap | 'ab' ;");
-    parser.setAdapter(input.adapter.get());
+    parser.setAdapter(adapter);
     EXPECT_THROW(parser.parseRule("main"), vnBaseError);
-    EXPECT_EQ(readAll(*input.adapter), "bcde");
+    EXPECT_EQ(readAll(*adapter), "bcde");
 }
 
 TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)
 {
-    vnRefPointer<vnSerializeAdapter> adapter(new PieceAdapter("abcdefghij klm", 3));
-    vnBasicParser parser;
-    parser.setAdapter(adapter.get());
+    Parsed parser(new PieceAdapter("abcdefghij klm", 3));
     EXPECT_EQ(parser.parsePlainIdentifier(), VN_PARSE_OK);
     EXPECT_EQ(toStd(parser.getTokenData(1, 8)), "bcdefghi");
     parser.pushBackTokens(10);
-    EXPECT_EQ(readAll(*adapter), "abcdefghij klm");
+    EXPECT_EQ(readAll(*parser.adapter), "abcdefghij klm");
 }
 
 TEST(vnBasicParser, ComparesTokensAndGivesThemBackAtTheFirstDifference)
@@ -337,11 +320,9 @@ TEST(vnBasicParser, KeepsBytesAndWritesWideCharactersAsUtf8)
     utf8.pushBackTokens(3);
     EXPECT_EQ(readAll(*utf8.adapter), "\xC3\xA9\xE2\x82\xAC.");
 
-    Parsed utf16(std::string("\xFF\xFE"
-                             "a\0\xAC\x20",
-                             6));
+    Parsed utf16(std::string("\xFF\xFEz\0\xAC\x20", 6));
     utf16.skipToEOL();
-    EXPECT_EQ(utf16.taken(), "a\xE2\x82\xAC");
+    EXPECT_EQ(utf16.taken(), "z\xE2\x82\xAC");
     utf16.pushBackTokens(1);
     EXPECT_EQ(readAll(*utf16.adapter), "\xAC\x20");
 
@@ -397,8 +378,7 @@ TEST(vnBasicParser, ReportsProgressWhenThePercentageChanges)
     vnBasicParser next;
     next.continueParsingFrom(&parser);
     next.setProgressMessage("Going on");
-    parser.getNextToken(1);
-    parser.getNextToken(1);
+    parser.take(2);
     next.reportProgress(0);
     next.reportProgress(0); // the same
     vnProgress::setProgressInterface(nullptr);
