@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnDynamicTypeArgumentParser.h>
 
-#include <vnBase/vnSerializeAdapterMemory.h>
+#include "vnGrammarTestTools.h"
 
 #include <gtest/gtest.h>
 
@@ -84,11 +84,9 @@ TEST(vnDynamicTypeArgumentParser, ReadsLongListsButLimitsTheDepth)
 
 TEST(vnDynamicTypeArgumentParser, RecognisesTheNameOfABlockOfMemory)
 {
-    char text[] = "mem:1234,56!";
-    vnRefPointer<vnSerializeAdapter> adapter(new vnSerializeAdapterMemory(text, sizeof text - 1));
+    vnRefPointer<vnSerializeAdapter> adapter(new TextAdapter("mem:1234,56!"));
     vnDynamicTypeArgumentParser parser;
     parser.setAdapter(adapter);
     EXPECT_EQ(parser.parseRule("memory"), VN_PARSE_OK);
-    EXPECT_EQ(adapter->read(), '!');
-    parser.setAdapter(nullptr);
+    EXPECT_EQ(readAll(*adapter), "!");
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnRegKeyExpandParser.h>
 
-#include <vnBase/vnSerializeAdapterMemory.h>
+#include "vnGrammarTestTools.h"
 
 #include <gtest/gtest.h>
 
@@ -11,16 +11,17 @@
 namespace
 {
 // The expanded text, and behind "!" the error.
-std::string expand(std::string text)
+std::string expandBy(vnRegKeyExpandParser& parser, const std::string& text)
 {
-    vnRefPointer<vnSerializeAdapter> adapter(
-        new vnSerializeAdapterMemory(text.data(), static_cast<unsigned int>(text.size())));
-    vnRegKeyExpandParser parser;
-    parser.setAdapter(adapter);
-    const vnString result = parser.parse();
-    parser.setAdapter(nullptr);
-    const std::string shown(result.getString(), result.length());
+    parser.setAdapter(new TextAdapter(text));
+    const std::string shown = toStd(parser.parse());
     return parser.hasError() ? shown + "!" + parser.getError().getString() : shown;
+}
+
+std::string expand(const std::string& text)
+{
+    vnRegKeyExpandParser parser;
+    return expandBy(parser, text);
 }
 
 class vnRegKeyExpandParserTest : public testing::Test
@@ -87,15 +88,7 @@ TEST_F(vnRegKeyExpandParserTest, HasAnEmptyResultWithoutAnAdapter)
 
 TEST_F(vnRegKeyExpandParserTest, CanBeUsedAgain)
 {
-    char text[] = "$(VN_EXPAND_TEST";
-    char second[] = "b";
-    vnRefPointer<vnSerializeAdapter> open(new vnSerializeAdapterMemory(text, sizeof text - 1));
-    vnRefPointer<vnSerializeAdapter> closed(new vnSerializeAdapterMemory(second, sizeof second - 1));
     vnRegKeyExpandParser parser;
-    parser.setAdapter(open);
-    parser.parse();
-    EXPECT_TRUE(parser.hasError());
-    parser.setAdapter(closed);
-    EXPECT_EQ(parser.parse(), "b");
-    EXPECT_FALSE(parser.hasError());
+    EXPECT_EQ(expandBy(parser, "$(VN_EXPAND_TEST"), "value!Not All arguments were parsed");
+    EXPECT_EQ(expandBy(parser, "b"), "b");
 }
