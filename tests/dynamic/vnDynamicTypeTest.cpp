@@ -52,38 +52,30 @@ TEST(vnDynamicType, StoresNumbersInTheSmallestExactForm)
 
 TEST(vnDynamicType, HasTheStreamFormOfItsTagAndPayload)
 {
-    vnDynamicType five(5.0);
-    vnDynamicType nothing;
-    vnDynamicType text("hi");
-    vnDynamicType ok(vnUniqueString("OK"));
-    vnDynamicType vector(vnVec2_<float>(1, 2));
-    vnDynamicType null{vnGUID()};
-    vnDynamicType guid(vnGUID(0x0102030405060708, 0x090A0B0C0D0E0F10));
-    vnDynamicType custom = readFrom({0x61, 0x62, 0x63, 0, 2, 8, 9});
-    vnDynamicType odd =
-        readFrom({0xFC, 0xFF, 0xFF, 0xFC, 0x78, 0, 1, 7}); // a tag that begins with the marker
-    vnDynamicType nameless = readFrom({0, 1, 7});
-    const std::pair<vnDynamicType*, Bytes> cases[] = {
-        {&five, {0xFC, 2, 0, 1, 5}},
-        {&nothing, {0xFC, 1, 0, 0}},
-        {&text, {0xFC, 0, 0, 2, 0x68, 0x69}},
-        {&ok, {0xFC, 0, 0, 3, 0xFC, 0x0F, 0}}, // by id
-        {&vector, {0xFC, 8, 0, 8, 0, 0, 0x80, 0x3F, 0, 0, 0, 0x40}},
-        {&null, {0xFC, 18, 0, 0}},
-        {&guid, {0xFC, 18, 0, 16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}},
-        {&custom, {0x61, 0x62, 0x63, 0, 2, 8, 9}},
-        {&odd, {0xFC, 0xFF, 0xFF, 0xFC, 0x78, 0, 1, 7}},
-        {&nameless, {0, 1, 7}},
-    };
-    for (const auto& [value, bytes] : cases)
+    const auto expectForm = [](vnDynamicType value, const Bytes& bytes)
     {
-        EXPECT_EQ(written(*value), bytes);
-        EXPECT_TRUE(readFrom(bytes) == *value);
-
+        EXPECT_EQ(written(value), bytes);
+        EXPECT_TRUE(readFrom(bytes) == value);
         Queue adapter({'!'});
-        value->pushBack(&adapter);
+        value.pushBack(&adapter);
         EXPECT_EQ(contentOf(adapter), bytes + Bytes{'!'});
-    }
+    };
+    expectForm(5.0, {0xFC, 2, 0, 1, 5});
+    expectForm(vnDynamicType(), {0xFC, 1, 0, 0});
+    expectForm("hi", {0xFC, 0, 0, 2, 0x68, 0x69});
+    expectForm(vnUniqueString("OK"), {0xFC, 0, 0, 3, 0xFC, 0x0F, 0}); // by id
+    expectForm(vnVec2_<float>(1, 2), {0xFC, 8, 0, 8, 0, 0, 0x80, 0x3F, 0, 0, 0, 0x40});
+    expectForm(vnGUID(), {0xFC, 18, 0, 0});
+    expectForm(vnGUID(0x0102030405060708, 0x090A0B0C0D0E0F10),
+               {0xFC, 18, 0, 16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+    const Bytes tags[] = {
+        {0x61, 0x62, 0x63, 0, 2, 8, 9},
+        {0xFC, 0xFF, 0xFF, 0xFC, 0x78, 0, 1, 7}, // begins with the marker
+        {0, 1, 7},                               // has no name
+    };
+    for (const Bytes& bytes : tags)
+        expectForm(readFrom(bytes), bytes);
+    const vnDynamicType custom = readFrom(tags[0]);
     EXPECT_EQ(custom.getDynamicType(), "abc");
     EXPECT_EQ(faultOf([&] { custom.getString(); }),
               "Can not convert dynamic argument type 'abc' to string type !!");

@@ -176,24 +176,20 @@ TEST(vnObjectStream, BringsManyItemsOfOneNameBack)
 TEST(vnObjectStream, BringsAGraphBackInItsShape)
 {
     Registered<Lamp> lamps;
-    Object graph = createLamps();
+    const Lamps graph(createLamps());
     for (const unsigned char share : {1, 0})
     {
         Queue queue;
         writeTo(queue, graph, share);
-        Object copy(readFrom(queue));
+        const Lamps copy(readFrom(queue));
         EXPECT_EQ(queue.hasError(), 0);
         EXPECT_EQ(queue.length(), 0u);
         if (share)
             expectLamps(copy);
-        breakLamps(copy);
     }
     // A source that does not know its length.
     UnknownLength source(recordOf(graph));
-    Object copy(readFrom(source));
-    expectLamps(copy);
-    breakLamps(copy);
-    breakLamps(graph);
+    expectLamps(Lamps(readFrom(source)));
 }
 
 TEST(vnObjectStream, SizesRecordsAtEveryDepth)
@@ -462,10 +458,7 @@ TEST(vnObjectStream, LimitsTheDepth)
 TEST(vnObjectStream, TellsOfEveryTruncation)
 {
     Registered<Lamp> lamps;
-    Object graph = createLamps();
-    const Bytes whole = recordOf(graph);
-    breakLamps(graph);
-    graph = nullptr;
+    const Bytes whole = recordOf(Lamps(createLamps()));
     for (std::size_t size = 1; size < whole.size(); ++size)
     {
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
@@ -551,23 +544,12 @@ TEST(vnObjectStream, SurvivesExhaustedMemory)
     Registered<Lamp> lamps;
     const auto run = []
     {
-        Object graph = createLamps();
-        Object copy;
-        try
-        {
-            Queue queue;
-            writeTo(queue, graph);
-            copy = readFrom(queue);
-            if (copy)
-                expectLamps(copy);
-        }
-        catch (...)
-        {
-            breakLamps(graph);
-            throw;
-        }
-        breakLamps(copy);
-        breakLamps(graph);
+        const Lamps graph(createLamps());
+        Queue queue;
+        writeTo(queue, graph);
+        const Lamps copy(readFrom(queue));
+        if (copy)
+            expectLamps(copy);
     };
     EXPECT_GT(vnFailingManager::failEach(run), 20u);
     EXPECT_EQ(Lamp::s_alive, 1);

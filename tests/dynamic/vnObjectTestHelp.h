@@ -135,6 +135,16 @@ inline void breakLamps(vnObject* object)
             inner->removeAllUserData();
 }
 
+/// Holds lamps, and breaks their circle in the end.
+class Lamps : public Object
+{
+public:
+    explicit Lamps(vnObject* root) : Object(root) {}
+    Lamps(const Lamps&) = delete;
+    Lamps& operator=(const Lamps&) = delete;
+    ~Lamps() noexcept(false) { breakLamps(get()); }
+};
+
 /// Fails once after so many writes.
 class FailingQueue : public Queue
 {

@@ -252,23 +252,9 @@ public:
         pushBackTokens(1);
         return VN_PARSE_OK;
     }
-    vnParseResult fMust()
-    {
-        note("must");
-        getNextToken(1);
-        return VN_PARSE_OK;
-    }
-    vnParseResult fAgain()
-    {
-        note("again");
-        return parseRule("r3");
-    }
-    vnParseResult fReplace()
-    {
-        note("replace");
-        replaceNext();
-        return VN_PARSE_OK;
-    }
+    vnParseResult fMust() { return note("must"), getNextToken(1), VN_PARSE_OK; }
+    vnParseResult fAgain() { return note("again"), parseRule("r3"); }
+    vnParseResult fReplace() { return note("replace"), replaceNext(), VN_PARSE_OK; }
     void replaceNext()
     {
         if (replaced < spare.size())
@@ -299,11 +285,6 @@ private:
         log.push_back(what + " at " + std::to_string(getTokenPos()) + " " + std::to_string(getLine()) + ":" +
                       std::to_string(getColumn()));
     }
-};
-
-// What the oracle's functions throw where those of a parser throw vnBasicParseException.
-struct End
-{
 };
 
 void replaceNext(Oracle& oracle, const Rules& spare, std::size_t& replaced)
@@ -341,24 +322,26 @@ Oracle::Function matcher(bool (*test)(char16_t), bool isRun)
 // The same functions for the oracle.
 void addFunctions(Oracle& oracle, const Rules& spare, std::size_t& replaced)
 {
-    const auto add = [&](const char* name, const char* note, auto&& function)
+    const auto note = [](Oracle& o, const std::string& what)
     {
-        oracle.functions[name] = [note, function](Oracle& o)
+        o.log.push_back(what + " at " + std::to_string(o.position) + " " + std::to_string(o.line) + ":" +
+                        std::to_string(o.column));
+    };
+    const auto add = [&oracle, note](const char* name, const char* what, auto&& function)
+    {
+        oracle.functions[name] = [what, function, note](Oracle& o)
         {
-            o.log.push_back(std::string(note) + " at " + std::to_string(o.position) + " " +
-                            std::to_string(o.line) + ":" + std::to_string(o.column));
+            note(o, what);
             return function(o);
         };
     };
-    oracle.functions["fPush"] = [](Oracle& o)
+    oracle.functions["fPush"] = [note](Oracle& o)
     {
         const bool isMarked = !o.marks.empty();
         const unsigned int begin = isMarked ? o.marks.back().position : 0;
         if (isMarked)
             o.marks.pop_back();
-        o.log.push_back((isMarked ? "push " : "whole ") + std::to_string(begin) + " '" + o.remembered(begin) +
-                        "' at " + std::to_string(o.position) + " " + std::to_string(o.line) + ":" +
-                        std::to_string(o.column));
+        note(o, (isMarked ? "push " : "whole ") + std::to_string(begin) + " '" + o.remembered(begin) + "'");
         return 1;
     };
     add("fYes", "yes", [](Oracle&) { return 1; });
@@ -372,7 +355,7 @@ void addFunctions(Oracle& oracle, const Rules& spare, std::size_t& replaced)
             if (o.hasData())
                 return o.take(), 1;
             o.error = "Adapter out of Data";
-            throw End();
+            throw vnBasicParseException(0);
         });
     add("fAgain", "again", [](Oracle& o) { return o.parseRule("r3"); });
     add("fReplace", "replace", [&](Oracle& o) { return replaceNext(o, spare, replaced), 1; });
@@ -493,12 +476,13 @@ enum Outcome
     GIVEN_UP // nothing to compare
 };
 
-// What a run ends with, as text; "" when it takes too long.
-std::string runOracle(Oracle& oracle)
+// What a run of the engine or of the oracle ends with, as text; "" when the oracle takes too long.
+template <class Side>
+std::string run(Side& side)
 {
     try
     {
-        return std::to_string(oracle.parseRule("r0"));
+        return std::to_string(side.parseRule("r0"));
     }
     catch (const std::length_error&)
     {
@@ -508,17 +492,6 @@ std::string runOracle(Oracle& oracle)
     {
         return error.what();
     }
-    catch (const End&)
-    {
-        return "end";
-    }
-}
-std::string runEngine(Engine& engine)
-{
-    try
-    {
-        return std::to_string(engine.parseRule("r0"));
-    }
     catch (const vnFatalError& error)
     {
         return toStd(error.getErrorString());
@@ -527,15 +500,6 @@ std::string runEngine(Engine& engine)
     {
         return "end";
     }
-}
-
-void expectSame(Engine& engine, const Oracle& oracle)
-{
-    EXPECT_EQ(toStd(engine.getError()), oracle.error);
-    EXPECT_EQ(engine.getTokenPos(), oracle.position);
-    EXPECT_EQ(engine.getLine(), oracle.line);
-    EXPECT_EQ(engine.getColumn(), oracle.column);
-    EXPECT_EQ(engine.log, oracle.log);
 }
 
 void setUp(Engine& engine, const Case& given, vnSerializeAdapter* adapter)
@@ -582,25 +546,29 @@ Outcome compare(const Case& given, MessageLog& messages)
     vnRefPointer<vnSerializeAdapter> adapter(createAdapter(text, given.adapterKind));
     setUp(engine, given, adapter.get());
     Outcome outcome = THROWN;
-    for (unsigned int run = 0; run < given.runs; ++run)
+    for (unsigned int runs = 0; runs < given.runs; ++runs)
     {
-        if (run == 1)
+        if (runs == 1)
         {
             replaceNext(oracle, given.spare, replaced);
             engine.replaceNext();
         }
-        if (run == 2)
+        if (runs == 2)
         {
             oracle.reset();
             engine.reset();
         }
         oracle.trace.clear();
         messages.texts.clear();
-        const std::string end = runOracle(oracle);
+        const std::string end = run(oracle);
         if (end.empty())
             return GIVEN_UP;
-        EXPECT_EQ(runEngine(engine), end);
-        expectSame(engine, oracle);
+        EXPECT_EQ(run(engine), end);
+        EXPECT_EQ(toStd(engine.getError()), oracle.error);
+        EXPECT_EQ(engine.getTokenPos(), oracle.position);
+        EXPECT_EQ(engine.getLine(), oracle.line);
+        EXPECT_EQ(engine.getColumn(), oracle.column);
+        EXPECT_EQ(engine.log, oracle.log);
         if (given.isTraced)
         {
             EXPECT_EQ(messages.texts, oracle.trace);

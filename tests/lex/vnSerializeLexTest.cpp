@@ -18,17 +18,20 @@ struct Case
 {
     std::string text;
     std::string tokens;
+    Set set = [](vnSerializeLex&) {};
 };
 
-template <std::size_t N>
 void expectTokens(
-    const Case (&cases)[N], const Set& set = [](vnSerializeLex&) {})
+    const std::vector<Case>& cases, const Set& setFirst = [](vnSerializeLex&) {})
 {
     for (const Case& row : cases)
     {
         vnSerializeLex byBytes, inWindow;
-        set(byBytes);
-        set(inWindow);
+        for (vnSerializeLex* lex : {&byBytes, &inWindow})
+        {
+            setFirst(*lex);
+            row.set(*lex);
+        }
         vnByteAdapter bytes(row.text);
         WindowAdapter window(row.text);
         EXPECT_EQ(tokensOf(byBytes, bytes), row.tokens) << row.text;
@@ -72,7 +75,7 @@ protected:
 
 TEST(vnSerializeLex, CutsNumbers)
 {
-    const Case cases[] = {
+    expectTokens({
         {"12 ", "d12|w32"},
         {"-5", "d-5"},
         {"- 5", "t45|w32|d5"},
@@ -96,8 +99,7 @@ TEST(vnSerializeLex, CutsNumbers)
         {"1e", "e5"},
         {"1e+x", "e5|ix"},
         {"2.5e-", "e5"},
-    };
-    expectTokens(cases);
+    });
 }
 
 TEST(vnSerializeLex, ReadsTheNearestDouble)
@@ -136,17 +138,19 @@ TEST(vnSerializeLex, ReadsTheNearestDouble)
 
 TEST(vnSerializeLex, TakesTheDecimalTokenThatIsSet)
 {
-    const Case comma[] = {{"1,5", "r1.5"}, {"1.5", "d1|t46|d5"}};
-    expectTokens(comma, [](vnSerializeLex& lex) { lex.useDecimalToken(','); });
-    const Case both[] = {{"1,5 2.5 ", "r1.5|w32|r2.5|w32"}};
-    expectTokens(both, [](vnSerializeLex& lex) { lex.useDecimalToken(vnSerializeLex::VN_DECIMAL_BOTH); });
-    const Case letter[] = {{"1e5 1x5 ", "r1.5|w32|d1|ix5|w32"}}; // before the exponent is looked for
-    expectTokens(letter, [](vnSerializeLex& lex) { lex.useDecimalToken('e'); });
+    const auto use = [](char16_t token)
+    { return [token](vnSerializeLex& lex) { lex.useDecimalToken(token); }; };
+    expectTokens({
+        {"1,5", "r1.5", use(',')},
+        {"1.5", "d1|t46|d5", use(',')},
+        {"1,5 2.5 ", "r1.5|w32|r2.5|w32", use(vnSerializeLex::VN_DECIMAL_BOTH)},
+        {"1e5 1x5 ", "r1.5|w32|d1|ix5|w32", use('e')}, // before the exponent is looked for
+    });
 }
 
 TEST(vnSerializeLex, CutsWordsCommentsAndCharacters)
 {
-    const Case cases[] = {
+    expectTokens({
         {"", ""},
         {"a/b", "ia|t47|ib"},
         {"a//b", "ia|cb"},
@@ -162,22 +166,13 @@ TEST(vnSerializeLex, CutsWordsCommentsAndCharacters)
         {"\"#'[", "t34|t35|t39|t91"},
         {std::string("\0a\0", 3), "t0|ia|t0"}, // a NUL ends nothing
         {"+-/", "t43|t45|t47"},
-    };
-    expectTokens(cases);
-    const Case without[] = {{"a//b/*c*/#d\n", "ia|t47|t47|ib|t47|t42|ic|t42|t47|cd|w32"}};
-    expectTokens(without,
-                 [](vnSerializeLex& lex)
-                 {
-                     lex.useSlashComment(0);
-                     lex.useComment(0);
-                     lex.useHashComment(1);
-                 });
-    const Case plain[] = {{"a_1b", "ia|t95|d1|ib"}};
-    expectTokens(plain, [](vnSerializeLex& lex) { lex.usePlainIdentifier(1); });
-    const Case only[] = {{"a 1", "t97|t32|t49"}};
-    expectTokens(only, [](vnSerializeLex& lex) { lex.useTokensOnly(1); });
-    const Case hex[] = {{"ffx 0x1 ", "d255|ix|w32|d0|ix1|w32"}};
-    expectTokens(hex, [](vnSerializeLex& lex) { lex.useHexMode(1); });
+        {"a//b\n", "ia|t47|t47|ib|w32", [](vnSerializeLex& lex) { lex.useSlashComment(0); }},
+        {"/*c*/", "t47|t42|ic|t42|t47", [](vnSerializeLex& lex) { lex.useComment(0); }},
+        {"#d\n", "cd|w32", [](vnSerializeLex& lex) { lex.useHashComment(1); }},
+        {"a_1b", "ia|t95|d1|ib", [](vnSerializeLex& lex) { lex.usePlainIdentifier(1); }},
+        {"a 1", "t97|t32|t49", [](vnSerializeLex& lex) { lex.useTokensOnly(1); }},
+        {"ffx 0x1 ", "d255|ix|w32|d0|ix1|w32", [](vnSerializeLex& lex) { lex.useHexMode(1); }},
+    });
 }
 
 TEST(vnSerializeLex, CutsStringsAndSets)
@@ -187,7 +182,8 @@ TEST(vnSerializeLex, CutsStringsAndSets)
         lex.useStrings(1);
         lex.useSet(1);
     };
-    const Case cases[] = {
+    const auto keep = [](vnSerializeLex& lex) { lex.useEscape(0); };
+    const std::vector<Case> cases = {
         {"\"a'b\"'c\"d'[e\"f];", "sa'b|qc\"d|xe\"f|t59"},
         {R"("\n\r\b\t\a\f\v\?\"\\\'\q";)", "s\n\r\b\t\a\f\v?\"\\'q|t59"},
         {R"("a\0b";)", std::string("sa\0b|t59", 8)},
@@ -198,19 +194,14 @@ TEST(vnSerializeLex, CutsStringsAndSets)
         {"'a\\", "e6"},
         {"[a", "e7"},
         {"[a\\", "e7"},
+        {R"("a\n\"b" )", R"(sa\n\"b|w32)", keep},
+        // Control characters take their written form, that the text stays printable.
+        {{"'\0\a\b\t\n\v\f\r\x1' ", 12},
+         R"(q\0\a\b\t\n\v\f\r)"
+         "\x1|w32",
+         keep},
     };
     expectTokens(cases, use);
-    const Case kept[] = {
-        {R"("a\n\"b" )", R"(sa\n\"b|w32)"},
-        // Control characters take their written form, that the text stays printable.
-        {std::string("'\0\a\b\t\n\v\f\r\x1' ", 12), std::string(R"(q\0\a\b\t\n\v\f\r)") + "\x1|w32"},
-    };
-    expectTokens(kept,
-                 [&use](vnSerializeLex& lex)
-                 {
-                     use(lex);
-                     lex.useEscape(0);
-                 });
 }
 
 TEST(vnSerializeLex, FindsTheMarksOfAStream)
@@ -237,7 +228,7 @@ TEST(vnSerializeLex, FindsTheMarksOfAStream)
         EXPECT_EQ(adapter.getAdapterFlags(), flags);
         EXPECT_EQ(tokensOf(next, adapter), rest);
     }
-    const Case cases[] = {
+    const std::vector<Case> cases = {
         {"\xEF\xBB\xBF\xC3\xA9 a ", "i\xC3\xA9|w32|ia|w32"},
         {"ab c", "iab|w32|ic"},
         {"\xEF\xBBx;", "i\xEF\xBBx|t59"}, // a part is no mark
@@ -307,41 +298,41 @@ TEST(vnSerializeLex, LosesNothingWhenAReceiverOfItsWarningThrows)
 
 TEST(vnSerializeLex, LosesNothingWhenItsSourceThrows)
 {
+    const auto readThrough = [](FailingAdapter& adapter, const auto& readOne)
+    {
+        for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
+            try
+            {
+                readOne();
+            }
+            catch (int)
+            {
+            }
+    };
     const std::pair<std::string, Set> cases[] = {
-        {std::string("\0a\x20\xAC", 4), [](vnSerializeLex& lex) { lex.useUnicode(1); }},
-        {"a\xE2\x82\xAC", [](vnSerializeLex& lex) { lex.useUtf8(1); }},
-        {"\xEF\xBB\xBF"
-         "a\xE2\x82\xAC",
-         [](vnSerializeLex&) {}}};
+        {{"\0z\x20\xAC", 4}, [](vnSerializeLex& lex) { lex.useUnicode(1); }},
+        {"z\xE2\x82\xAC", [](vnSerializeLex& lex) { lex.useUtf8(1); }},
+        {"\xEF\xBB\xBFz\xE2\x82\xAC", [](vnSerializeLex&) {}},
+    };
     for (const auto& [text, set] : cases)
     {
         vnSerializeLex lex(1, 1);
         set(lex);
         FailingAdapter adapter(text);
         std::u16string characters;
-        for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
-            try
-            {
-                characters += lex.getLexToken(&adapter);
-            }
-            catch (int)
-            {
-            }
-        EXPECT_EQ(characters, u"a\x20AC");
+        readThrough(adapter, [&] { characters += lex.getLexToken(&adapter); });
+        EXPECT_EQ(characters, u"z\x20AC") << text;
     }
     vnSerializeLex lex;
     FailingAdapter adapter("alpha beta");
     lex.setMaxScanTokens(10);
     std::string tokens;
-    for (int tries = 0; adapter.hasData() && tries < 30; ++tries)
-        try
-        {
-            lex.read(&adapter);
-            tokens += tokenText(lex) + "|";
-        }
-        catch (int)
-        {
-        }
+    const auto readToken = [&]
+    {
+        lex.read(&adapter);
+        tokens += tokenText(lex) + "|";
+    };
+    readThrough(adapter, readToken);
     EXPECT_EQ(tokens, "ialpha|w32|ibeta|");
 }
 
@@ -351,10 +342,7 @@ TEST(vnSerializeLex, ReadsWhatIsThereWhateverTheLengthTells)
         {"ab c", "iab|w32|ic"},
         {"\xEF\xBB\xBF\xC3\xA9", "i\xC3\xA9"},
         {"\xEF\xBB", "i\xEF\xBB"},
-        {std::string("\xFF\xFE"
-                     "a\0 \0b\0",
-                     8),
-         "ia|w32|ib"},
+        {{"\xFF\xFEz\0 \0y\0", 8}, "iz|w32|iy"},
         {std::string("\xFE\xFF\0a\0b\0", 7), "iab"}, // half a character is none
     };
     for (const auto& [text, tokens] : texts)
@@ -541,10 +529,8 @@ TEST(vnSerializeLex, WritesTokensAndTheMarkBeforeTheFirst)
             lex.write(&out);
         return std::string(reinterpret_cast<char*>(block), out.getCurrentPos());
     };
-    EXPECT_EQ(written(vnSerializeLex(1, 0), "ab+\"c d\"12 "), "\xFF\xFE"
-                                                              "ab+c d");
-    EXPECT_EQ(written(vnSerializeLex(0, 1), "a"), "\xEF\xBB\xBF"
-                                                  "a");
+    EXPECT_EQ(written(vnSerializeLex(1, 0), "zy+\"x w\"12 "), "\xFF\xFEzy+x w");
+    EXPECT_EQ(written(vnSerializeLex(0, 1), "z"), "\xEF\xBB\xBFz");
     EXPECT_EQ(written(vnSerializeLex(), "'a'[b]/*c*/'d"), ""); // nobody asked for marks
 }
 
