@@ -247,29 +247,16 @@ TEST(vnObjectStream, SizesAnewWhatWasSizedInAnotherOrder)
     EXPECT_EQ(bytes[7], 71u);
 
     // Without an adapter all ways to an object count, but each is sized once.
-    class Counting : public Lamp
-    {
-    public:
-        explicit Counting(unsigned int& sizings) : m_sizings(sizings) {}
-        unsigned int getDataSize(vnSerializeAdapter* adapter) const override
-        {
-            ++m_sizings;
-            return Lamp::getDataSize(adapter);
-        }
-
-    private:
-        unsigned int& m_sizings;
-    };
-    unsigned int sizings = 0;
-    Object top(new Counting(sizings));
+    vnRefPointer<Lamp> top(new Lamp);
     for (int depth = 0; depth < 27; ++depth)
     {
-        vnRefPointer<Lamp> next(new Counting(sizings));
+        vnRefPointer<Lamp> next(new Lamp);
         next->left = next->right = top;
-        top = next.get();
+        top = next;
     }
+    Lamp::s_sizings = 0;
     EXPECT_EQ(vnObject::getChunkSize(top, nullptr), 3221225464u);
-    EXPECT_EQ(sizings, 28u);
+    EXPECT_EQ(Lamp::s_sizings, 28u);
 }
 
 TEST(vnObjectStream, SkipsWhatItDoesNotKnow)

@@ -68,6 +68,7 @@ public:
     }
     unsigned int getDataSize(vnSerializeAdapter* adapter) const override
     {
+        ++s_sizings;
         const unsigned int own = vnObject::getDataSize(adapter) + 4;
         const unsigned int sized = own + getChunkSize(left, adapter);
         return sized + getChunkSize(right, adapter);
@@ -86,6 +87,7 @@ public:
     }
 
     static inline std::atomic<int> s_alive{0};
+    static inline std::atomic<unsigned int> s_sizings{0};
     unsigned int value;
     Object left;
     Object right;
