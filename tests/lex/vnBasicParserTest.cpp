@@ -199,15 +199,6 @@ TEST(vnBasicParser, DoesNotTakeAPlaceFarBackForOneAhead)
     EXPECT_EQ(readAll(*adapter), "bcde");
 }
 
-TEST(vnBasicParser, RemembersAcrossWindowsThatAreFilledAnew)
-{
-    Parsed parser(new PieceAdapter("abcdefghij klm", 3));
-    EXPECT_EQ(parser.parsePlainIdentifier(), VN_PARSE_OK);
-    EXPECT_EQ(toStd(parser.getTokenData(1, 8)), "bcdefghi");
-    parser.pushBackTokens(10);
-    EXPECT_EQ(readAll(*parser.adapter), "abcdefghij klm");
-}
-
 TEST(vnBasicParser, ComparesTokensAndGivesThemBackAtTheFirstDifference)
 {
     Parsed parser("Hello");

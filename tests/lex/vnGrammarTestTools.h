@@ -23,6 +23,8 @@ public:
     PieceAdapter(const std::string& text, unsigned int piece) : m_text(text), m_window(piece) {}
 
 protected:
+    using vnSerializeAdapter::read_imp;
+    using vnSerializeAdapter::write_imp;
     void write_imp(unsigned char) override {}
     unsigned char read_imp() override
     {
@@ -36,24 +38,6 @@ protected:
         m_end = m_window.data() + size;
         setReadWindow(m_window.data() + 1, m_end);
         return m_window[0];
-    }
-    unsigned int read_imp(unsigned char* data, unsigned int count) override
-    {
-        unsigned int done = 0;
-        while (done < count)
-        {
-            const unsigned char* next = getReadNext();
-            if (next && next != m_end)
-            {
-                data[done++] = *next;
-                setReadWindow(next + 1, m_end);
-            }
-            else if (m_at < m_text.size())
-                data[done++] = read_imp();
-            else
-                break;
-        }
-        return done;
     }
     unsigned int length_imp() override
     {

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "vnGrammarTestTools.h"
 
-#include <vnBase/vnBaseError.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnThreadID.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <thread>
 
 namespace
@@ -313,15 +311,6 @@ TEST(vnParserFunction, BearsRulesAndGroupsNestedInEachOther)
     Grammar grammar(rules.c_str());
     EXPECT_EQ(grammar.run("ax", "go"), VN_PARSE_ERROR); // deeper than the limit
     EXPECT_EQ(grammar.run("b", "go"), VN_PARSE_OK);
-}
-
-TEST(vnParserFunction, BoundsTheCallsOfOneParseWhenAsked)
-{
-    Grammar grammar("main ::= 'x' main | 'x' main | 'y' ;");
-    grammar.setMaxCalls(1000);
-    EXPECT_EQ(grammar.run(std::string(64, 'x')), VN_PARSE_ERROR);
-    EXPECT_EQ(toStd(grammar.getError()), "More than 1000 calls of rules in rule 'main'");
-    EXPECT_EQ(grammar.run("xxy"), VN_PARSE_OK); // counted anew
 }
 
 TEST(vnParserFunction, LetsReceiversOfTracesReadTheInput)
