@@ -51,26 +51,12 @@ TEST(vnArgumentParser, GivesOptionsWhatStandsBehindThemAndKeepsFreeArgumentsApar
 
 TEST(vnArgumentParser, TakesNegativeNumbersForArguments)
 {
-    const std::pair<const char*, bool> options[] = {
-        {"-5", false},
-        {"-0.5", false},
-        {"-1e3", false},
-        {"-0x10", false},
-        {"--5", false},
-        {"-+5", false},
-        {"-0", true},
-        {"-0.0", true},
-        {"-5x", true},
-        {"-1e", true},
-        {"-x5", true},
-        {"-", true},
-        {"x-5", false},
-        {"-4294967296", false},
-        {"-.5", true}, // numbers begin with a digit
-        {"-18446744073709551616", false},
-    };
-    for (const auto& [word, isOption] : options)
-        EXPECT_EQ(vnArgumentParser(word, "-").getArgumentCount(0), isOption ? 0u : 1u) << word;
+    for (const char* argument :
+         {"-5", "-0.5", "-1e3", "-0x10", "--5", "-+5", "-4294967296", "-18446744073709551616", "x-5"})
+        EXPECT_EQ(vnArgumentParser(argument, "-").getArgumentCount(0), 1u) << argument;
+    // Numbers begin with a digit, and 0 is no negative one.
+    for (const char* option : {"-0", "-0.0", "-5x", "-1e", "-x5", "-", "-.5"})
+        EXPECT_EQ(vnArgumentParser(option, "-").getArgumentCount(0), 0u) << option;
 }
 
 TEST(vnArgumentParser, UsesAnyPrefix)
