@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vnGrammarTestTools.h"
 
+#include <vnBase/vnBaseError.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnThreadID.h>
 
@@ -224,7 +225,6 @@ TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)
         {"'a'{1, }", "a", "Missing Max number in set {Min,Max}", "(Line:0,Col:7)"},
         {"'a'{1,2", "a", "Missing right '}' in set {Min,Max}", "(Line:0,Col:7)"},
         {"'b' ('a'", "x", "Missing right ')'", "(Line:0,Col:8)"}, // also when the match has failed before
-        {"'a'\n ( 'b'", "ab", "Missing right ')'", "(Line:1,Col:6)"},
         {"\"a ;", "a", "Unbalansed quote string", "(Line:0,Col:4)"},
         {"'a ;", "a", "Unbalansed single quoted string", "(Line:0,Col:4)"},
         {"[a ;", "a", "Unbalansed Set []", "(Line:0,Col:4)"},
@@ -233,13 +233,14 @@ TEST(vnParserFunction, TellsWhatIsWrongWithARuleWhenItIsWalked)
     };
     for (const auto& row : rows)
     {
-        SCOPED_TRACE(row.body);
-        Grammar grammar("");
-        EXPECT_TRUE(grammar.addRule(vnString("main ::= ") + row.body));
-        EXPECT_EQ(grammar.run(row.text), VN_PARSE_ERROR);
-        EXPECT_EQ(toStd(grammar.getError()),
+        const std::string rule = std::string("main ::= ") + row.body;
+        EXPECT_EQ(errorOf(rule.c_str(), row.text),
                   std::string(row.fault) + " in rule 'main' at " + row.place + " -> " + row.body);
     }
+    Grammar lines(""); // a single rule keeps its line feeds
+    EXPECT_TRUE(lines.addRule("main ::= 'a'\n ( 'b'"));
+    EXPECT_EQ(lines.run("ab"), VN_PARSE_ERROR);
+    EXPECT_EQ(toStd(lines.getError()), "Missing right ')' in rule 'main' at (Line:1,Col:6) -> 'a'\n ( 'b'");
     EXPECT_EQ(errorOf("main ::= b ;", ""), "Unknow parse function 'b'");
     Grammar grammar("main ::= 'a' | bad ; bad ::= (;");
     EXPECT_EQ(grammar.run("a"), VN_PARSE_ERROR); // the losing branch is walked, too
@@ -311,6 +312,15 @@ TEST(vnParserFunction, BearsRulesAndGroupsNestedInEachOther)
     Grammar grammar(rules.c_str());
     EXPECT_EQ(grammar.run("ax", "go"), VN_PARSE_ERROR); // deeper than the limit
     EXPECT_EQ(grammar.run("b", "go"), VN_PARSE_OK);
+}
+
+TEST(vnParserFunction, DiesWhenItWouldGoBackFurtherThanItRemembers)
+{
+    Grammar grammar("main ::= ('abcdefghijk') 'l' ;");
+    grammar.setMaxBufferSize(11);
+    EXPECT_EQ(grammar.run("abcdefghijkl"), VN_PARSE_OK);
+    grammar.setMaxBufferSize(10);
+    EXPECT_THROW(grammar.run("abcdefghijkl"), vnFatalError);
 }
 
 TEST(vnParserFunction, LetsReceiversOfTracesReadTheInput)
