@@ -203,7 +203,8 @@ public:
         if (!entry || (!all && --entry->count > 0))
             return;
         released = std::move(entry->channel);
-        *entry = std::move(m_entries[m_entries.getSize() - 1]);
+        // The others keep their order, in which they are told of the slave's end.
+        std::move(entry + 1, m_entries.end(), entry);
         m_entries[m_entries.getSize() - 1] = Entry{};
         m_entries.setSize(m_entries.getSize() - 1);
     }
@@ -604,6 +605,7 @@ private:
     // Each callback may change the lists: they are looked at anew behind it.
     void removeSlave(vnRefPointer<Membership> member, unsigned int limit)
     {
+        const unsigned int count = m_subscribers.getSize();
         for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
         {
             Subscription& add = m_adds.list[i];
@@ -612,12 +614,19 @@ private:
         }
         for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
         {
-            Subscription& subscriber = m_subscribers[i];
-            if (!subscriber.receiver || subscriber.member.get() != member.get())
+            if (!isToEnd(i, count, limit) || m_subscribers[i].member.get() != member.get())
                 continue;
             m_gaps = true;
-            end(std::exchange(subscriber, Subscription()), VN_NOTIFY_UNSUBSCRIBED);
+            end(std::exchange(m_subscribers[i], Subscription()), VN_NOTIFY_UNSUBSCRIBED);
         }
+    }
+
+    // Behind the first `count` stands what a pass within a status call has applied: what was asked for behind
+    // the removal stays. The stamps of the others may be too old to be compared.
+    bool isToEnd(unsigned int index, unsigned int count, unsigned int limit) const
+    {
+        const Subscription& subscriber = m_subscribers[index];
+        return subscriber.receiver && (index < count || isBefore(subscriber.sequence, limit));
     }
 
     // Answers what a status call threw.
@@ -627,12 +636,13 @@ private:
         vnBodyGuard guard(m_subscriberLock);
         m_closed = m_closed || forGood;
         const unsigned int limit = m_sequence;
+        const unsigned int count = m_subscribers.getSize();
         for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
-            if (Membership* member = m_adds.list[i].member)
-                endSlave(member, limit, error);
+            if (m_adds.list[i].receiver && isBefore(m_adds.list[i].sequence, limit))
+                endSlave(m_adds.list[i].member, limit, error);
         for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
-            if (Membership* member = m_subscribers[i].member)
-                endSlave(member, limit, error);
+            if (isToEnd(i, count, limit))
+                endSlave(m_subscribers[i].member, limit, error);
         for (bool isDone = false; !isDone;)
             try
             {

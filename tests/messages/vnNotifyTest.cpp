@@ -290,6 +290,58 @@ TEST(vnNotify, EndsAlthoughStatusCallsContradictEachOther)
     sender.onStatus = nullptr;
 }
 
+TEST(vnNotify, KeepsASubscriptionThatAPassWithinAStatusCallApplies)
+{
+    std::string log;
+    Sender sender;
+    sender.setDeliverAtOnce(0);
+    Listener listener(&log);
+    listener.onStatus = [&](vnNotifyState state)
+    {
+        if (state != VN_NOTIFY_UNSUBSCRIBED || log.size() > 100)
+            return;
+        sender.addSubscriber(&listener);
+        sender.triggerNotify();
+    };
+    void (*const endings[])(Sender&, Listener&) = {
+        [](Sender& from, Listener& of) { from.removeSubscriber(&of); }, // asked for before it came back
+        [](Sender& from, Listener&) { from.end(); },
+    };
+    for (const auto& end : endings)
+    {
+        sender.addSubscriber(&listener, 5);
+        sender.triggerNotify();
+        log.clear();
+        end(sender, listener);
+        sender.triggerNotify();
+        EXPECT_EQ(log, "s3 s0 ");
+        sender.post(1, 9);
+        sender.triggerNotify();
+        EXPECT_EQ(std::exchange(listener.received, {}), (Data{1}));
+    }
+    listener.onStatus = nullptr;
+}
+
+TEST(vnNotify, TellsTheMastersOfASlaveInTheOrderOfItsSubscriptions)
+{
+    std::string log;
+    std::vector<std::unique_ptr<Sender>> senders;
+    {
+        Listener listener;
+        for (char name = 'a'; name <= 'd'; ++name)
+        {
+            senders.push_back(std::make_unique<Sender>());
+            senders.back()->onStatus = [&log, name](Listener*, vnNotifyState state)
+            {
+                if (state == VN_NOTIFY_DESTROYED)
+                    log += name;
+            };
+            senders.back()->addSubscriber(&listener);
+        }
+    }
+    EXPECT_EQ(log, "abcd");
+}
+
 TEST(vnNotify, KeepsDataForItsTimeAndDropsItAfterwards)
 {
     Sender sender;
