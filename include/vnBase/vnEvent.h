@@ -56,14 +56,15 @@ public:
 
     /// Waits for any of `events` (include vnRefList.h): the first that fired, or null after `milliseconds`.
     /// Null elements are passed over; with no time-out and nothing to wait for, the answer is null at once.
-    /// The caller's holds of the events are given up while it waits, as above. It costs a thread for each
-    /// event; an event fired before its thread sleeps is missed.
+    /// The caller's holds of the events are given up while it waits, as above; it gets them back all at once,
+    /// so that it never waits for one while it has another. It costs a thread for each event.
     static vnEvent* wait(const vnRefList<vnEvent>& events, unsigned int milliseconds);
 
 private:
     friend class vnEventWaiter;
+    class Holds;
 
-    unsigned char sleepReleased(unsigned int milliseconds, unsigned char keep);
+    unsigned char sleepReleased(unsigned int milliseconds, unsigned char keep, unsigned int fired);
 
     std::atomic<unsigned int> m_fired{0}; // counts the wake-ups, so that one between unlock and sleep is seen
     std::atomic<unsigned int> m_sleepers{0}; // a fire with none costs one load

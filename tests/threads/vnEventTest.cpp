@@ -225,27 +225,53 @@ TEST(vnEvent, GivesTheCallersHoldsBackWhileItWaitsForSeveral)
     vnRefList<vnEvent> events;
     for (vnEvent* each : {silent.get(), event.get(), event.get()}) // its second sleeper needs the lock, too
         events.append(each);
-    event->waitLock();
-    event->waitLock();
-    EXPECT_EQ(vnEvent::wait(events, 10), nullptr);
-    EXPECT_EQ(event->getSpinLockCount(), 2u);
+    for (unsigned int i = 0; i < 50 && !HasFailure(); ++i)
+    {
+        std::thread other;
+        {
+            vnBodyGuard outer(*event);
+            vnBodyGuard inner(*event);
+            EXPECT_EQ(vnEvent::wait(events, 1), nullptr);
+            other = std::thread(
+                [&]
+                {
+                    vnBodyGuard guard(*event); // most times before the sleepers
+                    event->fire();
+                });
+            EXPECT_EQ(vnEvent::wait(events, 20000), event.get()); // the wake-up is not lost
+            EXPECT_EQ(event->getSpinLockCount(), 2u);
+        }
+        other.join();
+    }
+    EXPECT_EQ(silent->isLocked(), 0);
+}
+
+TEST(vnEvent, WaitsForNoLockWhileItTakesTheOthersBack)
+{
+    vnRefPointer<vnEvent> inner(new vnEvent);
+    vnRefPointer<vnEvent> outer(new vnEvent);
+    vnRefList<vnEvent> events; // not in the order in which they are locked
+    events.append(inner);
+    events.append(outer);
     std::atomic<bool> done{false};
     std::thread other(
         [&]
         {
             while (!done)
             {
-                vnBodyGuard guard(*event);
-                event->fire();
+                vnBodyGuard guard(*outer);
+                ASSERT_TRUE(comesTrue([&] { return inner->tryLock() != 0; }));
+                inner->unLock();
             }
         });
-    EXPECT_EQ(vnEvent::wait(events, 20000), event.get());
-    EXPECT_EQ(event->getSpinLockCount(), 2u);
+    for (unsigned int i = 0; i < 100 && !HasFailure(); ++i)
+    {
+        vnBodyGuard outerGuard(*outer);
+        vnBodyGuard innerGuard(*inner);
+        EXPECT_EQ(vnEvent::wait(events, 0), nullptr);
+    }
     done = true;
-    event->unLock();
-    event->unLock();
     other.join();
-    EXPECT_EQ(silent->isLocked(), 0);
 }
 
 TEST(vnEvent, WakesOtherSleepersWhenAWaitForSeveralEnds)

@@ -68,21 +68,21 @@ unsigned char vnEvent::wait(unsigned int milliseconds, unsigned char locked)
 {
     if (!locked)
         waitLock();
-    return sleepReleased(milliseconds, 0);
+    return sleepReleased(milliseconds, 0, m_fired.load(std::memory_order_relaxed));
 }
 
 unsigned char vnEvent::waitAndLock(unsigned int milliseconds, unsigned char locked)
 {
     if (!locked)
         waitLock();
-    return sleepReleased(milliseconds, 1);
+    return sleepReleased(milliseconds, 1, m_fired.load(std::memory_order_relaxed));
 }
 
 // Called with the mutex held. Gives all holds back, since a hold that a recursive caller kept would shut out
-// whoever is to fire, sleeps, and takes them again: all with `keep`, one less without.
-unsigned char vnEvent::sleepReleased(unsigned int milliseconds, unsigned char keep)
+// whoever is to fire, sleeps unless more than `fired` has been fired, and takes them again: all with `keep`,
+// one less without.
+unsigned char vnEvent::sleepReleased(unsigned int milliseconds, unsigned char keep, unsigned int fired)
 {
-    const unsigned int fired = m_fired.load(std::memory_order_relaxed);
     m_sleepers.fetch_add(1, std::memory_order_seq_cst);
     // A caller that claims to hold the mutex and does not has none to give back.
     const unsigned int held = releaseAll();

@@ -5,7 +5,8 @@
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnThread.h>
 
-/// A thread that sleeps on one event, for `vnEvent::wait` on several.
+/// A thread that sleeps on one event, for `vnEvent::wait` on several. What is fired from its construction on
+/// wakes it, also before it sleeps.
 class vnEventWaiter : public vnThread, public vnReference
 {
 public:
@@ -24,6 +25,7 @@ public:
 
 private:
     vnRefPointer<vnEvent> m_event;
+    unsigned int m_fired; // what the event had fired at the start
     unsigned int m_timeoutMilliseconds;
     std::atomic<unsigned char> m_result{0};
     std::atomic<unsigned int>& m_woken;
