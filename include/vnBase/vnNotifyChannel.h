@@ -218,6 +218,9 @@ public:
         return entry ? entry->count : 0;
     }
 
+    /// Whether the slave is being destroyed. Needs no lock.
+    bool isClosing() const noexcept { return m_closing; }
+
     void tell(Master* master, Slave* slave, vnNotifyState state)
     {
         vnBodyGuard guard(m_lock);
@@ -276,7 +279,7 @@ private:
 
     vnMutex m_lock;
     Receiver* m_receiver; // null once the slave is gone
-    bool m_closing = false;
+    std::atomic<bool> m_closing{false};
     vnDynamicArray<Entry> m_entries{4};
 };
 
@@ -520,7 +523,8 @@ private:
         try
         {
             vnBodyGuard guard(m_subscriberLock);
-            if (m_closed)
+            // A slave whose destructor was here meanwhile would never be taken out again.
+            if (m_closed || member->isClosing())
             {
                 member->forget(this);
                 return;
