@@ -361,8 +361,6 @@ public:
         }
         catch (...)
         {
-            // A status call threw: the slave dies all the same, and nothing may point to it.
-            abandon(member);
             member->forget(this, true);
             throw;
         }
@@ -680,6 +678,25 @@ private:
         vnBodyGuard guard(m_subscriberLock);
         // A master that ended the subscription meanwhile may be half destroyed, and is told no more.
         const bool isKnown = member->getCount(this) > 0;
+        std::exception_ptr error;
+        try
+        {
+            applyWithout(member);
+        }
+        catch (...)
+        {
+            // A status call threw: the slave dies all the same, and nothing may point to it.
+            error = std::current_exception();
+            abandon(member);
+        }
+        if (isKnown)
+            tellMaster(slave, VN_NOTIFY_DESTROYED);
+        if (error)
+            std::rethrow_exception(error);
+    }
+
+    void applyWithout(Membership* member)
+    {
         const unsigned int limit = m_sequence;
         applyRemoves(limit);
         removeSlave(member, limit);
@@ -691,8 +708,6 @@ private:
         {
             // The subscriptions of others stay pending until the next pass.
         }
-        if (isKnown)
-            tellMaster(slave, VN_NOTIFY_DESTROYED);
     }
 
     // Takes the slave out without telling anybody. One that another thread is about to queue stays counted.

@@ -382,6 +382,10 @@ TEST(vnNotify, LeavesNoDestroyedSlaveBehindAfterAStatusCallThrew)
 {
     Sender first;
     Sender second;
+    unsigned int told = 0;
+    const auto count = [&](Listener*, vnNotifyState state) { told += state == VN_NOTIFY_DESTROYED; };
+    first.onStatus = count;
+    second.onStatus = count;
     const auto subscribeAndDie = [&]
     {
         Listener listener;
@@ -396,6 +400,7 @@ TEST(vnNotify, LeavesNoDestroyedSlaveBehindAfterAStatusCallThrew)
         listener.onStatus = [](vnNotifyState) { throw std::runtime_error("status"); };
     };
     EXPECT_THROW(subscribeAndDie(), std::runtime_error);
+    EXPECT_EQ(told, 2u);
     first.post(1, 1); // reaches nobody
     second.post(2, 2);
 }
