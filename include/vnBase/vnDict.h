@@ -593,14 +593,16 @@ private:
         };
         if (entry == m_last)
             m_last = nullptr;
-        if (--m_count == 0)
-        {
-            m_index.close();
-            m_wantsIndex = 0;
-        }
         V* const value = entry->m_value;
         if (entry->m_isWaiting)
             giveBack(std::exchange(entry, nullptr));
+        if (--m_count == 0)
+        {
+            if (m_waiting.first) // one whose insertion hook removes the last of the others
+                order();
+            m_index.close();
+            m_wantsIndex = 0;
+        }
         const GiveBack back{*this, entry};
         onRemoveItem(value);
     }

@@ -343,6 +343,17 @@ TEST(vnDict, AdmitsHooksThatRemoveFurtherEntries)
     EXPECT_TRUE(dict.isEmpty());
     dict.enter(5u, "y");
     EXPECT_STREQ(dict.find(5u), "y");
+
+    // The last of the others, while the new one waits.
+    fillOneBucket(dict, 40);
+    dict.removing = nullptr;
+    for (unsigned int i = 1; i < 40; ++i)
+        dict.remove(i);
+    dict.remove(5u);
+    dict.inserting = [&](const char*) { dict.remove(40u); };
+    dict.enter(100u, "z");
+    EXPECT_TRUE(dict.contains(100u));
+    EXPECT_EQ(keysOf(dict), std::vector<unsigned int>{100});
 }
 
 TEST(vnDict, AdmitsHooksThatWalk)
