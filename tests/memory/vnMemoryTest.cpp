@@ -444,6 +444,18 @@ TEST(vnMemoryControl, ForgetsTheStateOfAThreadThatHasEnded)
             })
             .join();
     EXPECT_EQ(vnMemoryControl::getState(thread), 1u);
+    for (const bool changes : {true, false}) // a state that another thread has set
+    {
+        std::thread(
+            [&thread, changes]
+            {
+                thread = vnCurrentThreadID();
+                std::thread([thread] { vnMemoryControl::updateState(5, thread); }).join();
+                EXPECT_EQ(changes ? vnMemoryControl::updateState(6, 0) : vnMemoryControl::getState(0), 5u);
+            })
+            .join();
+        EXPECT_EQ(vnMemoryControl::getState(thread), 1u) << changes;
+    }
     vnMemoryControl::updateState(7, 0x50000000);
     vnMemoryControl::updateState(8, 0x50000001);
     EXPECT_EQ(vnMemoryControl::getState(0x50000000), 7u);

@@ -391,8 +391,13 @@ unsigned int vnMemoryControl::getState(unsigned int thread)
     if (!tableLock.isValidMemory())
         return firstState;
     vnBodyGuard guard(stateLock.value);
-    const ThreadStateOf* entry = findState(threadOrSelf(thread));
-    return entry ? entry->state : firstState;
+    thread = threadOrSelf(thread);
+    const ThreadStateOf* entry = findState(thread);
+    if (!entry)
+        return firstState;
+    if (thread == vnCurrentThreadID()) // another thread may have set it
+        forgetOwnStateAtEnd();
+    return entry->state;
 }
 
 void vnForgetMemoryState(unsigned int thread) noexcept
@@ -410,11 +415,9 @@ unsigned int vnMemoryControl::updateState(unsigned int state, unsigned int threa
     vnBodyGuard guard(stateLock.value);
     ThreadStateOf* entry = findState(thread);
     if (!entry)
-    {
         entry = &addState(thread);
-        if (thread == vnCurrentThreadID())
-            forgetOwnStateAtEnd();
-    }
+    if (thread == vnCurrentThreadID())
+        forgetOwnStateAtEnd();
     const unsigned int old = entry->state;
     entry->state = state ? state : old + 1;
     return old;
