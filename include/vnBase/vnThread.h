@@ -75,7 +75,8 @@ public:
     virtual unsigned char run(unsigned char wait);
 
     /// Runs the thread body on the calling thread and returns 1 when it has ended; 0 when it runs already.
-    /// One that is being killed is waited for as in `run()`.
+    /// One that is being killed is waited for as in `run()`. `vnExecuteProgram()` with the object does the
+    /// same.
     virtual unsigned char chain();
 
     /// The work. By default it waits to be stopped. A `vnBaseError`, or exhausted memory, that escapes it is

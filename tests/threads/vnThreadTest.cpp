@@ -118,6 +118,26 @@ TEST(vnThread, ChainsOnTheCallingThread)
     EXPECT_EQ(running.chain(), 0);
 }
 
+TEST(vnThread, IsChainedWhenItIsExecutedAsAProgram)
+{
+    ASSERT_TRUE(othersHaveEnded());
+    unsigned int busy = 0;
+    Worker inner([&](Worker&) { busy = vnThread::getWorkingThreads(); });
+    vnExecuteProgram(&inner);
+    EXPECT_EQ(busy, 1u);
+    EXPECT_EQ(inner.isRunning(0), 0);
+    Worker outer([&](Worker&) { vnExecuteProgram(&inner); });
+    outer.chain();
+    EXPECT_EQ(busy, 2u);
+    EXPECT_EQ(vnThread::getWorkingThreads(), 0u);
+
+    Worker running;
+    running.run(1);
+    EXPECT_TRUE(comesTrue([&] { return running.rounds == 1; }));
+    vnExecuteProgram(&running); // runs already
+    EXPECT_EQ(running.rounds, 1u);
+}
+
 TEST(vnThread, StopsItselfWithoutWaitingForItself)
 {
     Worker worker([](Worker& self) { self.stop(1); });

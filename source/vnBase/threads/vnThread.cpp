@@ -87,12 +87,12 @@ struct vnThread::Run
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
-    static bool isWithin(const vnThread* thread) noexcept
+    static Run* find(const vnThread* thread) noexcept
     {
-        for (const Run* run = s_innermost; run; run = run->outer)
-            if (run->object == thread)
-                return true;
-        return false;
+        Run* run = s_innermost;
+        while (run && run->object != thread)
+            run = run->outer;
+        return run;
     }
 
     static void forget(const vnThread* thread) noexcept
@@ -111,7 +111,7 @@ struct vnThread::Body
     Run* run;
     unsigned int id;
 
-    explicit Body(unsigned int threadID) : run(Run::s_innermost), id(threadID)
+    Body(Run* own, unsigned int threadID) : run(own), id(threadID)
     {
         vnStartPerformanceThread();
         run->object->setWorking(true);
@@ -150,7 +150,7 @@ unsigned int vnThread::change(unsigned int set, unsigned int clear) noexcept
 
 bool vnThread::isOwnThread() const noexcept
 {
-    return Run::isWithin(this);
+    return Run::find(this) != nullptr;
 }
 
 bool vnThread::hasThreadEnded() const
@@ -368,6 +368,12 @@ bool vnThread::endRun(Run& run)
 
 void vnThread::onProgramExecution()
 {
+    Run* const run = Run::find(this);
+    if (!run) // executed as any other program, by a thread that has not begun a run
+    {
+        vnThread::chain();
+        return;
+    }
     const unsigned int id = vnCurrentThreadID();
     {
         vnBodyGuard guard(m_lock);
@@ -382,7 +388,7 @@ void vnThread::onProgramExecution()
         if (m_control && m_control->isCaller())
             applyPriority(id);
     }
-    const Body body(id);
+    const Body body(run, id);
     process();
 }
 
