@@ -34,7 +34,7 @@ public:
             *gone = true;
     }
 
-    void onInitialize() override { note('i'); }
+    void onInitialize() override { note(isEnabled() ? 'i' : '?'); }
     void onTerminate() override { note('t'); }
     void onTick() override
     {
@@ -104,6 +104,38 @@ TEST(vnThreadTicker, KeepsTheEarlierOfTwoTriggers)
     vnThreadPoolTicker::guiTick();
     EXPECT_EQ(ticker.ticks, 1u);
     EXPECT_EQ(ticker.triggerTick(2000), 1); // none is pending any more
+    ticker.disableThreadTicker();
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.triggerTick(3000), 0);
+    EXPECT_EQ(ticker.isEnabled(), 0); // a refused one enables nothing
+    EXPECT_EQ(ticker.triggerTick(1000), 1);
+    EXPECT_EQ(ticker.isEnabled(), 1);
+}
+
+TEST(vnThreadTicker, CountsTheDelayOfATriggerFromTheCall)
+{
+    std::thread other;
+    Ticker ticker(0,
+                  [&other](Ticker& self)
+                  {
+                      if (self.ticks > 1)
+                          return;
+                      std::atomic<bool> calls{false};
+                      other = std::thread(
+                          [&]
+                          {
+                              calls = true;
+                              self.triggerTick(0.05); // waits for the end of this tick
+                          });
+                      while (!calls)
+                          std::this_thread::yield();
+                      spinFor(0.4);
+                  });
+    ticker.triggerTick(0);
+    vnThreadPoolTicker::guiTick();
+    other.join();
+    vnThreadPoolTicker::guiTick();
+    EXPECT_EQ(ticker.ticks, 2u);
 }
 
 TEST(vnThreadTicker, CatchesUpOrDropsMissedTicks)
@@ -233,6 +265,29 @@ TEST(vnThreadTicker, MayBeDestroyedInItsOwnTick)
     victim->triggerTick(0);
     vnThreadPoolTicker::guiTick();
     EXPECT_EQ(victim, nullptr);
+    // And at its end, while whoever has disabled it still waits for that.
+    struct Leaver : vnThreadTicker
+    {
+        explicit Leaver(std::atomic<unsigned int>& step)
+            : vnThreadTicker(77, VN_THREAD_PRIORITY_NORMAL), m_step(step)
+        {
+        }
+        void onInitialize() override { m_step = 1; }
+        void onTerminate() override
+        {
+            std::atomic<unsigned int>& step = m_step;
+            delete this;
+            step = 2;
+        }
+
+        std::atomic<unsigned int>& m_step;
+    };
+    std::atomic<unsigned int> step{0};
+    vnThreadTicker* leaver = new Leaver(step);
+    leaver->enableThreadTicker();
+    EXPECT_TRUE(comesTrue([&] { return step == 1; }));
+    leaver->disableThreadTicker();
+    EXPECT_TRUE(comesTrue([&] { return step == 2; }));
 }
 
 TEST(vnThreadTicker, IsOutOfReachOnceDestroyed)

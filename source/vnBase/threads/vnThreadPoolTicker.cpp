@@ -235,6 +235,7 @@ void vnThreadPoolTicker::leave()
     m_isServed = false;
 }
 
+// Enables the ticker; answers 0 when it has yet to leave. When there is no memory nothing has changed.
 bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
 {
     vnBodyGuard guard(m_event);
@@ -245,6 +246,7 @@ bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
         m_waiting.append(ticker);
         ticker->m_isWaiting = true;
     }
+    ticker->m_enabled.store(1, std::memory_order_release); // before it is initialised
     wake();
     return true;
 }
@@ -271,7 +273,8 @@ void vnThreadPoolTicker::awaitLeaving(vnThreadTicker* ticker)
     // its end.
     if (m_poolID == 0 || (m_called && m_callingThread == vnCurrentThreadID()))
         return;
-    while (ticker->m_isLeaving && vnTime::systemSeconds() < end)
+    // The ticker itself may be gone, destroyed by its own onTerminate().
+    while ((findLeaving(ticker) || m_called == ticker) && vnTime::systemSeconds() < end)
         m_event.waitAndLock(removeMilliseconds, 1);
 }
 
@@ -471,8 +474,8 @@ vnThreadTicker* vnThreadPoolTicker::nextDue(unsigned int& index, double now, uns
         // One that is busy is passed over: a ticker never blocks the pool.
         if (!ticker || ticker->m_isLeaving || !ticker->m_tickMutex.tryLock())
             continue;
-        const double interval = ticker->m_interval.load(std::memory_order_relaxed);
-        const double next = ticker->m_nextTick.load(std::memory_order_relaxed);
+        const double interval = ticker->m_interval.load(std::memory_order_acquire);
+        double next = ticker->m_nextTick.load(std::memory_order_relaxed);
         const double trigger = ticker->m_trigger.load(std::memory_order_relaxed);
         if (interval != 0)
             minSleep = std::max(minSleep, ticker->getMinPoolSleepTicks());
@@ -480,8 +483,10 @@ vnThreadTicker* vnThreadPoolTicker::nextDue(unsigned int& index, double now, uns
         if (isTime)
         {
             // Before the tick and not after it: what the ticker sets there counts, and it may be gone then.
+            // What another thread sets just now counts, too.
             const bool catchesUp = ticker->m_policy.load(std::memory_order_relaxed) == VN_TICK_CATCH_UP;
-            ticker->m_nextTick.store((catchesUp ? next : now) + interval, std::memory_order_relaxed);
+            ticker->m_nextTick.compare_exchange_strong(next, (catchesUp ? next : now) + interval,
+                                                       std::memory_order_relaxed);
         }
         if (isTime || (trigger != 0 && trigger <= now))
         {

@@ -27,7 +27,6 @@ void vnThreadTicker::enableThreadTicker()
         vnBodyGuard guard(m_stateMutex);
         if (isEnabled() || !m_pool->add(this))
             return;
-        m_enabled.store(1, std::memory_order_release);
     }
     try
     {
@@ -73,16 +72,16 @@ void vnThreadTicker::setTickInterval(double seconds)
 {
     const double interval = seconds > 0 ? seconds : 0.0;
     m_nextTick.store(vnTime::systemSeconds() + interval, std::memory_order_relaxed);
-    m_interval.store(interval, std::memory_order_relaxed);
-    m_pool->wake(); // it computes its sleep anew
+    m_interval.store(interval, std::memory_order_release); // whoever sees it sees the next tick, too
+    m_pool->wake();                                        // it computes its sleep anew
 }
 
 unsigned char vnThreadTicker::triggerTick(double delay)
 {
     vnThreadPoolTicker* pool = m_pool;
+    const double time = vnTime::systemSeconds() + delay; // also when a tick is under way
     {
         vnBodyGuard guard(m_tickMutex);
-        const double time = vnTime::systemSeconds() + delay;
         const double pending = m_trigger.load(std::memory_order_relaxed);
         if (pending != 0 && time > pending)
             return 0;
