@@ -21,38 +21,43 @@ void vnThreadTicker::onTerminate() {}
 
 void vnThreadTicker::onTick() {}
 
+// Pools outlast their tickers. One that is in its pool may be destroyed by its own operation at any time, so
+// that the functions below leave it alone from there on.
+
 void vnThreadTicker::enableThreadTicker()
 {
+    vnThreadPoolTicker* pool = m_pool;
     {
         vnBodyGuard guard(m_stateMutex);
-        if (isEnabled() || !m_pool->add(this))
+        if (isEnabled() || !pool->add(this))
             return;
     }
     try
     {
-        m_pool->serve();
+        pool->serve();
     }
     catch (...)
     {
-        m_enabled.store(0, std::memory_order_release); // so that another attempt starts the pool
+        // There is no thread that could have destroyed it. Another attempt starts the pool.
+        m_enabled.store(0, std::memory_order_release);
         throw;
     }
 }
 
 void vnThreadTicker::disableThreadTicker()
 {
+    vnThreadPoolTicker* pool = m_pool;
     bool leaves = false;
     {
         vnBodyGuard guard(m_stateMutex);
-        leaves = m_pool->remove(this);
+        leaves = pool->remove(this);
     }
     if (leaves)
-        m_pool->awaitLeaving(this);
+        pool->awaitLeaving(this);
 }
 
 void vnThreadTicker::deleteThreadTicker()
 {
-    // Pools outlast their tickers; this one may be gone at once.
     m_pool->removeAndDestroy(this);
 }
 
@@ -80,14 +85,16 @@ unsigned char vnThreadTicker::triggerTick(double delay)
 {
     vnThreadPoolTicker* pool = m_pool;
     const double time = vnTime::systemSeconds() + delay; // also when a tick is under way
+    bool isInPool = false;
     {
         vnBodyGuard guard(m_tickMutex);
         const double pending = m_trigger.load(std::memory_order_relaxed);
         if (pending != 0 && time > pending)
             return 0;
         m_trigger.store(time, std::memory_order_relaxed);
+        isInPool = isEnabled(); // while it can not tick
     }
-    if (!isEnabled())
+    if (!isInPool)
         enableThreadTicker();
     pool->wake();
     pool->serve();
