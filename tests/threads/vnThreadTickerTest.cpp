@@ -411,6 +411,36 @@ TEST(vnThreadTicker, TicksAgainAfterAllPoolsWereClosed)
     EXPECT_EQ(ticker.calls(), "iti");
 }
 
+TEST(vnThreadTicker, LeavesAlsoWhileItsPoolIsClosed)
+{
+    struct First : vnThreadTicker
+    {
+        explicit First(vnThreadTicker& neighbour)
+            : vnThreadTicker(87, VN_THREAD_PRIORITY_NORMAL), m_neighbour(neighbour)
+        {
+        }
+        ~First() noexcept(false) override { detachThreadTicker(); }
+        void onTick() override { m_hasTicked = true; }
+        void onTerminate() override { m_neighbour.disableThreadTicker(); }
+
+        vnThreadTicker& m_neighbour;
+        std::atomic<bool> m_hasTicked{false};
+    };
+    Ticker ticker(87);
+    First first(ticker);
+    first.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return first.m_hasTicked.load(); }));
+    ticker.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 1; }));
+    vnThreadPoolTicker::closeAll();
+    EXPECT_EQ(ticker.calls(), "it");
+    ticker.enableThreadTicker();
+    EXPECT_EQ(ticker.isEnabled(), 1);
+    ticker.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 2; }));
+    EXPECT_EQ(ticker.calls(), "iti");
+}
+
 TEST(vnThreadTicker, SleepsAtLeastAsLongAsItsTickersWant)
 {
     double last = 0;

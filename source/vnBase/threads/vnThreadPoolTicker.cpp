@@ -222,7 +222,8 @@ void vnThreadPoolTicker::takeRoundOver()
 bool vnThreadPoolTicker::mayEnd()
 {
     vnBodyGuard guard(m_event);
-    if (!isStopping(0) && !(m_active.isEmpty() && m_waiting.isEmpty() && m_leaving.isEmpty()))
+    const bool isIdle = m_active.isEmpty() && m_waiting.isEmpty();
+    if (!m_leaving.isEmpty() || !(isIdle || isStopping(0)))
         return false;
     leave();
     return true;
@@ -544,7 +545,8 @@ void vnThreadPoolTicker::finishLeaving(const Call& call, const vnRemovedSubscrib
     ticker->m_isLeaving = findLeaving(ticker) != nullptr;
 }
 
-// At the end of a thread that was stopped. The tickers wait, and are initialised again by the next one.
+// At the end of a thread that was stopped. The tickers wait, and are initialised again by the next one; those
+// that are to leave do so before the thread ends.
 void vnThreadPoolTicker::terminateActive()
 {
     for (;;)
@@ -554,9 +556,12 @@ void vnThreadPoolTicker::terminateActive()
         {
             vnBodyGuard guard(m_event);
             compact();
-            if (m_active.isEmpty())
+            vnThreadTicker** end = m_active.data() + m_active.getSize();
+            vnThreadTicker** staying = std::find_if_not(
+                m_active.data(), end, [](const vnThreadTicker* active) { return active->m_isLeaving; });
+            if (staying == end)
                 return;
-            ticker = m_active.get(0);
+            ticker = *staying;
             m_waiting.append(ticker); // when there is no memory it stays active
             ticker->m_isWaiting = true;
             deactivate(ticker);
