@@ -172,7 +172,7 @@ private:
     bool mayEnd();
     void leave();
 
-    bool add(vnThreadTicker* ticker);
+    void add(vnThreadTicker* ticker);
     bool remove(vnThreadTicker* ticker);
     void awaitLeaving(vnThreadTicker* ticker);
     void removeAndDestroy(vnThreadTicker* ticker);

@@ -345,6 +345,26 @@ TEST(vnThreadTicker, TicksAgainAfterAnErrorHasEndedItsPool)
     }
 }
 
+TEST(vnThreadTicker, MayComeBackAfterAnErrorHasKeptItFromLeaving)
+{
+    Ticker ticker(88);
+    Ticker failing(88,
+                   [&](Ticker&)
+                   {
+                       ticker.disableThreadTicker();
+                       vnExceptionThrows::vnThrowFatal("a tick fails");
+                   });
+    ticker.enableThreadTicker();
+    failing.triggerTick(0);
+    EXPECT_TRUE(comesTrue([&] { return failing.ticks == 1 && !ticker.isEnabled(); }));
+    const auto comesBack = [&]
+    {
+        ticker.enableThreadTicker(); // refused until it has left
+        return ticker.isEnabled() != 0;
+    };
+    EXPECT_TRUE(comesTrue(comesBack));
+}
+
 TEST(vnThreadTicker, LeavesAlsoWhenItsTerminationThrows)
 {
     struct Rude : vnThreadTicker

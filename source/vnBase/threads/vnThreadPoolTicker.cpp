@@ -236,12 +236,12 @@ void vnThreadPoolTicker::leave()
     m_isServed = false;
 }
 
-// Enables the ticker; answers 0 when it has yet to leave. When there is no memory nothing has changed.
-bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
+// Enables the ticker, unless it has yet to leave. When there is no memory nothing has changed.
+void vnThreadPoolTicker::add(vnThreadTicker* ticker)
 {
     vnBodyGuard guard(m_event);
     if (ticker->m_isLeaving)
-        return false;
+        return;
     if (!ticker->m_isWaiting && !ticker->m_isActive)
     {
         m_waiting.append(ticker);
@@ -249,7 +249,6 @@ bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
     }
     ticker->m_enabled.store(1, std::memory_order_release); // before it is initialised
     wake();
-    return true;
 }
 
 // Disables the ticker; answers whether the pool has yet to let it go. When there is no memory nothing has

@@ -29,11 +29,13 @@ void vnThreadTicker::enableThreadTicker()
     vnThreadPoolTicker* pool = m_pool;
     {
         vnBodyGuard guard(m_stateMutex);
-        if (isEnabled() || !pool->add(this))
+        if (isEnabled())
             return;
+        pool->add(this);
     }
     try
     {
+        // Also when it was refused: an error may have ended the thread that was to let it go.
         pool->serve();
     }
     catch (...)
