@@ -162,17 +162,26 @@ TEST(vnThread, DeletesItselfWithAutoDelete)
         ~Own() noexcept(false) override
         {
             stop(1);
+            vnThread::vnDelayFunction(10, nullptr); // whoever stops it waits for all of this
             gone = true;
         }
-        void process() override {}
+        void process() override
+        {
+            while (!isStopping(0))
+                std::this_thread::yield();
+        }
 
         std::atomic<bool>& gone;
     };
-    std::atomic<bool> gone{false};
-    Own* own = new Own(gone);
-    own->setAutoDelete(1);
-    own->run(0);
-    EXPECT_TRUE(comesTrue([&] { return gone.load(); }));
+    for (const unsigned char waits : {0, 1})
+    {
+        std::atomic<bool> gone{false};
+        Own* own = new Own(gone);
+        own->setAutoDelete(1);
+        own->run(1);
+        own->stop(waits);
+        EXPECT_TRUE(waits ? gone.load() : comesTrue([&] { return gone.load(); }));
+    }
 }
 
 TEST(vnThread, MayBeDestroyedByItsOwnWork)

@@ -25,6 +25,7 @@ unsigned char s_usePriorities = 0; // stored for callers that set it, read by no
 
 constexpr unsigned int startMilliseconds = 1000;
 constexpr unsigned int pollMilliseconds = 1;
+constexpr unsigned int endlessMilliseconds = 0xFFFFFFFFu;
 
 // How long the end of a thread is put off: for locks that it holds, and for the allocator alone. Without the
 // message lock and the output all comes later.
@@ -230,15 +231,12 @@ void vnThread::closeEnded(vnThreadControl* control)
 
 void vnThread::stop(unsigned char wait)
 {
-    {
-        vnBodyGuard guard(m_lock);
-        change(VN_STOPPING, VN_RUN_AGAIN);
-    }
     watch();
     const bool waits = wait && !isOwnThread();
     while (isValidMemory())
     {
         bool isLive = false;
+        bool awaitsDeletion = false;
         vnThreadControl* control = nullptr;
         {
             vnBodyGuard guard(m_lock);
@@ -249,14 +247,18 @@ void vnThread::stop(unsigned char wait)
             isLive = has(VN_RUNNING) || has(VN_INSIDE);
             if (waits)
                 control = useControl();
+            // Such an object may be gone as soon as the lock is given back.
+            awaitsDeletion = control && has(VN_AUTO_DELETE);
         }
-        if (waits && isLive)
+        if (awaitsDeletion)
+            control->waitForEnd(endlessMilliseconds);
+        else if (waits && isLive)
             pause(control);
         else if (control)
             closeEnded(control);
         if (control)
             control->letGo();
-        if (!isLive || !waits)
+        if (!isLive || !waits || awaitsDeletion)
             return;
     }
 }
