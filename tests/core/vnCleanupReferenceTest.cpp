@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnCleanupReference.h>
 
-#include <gtest/gtest.h>
+#include "vnTestManager.h"
+#include "vnTextHelpers.h"
 
-#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -12,50 +13,35 @@
 
 namespace
 {
-// Writes its name when it dies.
+// Writes its name when it dies, and does what the test wants then.
 class Mourned : public vnReference
 {
 public:
-    Mourned(std::string& log, const char* name) : m_log(log), m_name(name) {}
-    ~Mourned() noexcept(false) override { m_log += m_name; }
-    unsigned char releaseRefs() override { return m_releases; }
-    void setReleases(unsigned char releases) { m_releases = releases; }
+    Mourned(
+        std::string& log, const char* name, std::function<void()> end = [] {})
+        : m_log(log), m_name(name), m_end(std::move(end))
+    {
+    }
+    ~Mourned() noexcept(false) override
+    {
+        owned = nullptr;
+        m_log += m_name;
+        m_end();
+    }
+    unsigned char releaseRefs() override { return releases; }
+
+    unsigned char releases = 1;
+    std::unique_ptr<vnCleanupReference> owned;
 
 private:
     std::string& m_log;
     const char* m_name;
-    unsigned char m_releases = 1;
+    std::function<void()> m_end;
 };
 
-class Owner : public Mourned
-{
-public:
-    using Mourned::Mourned;
-    std::unique_ptr<vnCleanupReference> owned;
-};
-
-class Thrower : public vnReference
-{
-public:
-    ~Thrower() noexcept(false) override { throw 1; }
-};
-
-// Fails on request.
-class Manager : public vnMemoryManagerInterface
-{
-public:
-    Manager() { vnMemoryControl::setMemoryManager(this); }
-    ~Manager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override { return isExhausted ? nullptr : std::malloc(size); }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
-
-    bool isExhausted = false;
-};
 // In a process of its own, since the library lets go of its tables and pools too, for good.
 #define EXPECT_AFTER_CLEANING_ALL(condition)                                                                 \
-    EXPECT_EXIT((vnCleanupReference::cleanUpReferences(-1), std::_Exit((condition) ? 0 : 1)),                \
-                testing::ExitedWithCode(0), "")
+    EXPECT_IN_A_PROCESS((vnCleanupReference::cleanUpReferences(-1), condition))
 } // namespace
 
 TEST(vnCleanupReference, LetsGoByPriorityTheNewestFirst)
@@ -79,45 +65,38 @@ TEST(vnCleanupReference, KeepsWhatDeclines)
 {
     std::string log;
     Mourned* object = new Mourned(log, "x");
-    object->setReleases(0);
+    object->releases = 0;
     vnCleanupReference entry(object, 710);
     vnCleanupReference::cleanUpReferences(710);
     EXPECT_EQ(entry.get(), object);
-    object->setReleases(1);
+    object->releases = 1;
     vnCleanupReference::cleanUpReferences(710);
     EXPECT_EQ(log, "x") << "the entry stayed for a later pass";
 }
 
-TEST(vnCleanupReference, EntersAnewWhenAssigned)
+TEST(vnCleanupReference, EntersAnewWhenAssignedAlsoWhenTheOldObjectThrows)
 {
     std::string log;
     vnCleanupReference a(new Mourned(log, "1"), 720);
     vnCleanupReference b(new Mourned(log, "b"), 720);
-    a = new Mourned(log, "a"); // the newest of its priority now
+    a = new Mourned(log, "2", [] { throw 1; }); // the newest of its priority now
     EXPECT_EQ(log, "1");
+    EXPECT_THROW(vnCleanupReference::cleanUpReferences(720), int);
+    EXPECT_EQ(log, "12b");
+    log.clear();
+    vnCleanupReference c(new Mourned(log, "3", [] { throw 1; }), 720);
+    b = new Mourned(log, "b");
+    EXPECT_THROW(c = new Mourned(log, "c"), int);
     vnCleanupReference::cleanUpReferences(720);
-    EXPECT_EQ(log, "1ab");
+    EXPECT_EQ(log, "3cb");
 }
 
 TEST(vnCleanupReference, IsNewerThanWhatTheEndOfTheOldObjectEntered)
 {
-    // Leaves an entry of the same priority when it dies.
-    class Heir : public vnReference
-    {
-    public:
-        Heir(std::string& log, std::unique_ptr<vnCleanupReference>& left) : m_log(log), m_left(left) {}
-        ~Heir() noexcept(false) override
-        {
-            m_left = std::make_unique<vnCleanupReference>(new Mourned(m_log, "h"), 722);
-        }
-
-    private:
-        std::string& m_log;
-        std::unique_ptr<vnCleanupReference>& m_left;
-    };
     std::string log;
     std::unique_ptr<vnCleanupReference> left;
-    vnCleanupReference a(new Heir(log, left), 722);
+    const auto leave = [&] { left = std::make_unique<vnCleanupReference>(new Mourned(log, "h"), 722); };
+    vnCleanupReference a(new Mourned(log, "", leave), 722);
     a = new Mourned(log, "a");
     vnCleanupReference::cleanUpReferences(722);
     EXPECT_EQ(log, "ah");
@@ -126,7 +105,7 @@ TEST(vnCleanupReference, IsNewerThanWhatTheEndOfTheOldObjectEntered)
 TEST(vnCleanupReference, MayBeDestroyedByTheObjectThatItLetsGo)
 {
     std::string log;
-    Owner* circle = new Owner(log, "c");
+    Mourned* circle = new Mourned(log, "c");
     circle->owned = std::make_unique<vnCleanupReference>(circle, 723);
     *circle->owned = new Mourned(log, "m");
     EXPECT_EQ(log, "cm");
@@ -136,19 +115,9 @@ TEST(vnCleanupReference, MayBeDestroyedByTheObjectThatItLetsGo)
 
 TEST(vnCleanupReference, KeepsForALaterPassWhatTheEndOfItsObjectPutThere)
 {
-    class Succeeded : public vnReference
-    {
-    public:
-        Succeeded(std::string& log, vnCleanupReference& entry) : m_log(log), m_entry(entry) {}
-        ~Succeeded() noexcept(false) override { m_entry = new Mourned(m_log, "s"); }
-
-    private:
-        std::string& m_log;
-        vnCleanupReference& m_entry;
-    };
     std::string log;
     vnCleanupReference entry(nullptr, 726);
-    entry = new Succeeded(log, entry);
+    entry = new Mourned(log, "", [&] { entry = new Mourned(log, "s"); });
     vnCleanupReference::cleanUpReferences(726);
     EXPECT_EQ(log, "");
     vnCleanupReference::cleanUpReferences(726);
@@ -160,50 +129,30 @@ TEST(vnCleanupReference, GoesOnWhenAnObjectThrows)
 {
     std::string log;
     vnCleanupReference a(new Mourned(log, "a"), 724);
-    vnCleanupReference thrower(new Thrower, 724);
+    vnCleanupReference thrower(new Mourned(log, "t", [] { throw 1; }), 724);
     vnCleanupReference b(new Mourned(log, "b"), 724);
     EXPECT_THROW(vnCleanupReference::cleanUpReferences(724), int);
-    EXPECT_EQ(log, "ba");
+    EXPECT_EQ(log, "bta");
     EXPECT_EQ(thrower.get(), nullptr);
-}
-
-TEST(vnCleanupReference, EntersAnewAlsoWhenTheOldObjectThrows)
-{
-    std::string log;
-    vnCleanupReference a(new Thrower, 725);
-    vnCleanupReference b(new Mourned(log, "b"), 725);
-    EXPECT_THROW(a = new Mourned(log, "a"), int);
-    vnCleanupReference::cleanUpReferences(725);
-    EXPECT_EQ(log, "ab");
 }
 
 TEST(vnCleanupReference, LetsGoOfAnObjectThatFindsNoPlace)
 {
     std::string log;
-    Manager manager;
     std::vector<std::unique_ptr<vnCleanupReference>> entries;
-    bool hasFailed = false;
+    for (int i = 0; i < 1000; ++i) // the list may have spare places at first
+        entries.push_back(std::make_unique<vnCleanupReference>(new vnReference, 727));
+    vnCleanupReference refused(nullptr, 727);
+    Mourned* object = new Mourned(log, "x");
     testing::internal::CaptureStderr();
-    // The list may have spare places at first.
-    while (!hasFailed && entries.size() < 10000)
     {
-        entries.push_back(std::make_unique<vnCleanupReference>(nullptr, 727));
-        Mourned* object = new Mourned(log, "x");
-        manager.isExhausted = true;
-        try
-        {
-            *entries.back() = object;
-        }
-        catch (const std::bad_alloc&)
-        {
-            hasFailed = true;
-        }
-        manager.isExhausted = false;
+        TestManager manager;
+        manager.most = 0;
+        EXPECT_THROW(refused = object, std::bad_alloc);
     }
     testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(hasFailed);
     EXPECT_EQ(log, "x");
-    EXPECT_EQ(entries.back()->get(), nullptr);
+    EXPECT_EQ(refused.get(), nullptr);
 }
 
 TEST(vnCleanupReference, LeavesNoEntryBehind)
@@ -221,10 +170,10 @@ TEST(vnCleanupReference, LeavesNoEntryBehind)
 TEST(vnCleanupReference, AdmitsDestructorsThatUseTheList)
 {
     std::string log;
-    Owner* owner = new Owner(log, "o");
+    Mourned* owner = new Mourned(log, "o");
     vnCleanupReference entry(owner, 741);
     owner->owned = std::make_unique<vnCleanupReference>(new Mourned(log, "w"), 742);
-    Owner* circle = new Owner(log, "c");
+    Mourned* circle = new Mourned(log, "c");
     circle->owned = std::make_unique<vnCleanupReference>(circle, 743); // held by itself alone
     // Each died once, though some entries went with their owners.
     EXPECT_AFTER_CLEANING_ALL(log == "woc");

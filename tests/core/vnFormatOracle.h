@@ -7,9 +7,10 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
-/// The format language walked one character and one state at a time, as slow and plain as its definition:
-/// what the engine is compared with. Warnings are counted, not posted.
+/// The format language read one character at a time, as slow and plain as its definition: what the engine is
+/// compared with. Warnings are counted, not posted.
 class vnFormatOracle
 {
 public:
@@ -19,7 +20,14 @@ public:
         const vnString text(format.data(), static_cast<unsigned short>(format.size()));
         m_format = charactersOf(text);
         m_ascii = text.isAsciiString();
-        run();
+        while (m_at < m_format.size())
+        {
+            const char32_t character = m_format[m_at++];
+            if (character != '%' || take(U"%"))
+                m_result += character;
+            else
+                runDirective();
+        }
     }
 
     unsigned int warnings() const { return m_warnings; }
@@ -57,138 +65,72 @@ private:
 
     vnArgument at(unsigned int index) const { return index < m_count ? m_arguments[index] : vnArgument(); }
 
-    void run()
+    bool isAt(std::u32string_view any) const
     {
-        unsigned int state = 0;
-        unsigned long long n = 0;
-        for (std::size_t i = 0; i < m_format.size();)
+        return m_at < m_format.size() && any.find(m_format[m_at]) != any.npos;
+    }
+
+    bool take(std::u32string_view any)
+    {
+        const bool isTaken = isAt(any);
+        m_at += isTaken;
+        return isTaken;
+    }
+
+    bool hasFlag(char32_t flag) const { return m_flags.find(flag) != m_flags.npos; }
+
+    // The next argument for "*", or the digits that follow.
+    long long takeNumber()
+    {
+        if (take(U"*"))
+            return at(m_counter++).getInt64();
+        unsigned long long number = 0;
+        while (take(U"0123456789"))
+            number = 10 * number + (m_format[m_at - 1] - '0');
+        return static_cast<long long>(number);
+    }
+
+    // What the format ends within is not converted.
+    void runDirective()
+    {
+        int index = -1;
+        bool hasWidth = false;
+        m_flags.clear();
+        m_precision = -1;
+        m_size = 8;
+        if (isAt(U"*123456789"))
         {
-            const char32_t c = m_format[i];
-            const bool digit = c >= '0' && c <= '9';
-            const auto to = [&](unsigned int next, bool consume)
-            {
-                state = next;
-                i += consume;
-            };
-            switch (state)
-            {
-            case 0:
-                if (c != '%')
-                    m_result += c;
-                else
-                {
-                    m_index = m_precision = -1;
-                    m_width = 0;
-                    m_size = 8;
-                    m_left = m_zero = m_plus = m_space = m_hash = false;
-                }
-                to(c == '%' ? 1 : 0, true);
-                break;
-            case 1:
-                if (c == '%')
-                    m_result += c;
-                to(c == '%' ? 0 : 2, c == '%');
-                break;
-            case 2:
-                if (c == '*')
-                    m_star = at(m_counter++).getInt64();
-                n = 0;
-                to(c == '*' ? 3 : c >= '1' && c <= '9' ? 4 : 5, c == '*');
-                break;
-            case 3:
-                if (c == '$' && m_star >= 1 && m_star <= 16)
-                    m_index = static_cast<int>(m_star) - 1;
-                if (c != '$')
-                    m_width = static_cast<unsigned int>(m_star) % 65536;
-                to(c == '$' ? 5 : 6, c == '$');
-                break;
-            case 4:
-                if (digit)
-                {
-                    n = 10 * n + (c - '0');
-                    to(4, true);
-                    break;
-                }
-                if (c == '$' && n >= 1 && n <= 16)
-                    m_index = static_cast<int>(n) - 1;
-                else if (c == '$')
-                    ++m_warnings;
-                else
-                    m_width = n % 65536;
-                to(c == '$' ? 5 : 6, c == '$');
-                break;
-            case 5:
-                if (c == '-')
-                    m_left = true, m_zero = false;
-                else if (c == '+')
-                    m_plus = true, m_space = false;
-                else if (c == '0')
-                    m_zero = !m_left;
-                else if (c == ' ')
-                    m_space = !m_plus;
-                else if (c == '#')
-                    m_hash = true;
-                else
-                {
-                    to(7, false);
-                    break;
-                }
-                to(5, true);
-                break;
-            case 7:
-                if (c == '*')
-                    m_width = static_cast<unsigned int>(at(m_counter++).getInt64()) % 65536;
-                n = 0;
-                to(c == '*' ? 6 : 8, c == '*');
-                break;
-            case 8:
-                if (digit)
-                    n = 10 * n + (c - '0');
-                else
-                    m_width = n % 65536;
-                to(digit ? 8 : 6, digit);
-                break;
-            case 6:
-                to(c == '.' ? 9 : 11, c == '.');
-                break;
-            case 9:
-                if (c == '*')
-                    setPrecision(at(m_counter++).getInt64());
-                n = 0;
-                to(c == '*' ? 11 : 10, c == '*');
-                break;
-            case 10:
-                if (digit)
-                    n = 10 * n + (c - '0');
-                else
-                    setPrecision(static_cast<long long>(n));
-                to(digit ? 10 : 11, digit);
-                break;
-            case 11:
-                m_size = c == 'l' || c == 'L' ? 4 : c == 'h' || c == 'H' ? 2 : 8;
-                to(m_size == 4 ? 12 : 13, m_size != 8);
-                break;
-            case 12:
-                if (c == 'l' || c == 'L')
-                    m_size = 8;
-                to(13, m_size == 8);
-                break;
-            default:
-                convert(c);
-                to(0, true);
-                break;
-            }
+            const bool isStar = isAt(U"*");
+            const long long number = takeNumber();
+            hasWidth = !take(U"$");
+            m_width = static_cast<unsigned int>(number) % 65536;
+            if (!hasWidth && number >= 1 && number <= 16)
+                index = static_cast<int>(number) - 1;
+            else if (!hasWidth && !isStar)
+                ++m_warnings;
         }
+        if (!hasWidth)
+        {
+            while (take(U"-+0 #"))
+                m_flags += m_format[m_at - 1];
+            m_width = static_cast<unsigned int>(takeNumber()) % 65536;
+        }
+        if (take(U"."))
+        {
+            const long long number = takeNumber();
+            m_precision = number < 0 || number % 65536 == 65535 ? -1 : static_cast<int>(number % 65536);
+        }
+        if (take(U"hH"))
+            m_size = 2;
+        else if (take(U"lL"))
+            m_size = take(U"lL") ? 8 : 4;
+        if (m_at < m_format.size())
+            convert(m_format[m_at++], index);
     }
 
-    void setPrecision(long long n)
+    void convert(char32_t letter, int index)
     {
-        m_precision = n < 0 || n % 65536 == 65535 ? -1 : static_cast<int>(n % 65536);
-    }
-
-    void convert(char32_t letter)
-    {
-        const vnArgument argument = at(m_index >= 0 ? static_cast<unsigned int>(m_index) : m_counter++);
+        const vnArgument argument = at(index >= 0 ? static_cast<unsigned int>(index) : m_counter++);
         if (m_precision == 0 && static_cast<double>(argument) == 0.0)
             return;
         std::u32string body;
@@ -199,11 +141,12 @@ private:
             body = stringBody(letter, argument);
         else if (letter == 'f' || letter == 'e' || letter == 'g')
             body = widened(realBody(static_cast<char>(letter), argument, negative));
-        else if (letter < 128 && std::string("duxXbBoO").find(static_cast<char>(letter)) != std::string::npos)
+        else if (std::u32string_view(U"duxXbBoO").find(letter) != std::u32string_view::npos)
             body = widened(integerBody(static_cast<char>(letter), argument, negative));
         else
             ++m_warnings;
-        pad(body, negative);
+        const bool isDecimal = letter == 'd' || letter == 'u';
+        pad(body, negative, hasFlag('#') && !isDecimal ? 2 : 0);
     }
 
     static std::u32string widened(const std::string& text)
@@ -263,23 +206,17 @@ private:
         std::string result = std::to_string(static_cast<unsigned long long>(value));
         double fraction = value - static_cast<double>(static_cast<unsigned long long>(value));
         const int decimals = 15 - static_cast<int>(result.size());
-        if (decimals <= 0)
-            return result;
         double tolerance = vnPow10(static_cast<short>(-decimals));
-        if (!(fraction > tolerance))
-            return result;
-        result += '.';
-        for (int i = 0; i < decimals; ++i)
+        for (int i = 0; i < decimals && fraction > tolerance; ++i)
         {
             const double before = tolerance;
             fraction *= 10;
             tolerance *= 10;
             int digit = static_cast<int>(fraction + before);
             digit = digit < 0 ? 0 : digit > 9 ? 9 : digit;
+            result += i == 0 ? "." : "";
             result += static_cast<char>('0' + digit);
             fraction -= digit;
-            if (!(fraction > tolerance))
-                break;
         }
         return result;
     }
@@ -321,108 +258,72 @@ private:
         return exponent.size() < fixed.size() ? exponent : fixed;
     }
 
-    std::string digits(unsigned long long value, unsigned char radix, bool upper) const
+    std::string digits(unsigned long long value, unsigned char radix, bool upper = false) const
     {
         std::string text;
-        do
-        {
-            const char digit = "0123456789abcdef"[value % radix];
-            text.insert(text.begin(), upper ? static_cast<char>(std::toupper(digit)) : digit);
-            value /= radix;
-        } while (value != 0);
-        while (static_cast<int>(text.size()) < m_precision)
-            text.insert(text.begin(), '0');
+        for (; value != 0 || text.empty() || static_cast<int>(text.size()) < m_precision; value /= radix)
+            text.insert(text.begin(), (upper ? "0123456789ABCDEF" : "0123456789abcdef")[value % radix]);
         return text;
     }
 
-    std::string integerBody(char letter, const vnArgument& argument, bool& negative)
+    std::string integerBody(char letter, const vnArgument& argument, bool& negative) const
     {
-        const bool isUnsigned =
-            m_size == 8 &&
-            (argument.isULongLong() || (!argument.isLongLong() && static_cast<double>(argument) > 0));
-        unsigned long long value = argument.getUInt64();
-        if (m_size != 8)
-            value = static_cast<unsigned long long>(vnArgument(static_cast<double>(argument)).getInt64());
+        const bool isUnsigned = m_size == 8 && argument.isULongLong();
+        // The smaller sizes go through the double.
+        const vnArgument source = m_size == 8 ? argument : vnArgument(static_cast<double>(argument));
+        unsigned long long bits = source.getUInt64();
         if (letter == 'd')
         {
-            m_hash = false;
-            if (m_size == 8 && !argument.isULongLong())
-                value = static_cast<unsigned long long>(argument.getInt64());
-            long long number = static_cast<long long>(value);
-            if (m_size != 8)
-                number = m_size == 4 ? static_cast<int>(value) : static_cast<short>(value);
+            if (!argument.isULongLong()) // ends where signed numbers do
+                bits = static_cast<unsigned long long>(source.getInt64());
+            const long long number = m_size == 8   ? static_cast<long long>(bits)
+                                     : m_size == 4 ? static_cast<int>(bits)
+                                                   : static_cast<short>(bits);
             negative = number < 0 && !isUnsigned;
-            return digits(negative      ? 0ull - static_cast<unsigned long long>(number)
-                          : m_size == 8 ? value
-                                        : static_cast<unsigned long long>(number),
-                          10, false);
+            bits = static_cast<unsigned long long>(number);
+            return digits(negative ? 0 - bits : bits, 10);
         }
-        const bool below = m_size == 8 && static_cast<long long>(value) < 0 && !isUnsigned;
+        const bool below = m_size == 8 && source.getInt64() < 0 && !isUnsigned;
         if (m_size != 8)
-            value &= m_size == 4 ? 0xFFFFFFFFull : 0xFFFFull;
+            bits &= m_size == 4 ? 0xFFFFFFFFull : 0xFFFFull;
         if (letter == 'u')
-        {
-            m_hash = false;
-            return digits(below ? 0ull - value : value, 10, false);
-        }
+            return digits(below ? 0 - bits : bits, 10);
+        const bool upper = letter == 'X';
         const char lower = static_cast<char>(std::tolower(letter));
         const unsigned char radix = lower == 'x' ? 16 : lower == 'o' ? 8 : 2;
-        if (!below)
-            return digits(value, radix, letter == 'X');
-        if (value < 0xF000000000000000ull)
-            return digits(value, radix, letter == 'X');
+        if (!below || bits < 0xF000000000000000ull)
+            return digits(bits, radix, upper);
         if (radix == 2)
-            return "1" + digits(value + 0x8000000000000000ull, radix, false);
-        return (radix == 16 ? "F" : "7") + digits(value + 0x1000000000000000ull, radix, letter == 'X');
+            return "1" + digits(bits + 0x8000000000000000ull, radix);
+        return (radix == 16 ? "F" : "7") + digits(bits + 0x1000000000000000ull, radix, upper);
     }
 
-    void pad(std::u32string body, bool negative)
+    // `unseen` characters count although none are written.
+    void pad(const std::u32string& body, bool negative, std::size_t unseen)
     {
-        std::u32string prefix;
-        std::u32string sign;
-        if (negative)
-            sign = U"-";
-        else if (m_plus)
-            sign = U"+";
-        else if (m_space)
-            sign = U" ";
-        if (m_zero)
-        {
-            prefix = sign;
-            while (prefix.size() + body.size() < m_width)
-                prefix += U'0';
-        }
-        else if (m_left)
-        {
-            prefix = sign;
-            while (prefix.size() + body.size() < m_width)
-                body += U' ';
-        }
+        const std::u32string sign = negative ? U"-" : hasFlag('+') ? U"+" : hasFlag(' ') ? U" " : U"";
+        const std::size_t used = sign.size() + body.size();
+        const auto fill = [this](char32_t character, std::size_t length)
+        { return std::u32string(length < m_width ? m_width - length : 0, character); };
+        if (hasFlag('-'))
+            m_result += sign + body + fill(' ', used);
+        else if (hasFlag('0'))
+            m_result += sign + fill('0', used) + body;
         else
-        {
-            while (body.size() + prefix.size() + sign.size() + (m_hash ? 2 : 0) < m_width)
-                prefix += U' ';
-            prefix += sign;
-        }
-        m_result += prefix + body;
+            m_result += fill(' ', used + unseen) + sign + body;
     }
 
     std::u32string m_format;
+    std::size_t m_at = 0;
     std::u32string m_result;
     const vnArgument* m_arguments;
     unsigned int m_count;
     unsigned int m_counter = 0;
     unsigned int m_warnings = 0;
-    long long m_star = 0;
     bool m_ascii = false;
 
-    int m_index = -1;
+    std::u32string m_flags;
     int m_precision = -1;
     unsigned int m_width = 0;
     unsigned int m_size = 8;
-    bool m_left = false;
-    bool m_zero = false;
-    bool m_plus = false;
-    bool m_space = false;
-    bool m_hash = false;
 };

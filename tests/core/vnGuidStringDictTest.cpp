@@ -26,12 +26,8 @@ TEST(vnGuidStringDict, FindsWhatWasEntered)
     EXPECT_TRUE(vnGuidStringDict::remove(guid));
     EXPECT_FALSE(vnGuidStringDict::remove(guid));
     EXPECT_TRUE(vnGuidStringDict::lookup(guid).isEmpty());
-}
-
-TEST(vnGuidStringDict, AnEmptyUrlIsNoEntry)
-{
     vnGuidStringDict::enter(guid, "file:///a");
-    vnGuidStringDict::enter(guid, "");
+    vnGuidStringDict::enter(guid, ""); // is no entry
     EXPECT_FALSE(vnGuidStringDict::remove(guid));
 }
 

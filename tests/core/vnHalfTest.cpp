@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <utility>
 
 namespace
@@ -52,16 +53,9 @@ TEST(vnHalf, AllNumbersSurviveTheWayThroughFloat)
     for (unsigned int bits = 0; bits < 65536; ++bits)
     {
         const vnHalf half = halfOf(static_cast<unsigned short>(bits));
-        const unsigned int expected = bits == 0x8000 ? 0 : bits; // the negative zero is dropped
+        const unsigned int expected = bits == 0x8000 ? 0 : bits; // the sign of zero is dropped
         ASSERT_EQ(vnHalf(static_cast<float>(half)).bits(), expected) << std::hex << bits;
     }
-}
-
-TEST(vnHalf, DropsTheSignOfZero)
-{
-    EXPECT_EQ(vnHalf(0.0f).bits(), 0u);
-    EXPECT_EQ(vnHalf(-0.0f).bits(), 0u);
-    EXPECT_EQ((-vnHalf(0.0f)).bits(), 0u);
 }
 
 TEST(vnHalf, RoundsToTheNearest)
@@ -100,33 +94,27 @@ TEST(vnHalf, NanStaysNan)
 
 TEST(vnHalf, TellsTheKindsApart)
 {
-    struct Row
-    {
-        unsigned short bits;
-        bool zero, negative, nan, infinity, finite, normalized, denormalized;
+    // In this order: zero, negative, NaN, infinite, finite, normalized, denormalized.
+    const std::pair<unsigned short, const char*> rows[] = {
+        {0x0000, "1000100"},
+        {0x8000, "1100100"},
+        {0x0001, "0000101"},
+        {0x83FF, "0100101"},
+        {0x0400, "0000110"},
+        {0xFBFF, "0100110"},
+        {vnHalf::posInf().bits(), "0001000"},
+        {vnHalf::negInf().bits(), "0101000"},
+        {vnHalf::qNan().bits(), "0010000"},
+        {vnHalf::sNan().bits(), "0010000"},
     };
-    const Row rows[] = {
-        {0x0000, 1, 0, 0, 0, 1, 0, 0},
-        {0x8000, 1, 1, 0, 0, 1, 0, 0},
-        {0x0001, 0, 0, 0, 0, 1, 0, 1},
-        {0x83FF, 0, 1, 0, 0, 1, 0, 1},
-        {0x0400, 0, 0, 0, 0, 1, 1, 0},
-        {0xFBFF, 0, 1, 0, 0, 1, 1, 0},
-        {vnHalf::posInf().bits(), 0, 0, 0, 1, 0, 0, 0},
-        {vnHalf::negInf().bits(), 0, 1, 0, 1, 0, 0, 0},
-        {vnHalf::qNan().bits(), 0, 0, 1, 0, 0, 0, 0},
-        {vnHalf::sNan().bits(), 0, 0, 1, 0, 0, 0, 0},
-    };
-    for (const Row& row : rows)
+    for (const auto& [bits, expected] : rows)
     {
-        const vnHalf half = halfOf(row.bits);
-        EXPECT_EQ(half.isZero(), row.zero) << std::hex << row.bits;
-        EXPECT_EQ(half.isNegative(), row.negative) << std::hex << row.bits;
-        EXPECT_EQ(half.isNan(), row.nan) << std::hex << row.bits;
-        EXPECT_EQ(half.isInfinity(), row.infinity) << std::hex << row.bits;
-        EXPECT_EQ(half.isFinite(), row.finite) << std::hex << row.bits;
-        EXPECT_EQ(half.isNormalized(), row.normalized) << std::hex << row.bits;
-        EXPECT_EQ(half.isDenormalized(), row.denormalized) << std::hex << row.bits;
+        const vnHalf half = halfOf(bits);
+        std::string is;
+        for (const bool each : {half.isZero(), half.isNegative(), half.isNan(), half.isInfinity(),
+                                half.isFinite(), half.isNormalized(), half.isDenormalized()})
+            is += each ? '1' : '0';
+        EXPECT_EQ(is, expected) << std::hex << bits;
     }
     EXPECT_TRUE(vnHalf::qNan().bits() & 0x0200);
     EXPECT_FALSE(vnHalf::sNan().bits() & 0x0200);
@@ -136,15 +124,14 @@ TEST(vnHalf, ComputesInFloat)
 {
     vnHalf value(3.0f);
     value += 1.5f;
-    EXPECT_EQ(value, 4.5f);
     value -= vnHalf(0.5f);
-    EXPECT_EQ(value, 4.0f);
     value *= vnHalf(-2.0f);
     EXPECT_EQ(value, -8.0f);
     value /= 16.0f;
     EXPECT_EQ(-value, 0.5f);
     value /= 0.0f;
     EXPECT_EQ(value.bits(), vnHalf::negInf().bits());
+    EXPECT_EQ((-vnHalf(0.0f)).bits(), 0u);
 }
 
 TEST(vnHalf, RoundsItsMantissa)

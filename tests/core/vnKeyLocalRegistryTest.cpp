@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vnBase/vnKeyDatabase.h>
-#include <vnBase/vnMessage.h>
 
+#include "../messages/vnMessageRecorder.h"
 #include "vnKeyFolder.h"
 
 #include <gtest/gtest.h>
@@ -115,17 +115,10 @@ TEST_F(vnKeyLocalRegistryTest, TakesNoneThatHasAFault)
 
 TEST_F(vnKeyLocalRegistryTest, TellsNothingOfPercentSignsInAttributes)
 {
-    struct Counter : vnMessageReceiverInterface
-    {
-        Counter() { vnMessage::addMessageReceiver(this); }
-        ~Counter() noexcept(false) override { vnMessage::removeMessageReceiver(this); }
-        void onMessage(const vnString&, vnMessageLevel, const char*) override { ++count; }
-        int count = 0;
-    };
-    const Counter messages;
+    Recorder messages;
     EXPECT_TRUE(load("<a note='100% sure'><c>2</c></a>"));
     EXPECT_EQ(user("a/c"), "2");
-    EXPECT_EQ(messages.count, 0);
+    EXPECT_EQ(messages.take(), Lines());
 }
 
 TEST_F(vnKeyLocalRegistryTest, ReadsNoIncludedDocuments)

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vnBesideCleanup.h"
+#include "vnTestManager.h"
+#include "vnTextHelpers.h"
 
 #include <vnBase/vnRecycleData.h>
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdlib>
 #include <functional>
 #include <future>
 #include <memory>
@@ -25,17 +23,26 @@ struct Scratch
     std::string text;
 };
 
+// Logs its hooks, and throws in the one that the test wants.
 template <int N>
 class Borrower : public vnRecycleData_vnBase<Scratch<N>>
 {
 public:
-    explicit Borrower(std::string& log) : m_log(log) {}
+    explicit Borrower(std::string& log, const char* failing = "") : m_log(log), m_failing(failing) {}
     using vnRecycleData_vnBase<Scratch<N>>::emptyPool;
-    void onNewItem(Scratch<N>&) const override { m_log += "new "; }
-    void onInitItem(Scratch<N>&) const override { m_log += "init "; }
+    void onNewItem(Scratch<N>&) const override { run("new "); }
+    void onInitItem(Scratch<N>&) const override { run("init "); }
 
 private:
+    void run(const std::string& hook) const
+    {
+        m_log += hook;
+        if (hook == m_failing)
+            throw 1;
+    }
+
     std::string& m_log;
+    const char* m_failing;
 };
 } // namespace
 
@@ -59,39 +66,20 @@ TEST(vnRecycleData, PreparesAtTheFirstAccess)
 
 TEST(vnRecycleData, PreparesAnewAfterAHookThrew)
 {
-    class Failing : public vnRecycleData_vnBase<Scratch<8>>
-    {
-    public:
-        explicit Failing(std::string& log) : m_log(log) {}
-        void onNewItem(Scratch<8>&) const override { run("new "); }
-        void onInitItem(Scratch<8>&) const override { run("init "); }
-        std::string fails;
-
-    private:
-        void run(const char* hook) const
-        {
-            m_log += hook;
-            if (fails == hook)
-                throw 1;
-        }
-        std::string& m_log;
-    };
     std::string log;
-    Failing::emptyPool();
+    Borrower<8>::emptyPool();
     {
-        Failing unprepared(log);
-        unprepared.fails = "new ";
+        Borrower<8> unprepared(log, "new ");
         EXPECT_THROW(unprepared.getData(), int);
         EXPECT_THROW(unprepared.getData(), int);
     }
     EXPECT_EQ(log, "new new ");
     log.clear();
     {
-        Failing fresh(log); // the one before is not pooled
-        fresh.fails = "init ";
+        Borrower<8> fresh(log, "init "); // the one before is not pooled
         EXPECT_THROW(fresh.getData(), int);
     }
-    Failing pooled(log);
+    Borrower<8> pooled(log);
     pooled.getData();
     pooled.getData();
     EXPECT_EQ(log, "new init init ");
@@ -157,34 +145,17 @@ TEST(vnRecycleData, KeepsNoMoreThanTheLimit)
 
 TEST(vnRecycleData, OpensItsPoolWhenThereIsMemoryAgain)
 {
-    // Has memory for so many allocations.
-    class Short : public vnMemoryManagerInterface
-    {
-    public:
-        Short() { vnMemoryControl::setMemoryManager(this); }
-        ~Short() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-        void* allocate(unsigned int size) override
-        {
-            if (left == 0)
-                return nullptr;
-            --left;
-            return std::malloc(size);
-        }
-        void* reallocate(void*, unsigned int) override { return nullptr; }
-        void deallocate(void* block) override { std::free(block); }
-        unsigned int left = 1000000;
-    };
     const auto textAfterFailure = []
     {
         std::string log;
         try
         {
-            Short manager;
+            TestManager manager;
             // The list of the cleanup references may have places left at first; these take them all.
             std::vector<std::unique_ptr<vnCleanupReference>> entries;
             for (int i = 0; i < 1000; ++i)
                 entries.push_back(std::make_unique<vnCleanupReference>(new vnReference, 891));
-            manager.left = 1; // for the object that goes there, and none for its place
+            manager.most = manager.count + 1; // for the object that goes there, and none for its place
             Borrower<9> refused(log);
             return std::string("not refused");
         }
@@ -198,8 +169,7 @@ TEST(vnRecycleData, OpensItsPoolWhenThereIsMemoryAgain)
         Borrower<9> second(log);
         return second->text;
     };
-    // In a process of its own, where nobody has opened the pool yet.
-    EXPECT_EXIT(std::_Exit(textAfterFailure() == "kept" ? 0 : 1), testing::ExitedWithCode(0), "");
+    EXPECT_IN_A_PROCESS(textAfterFailure() == "kept"); // where nobody has opened the pool yet
 }
 
 TEST(vnRecycleData, WorksOnWithoutItsPool)
@@ -221,9 +191,7 @@ TEST(vnRecycleData, WorksOnWithoutItsPool)
         }
         return log;
     };
-    // In a process of its own, since all pools are gone for good.
-    EXPECT_EXIT(std::_Exit(logAfterCleaning() == "new init new init " ? 0 : 1), testing::ExitedWithCode(0),
-                "");
+    EXPECT_IN_A_PROCESS(logAfterCleaning() == "new init new init "); // all pools are gone for good
 }
 
 TEST(vnRecycleData, OpensItsPoolBesideAPassOverTheCleanupReferences)
@@ -256,29 +224,10 @@ struct Registered
 std::promise<void>* Registered::s_touched = nullptr;
 
 using RegisteredBorrower = vnRecycleData_vnBase<Registered>;
-
-// While a pass that destroys it holds the lock of the list, another thread makes or drops an item, and waits
-// for that lock; then this one borrows, too.
-class Passing : public vnReference
-{
-public:
-    Passing(std::thread& other, std::function<void()> work) : m_other(other), m_work(std::move(work)) {}
-    ~Passing() noexcept(false) override
-    {
-        std::promise<void> touched;
-        Registered::s_touched = &touched;
-        m_other = std::thread(m_work);
-        EXPECT_EQ(touched.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-        RegisteredBorrower mine;
-        mine.getData();
-    }
-
-private:
-    std::thread& m_other;
-    std::function<void()> m_work;
-};
 } // namespace
 
+// Another thread makes or drops an item while a pass holds the lock of the list, for which it waits; then
+// this one borrows, too.
 TEST(vnRecycleData, MakesAndDropsItemsOutsideOfItsLock)
 {
     RegisteredBorrower::emptyPool(); // of what an earlier run left there
@@ -287,10 +236,17 @@ TEST(vnRecycleData, MakesAndDropsItemsOutsideOfItsLock)
                                            [] { RegisteredBorrower::emptyPool(); }};
     for (const auto& work : works)
     {
-        std::thread other;
-        vnCleanupReference entry(new Passing(other, work), 891);
-        vnCleanupReference::cleanUpReferences(891);
-        other.join();
+        const auto workAndTell = [&work](std::promise<void>& touched)
+        {
+            Registered::s_touched = &touched;
+            work();
+        };
+        runBesideCleanup(891, workAndTell,
+                         []
+                         {
+                             RegisteredBorrower mine;
+                             mine.getData();
+                         });
     }
 }
 

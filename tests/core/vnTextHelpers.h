@@ -2,7 +2,6 @@
 #pragma once
 
 #include <vnBase/vnBaseError.h>
-#include <vnBase/vnMemory.h>
 #include <vnBase/vnString.h>
 
 #include <gtest/gtest.h>
@@ -44,27 +43,7 @@ struct LateCall
     void (*run)() = nullptr;
 };
 
-/// Counts the allocations of the library while it lives, and refuses those above a limit.
-class CountingManager : public vnMemoryManagerInterface
-{
-public:
-    explicit CountingManager(unsigned int limit = 0xFFFFFFFFu) : m_limit(limit)
-    {
-        vnMemoryControl::setMemoryManager(this);
-        m_count = 0; // the table of tracked blocks may have moved here
-    }
-    ~CountingManager() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int size) override
-    {
-        ++m_count;
-        return size > m_limit ? nullptr : std::malloc(size);
-    }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
-
-    unsigned int getCount() const { return m_count; }
-
-private:
-    unsigned int m_limit;
-    unsigned int m_count = 0;
-};
+/// For what changes the library for good: runs the statement in a process of its own, which must end with
+/// true.
+#define EXPECT_IN_A_PROCESS(...)                                                                             \
+    EXPECT_EXIT(std::_Exit((__VA_ARGS__) ? 0 : 1), testing::ExitedWithCode(0), "")
