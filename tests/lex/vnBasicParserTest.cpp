@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "../core/vnFatalText.h"
+#include "../core/vnTextHelpers.h"
 #include "vnGrammarTestTools.h"
 
 #include <vnBase/vnBaseError.h>
@@ -126,7 +126,7 @@ TEST(vnBasicParser, GivesBackNoMoreThanItRemembers)
     parser.setMaxBufferSize(10);
     parser.take(12);
     EXPECT_EQ(toStd(parser.getTokenData(0, 12)), "23456789ab"); // the first two are forgotten
-    EXPECT_EQ(fatalText([&parser] { parser.pushBackTokens(11); }), "Too Large Pushback in basic parser");
+    EXPECT_EQ(errorOf([&parser] { parser.pushBackTokens(11); }), "Too Large Pushback in basic parser");
     parser.pushBackTokens(10);
     EXPECT_EQ(readAll(*parser.adapter), "23456789abc");
 }
