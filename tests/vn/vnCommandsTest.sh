@@ -114,6 +114,14 @@ if [[ -e /dev/full ]]; then
         grep -q 'standard output' error || { echo "$command to a full disk: not named"; failures=$((failures + 1)); }
     done
 fi
+for command in "copy numbers limited" "copy numbers -" "cat numbers"; do
+    # shellcheck disable=SC2086
+    (ulimit -f 100 && exec "$vn" $command) > limited 2> error
+    [[ $? == 1 ]] || { echo "$command beyond the limit of a file: not a failure"; failures=$((failures + 1)); }
+    grep -q 'File too large' error || { echo "$command beyond the limit of a file: not told"; failures=$((failures + 1)); }
+    same "$command up to the limit of a file" limited <(head -c "$(stat -c %s limited)" numbers)
+    [[ -s limited ]] || { echo "$command: nothing up to the limit of a file"; failures=$((failures + 1)); }
+done
 printf 'a line\n' > 12:30.log && cp 12:30.log copied
 check "a file onto itself whose name looks like a URL" 1 "" copy 12:30.log '12:30.log?append=no'
 same "that file is whole" 12:30.log copied

@@ -5,6 +5,7 @@
 
 #include <vnBase/vnBaseError.h>
 
+#include <csignal>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -152,6 +153,8 @@ std::string failureText()
 int main(int count, char** words)
 {
     vnErrorOutput::get();
+    // Output beyond the limit on file sizes is a failure that is told, as a full disk is.
+    std::signal(SIGXFSZ, SIG_IGN);
     const std::string name = count > 1 ? words[1] : "";
     try
     {
