@@ -399,11 +399,15 @@ TEST(vnPerformance, KeepsItsMemoryOutOfTheReports)
             constexpr unsigned int state = 4711;
             const vnString name("a section whose name does not fit into a small buffer of its own");
             const unsigned int self = vnCurrentThreadID();
+            vnStopPerformanceThread();
             vnMemoryControl::debugMem(1);
             vnMemoryControl::updateState(state, 0);
+            vnStartPerformanceThread();
+            vnStartPerformanceThread(); // within the first
             vnSetPerformanceThreadName(name);
             vnEnterPerformanceSection(name);
             vnLeavePerformanceSection();
+            vnStopPerformanceThread();
             EXPECT_EQ(vnMemoryControl::getState(0), state);
             EXPECT_EQ(vnMemoryControl::getAllocMem(state, self), 0u);
             EXPECT_GT(vnMemoryControl::getAllocMem(99999, self), 64u); // the name at least

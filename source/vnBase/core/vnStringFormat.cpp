@@ -610,6 +610,7 @@ void Formatter::convertString(char letter, Directive& directive, const vnArgumen
     }
 }
 
+// In whichever form, and with "g" in both, it is the one argument of the directive that is written.
 void Formatter::convertReal(char letter, const Directive& directive, double magnitude)
 {
     const int precision = directive.precision;
