@@ -15,7 +15,7 @@ GOALS = (
     ("a.format", "no float", "vnString::formatString", [(0.5, "QString::asprintf"), (0.5, "Poco::format")], []),
 
     ("b.string", "construct", "vnString", [(1.3, "std::string")], [(1.0, "QByteArray")]),
-    ("b.string", "copy", "vnString", [(1.3, "std::string")], []),
+    ("b.string", "copy", "vnString", [(1.3, "std::string")], [(1.0, "QByteArray (shared)")]),
     ("b.string", "compare, equal", "vnString ==", [(1.0, "std::string ==")], [(1.0, "QByteArray ==")]),
     ("b.string", "compare, equal", "vnString ==, hashes known", [(1.0, "std::string ==")], [(1.0, "QByteArray ==")]),
     ("b.string", "compare, unequal", "vnString ==", [(1.0, "std::string ==")], [(1.0, "QByteArray ==")]),

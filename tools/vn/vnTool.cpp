@@ -90,7 +90,7 @@ const std::vector<vnCommand>& vnCommands()
          "is cut at\n"
          "1000 bytes. Prints the N most frequent words (20) as \"COUNT WORD\", the most frequent first, "
          "equal counts\n"
-         "in the order of their bytes. N threads (as many as there are processors) count.\n",
+         "in the order of their bytes. N threads (as many as there are processors, up to 64) count.\n",
          vnRunWords},
         {"xml", "[--no-include] URL [PATH] | --events URL",
          "read an XML document and write it again, or a part of it",
