@@ -9,6 +9,7 @@
 #include <vnBase/vnDirectory.h>
 #include <vnBase/vnDynamicTypeArgumentParser.h>
 #include <vnBase/vnDynamicTypeContainer.h>
+#include <vnBase/vnGuidStringDict.h>
 #include <vnBase/vnKeyDatabase.h>
 #include <vnBase/vnMemOptimizer.h>
 #include <vnBase/vnMessage.h>
@@ -102,6 +103,16 @@ void useDicts()
     copy.remove("7");
     copy = dict;
     EXPECT_EQ(copy.getCount(), 30u);
+}
+
+void useGuids()
+{
+    const vnGUID guid(1, 2);
+    const vnString url(longText);
+    vnGuidStringDict::enter(guid, url);
+    vnGuidStringDict::enter(guid, url + longText); // in its place
+    EXPECT_EQ(vnGuidStringDict::lookup(guid.asString()), url + longText);
+    vnGuidStringDict::remove(guid);
 }
 
 void useReferences()
@@ -692,6 +703,7 @@ const Script scripts[] = {
     {"strings", useStrings},
     {"dicts", useDicts},
     {"long buckets", useLongBuckets},
+    {"guids", useGuids},
     {"references", useReferences},
     {"arrays", useArrays},
     {"pools", usePools},
@@ -756,6 +768,30 @@ TEST(vnAllocationTorture, EndsInBadAllocOrSuccessAndLeaksNothing)
         }
     const std::string report = testing::internal::GetCapturedStderr();
     EXPECT_EQ(report.find("Bad Alloc:File: "), 0u);
+}
+
+// Texts stay for good: each round needs a new one.
+TEST(vnAllocationTorture, InternsATextForWhichThereWasNoMemoryAtFirst)
+{
+    vnFailingManager manager;
+    testing::internal::CaptureStderr();
+    unsigned int failing = 0;
+    bool isReached = true;
+    while (isReached)
+    {
+        const vnString text =
+            vnString::formatString("a text that does not fit into a string itself %d", ++failing);
+        const unsigned short id = vnUniqueString::getNextFreeId();
+        const auto outcome = manager.run([&] { vnUniqueString unique(text.getString()); }, failing);
+        isReached = outcome.isReached;
+        EXPECT_EQ(outcome.hasThrown, isReached);
+        EXPECT_EQ(vnCurrentThreadState().guarded, 0) << "a lock is held";
+        EXPECT_EQ(vnUniqueString::isFreeId(id), isReached);
+        EXPECT_EQ(vnUniqueString(text.getString()).getUniqueID(), id);
+        ASSERT_LT(failing, 100u);
+    }
+    EXPECT_GT(failing, 1u);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("Bad Alloc:File: "), 0u);
 }
 
 // Sections stay for good: each round needs new ones.
