@@ -25,10 +25,11 @@ VN_BASE_API void vnULtoA(char* to, vnUInt64 value, unsigned char radix, short mi
 VN_BASE_API void vnULtoA(char16_t* to, vnUInt64 value, unsigned char radix, short minDigits,
                          unsigned short* length = nullptr, unsigned char upper = 0);
 
-/// `value` in fixed notation. A `precision` of 0 or more gives exactly so many decimals; a negative one as
-/// many as are needed to show `significant` digits, without trailing zeros. Infinity and NaN give "<inf>" and
-/// "<nan>". A finite value beyond 2^64 posts an internal Warning and gives an empty text, or "-" alone for a
-/// negative one, with `length` left alone.
+/// `value` in fixed notation. A `precision` of 0 or more gives exactly so many decimals, rounded by the exact
+/// value and halves away from 0; a negative one as many as are needed to show `significant` digits, without
+/// trailing zeros, and the rest is cut. Infinity and NaN give "<inf>" and "<nan>". A finite value beyond 2^64
+/// posts an internal Warning and gives an empty text, or "-" alone for a negative one, with `length` left
+/// alone.
 VN_BASE_API void vnDtoA(char* to, double value, short precision, unsigned short* length = nullptr,
                         int significant = 15);
 VN_BASE_API void vnDtoA(char16_t* to, double value, short precision, unsigned short* length = nullptr,
