@@ -274,6 +274,31 @@ TEST(vnEvent, WaitsForNoLockWhileItTakesTheOthersBack)
     other.join();
 }
 
+TEST(vnEvent, GivesAllHoldsBackBeforeItNeedsTheLockOfAnEvent)
+{
+    vnRefPointer<vnEvent> theirs(new vnEvent);
+    vnRefPointer<vnEvent> ours(new vnEvent);
+    vnRefList<vnEvent> events;
+    events.append(theirs);
+    events.append(ours);
+    std::atomic<bool> isHeld{false};
+    std::thread other(
+        [&]
+        {
+            vnBodyGuard guard(*theirs);
+            isHeld = comesTrue([&] { return ours->tryLock() != 0; });
+            ours->unLock();
+        });
+    {
+        vnBodyGuard guard(*ours);
+        EXPECT_TRUE(comesTrue([&] { return theirs->isLocked() != 0; }));
+        EXPECT_EQ(vnEvent::wait(events, 0), nullptr);
+        EXPECT_EQ(ours->getSpinLockCount(), 1u);
+        EXPECT_TRUE(isHeld);
+    }
+    other.join();
+}
+
 TEST(vnEvent, WakesOtherSleepersWhenAWaitForSeveralEnds)
 {
     vnRefList<vnEvent> events;

@@ -19,14 +19,11 @@ vnEvent* firstFired(vnRefList<vnEventWaiter>& waiters)
 }
 } // namespace
 
-vnEventWaiter::vnEventWaiter(vnEvent* event, unsigned int timeoutMilliseconds,
+vnEventWaiter::vnEventWaiter(vnEvent* event, unsigned int fired, unsigned int timeoutMilliseconds,
                              std::atomic<unsigned int>& woken)
-    : vnThread(VN_THREAD_PRIORITY_NORMAL), m_event(event), m_timeoutMilliseconds(timeoutMilliseconds),
-      m_woken(woken)
+    : vnThread(VN_THREAD_PRIORITY_NORMAL), m_event(event), m_fired(fired),
+      m_timeoutMilliseconds(timeoutMilliseconds), m_woken(woken)
 {
-    // It counts as a sleeper from here on: an event with none does not count what it fires.
-    m_event->m_sleepers.fetch_add(1, std::memory_order_seq_cst);
-    m_fired = m_event->m_fired.load(std::memory_order_seq_cst);
 }
 
 vnEventWaiter::~vnEventWaiter() noexcept(false)
@@ -38,7 +35,6 @@ vnEventWaiter::~vnEventWaiter() noexcept(false)
         m_event->fire();
     }
     stop(1);
-    m_event->m_sleepers.fetch_sub(1, std::memory_order_seq_cst);
 }
 
 void vnEventWaiter::process()
@@ -51,66 +47,85 @@ void vnEventWaiter::process()
     vnLockWake(&m_woken, VN_LOCK_ALL);
 }
 
-// The caller's holds of the events that it waits for: the sleepers, and whoever is to fire, need the locks.
+// What the caller gives up while it waits: its holds, since the sleepers, and whoever is to fire, need the
+// locks. The events count a sleeper for it: one with none does not count what it fires.
 class vnEvent::Holds
 {
 public:
-    // Others may take the locks in another order: none is waited for while another one is held.
+    struct Entry
+    {
+        vnEvent* event;
+        unsigned int fired; // when the wait began
+    };
+
+    // What is fired once the first lock is given back is counted. No lock is waited for until all are: others
+    // may take them in another order.
+    explicit Holds(const vnRefList<vnEvent>& events)
+    {
+        m_entries.reserve(events.getCount());
+        m_held.reserve(events.getCount());
+        for (vnEvent* event : events)
+            if (event)
+            {
+                event->m_sleepers.fetch_add(1, std::memory_order_seq_cst);
+                m_entries.push_back({event, event->m_fired.load(std::memory_order_seq_cst)});
+            }
+        for (const Entry& entry : m_entries)
+            if (const unsigned int count = entry.event->releaseAll())
+                m_held.emplace_back(entry.event, count);
+    }
+    // For the same reason none is waited for while another one is held.
     ~Holds()
     {
-        if (m_list.empty())
+        for (const Entry& entry : m_entries)
+            entry.event->m_sleepers.fetch_sub(1, std::memory_order_seq_cst);
+        if (m_held.empty())
             return;
         std::size_t awaited = 0;
         do
-            m_list[awaited].first->waitLock();
+            m_held[awaited].first->waitLock();
         while (!takeOthers(awaited));
-        for (const auto& [event, count] : m_list)
+        for (const auto& [event, count] : m_held)
             for (unsigned int i = 1; i < count; ++i)
                 event->waitLock();
     }
+    Holds(const Holds&) = delete;
+    Holds& operator=(const Holds&) = delete;
 
-    void release(vnEvent* event)
-    {
-        if (event->getOwnerThreadID() != vnCurrentThreadID())
-            return;
-        m_list.emplace_back(event, 0u);
-        m_list.back().second = event->releaseAll();
-    }
+    const std::vector<Entry>& getEntries() const noexcept { return m_entries; }
 
 private:
     // Gives all back when one of them is not to be had, which is the next to wait for.
     bool takeOthers(std::size_t& awaited) const
     {
-        for (std::size_t i = 1; i < m_list.size(); ++i)
+        for (std::size_t i = 1; i < m_held.size(); ++i)
         {
-            const std::size_t wanted = (awaited + i) % m_list.size();
-            if (m_list[wanted].first->tryLock())
+            const std::size_t wanted = (awaited + i) % m_held.size();
+            if (m_held[wanted].first->tryLock())
                 continue;
             for (std::size_t taken = 0; taken < i; ++taken)
-                m_list[(awaited + taken) % m_list.size()].first->unLock();
+                m_held[(awaited + taken) % m_held.size()].first->unLock();
             awaited = wanted;
             return false;
         }
         return true;
     }
 
-    std::vector<std::pair<vnEvent*, unsigned int>> m_list;
+    std::vector<Entry> m_entries;
+    std::vector<std::pair<vnEvent*, unsigned int>> m_held; // with the number of holds
 };
 
 vnEvent* vnEvent::wait(const vnRefList<vnEvent>& events, unsigned int milliseconds)
 {
-    Holds holds;
+    const Holds holds(events);
     const vnInt64 deadline = vnLockDeadline(milliseconds);
     std::atomic<unsigned int> woken{0};
     vnRefList<vnEventWaiter> waiters;
     bool isAnyAsleep = false;
-    for (vnEvent* event : events)
+    for (const Holds::Entry& entry : holds.getEntries())
     {
-        if (!event)
-            continue;
-        vnRefPointer<vnEventWaiter> waiter(new vnEventWaiter(event, milliseconds, woken));
+        vnRefPointer<vnEventWaiter> waiter(new vnEventWaiter(entry.event, entry.fired, milliseconds, woken));
         waiters.append(waiter);
-        holds.release(event);
         isAnyAsleep = waiter->run(0) || isAnyAsleep;
     }
     if (!isAnyAsleep && deadline == VN_LOCK_FOREVER)

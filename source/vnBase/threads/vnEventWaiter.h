@@ -5,13 +5,14 @@
 #include <vnBase/vnRefPointer.h>
 #include <vnBase/vnThread.h>
 
-/// A thread that sleeps on one event, for `vnEvent::wait` on several. What is fired from its construction on
-/// wakes it, also before it sleeps.
+/// A thread that sleeps on one event, for `vnEvent::wait` on several. What has been fired since the event
+/// had fired `fired` wakes it, also before it sleeps; the event counts a sleeper from then on.
 class vnEventWaiter : public vnThread, public vnReference
 {
 public:
     /// `woken` is changed, and its sleepers are woken, when the waiter has been.
-    vnEventWaiter(vnEvent* event, unsigned int timeoutMilliseconds, std::atomic<unsigned int>& woken);
+    vnEventWaiter(vnEvent* event, unsigned int fired, unsigned int timeoutMilliseconds,
+                  std::atomic<unsigned int>& woken);
 
     /// Wakes all sleepers of the event, which is how its own thread ends early.
     ~vnEventWaiter() noexcept(false) override;
@@ -25,7 +26,7 @@ public:
 
 private:
     vnRefPointer<vnEvent> m_event;
-    unsigned int m_fired; // what the event had fired at the start
+    unsigned int m_fired;
     unsigned int m_timeoutMilliseconds;
     std::atomic<unsigned char> m_result{0};
     std::atomic<unsigned int>& m_woken;
