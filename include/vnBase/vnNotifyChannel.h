@@ -10,6 +10,7 @@
 #include <atomic>
 #include <exception>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -228,6 +229,13 @@ public:
             m_receiver->onNotifyStatus(master, slave, state);
     }
 
+    /// Whether all subscriptions have ended for good.
+    bool isClosed()
+    {
+        vnBodyGuard guard(m_lock);
+        return !m_receiver;
+    }
+
     /// Ends all subscriptions, for good. What a status call throws comes out once all have ended.
     void close()
     {
@@ -392,16 +400,8 @@ public:
     {
         if (!m_deliveryLock.tryLock())
             return false;
-        try
-        {
-            close(false);
-        }
-        catch (...)
-        {
-            m_deliveryLock.unLock();
-            throw;
-        }
-        m_deliveryLock.unLock();
+        Frame frame(this, std::adopt_lock); // a status call may destroy the master, and the channel with it
+        close(false);
         return true;
     }
 
@@ -434,6 +434,10 @@ private:
         explicit Frame(vnNotifyChannel* channel) : m_channel(channel)
         {
             m_channel->m_deliveryLock.waitLock();
+            ++m_channel->m_frames;
+        }
+        Frame(vnNotifyChannel* channel, std::adopt_lock_t) noexcept : m_channel(channel)
+        {
             ++m_channel->m_frames;
         }
         ~Frame() noexcept(false)
@@ -604,23 +608,50 @@ private:
         }
     }
 
-    // Each callback may change the lists: they are looked at anew behind it.
+    // Each callback may change the lists: they are looked at anew behind it. What one throws comes out once
+    // all subscriptions have ended.
     void removeSlave(vnRefPointer<Membership> member, unsigned int limit)
     {
+        std::exception_ptr error;
         const unsigned int count = m_subscribers.getSize();
         for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
         {
             Subscription& add = m_adds.list[i];
             if (add.receiver && add.member.get() == member.get() && isBefore(add.sequence, limit))
-                end(std::exchange(add, Subscription()), VN_NOTIFY_DROPPED);
+                keepError(error, [&] { end(std::exchange(add, Subscription()), VN_NOTIFY_DROPPED); });
         }
         for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
         {
             if (!isToEnd(i, count, limit) || m_subscribers[i].member.get() != member.get())
                 continue;
             m_gaps = true;
-            end(std::exchange(m_subscribers[i], Subscription()), VN_NOTIFY_UNSUBSCRIBED);
+            keepError(error,
+                      [&] { end(std::exchange(m_subscribers[i], Subscription()), VN_NOTIFY_UNSUBSCRIBED); });
         }
+        if (error)
+            std::rethrow_exception(error);
+    }
+
+    template <class Step>
+    static bool keepError(std::exception_ptr& error, Step step)
+    {
+        try
+        {
+            step();
+            return true;
+        }
+        catch (...)
+        {
+            error = std::current_exception();
+            return false;
+        }
+    }
+
+    // All of them, whatever status calls throw: one that does has ended its removal.
+    void applyAllRemoves(unsigned int limit, std::exception_ptr& error)
+    {
+        while (!keepError(error, [&] { applyRemoves(limit); }))
+            continue;
     }
 
     // Behind the first `count` stands what a pass within a status call has applied: what was asked for behind
@@ -641,36 +672,14 @@ private:
         const unsigned int count = m_subscribers.getSize();
         for (unsigned int i = m_adds.head; i < m_adds.list.getSize(); ++i)
             if (m_adds.list[i].receiver && isBefore(m_adds.list[i].sequence, limit))
-                endSlave(m_adds.list[i].member, limit, error);
+                keepError(error, [&] { removeSlave(m_adds.list[i].member, limit); });
         for (unsigned int i = 0; i < m_subscribers.getSize(); ++i)
             if (isToEnd(i, count, limit))
-                endSlave(m_subscribers[i].member, limit, error);
-        for (bool isDone = false; !isDone;)
-            try
-            {
-                applyRemoves(limit); // one that throws is taken from the list before
-                isDone = true;
-            }
-            catch (...)
-            {
-                error = std::current_exception();
-            }
+                keepError(error, [&] { removeSlave(m_subscribers[i].member, limit); });
+        applyAllRemoves(limit, error);
         m_adds.shrink();
         m_removes.shrink();
         return error;
-    }
-
-    void endSlave(vnRefPointer<Membership> member, unsigned int limit, std::exception_ptr& error)
-    {
-        try
-        {
-            removeSlave(member, limit);
-        }
-        catch (...)
-        {
-            error = std::current_exception();
-            abandon(member);
-        }
     }
 
     void leave(Membership* member, Slave* slave)
@@ -678,50 +687,27 @@ private:
         vnBodyGuard guard(m_subscriberLock);
         // A master that ended the subscription meanwhile may be half destroyed, and is told no more.
         const bool isKnown = member->getCount(this) > 0;
+        const unsigned int limit = m_sequence;
         std::exception_ptr error;
-        try
-        {
-            applyWithout(member);
-        }
-        catch (...)
-        {
-            // A status call threw: the slave dies all the same, and nothing may point to it.
-            error = std::current_exception();
-            abandon(member);
-        }
+        applyAllRemoves(limit, error);
+        keepError(error, [&] { removeSlave(member, limit); });
+        keepError(error, [&] { applyAddsOfOthers(limit); });
         if (isKnown)
             tellMaster(slave, VN_NOTIFY_DESTROYED);
         if (error)
             std::rethrow_exception(error);
     }
 
-    void applyWithout(Membership* member)
+    void applyAddsOfOthers(unsigned int limit)
     {
-        const unsigned int limit = m_sequence;
-        applyRemoves(limit);
-        removeSlave(member, limit);
         try
         {
             applyAdds(limit);
         }
         catch (const std::bad_alloc&)
         {
-            // The subscriptions of others stay pending until the next pass.
+            // The subscriptions stay pending until the next pass.
         }
-    }
-
-    // Takes the slave out without telling anybody. One that another thread is about to queue stays counted.
-    void abandon(Membership* member)
-    {
-        vnBodyGuard guard(m_subscriberLock);
-        for (vnDynamicArray<Subscription>* list : {&m_adds.list, &m_removes.list, &m_subscribers})
-            for (Subscription& subscription : *list)
-                if (subscription.member.get() == member)
-                {
-                    subscription = Subscription();
-                    member->forget(this);
-                }
-        m_gaps = true;
     }
 
     // The slave learns in either case that its subscription ended; the master is told whether it was in
@@ -729,8 +715,7 @@ private:
     void end(const Subscription& subscription, vnNotifyState stateForMaster)
     {
         const Forgetting forgetting{this, subscription.member};
-        subscription.member->tell(m_master, subscription.slave, VN_NOTIFY_UNSUBSCRIBED);
-        tellMaster(subscription.slave, stateForMaster);
+        tellBoth(subscription, VN_NOTIFY_UNSUBSCRIBED, stateForMaster);
     }
 
     void applyAdds(unsigned int limit)
@@ -759,8 +744,7 @@ private:
         m_subscribers.append(add);
         if (others && add.filter == 0)
             dropNarrower(add.member, count);
-        add.member->tell(m_master, add.slave, VN_NOTIFY_SUBSCRIBED);
-        tellMaster(add.slave, VN_NOTIFY_SUBSCRIBED);
+        tellBoth(add, VN_NOTIFY_SUBSCRIBED, VN_NOTIFY_SUBSCRIBED);
     }
 
     bool isCovered(const Subscription& add) const
@@ -796,6 +780,17 @@ private:
         if (kept == 0)
             m_subscribers.reallocate(0);
         m_gaps = false;
+    }
+
+    // The master hears of it although the slave throws, but nothing more of one that destroys itself.
+    void tellBoth(const Subscription& subscription, vnNotifyState stateForSlave, vnNotifyState stateForMaster)
+    {
+        std::exception_ptr error;
+        keepError(error, [&] { subscription.member->tell(m_master, subscription.slave, stateForSlave); });
+        if (!subscription.member->isClosed())
+            tellMaster(subscription.slave, stateForMaster);
+        if (error)
+            std::rethrow_exception(error);
     }
 
     void tellMaster(Slave* slave, vnNotifyState state)

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -32,6 +33,7 @@ public:
             endSubscriptions();
     }
     void end() { endSubscriptions(); }
+    using vnNotifyMaster::tryEndSubscriptions;
     void onNotifyStatus(Listener* listener, vnNotifyState state) override
     {
         if (m_log)
@@ -252,6 +254,56 @@ TEST(vnNotify, BearsAMasterThatDiesInItsOwnPass)
     EXPECT_EQ(second.received, Data{});
 }
 
+TEST(vnNotify, BearsAMasterThatDiesWhileItsSubscriptionsEnd)
+{
+    void (*const endings[])(Sender&) = {
+        [](Sender& from) { from.end(); },
+        [](Sender& from) { EXPECT_EQ(from.tryEndSubscriptions(), 1); },
+    };
+    for (const auto& end : endings)
+    {
+        auto sender = std::make_unique<Sender>();
+        std::string log;
+        Listener listener(&log);
+        listener.onStatus = [&](vnNotifyState state)
+        {
+            if (state == VN_NOTIFY_UNSUBSCRIBED)
+                sender.reset();
+        };
+        sender->addSubscriber(&listener);
+        sender->triggerNotify();
+        testing::internal::CaptureStdout(); // a lock that is destroyed while it is held is reported there
+        end(*sender);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+        EXPECT_EQ(sender, nullptr);
+        EXPECT_EQ(log, "s0 s3 ");
+    }
+}
+
+TEST(vnNotify, TellsAMasterNothingMoreOfASlaveThatDestroysItself)
+{
+    for (const vnNotifyState last : {VN_NOTIFY_SUBSCRIBED, VN_NOTIFY_UNSUBSCRIBED})
+    {
+        std::string log;
+        Sender sender(&log);
+        sender.setDeliverAtOnce(0);
+        auto listener = std::make_unique<Listener>();
+        listener->onStatus = [&](vnNotifyState state)
+        {
+            if (state == last)
+                std::exchange(listener, nullptr).reset();
+        };
+        sender.addSubscriber(listener.get());
+        sender.triggerNotify();
+        if (listener)
+            sender.removeSubscriber(listener.get());
+        sender.triggerNotify();
+        EXPECT_EQ(listener, nullptr);
+        ASSERT_GE(log.size(), 3u);
+        EXPECT_EQ(log.find("m5"), log.size() - 3) << log;
+    }
+}
+
 TEST(vnNotify, BearsAMasterThatDestroysTheSlaveItIsToldOf)
 {
     Sender sender;
@@ -412,13 +464,18 @@ TEST(vnNotify, ForgetsASubscriptionAlthoughAStatusCallThrows)
     sender.setDeliverAtOnce(0);
     {
         Listener listener;
-        sender.addSubscriber(&listener);
-        sender.triggerNotify();
+        for (vnUInt64 filter = 1; filter <= 3; ++filter)
+        {
+            sender.addSubscriber(&listener, filter);
+            if (filter < 3) // the last one stays pending
+                sender.triggerNotify();
+        }
+        log.clear();
         listener.onStatus = [](vnNotifyState) { throw std::runtime_error("status"); };
         sender.removeSubscriber(&listener);
         EXPECT_THROW(sender.triggerNotify(), std::runtime_error);
+        EXPECT_EQ(std::exchange(log, ""), "m1 m3 m3 ");
         listener.onStatus = nullptr;
-        log.clear();
     }
     EXPECT_EQ(log, ""); // it was no subscriber any more
 }
