@@ -53,12 +53,13 @@ public:
             error = std::current_exception();
         }
         m_channel->releaseByMaster();
-        if (error)
+        // A second error, behind that of a derived destructor, would end the process.
+        if (error && std::uncaught_exceptions() == 0)
             std::rethrow_exception(error);
     }
 
     /// Tells what became of a subscription. Called under the locks of the pass: it must not wait for another
-    /// thread, nor subscribe a slave to another master.
+    /// thread, nor subscribe a slave to another master, nor trigger a pass when slaves have other masters.
     virtual void onNotifyStatus(Slave*, vnNotifyState) {}
 
     /// Asks for the data whose source id is `filter`, or for all with 0. A slave may subscribe with several
@@ -137,7 +138,8 @@ public:
     virtual void onNotify(Master* master, Data& data, vnUInt64 source) = 0;
 
     /// Tells what became of a subscription of `slave`, this object. Called under its lock and those of the
-    /// pass: it must not subscribe the object to another master, whose pass may be waiting for that lock.
+    /// pass: it must not subscribe the object to another master, whose pass may be waiting for that lock, and
+    /// trigger no pass when subscribers have other masters.
     virtual void onNotifyStatus(Master*, Slave*, vnNotifyState) {}
 
 protected:

@@ -512,6 +512,22 @@ TEST(vnNotify, EndsAllSubscriptionsOfADyingMasterAlthoughAStatusCallThrows)
     sender->triggerNotify();
     EXPECT_THROW(delete sender.release(), std::runtime_error);
     EXPECT_EQ(log, "s3 s0 s3 ");
+
+    // What the destructors of both classes meet is one error.
+    sender = std::make_unique<Sender>();
+    bool comesBack = true;
+    pending.onStatus = [&](vnNotifyState state)
+    {
+        if (state != VN_NOTIFY_UNSUBSCRIBED)
+            return;
+        if (std::exchange(comesBack, false)) // for the destructor of the base
+            sender->addSubscriber(&pending);
+        throw std::runtime_error("status");
+    };
+    sender->addSubscriber(&pending);
+    sender->triggerNotify();
+    EXPECT_THROW(delete sender.get(), std::runtime_error);
+    static_cast<void>(sender.release()); // gone
     pending.onStatus = nullptr;
 }
 
