@@ -105,7 +105,9 @@ public:
     }
 
 protected:
-    /// Ends all subscriptions, also those not yet in effect, and drops what is queued.
+    /// Ends all subscriptions, also those not yet in effect, and drops what is queued. In a destructor what
+    /// subscribers ask of the master in the status calls of their end must not outlast this call: a slave
+    /// that another thread may destroy meanwhile asks for nothing there.
     void endSubscriptions() { m_channel->close(false); }
 
     /// The same unless a pass of another thread is running; answers whether it was done.
