@@ -49,6 +49,7 @@
 #include <vnBase/vnObjectReceiver.h>
 #include <vnBase/vnObjectSender.h>
 #include <vnBase/vnParserFunction.h>
+#include <vnBase/vnPendData.h>
 #include <vnBase/vnPerformance.h>
 #include <vnBase/vnProgramExecution.h>
 #include <vnBase/vnProgress.h>
