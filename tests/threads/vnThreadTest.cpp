@@ -2,6 +2,7 @@
 #include "vnThreadTestHelp.h"
 
 #include <vnBase/vnEvent.h>
+#include <vnBase/vnMemory.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnThread.h>
 #include <vnBase/vnTime.h>
@@ -116,6 +117,21 @@ TEST(vnThread, ChainsOnTheCallingThread)
     Worker running;
     running.run(1);
     EXPECT_EQ(running.chain(), 0);
+}
+
+TEST(vnThread, LeavesTheMemoryStateOfTheThreadThatChainsIt)
+{
+    struct Worker : vnThread
+    {
+        ~Worker() noexcept(false) override { stop(1); }
+        void process() override { state = vnMemoryControl::getState(0); }
+        unsigned int state = 0;
+    };
+    Worker worker;
+    const unsigned int old = vnMemoryControl::updateState(7, 0);
+    worker.chain();
+    EXPECT_EQ(worker.state, 7u);
+    EXPECT_EQ(vnMemoryControl::updateState(old, 0), 7u);
 }
 
 TEST(vnThread, IsChainedWhenItIsExecutedAsAProgram)

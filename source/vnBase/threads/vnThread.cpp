@@ -8,6 +8,8 @@
 #include "vnThreadPlatform.h"
 #include "vnTryGuard.h"
 
+#include <memory/vnMemoryTable.h>
+
 #include <vnBase/vnEvent.h>
 #include <vnBase/vnMessage.h>
 #include <vnBase/vnPerformance.h>
@@ -337,6 +339,7 @@ void vnThread::enterThread(void* object)
     do
         vnExecuteProgram(thread);
     while (run.object && thread->isValidMemory() && thread->beginAgain());
+    vnForgetMemoryState(vnCurrentThreadID());
     if (run.object && thread->isValidMemory() && thread->endRun(run))
         delete thread;
 }
@@ -539,6 +542,7 @@ void vnThread::reportAlive() const
 void vnThread::cleanUpAfter(const vnThreadControl* victim)
 {
     vnReleaseThreadNumber(victim->getID());
+    vnForgetMemoryState(victim->getID());
     vnStopKilledPerformanceThread(victim->getID());
     const vnTryGuard guard(m_lock, politeSeconds);
     if (m_control != victim)

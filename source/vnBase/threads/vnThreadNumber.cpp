@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vnThreadNumber.h"
 
-#include <memory/vnMemoryTable.h>
-
 #include <vnBase/vnMutex.h>
 #include <vnBase/vnThread.h>
 
@@ -91,7 +89,6 @@ unsigned int vnThread::getThreadEnum(unsigned int id) noexcept
 
 void vnReleaseThreadNumber(unsigned int id) noexcept
 {
-    vnForgetMemoryState(id); // of a killed thread; others forget it themselves
     if (id == 0)
         return;
     const ChangeGuard guard;
