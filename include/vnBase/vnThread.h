@@ -151,6 +151,10 @@ protected:
     /// killed is not running any more and has yet to end.
     bool hasThreadEnded() const;
 
+    /// Waits for at most some milliseconds until the object does not run any more. Answers whether that is
+    /// so. Unlike `stop(1)` it leaves a thread alone that was started meanwhile. Not on the thread itself.
+    bool awaitEnd();
+
     /// On the thread itself, for work that turns up when its body has ended and is only reported on: the body
     /// runs once more, unless `stop()` comes in between.
     void runAgain();

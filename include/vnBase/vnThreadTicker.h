@@ -172,7 +172,8 @@ private:
     bool mayEnd();
     void leave();
 
-    void add(vnThreadTicker* ticker);
+    bool add(vnThreadTicker* ticker);
+    bool takeBack(vnThreadTicker* ticker);
     bool remove(vnThreadTicker* ticker);
     void awaitLeaving(vnThreadTicker* ticker);
     void removeAndDestroy(vnThreadTicker* ticker);

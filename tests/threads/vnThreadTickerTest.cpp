@@ -431,6 +431,15 @@ TEST(vnThreadTicker, TicksAgainAfterAllPoolsWereClosed)
     EXPECT_EQ(ticker.calls(), "iti");
 }
 
+TEST(vnThreadTicker, StartsItsClosedPoolForTheTriggerThatStays)
+{
+    Ticker ticker(89);
+    ticker.triggerTick(0.05);
+    vnThreadPoolTicker::closeAll();
+    EXPECT_EQ(ticker.triggerTick(1000), 0);
+    EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 1; }));
+}
+
 TEST(vnThreadTicker, LeavesAlsoWhileItsPoolIsClosed)
 {
     struct First : vnThreadTicker

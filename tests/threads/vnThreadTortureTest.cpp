@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace
@@ -53,7 +54,16 @@ void tickOnAThread()
         ~Closer() { vnThreadPoolTicker::closeAll(); }
     } closer;
     Ticker ticker(991);
-    ticker.triggerTick(0);
+    try
+    {
+        ticker.triggerTick(0);
+    }
+    catch (const std::bad_alloc&)
+    {
+        EXPECT_EQ(ticker.isEnabled(), 0);
+        EXPECT_EQ(ticker.triggerTick(1000), 1) << "a trigger is left";
+        throw;
+    }
     ticker.disableThreadTicker();
     std::unique_ptr<Ticker> other(new Ticker(991));
     other->enableThreadTicker();

@@ -231,6 +231,25 @@ void vnThread::closeEnded(vnThreadControl* control)
         control->letGo();
 }
 
+bool vnThread::awaitEnd()
+{
+    bool isLive = false;
+    vnThreadControl* control = nullptr;
+    {
+        vnBodyGuard guard(m_lock);
+        refreshRunning();
+        isLive = has(VN_RUNNING) || has(VN_INSIDE);
+        control = useControl();
+    }
+    if (isLive)
+        pause(control);
+    else if (control)
+        closeEnded(control);
+    if (control)
+        control->letGo();
+    return !isLive;
+}
+
 void vnThread::stop(unsigned char wait)
 {
     watch();

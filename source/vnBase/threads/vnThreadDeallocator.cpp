@@ -63,7 +63,7 @@ void vnThreadDeallocator::serve()
         return;
     }
     while (run(0) && isStopping(0))
-        stop(1);
+        awaitEnd();
 }
 
 void vnThreadDeallocator::deallocObject(vnReference* object, unsigned char force)

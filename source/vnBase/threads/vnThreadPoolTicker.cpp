@@ -167,9 +167,11 @@ void vnThreadPoolTicker::closeAll()
 
 void vnThreadPoolTicker::stop(unsigned char wait)
 {
-    vnThread::stop(0);
-    wake();
-    vnThread::stop(wait);
+    do
+    {
+        vnThread::stop(0);
+        wake(); // also a thread that was started meanwhile
+    } while (wait && !isOwnThread() && !awaitEnd());
 }
 
 void vnThreadPoolTicker::wake()
@@ -196,9 +198,10 @@ void vnThreadPoolTicker::serve()
         runAgain();
         return;
     }
-    // A thread that is being killed may still be inside a ticker; run() waits for it.
+    // A thread that is being killed may still be inside a ticker; run() waits for it. Others may start the
+    // next one meanwhile, which is not to be stopped.
     while (run(0) && isStopping(0))
-        vnThread::stop(1);
+        awaitEnd();
 }
 
 // Called under the event's mutex. Whether the thread of the current round was killed in it; it has left all
@@ -236,12 +239,12 @@ void vnThreadPoolTicker::leave()
     m_isServed = false;
 }
 
-// Enables the ticker, unless it has yet to leave. When there is no memory nothing has changed.
-void vnThreadPoolTicker::add(vnThreadTicker* ticker)
+// Enables the ticker; answers 0 when it has yet to leave. When there is no memory nothing has changed.
+bool vnThreadPoolTicker::add(vnThreadTicker* ticker)
 {
     vnBodyGuard guard(m_event);
     if (ticker->m_isLeaving)
-        return;
+        return false;
     if (!ticker->m_isWaiting && !ticker->m_isActive)
     {
         m_waiting.append(ticker);
@@ -249,6 +252,21 @@ void vnThreadPoolTicker::add(vnThreadTicker* ticker)
     }
     ticker->m_enabled.store(1, std::memory_order_release); // before it is initialised
     wake();
+    return true;
+}
+
+// Takes back what add() has done. Answers 0 when a thread has come to the ticker, which may be gone by now.
+bool vnThreadPoolTicker::takeBack(vnThreadTicker* ticker)
+{
+    vnBodyGuard guard(m_event);
+    for (const vnThreadTicker* waiting : m_waiting)
+        if (waiting == ticker)
+        {
+            cancelWaiting(ticker);
+            ticker->m_enabled.store(0, std::memory_order_release);
+            return true;
+        }
+    return false;
 }
 
 // Disables the ticker; answers whether the pool has yet to let it go. When there is no memory nothing has
@@ -271,7 +289,7 @@ void vnThreadPoolTicker::awaitLeaving(vnThreadTicker* ticker)
     vnBodyGuard guard(m_event);
     // Pool 0 has no thread that could take the ticker out meanwhile, and the caller's own round does so at
     // its end.
-    if (m_poolID == 0 || (m_called && m_callingThread == vnCurrentThreadID()))
+    if (m_poolID == 0 || isOwnThread())
         return;
     // The ticker itself may be gone, destroyed by its own onTerminate().
     while ((findLeaving(ticker) || m_called == ticker) && vnTime::systemSeconds() < end)

@@ -27,11 +27,12 @@ void vnThreadTicker::onTick() {}
 void vnThreadTicker::enableThreadTicker()
 {
     vnThreadPoolTicker* pool = m_pool;
+    bool isAdded = false;
     {
         vnBodyGuard guard(m_stateMutex);
         if (isEnabled())
             return;
-        pool->add(this);
+        isAdded = pool->add(this);
     }
     try
     {
@@ -40,9 +41,9 @@ void vnThreadTicker::enableThreadTicker()
     }
     catch (...)
     {
-        // There is no thread that could have destroyed it. Another attempt starts the pool.
-        m_enabled.store(0, std::memory_order_release);
-        throw;
+        // Nothing is lost when another ticker has started the pool meanwhile.
+        if (!isAdded || pool->takeBack(this))
+            throw;
     }
 }
 
@@ -87,17 +88,36 @@ unsigned char vnThreadTicker::triggerTick(double delay)
 {
     vnThreadPoolTicker* pool = m_pool;
     const double time = vnTime::systemSeconds() + delay; // also when a tick is under way
+    double pending = 0;
+    bool isTaken = false;
     bool isInPool = false;
     {
         vnBodyGuard guard(m_tickMutex);
-        const double pending = m_trigger.load(std::memory_order_relaxed);
-        if (pending != 0 && time > pending)
-            return 0;
-        m_trigger.store(time, std::memory_order_relaxed);
+        pending = m_trigger.load(std::memory_order_relaxed);
+        isTaken = pending == 0 || !(time > pending);
+        if (isTaken)
+            m_trigger.store(time, std::memory_order_relaxed);
         isInPool = isEnabled(); // while it can not tick
     }
-    if (!isInPool)
-        enableThreadTicker();
+    if (!isTaken)
+    {
+        if (isInPool)
+            pool->serve(); // the thread may have ended before the earlier one was due
+        return 0;
+    }
+    try
+    {
+        if (!isInPool)
+            enableThreadTicker();
+    }
+    catch (...)
+    {
+        // It is not enabled: another attempt must not find a trigger that never comes.
+        vnBodyGuard guard(m_tickMutex);
+        double own = time;
+        m_trigger.compare_exchange_strong(own, pending, std::memory_order_relaxed);
+        throw;
+    }
     pool->wake();
     pool->serve();
     return 1;
