@@ -196,6 +196,6 @@ TEST(vnTimer, GoesOnFromItsLastReading)
     while (vnTime::systemSeconds() < end)
         continue;
     timer.reset(1);
-    EXPECT_GE(timer.getTime(), 0.02);
+    EXPECT_GE(timer.getTime(), 0.0199); // readings since 1970 are rounded, and so was the end
     EXPECT_LT(timer.getTime(), 4.0);
 }
