@@ -105,10 +105,15 @@ unsigned char vnThreadTicker::triggerTick(double delay)
             pool->serve(); // the thread may have ended before the earlier one was due
         return 0;
     }
+    if (isInPool)
+    {
+        pool->wake();
+        pool->serve();
+        return 1;
+    }
     try
     {
-        if (!isInPool)
-            enableThreadTicker();
+        enableThreadTicker(); // wakes and starts the pool
     }
     catch (...)
     {
@@ -118,7 +123,5 @@ unsigned char vnThreadTicker::triggerTick(double delay)
         m_trigger.compare_exchange_strong(own, pending, std::memory_order_relaxed);
         throw;
     }
-    pool->wake();
-    pool->serve();
     return 1;
 }
