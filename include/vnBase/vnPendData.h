@@ -6,8 +6,8 @@
 #include <limits>
 #include <utility>
 
-/// What a `vnNotifyMaster` has yet to deliver. Times are seconds of `vnTime::systemSeconds`; an `earliest` of 0
-/// means at once.
+/// What a `vnNotifyMaster` has yet to deliver. Times are seconds of `vnTime::systemSeconds`; an `earliest` of
+/// 0 means at once.
 template <class Data>
 struct vnPendData : public vnSharedMemory
 {
