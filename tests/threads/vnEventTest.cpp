@@ -281,16 +281,19 @@ TEST(vnEvent, GivesAllHoldsBackBeforeItNeedsTheLockOfAnEvent)
     vnRefList<vnEvent> events;
     events.append(theirs);
     events.append(ours);
+    std::atomic<bool> isOurs{false};
     std::atomic<bool> isHeld{false};
     std::thread other(
         [&]
         {
+            EXPECT_TRUE(comesTrue([&] { return isOurs.load(); }));
             vnBodyGuard guard(*theirs);
             isHeld = comesTrue([&] { return ours->tryLock() != 0; });
             ours->unLock();
         });
     {
         vnBodyGuard guard(*ours);
+        isOurs = true;
         EXPECT_TRUE(comesTrue([&] { return theirs->isLocked() != 0; }));
         EXPECT_EQ(vnEvent::wait(events, 0), nullptr);
         EXPECT_EQ(ours->getSpinLockCount(), 1u);
