@@ -114,28 +114,34 @@ TEST(vnThreadTicker, KeepsTheEarlierOfTwoTriggers)
 
 TEST(vnThreadTicker, CountsTheDelayOfATriggerFromTheCall)
 {
-    std::thread other;
-    Ticker ticker(0,
-                  [&other](Ticker& self)
-                  {
-                      if (self.ticks > 1)
-                          return;
-                      std::atomic<bool> calls{false};
-                      other = std::thread(
-                          [&]
-                          {
-                              calls = true;
-                              self.triggerTick(0.05); // waits for the end of this tick
-                          });
-                      while (!calls)
-                          std::this_thread::yield();
-                      spinFor(0.4);
-                  });
-    ticker.triggerTick(0);
-    vnThreadPoolTicker::guiTick();
-    other.join();
-    vnThreadPoolTicker::guiTick();
-    EXPECT_EQ(ticker.ticks, 2u);
+    // On a busy machine the call may come too late, but not always.
+    bool isDue = false;
+    for (unsigned int i = 0; i < 20 && !isDue; ++i)
+    {
+        std::thread other;
+        Ticker ticker(0,
+                      [&other](Ticker& self)
+                      {
+                          if (self.ticks > 1)
+                              return;
+                          std::atomic<bool> calls{false};
+                          other = std::thread(
+                              [&]
+                              {
+                                  calls = true;
+                                  self.triggerTick(0.05); // waits for the end of this tick
+                              });
+                          while (!calls)
+                              std::this_thread::yield();
+                          spinFor(0.2);
+                      });
+        ticker.triggerTick(0);
+        vnThreadPoolTicker::guiTick();
+        other.join();
+        vnThreadPoolTicker::guiTick();
+        isDue = ticker.ticks == 2;
+    }
+    EXPECT_TRUE(isDue);
 }
 
 TEST(vnThreadTicker, CatchesUpOrDropsMissedTicks)
@@ -434,7 +440,7 @@ TEST(vnThreadTicker, TicksAgainAfterAllPoolsWereClosed)
 TEST(vnThreadTicker, StartsItsClosedPoolForTheTriggerThatStays)
 {
     Ticker ticker(89);
-    ticker.triggerTick(0.05);
+    ticker.triggerTick(0.5); // not over when the pool is closed
     vnThreadPoolTicker::closeAll();
     EXPECT_EQ(ticker.triggerTick(1000), 0);
     EXPECT_TRUE(comesTrue([&] { return ticker.ticks == 1; }));
