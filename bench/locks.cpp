@@ -177,7 +177,7 @@ struct OurEvent
     {
         vnBodyGuard l(e);
         while (!on)
-            e.waitAndLock(10000, 1);
+            e.waitAndLock(0xFFFFFFFFu, 1); // as the others: without a time-out
         on = false;
     }
 };
