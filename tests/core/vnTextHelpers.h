@@ -16,15 +16,15 @@ inline std::string bytesOf(const vnString& text)
     return std::string(text.getString(), text.length());
 }
 
-/// The text of the fatal error that the operation throws; empty when it throws none.
-template <class Operation>
+/// The text of the error that the operation throws; empty when it throws none.
+template <class Error = vnFatalError, class Operation>
 std::string errorOf(Operation operation)
 {
     try
     {
         operation();
     }
-    catch (const vnFatalError& error)
+    catch (const Error& error)
     {
         return error.getErrorString().getString();
     }

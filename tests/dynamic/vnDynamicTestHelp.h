@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "../core/vnTextHelpers.h"
+
 #include <vnBase/vnBaseError.h>
 #include <vnBase/vnDynamicType.h>
 #include <vnBase/vnSerializeAdapterQueue.h>
@@ -62,21 +64,6 @@ inline vnDynamicType readFrom(const Bytes& bytes)
     value.read(&adapter);
     EXPECT_EQ(adapter.length(), 0u);
     return value;
-}
-
-/// The text of the error that a call throws; empty when it throws none.
-template <class Error = vnFatalError, class Call>
-std::string faultOf(const Call& call)
-{
-    try
-    {
-        call();
-    }
-    catch (const Error& error)
-    {
-        return error.getErrorString().getString();
-    }
-    return std::string();
 }
 
 /// A source of unknown length. It fails once `failing` bytes were read.

@@ -148,11 +148,11 @@ TEST(vnDynamicTypeContainer, WarnsWhenTheStreamEnds)
     Queue adapter({0x07, 0xCD, 0xBF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 'n', 0, 0xFC, 2, 0, 1, 5});
     adapter.setName("short");
     vnDynamicTypeContainer container;
-    EXPECT_EQ(faultOf<vnWarningError>([&] { container.read(&adapter); }),
+    EXPECT_EQ(errorOf<vnWarningError>([&] { container.read(&adapter); }),
               "vnDynamicTypeContainer::read failure in adapter 'short' !");
     EXPECT_EQ(container.getNumberOfAttributes(), 1u); // what came whole
     EXPECT_EQ(container.getAttribute("n").getNumber(), 5.0);
-    EXPECT_EQ(faultOf<vnWarningError>([&] { container.pushBack(&adapter); }),
+    EXPECT_EQ(errorOf<vnWarningError>([&] { container.pushBack(&adapter); }),
               "pushBack for vnDynamicTypeContainer is not possible to perform in adapter 'short' ");
 }
 
@@ -233,7 +233,7 @@ TEST(vnDynamicTypeContainer, CopiesItsValues)
 
 TEST(vnDynamicTypeContainer, RefusesAnotherTag)
 {
-    EXPECT_EQ(faultOf([] { vnDynamicTypeCustom<vnDynamicTypeContainer> value(vnDynamicType(1.0)); }),
+    EXPECT_EQ(errorOf([] { vnDynamicTypeCustom<vnDynamicTypeContainer> value(vnDynamicType(1.0)); }),
               "Can not convert dynamic argument type 'num' to vnDynamicTypeCustom type 'cont'!!");
 }
 

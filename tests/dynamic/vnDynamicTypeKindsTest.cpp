@@ -24,12 +24,12 @@ TEST(vnDynamicTypeKinds, ComeBackFromAPlainValue)
 
     const vnDynamicType number(1.0);
     const std::string start = "Can not convert dynamic argument type 'num' to vnDynamicType";
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeVoid value(number); }), start + "Void !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeChain value(number); }), start + "Chain !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeError value(number); }), start + "Error !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeInt64 value(number); }), start + "Int64 !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeTimeTagged value(number); }), start + "TimeTagged !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeArray value(number); }), start + "Array !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeVoid value(number); }), start + "Void !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeChain value(number); }), start + "Chain !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeError value(number); }), start + "Error !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeInt64 value(number); }), start + "Int64 !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeTimeTagged value(number); }), start + "TimeTagged !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeArray value(number); }), start + "Array !!");
 }
 
 TEST(vnDynamicTypeError, IsAFailureUnlessItIsTheConstant)

@@ -77,7 +77,7 @@ TEST(vnDynamicType, HasTheStreamFormOfItsTagAndPayload)
         expectForm(readFrom(bytes), bytes);
     const vnDynamicType custom = readFrom(tags[0]);
     EXPECT_EQ(custom.getDynamicType(), "abc");
-    EXPECT_EQ(faultOf([&] { custom.getString(); }),
+    EXPECT_EQ(errorOf([&] { custom.getString(); }),
               "Can not convert dynamic argument type 'abc' to string type !!");
 }
 
@@ -114,7 +114,7 @@ TEST(vnDynamicType, ReadsNothingOutsideAPayload)
     EXPECT_EQ(readFrom({0xFC, 3, 0, 2, 1, 2}).getPointer(), nullptr);
     EXPECT_EQ(readFrom({0xFC, 6, 0, 1, 9}).getNumber(), 0.0);
     EXPECT_EQ(readFrom({0xFC, 2, 0, 9, 0, 0, 0, 0, 0, 0, 0xE0, 0x3F, 77}).getNumber(), 0.5);
-    EXPECT_EQ(faultOf([] { vnDynamicType(1.0).getPayload()[1]; }), "Template-vnArray [] index out of bounds");
+    EXPECT_EQ(errorOf([] { vnDynamicType(1.0).getPayload()[1]; }), "Template-vnArray [] index out of bounds");
 }
 
 TEST(vnDynamicType, EndsWithTheDataWhenTheSizeLies)
@@ -151,14 +151,14 @@ TEST(vnDynamicType, ReadsTheTagsThatItAccepts)
     const vnDynamicType text("1");
     const vnDynamicType vector(vnVec2_<float>(1, 2));
     const std::string start = "Can not convert dynamic argument type ";
-    EXPECT_EQ(faultOf([&] { text.getNumber(); }), start + "'str' to number type !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicType(vnDynamicTypeInt64(1)).getString(); }),
+    EXPECT_EQ(errorOf([&] { text.getNumber(); }), start + "'str' to number type !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicType(vnDynamicTypeInt64(1)).getString(); }),
               start + "'llnum' to string type !!");
-    EXPECT_EQ(faultOf([&] { vnDynamicTypeError("x").getString(); }), start + "'error' to string type !!");
-    EXPECT_EQ(faultOf([&] { text.getVec2(); }), start + "'str' to Vec2 type !!");
-    EXPECT_EQ(faultOf([&] { vector.getVec3(); }), start + "'vec2' to Vec3 type !!");
-    EXPECT_EQ(faultOf([&] { vector.getVec4(); }), start + "'vec2' to Vec4 type !!");
-    EXPECT_EQ(faultOf([&] { text.getGUID(); }), start + "'str' to GUID type !!");
+    EXPECT_EQ(errorOf([&] { vnDynamicTypeError("x").getString(); }), start + "'error' to string type !!");
+    EXPECT_EQ(errorOf([&] { text.getVec2(); }), start + "'str' to Vec2 type !!");
+    EXPECT_EQ(errorOf([&] { vector.getVec3(); }), start + "'vec2' to Vec3 type !!");
+    EXPECT_EQ(errorOf([&] { vector.getVec4(); }), start + "'vec2' to Vec4 type !!");
+    EXPECT_EQ(errorOf([&] { text.getGUID(); }), start + "'str' to GUID type !!");
 }
 
 TEST(vnDynamicType, OnlyWarnsAboutPointers)

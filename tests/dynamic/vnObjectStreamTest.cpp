@@ -323,7 +323,7 @@ TEST(vnObjectStream, RefusesLies)
     {
         Queue queue(bytes);
         queue.setName("name");
-        const std::string text = faultOf([&queue] { readFrom(queue); });
+        const std::string text = errorOf([&queue] { readFrom(queue); });
         EXPECT_EQ(queue.getError(), text.c_str());
         return text;
     };

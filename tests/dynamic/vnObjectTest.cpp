@@ -277,7 +277,7 @@ TEST(vnObject, RegistersClassesByTheHashOfTheirName)
     Object object(vnObject::createFactoryObject(id));
     ASSERT_TRUE(object);
     EXPECT_EQ(static_cast<Lamp&>(*object).value, 2u);
-    EXPECT_EQ(faultOf([] { vnObject::registerFactoryObject(new Hidden); }),
+    EXPECT_EQ(errorOf([] { vnObject::registerFactoryObject(new Hidden); }),
               "Ambigious Object Factory Names found (Lamp) and (Lamp)");
     vnObject::unregisterFactory(Lamp::getClassType());
     EXPECT_EQ(vnObject::createFactoryObject(id), nullptr);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "../messages/vnMessageRecorder.h"
 #include "vnEncodeTestHelp.h"
+#include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <vnBase/vnSerializeAdapterCompress.h>
@@ -141,7 +142,7 @@ TEST(vnUnCompress, takesMemoryAsBytesComeOut)
         const Adapter target = queueWith(lie);
         target->setAdapterFlags(VN_ADAPTER_SILENT);
         // On a thread of its own, whose state of zlib goes back to the same heap.
-        const FailingHeap heap(0);
+        const SmallHeap heap(0xFFFFFFFFu);
         const auto use = [&]
         {
             EXPECT_EQ(vnUnCompress(block, plain), 0);
@@ -363,7 +364,7 @@ TEST(vnSerializeAdapterCompress, endsOverASourceWithoutEnd)
 
 TEST(vnSerializeAdapterCompress, keepsItsMemoryWhenWrittenAndReadInTurn)
 {
-    const FailingHeap heap(0);
+    const SmallHeap heap(0xFFFFFFFFu);
     const Adapter adapter(new vnSerializeAdapterCompress);
     static_cast<vnSerializeAdapterCompress&>(*adapter).setChunkSize(0);
     std::string written, got;

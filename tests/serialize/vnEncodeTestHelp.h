@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "../memory/vnFailingManager.h"
+
 #include <vnBase/vnCompress.h>
 #include <vnBase/vnMemory.h>
 #include <vnBase/vnRefPointer.h>
@@ -157,44 +159,14 @@ private:
     unsigned int m_claimed;
 };
 
-/// The C library's heap, but the allocation of the given number fails.
-class FailingHeap : public vnMemoryManagerInterface
-{
-public:
-    explicit FailingHeap(unsigned int failing) : m_left(failing) { vnMemoryControl::setMemoryManager(this); }
-    ~FailingHeap() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    bool hasFailed() const { return m_left == 0; }
-    unsigned int getLargest() const { return m_largest; }
-    void* allocate(unsigned int size) override
-    {
-        m_largest = std::max(m_largest, size);
-        return m_left > 0 && --m_left == 0 ? nullptr : std::malloc(size);
-    }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
-
-private:
-    unsigned int m_left;
-    unsigned int m_largest = 0;
-};
-
 /// Runs `use` with each allocation failing in turn; nothing but std::bad_alloc may come of it. Answers how
 /// many allocations there were.
 template <class Use>
 unsigned int torture(Use use)
 {
-    for (unsigned int failing = 1;; ++failing)
-    {
-        FailingHeap heap(failing);
-        try
-        {
-            use();
-        }
-        catch (const std::bad_alloc&)
-        {
-            continue;
-        }
-        if (!heap.hasFailed())
-            return failing;
-    }
+    vnFailingManager manager;
+    unsigned int failing = 1;
+    while (manager.run(use, failing).isReached)
+        ++failing;
+    return failing;
 }

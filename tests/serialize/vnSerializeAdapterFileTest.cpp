@@ -2,6 +2,7 @@
 #include <vnBase/vnSerializeAdapterFile.h>
 
 #include "../messages/vnMessageRecorder.h"
+#include "vnSmallHeap.h"
 #include "vnTempFolder.h"
 
 #include <gtest/gtest.h>
@@ -61,16 +62,6 @@ vnSerializeAdapterFile writer(const vnString& name, unsigned char append = 0)
 {
     return vnSerializeAdapterFile(name, VN_SERIALIZE_OUTPUT, append, VN_ADAPTER_SILENT);
 }
-
-class NoMemory : public vnMemoryManagerInterface
-{
-public:
-    NoMemory() { vnMemoryControl::setMemoryManager(this); }
-    ~NoMemory() noexcept(false) override { vnMemoryControl::setMemoryManager(nullptr); }
-    void* allocate(unsigned int) override { return nullptr; }
-    void* reallocate(void*, unsigned int) override { return nullptr; }
-    void deallocate(void* block) override { std::free(block); }
-};
 } // namespace
 
 TEST(vnSerializeAdapterFile, ReadsTheSameByBytesAndByBlocksOfAnySize)
@@ -439,7 +430,7 @@ TEST(vnSerializeAdapterFile, WritesNothingTwiceWhenThereIsNoMemoryForTheError)
     put(adapter, content);
     {
         const FileSizeLimit limit(300000);
-        NoMemory manager;
+        const SmallHeap none(0);
         EXPECT_THROW(adapter.flush(), std::bad_alloc);
     }
     EXPECT_EQ(adapter.length(), 500000u);
@@ -460,7 +451,7 @@ TEST(vnSerializeAdapterFile, LosesNothingThatItReadWhenThereIsNoMemoryForTheErro
         adapter.reset(0);
         std::filesystem::resize_file(name.getString(), 90000);
         {
-            NoMemory manager;
+            const SmallHeap none(0);
             EXPECT_THROW(adapter.read(block.data(), size), std::bad_alloc);
         }
         EXPECT_TRUE(take(adapter, 90000) == content.substr(0, 90000)) << "by " << size;
