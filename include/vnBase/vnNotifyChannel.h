@@ -501,6 +501,7 @@ private:
             std::rethrow_exception(error);
     }
 
+    // The first one goes on, as from the containers.
     template <class Step>
     static bool keepError(std::exception_ptr& error, Step step)
     {
@@ -511,7 +512,8 @@ private:
         }
         catch (...)
         {
-            error = std::current_exception();
+            if (!error)
+                error = std::current_exception();
             return false;
         }
     }
